@@ -19,6 +19,8 @@ using stringtoken = std::uint32_t;
   TOKEN(AppFileLogger, "AppFileLogger")            \
   TOKEN(AppManagerCommandBundle, "AppManagerCommandBundle") \
   TOKEN(serviceClass, "mcapp")                     \
+  TOKEN(ProcessCommands, "ProcessCommands")        \
+  TOKEN(operatorClass, "mcops")                    \
   /* debug flags that are no service's */          \
   TOKEN(Process, "Process")                        \
   TOKEN(lifecycle, "lifecycle")                    \
@@ -48,6 +50,25 @@ using stringtoken = std::uint32_t;
   TOKEN(output, "output")                          \
   TOKEN(save, "save")                              \
   TOKEN(reset, "reset")                            \
+  TOKEN(help, "help")                              \
+  TOKEN(words, "words")                            \
+  TOKEN(services, "services")                      \
+  TOKEN(information, "information")                \
+  TOKEN(event, "event")                            \
+  TOKEN(send, "send")                              \
+  TOKEN(debug, "debug")                            \
+  TOKEN(on, "on")                                  \
+  TOKEN(off, "off")                                \
+  TOKEN(list, "list")                              \
+  TOKEN(log, "log")                                \
+  TOKEN(level, "level")                            \
+  TOKEN(shutdown, "shutdown")                      \
+  TOKEN(process, "process")                        \
+  TOKEN(start, "start")                            \
+  TOKEN(stop, "stop")                              \
+  TOKEN(restart, "restart")                        \
+  TOKEN(suspend, "suspend")                        \
+  TOKEN(resume, "resume")                          \
   /* errors that exceptions carry */               \
   TOKEN(streamOverflow, "stream overflow")         \
   TOKEN(processGone, "process gone")

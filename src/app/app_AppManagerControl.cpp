@@ -1,0 +1,147 @@
+// The supervision service: the operations by which others control and find processes.
+#include <unistd.h>
+
+#include <cstring>
+
+#include "app/app_AppManager.h"
+#include "host/framework/fw_Container.h"
+#include "host/framework/fw_Logger.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_Array.h"
+#include "host/framework/ut_DirIterator.h"
+#include "util/ut_BufferStream.h"
+
+namespace services::app {
+
+namespace {
+
+// A claimed record, given back at the end of the scope.
+class Claim {
+ public:
+  Claim(AppManager* manager, strings::stringtoken name)
+      : m_manager(manager), m_process(manager == nullptr ? nullptr : manager->openProcess(name)) {}
+  ~Claim() {
+    if (m_process != nullptr) m_manager->closeProcess(m_process);
+  }
+  Claim(const Claim&) = delete;
+  Claim& operator=(const Claim&) = delete;
+
+  explicit operator bool() const { return m_process != nullptr; }
+  Process* operator->() const { return m_process; }
+
+ private:
+  AppManager* m_manager;
+  Process* m_process;
+};
+
+}  // namespace
+
+// A macro, since the lines carry the operation's own signature.
+#define MC_CONTROL_DEBUG(verb, step)                                                           \
+  if (isDebugOn()) {                                                                           \
+    framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__,         \
+                                       __LINE__, "%s process %s - %s", verb,                   \
+                                       strings::StringRepository::toString(name), step);       \
+  }
+
+bool AppManager::startProcess(strings::stringtoken name) {
+  AppManager* manager = getSingleton();
+  if (manager == nullptr || !manager->m_doProcessControl) return false;
+  MC_CONTROL_DEBUG("starting", "open")
+  const Claim process(manager, name);
+  if (!process) return false;
+  MC_CONTROL_DEBUG("starting", "start")
+  process->start();
+  MC_CONTROL_DEBUG("starting", "close")
+  return true;
+}
+
+bool AppManager::stopProcess(strings::stringtoken name) {
+  AppManager* manager = getSingleton();
+  if (manager == nullptr || !manager->m_doProcessControl) return false;
+  MC_CONTROL_DEBUG("stopping", "open")
+  const Claim process(manager, name);
+  if (!process) return false;
+  MC_CONTROL_DEBUG("stopping", "stop")
+  process->stop();
+  MC_CONTROL_DEBUG("stopping", "close")
+  return true;
+}
+
+bool AppManager::restartProcess(strings::stringtoken name) {
+  AppManager* manager = getSingleton();
+  if (manager == nullptr || !manager->m_doProcessControl) return false;
+  MC_CONTROL_DEBUG("restarting", "open")
+  const Claim process(manager, name);
+  if (!process) return false;
+  MC_CONTROL_DEBUG("restarting", "restart")
+  process->restart();
+  MC_CONTROL_DEBUG("restopping", "close")
+  return true;
+}
+
+#undef MC_CONTROL_DEBUG
+
+Process::State AppManager::getProcessState(strings::stringtoken name) {
+  const Claim process(getSingleton(), name);
+  return process ? process->getState() : Process::Unclassified;
+}
+
+bool AppManager::getProcessSuspend(strings::stringtoken name) {
+  const Claim process(getSingleton(), name);
+  return process && process->getSuspend();
+}
+
+void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend) {
+  const Claim process(getSingleton(), name);
+  if (!process) return;
+  if (isDebugOn()) {
+    framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__,
+                                       "set suspend \"%s\", %s",
+                                       strings::StringRepository::toString(name),
+                                       suspend ? strings::pGStrue : strings::pGSfalse);
+  }
+  process->setSuspend(suspend);
+}
+
+int AppManager::findProcess(const char* prefix) {
+  const std::size_t length = std::strlen(prefix);
+  std::array<char, 256> baseName;
+  utility::DirIterator directories("/proc/", "[0-9]*");
+  while (const char* directory = directories.next()) {
+    int pid = -1;
+    if (!extractProcessInfo(directory, baseName.data(), baseName.size(), nullptr, 0, pid)) continue;
+    if (std::strncmp(baseName.data(), prefix, length) == 0) return pid;
+  }
+  return -1;
+}
+
+void AppManager::getAllPids(utility::IntArray& pids) const {
+  pids.Append(::getpid());
+  const std::lock_guard lock(m_tableLock);
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
+    const Process* process = recordAt(i);
+    const auto count = static_cast<unsigned int>(process->numInstances());
+    for (unsigned int k = 0; k < count; ++k) pids.Append(process->getPid(k));
+  }
+}
+
+bool AppManager::getExternalValue(const char* command, char* buffer, unsigned int size) {
+  utility::BufferStream output(buffer, static_cast<int>(size), false);
+  return framework::Container::spawn(command, nullptr, &output) == 0;
+}
+
+bool AppManager::extractProcessInfo(const char* directory, char* baseName, unsigned int nameSize,
+                                    char* commandLine, unsigned int commandLineSize, int& pid) {
+  CommandLine process;
+  if (!process.read(directory)) return false;
+  process.copyBaseName(baseName, nameSize);
+  if (commandLine != nullptr) {
+    utility::BufferStream copy(commandLine, static_cast<int>(commandLineSize), true);
+    copy.PutS(process.text());
+  }
+  pid = pidOf(directory);
+  return true;
+}
+
+}  // namespace services::app

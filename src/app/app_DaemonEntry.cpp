@@ -1,0 +1,77 @@
+// One entry of the list of supervised daemons.
+#include "app/app_DaemonEntry.h"
+
+#include <regex.h>
+
+#include <array>
+#include <cstring>
+
+#include "host/framework/fw_Entrance.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "util/ut_BufferStream.h"
+#include "util/ut_Misc.h"
+
+namespace services::app {
+
+namespace {
+
+constexpr unsigned int entrySize = 128;
+
+// The error text of a pattern that does not compile; empty for a good one.
+std::string compileError(const std::string& pattern) {
+  regex_t compiled;
+  const int result = ::regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB);
+  if (result == 0) {
+    ::regfree(&compiled);
+    return "";
+  }
+  std::array<char, 256> text;
+  ::regerror(result, &compiled, text.data(), text.size());
+  return text.data();
+}
+
+void checkName(const std::string& name, std::vector<framework::PropertyFinding>& findings) {
+  if (framework::isDaemonName(name.c_str())) return;
+  findings.push_back({true, "\"" + name + "\": " + framework::daemonNameRule});
+}
+
+}  // namespace
+
+std::string trimmedName(const char* entry) {
+  std::string text = entry;
+  return utility::Misc::trim(text.data());
+}
+
+DaemonEntry::DaemonEntry(const char* entry) {
+  std::array<char, entrySize> text;
+  utility::BufferStream copy(text.data(), text.size(), true);
+  copy.PutS(entry);
+  char* trimmed = utility::Misc::trim(text.data());
+  char* slash = std::strchr(trimmed, '/');
+  hasPattern = slash != nullptr;
+  if (hasPattern) {
+    *slash = '\0';
+    pattern = slash + 1;
+  }
+  name = trimmed;
+}
+
+void checkDaemonEntry(const char* entry, std::vector<framework::PropertyFinding>& findings) {
+  const DaemonEntry parsed(entry);
+  if (parsed.name.empty() && !parsed.hasPattern) return;
+  checkName(parsed.name, findings);
+  if (std::strlen(entry) >= entrySize) {
+    findings.push_back({true, "\"" + parsed.name + "\": an entry has at most 127 characters"});
+  }
+  const std::string error = parsed.hasPattern ? compileError(parsed.pattern) : "";
+  if (error.empty()) return;
+  findings.push_back({false, "\"" + parsed.name + "\": the pattern does not compile (" + error +
+                                 "), the daemon is found by its name"});
+}
+
+void checkDaemonName(const char* entry, std::vector<framework::PropertyFinding>& findings) {
+  const std::string name = trimmedName(entry);
+  if (!name.empty()) checkName(name, findings);
+}
+
+}  // namespace services::app

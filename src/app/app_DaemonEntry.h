@@ -1,0 +1,33 @@
+// One entry of the list of supervised daemons.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace framework {
+struct PropertyFinding;
+}
+
+namespace services::app {
+
+/// A daemon's name and its pattern, as an entry of the list gives them: "NAME" or "NAME/PATTERN",
+/// blanks around it cut off. Of the entry, at most 127 characters are used.
+struct DaemonEntry {
+  explicit DaemonEntry(const char* entry);
+
+  std::string name;
+  std::string pattern;
+  bool hasPattern = false;
+};
+
+/// An entry that is a name alone: its text without the blanks around it.
+std::string trimmedName(const char* entry);
+
+/// Adds what is wrong with an entry: a name that is none, too long an entry, and, as a warning, a
+/// pattern that does not compile. A blank entry is skipped.
+void checkDaemonEntry(const char* entry, std::vector<framework::PropertyFinding>& findings);
+
+/// The same for an entry that is a name alone.
+void checkDaemonName(const char* entry, std::vector<framework::PropertyFinding>& findings);
+
+}  // namespace services::app

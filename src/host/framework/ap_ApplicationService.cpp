@@ -1,0 +1,52 @@
+// The portals that daemons have registered with the host.
+#include "host/framework/ap_ApplicationService.h"
+
+#include <map>
+#include <mutex>
+
+#include "host/framework/st_StringRepository.h"
+
+namespace services::app {
+
+namespace {
+
+struct Registry {
+  std::mutex mutex;
+  std::map<strings::stringtoken, std::shared_ptr<const Portal>> portals;
+};
+
+Registry& registry() {
+  static Registry only;
+  return only;
+}
+
+}  // namespace
+
+std::shared_ptr<const Portal> ApplicationService::LookupPortalPrefix(strings::stringtoken daemon) {
+  const std::lock_guard lock(registry().mutex);
+  const auto found = registry().portals.find(daemon);
+  return found == registry().portals.end() ? nullptr : found->second;
+}
+
+void ApplicationService::registerPortal(strings::stringtoken daemon, int pid) {
+  const std::lock_guard lock(registry().mutex);
+  registry().portals[daemon] = std::make_shared<const Portal>(pid);
+}
+
+void ApplicationService::unregisterPortals(int pid) {
+  const std::lock_guard lock(registry().mutex);
+  std::erase_if(registry().portals, [pid](const auto& entry) {
+    return entry.second->getPID() == pid;
+  });
+}
+
+std::vector<std::pair<std::string, int>> ApplicationService::listPortals() {
+  const std::lock_guard lock(registry().mutex);
+  std::vector<std::pair<std::string, int>> all;
+  for (const auto& [daemon, portal] : registry().portals) {
+    all.emplace_back(strings::StringRepository::toString(daemon), portal->getPID());
+  }
+  return all;
+}
+
+}  // namespace services::app

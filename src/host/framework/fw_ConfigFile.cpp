@@ -1,0 +1,250 @@
+// Reading and checking the configuration file.
+#include "host/framework/fw_ConfigFile.h"
+
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "host/framework/fw_Entrance.h"
+#include "host/framework/fw_Logger.h"
+#include "host/framework/fw_ServiceFactory.h"
+
+namespace framework {
+
+namespace {
+
+const char* typeName(PropertyType type) {
+  switch (type) {
+    case PropertyType::Integer: return "an integer";
+    case PropertyType::Boolean: return "true or false";
+    case PropertyType::Text: return "a text";
+    case PropertyType::List: return "a list of texts";
+  }
+  return "";
+}
+
+bool hasType(const Property& property, PropertyType type) {
+  return property.value.index() == static_cast<std::size_t>(type);
+}
+
+// A list of texts; false when an entry is no text.
+bool convertList(const toml::array& source, utility::StringArray& list) {
+  for (const auto& entry : source) {
+    if (!entry.is_string()) return false;
+    list.Append(entry.as_string()->get());
+  }
+  return true;
+}
+
+// A value of one of the four types; false for any other.
+bool convert(const toml::node& node, Property& property) {
+  if (const auto* integer = node.as_integer()) property.value = static_cast<long>(integer->get());
+  if (const auto* flag = node.as_boolean()) property.value = flag->get();
+  if (const auto* text = node.as_string()) property.value = text->get();
+  if (const auto* source = node.as_array()) {
+    utility::StringArray list;
+    if (!convertList(*source, list)) return false;
+    property.value = std::move(list);
+  }
+  return node.is_integer() || node.is_boolean() || node.is_string() || node.is_array();
+}
+
+std::vector<std::string> texts(const utility::StringArray& list) {
+  std::vector<std::string> all;
+  for (unsigned int i = 0; i < list.Length(); ++i) all.emplace_back(list.ElementAt(i));
+  return all;
+}
+
+std::string rangeText(const PropertyRule& rule) {
+  return "must be from " + std::to_string(rule.minimum) + " to " + std::to_string(rule.maximum);
+}
+
+// What is wrong with a property by its rule.
+std::vector<PropertyFinding> apply(const PropertyRule& rule, const Property& property) {
+  std::vector<PropertyFinding> findings;
+  if (!hasType(property, rule.type)) {
+    findings.push_back({true, std::string("must be ") + typeName(rule.type)});
+  } else if (rule.type == PropertyType::Integer) {
+    const long value = std::get<long>(property.value);
+    if (value < rule.minimum || value > rule.maximum) findings.push_back({true, rangeText(rule)});
+  } else if (rule.check != nullptr && rule.type == PropertyType::Text) {
+    rule.check(std::get<std::string>(property.value).c_str(), findings);
+  } else if (rule.check != nullptr && rule.type == PropertyType::List) {
+    for (const std::string& entry : texts(std::get<utility::StringArray>(property.value))) {
+      rule.check(entry.c_str(), findings);
+    }
+  }
+  return findings;
+}
+
+void checkSlot(const char* value, std::vector<PropertyFinding>& findings) {
+  if (std::strcmp(value, "A") != 0 && std::strcmp(value, "B") != 0) {
+    findings.push_back({true, "must be \"A\" or \"B\""});
+  }
+}
+
+void checkPath(const char* value, std::vector<PropertyFinding>& findings) {
+  if (!isSafePath(value)) findings.push_back({true, safePathRule});
+}
+
+void checkDestination(const char* value, std::vector<PropertyFinding>& findings) {
+  if (std::strcmp(value, "stderr") != 0) checkPath(value, findings);
+}
+
+void checkLevel(const char* value, std::vector<PropertyFinding>& findings) {
+  if (Logger::levelOf(value) < 0) {
+    findings.push_back({true, "must be \"error\", \"warning\", \"info\", \"debug\" or \"trace\""});
+  }
+}
+
+constexpr PropertyRule hostRules[] = {
+    {.key = "slot", .type = PropertyType::Text, .expected = true, .check = checkSlot},
+    {.key = "console", .type = PropertyType::Text, .check = checkPath},
+    {.key = "plugins", .type = PropertyType::List},
+    {.key = "services", .type = PropertyType::List},
+    {.key = "log.destination", .type = PropertyType::Text, .check = checkDestination},
+    {.key = "log.level", .type = PropertyType::Text, .check = checkLevel},
+    {.key = "debug", .type = PropertyType::List},
+    {.key = "commandSeconds", .type = PropertyType::Integer, .minimum = 1, .maximum = 3600},
+};
+
+const PropertyRule* findRule(std::span<const PropertyRule> rules, const std::string& key) {
+  const auto found =
+      std::find_if(rules.begin(), rules.end(), [&](const auto& rule) { return key == rule.key; });
+  return found == rules.end() ? nullptr : &*found;
+}
+
+// Keeps the values of a table under their full names; tables within it become dotted keys.
+template <typename Report>
+void flatten(const toml::table& table, const std::string& prefix, Config& config, Report report) {
+  for (const auto& [key, node] : table) {
+    const std::string name = prefix + "." + std::string(key.str());
+    const unsigned int line = node.source().begin.line;
+    Property property{.line = line};
+    if (const auto* inner = node.as_table()) {
+      flatten(*inner, name, config, report);
+    } else if (convert(node, property)) {
+      config.set(name, std::move(property));
+    } else {
+      report(line, name + ": must be an integer, true or false, a text or a list of texts");
+    }
+  }
+}
+
+}  // namespace
+
+ConfigFile::ConfigFile(const std::string& path) : m_path(path) {
+  read();
+  if (!isRefused()) checkHost();
+}
+
+void ConfigFile::add(bool fatal, unsigned int line, const std::string& text) {
+  const std::string place = line == 0 ? m_path : m_path + ":" + std::to_string(line);
+  m_findings.push_back({fatal, place + ": " + text});
+}
+
+bool ConfigFile::isRefused() const {
+  return std::any_of(m_findings.begin(), m_findings.end(), [](const auto& f) { return f.fatal; });
+}
+
+void ConfigFile::read() {
+  std::ifstream file(m_path);
+  if (!file) return add(true, 0, std::strerror(errno));
+  std::stringstream content;
+  content << file.rdbuf();
+  try {
+    const toml::table root = toml::parse(content.str());
+    for (const auto& [key, node] : root) {
+      const auto* table = node.as_table();
+      const std::string name(key.str());
+      const unsigned int line = node.source().begin.line;
+      if (table == nullptr) {
+        add(true, line, name + ": must stand in a table");
+        continue;
+      }
+      if (name != "host") m_tables.emplace_back(name, line);
+      flatten(*table, name, m_config,
+              [this](unsigned int at, const std::string& text) { add(true, at, text); });
+    }
+  } catch (const toml::parse_error& fault) {
+    add(true, fault.source().begin.line, std::string(fault.description()));
+  }
+}
+
+void ConfigFile::checkHost() {
+  checkTable("host", 0, hostRules);
+  if (isRefused()) return;
+  const auto text = [this](const char* key, std::string& out) {
+    if (const Property* found = m_config.find(key)) out = std::get<std::string>(found->value);
+  };
+  const auto list = [this](const char* key, std::vector<std::string>& out) {
+    const Property* found = m_config.find(key);
+    if (found != nullptr) out = texts(std::get<utility::StringArray>(found->value));
+    return found != nullptr;
+  };
+  text("host.slot", m_host.slot);
+  text("host.console", m_host.console);
+  text("host.log.destination", m_host.logDestination);
+  text("host.log.level", m_host.logLevel);
+  list("host.plugins", m_host.plugins);
+  list("host.debug", m_host.debug);
+  m_host.servicesGiven = list("host.services", m_host.services);
+  m_config.getIntValueOf("host", "commandSeconds", false, &m_host.commandSeconds);
+}
+
+void ConfigFile::checkTable(const std::string& name, unsigned int line,
+                            std::span<const PropertyRule> rules) {
+  for (const auto& [full, property] : m_config.all()) {
+    if (!full.starts_with(name + ".")) continue;
+    const PropertyRule* rule = findRule(rules, full.substr(name.size() + 1));
+    if (rule == nullptr) {
+      add(true, property.line, full + ": no such property");
+      continue;
+    }
+    for (const auto& finding : apply(*rule, property)) {
+      add(finding.fatal, property.line, full + ": " + finding.text);
+    }
+  }
+  for (const auto& rule : rules) {
+    if (!rule.expected || m_config.find(name + "." + rule.key) != nullptr) continue;
+    add(name == "host", line, name + "." + rule.key + ": property not supplied");
+  }
+}
+
+void ConfigFile::checkInstances() {
+  for (const std::string& name : ServiceFactory::duplicates()) {
+    add(true, 0, name + ": two plug-ins register a service of this name");
+  }
+  checkServiceNames();
+  for (const auto& [name, line] : m_tables) {
+    if (ServiceFactory::find(name) == nullptr) {
+      add(false, line, name + ": no loaded plug-in registers a service of this name");
+    }
+  }
+  for (const auto* factory : ServiceFactory::all()) {
+    const std::string name = factory->getName();
+    const auto table = std::find_if(m_tables.begin(), m_tables.end(),
+                                    [&](const auto& known) { return known.first == name; });
+    checkTable(name, table == m_tables.end() ? 0 : table->second, ServiceProperties::of(name));
+  }
+}
+
+void ConfigFile::checkServiceNames() {
+  const Property* list = m_config.find("host.services");
+  std::vector<std::string> seen;
+  for (const std::string& name : m_host.services) {
+    if (ServiceFactory::find(name) == nullptr) {
+      add(true, list->line, "host.services: no loaded plug-in registers \"" + name + "\"");
+    }
+    if (std::find(seen.begin(), seen.end(), name) != seen.end()) {
+      add(true, list->line, "host.services: \"" + name + "\" stands twice");
+    }
+    seen.push_back(name);
+  }
+}
+
+}  // namespace framework

@@ -1,0 +1,64 @@
+// Reading and checking the configuration file.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "host/framework/fw_Config.h"
+#include "host/framework/fw_ServiceFactory.h"
+
+namespace framework {
+
+/// What is wrong at a place of the configuration.
+struct ConfigFinding {
+  bool fatal;
+  std::string text;  ///< "FILE:LINE: KEY: rule"
+};
+
+/// The settings of the table [host].
+struct HostSettings {
+  std::string slot;
+  std::string console = "/run/mc/console";
+  std::vector<std::string> plugins;
+  std::vector<std::string> services;
+  bool servicesGiven = false;
+  std::string logDestination = "stderr";
+  std::string logLevel = "debug";
+  std::vector<std::string> debug;
+  int commandSeconds = 60;
+};
+
+/// A configuration file in two steps, since the rules for the instances' properties come with the
+/// plug-ins that the file names.
+class ConfigFile {
+ public:
+  /// Reads the file (TOML 1.0) and checks its syntax and the table [host].
+  explicit ConfigFile(const std::string& path);
+
+  /// Checks the instances' tables by the rules that the loaded plug-ins registered.
+  void checkInstances();
+
+  const std::vector<ConfigFinding>& findings() const { return m_findings; }
+  /// Whether a finding forbids to start.
+  bool isRefused() const;
+
+  const HostSettings& host() const { return m_host; }
+  const Config& config() const { return m_config; }
+
+ private:
+  void read();
+  void checkHost();
+  void checkServiceNames();
+  /// Holds the properties of one table to its rules; `line` is where the table begins.
+  void checkTable(const std::string& name, unsigned int line, std::span<const PropertyRule> rules);
+  void add(bool fatal, unsigned int line, const std::string& text);
+
+  std::string m_path;
+  std::vector<ConfigFinding> m_findings;
+  std::vector<std::pair<std::string, unsigned int>> m_tables;  // the instances' tables
+  Config m_config;
+  HostSettings m_host;
+};
+
+}  // namespace framework

@@ -1,0 +1,73 @@
+// Serves the console to its clients over a Unix socket.
+#pragma once
+
+#include <sys/socket.h>
+
+#include <atomic>
+#include <chrono>
+#include <list>
+#include <string>
+#include <thread>
+
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_Shell.h"
+#include "host/platform/ShellCommand.h"
+
+namespace framework {
+
+/// The console's socket and a thread for each of its clients, at most 32 at once.
+///
+/// Clients are processes of the host's own user and of root; the others, and one client more, are
+/// told so in one line. A client that stops reading is closed once a reply has made no progress for
+/// the send limit. While the server lives, its console is the host's (Container::getConsole), by
+/// which the console is enabled and disabled.
+class ConsoleServer {
+ public:
+  static constexpr std::size_t maxClients = 32;
+
+  explicit ConsoleServer(const Shell& shell = Shell::instance(),
+                         std::chrono::milliseconds sendLimit = std::chrono::seconds(5));
+  ~ConsoleServer();
+  ConsoleServer(const ConsoleServer&) = delete;
+  ConsoleServer& operator=(const ConsoleServer&) = delete;
+
+  /// Begins to serve at `path`. The answer is empty, or one line that says why it cannot, without
+  /// its line end.
+  std::string start(const std::string& path);
+
+  /// Takes no more clients, disconnects those there are, waits for their threads and removes the
+  /// socket. A command that runs is waited for; its reply is lost. Not to be called by a command.
+  void stop();
+
+  /// Why a client of user `peer` is not served by the host of user `host`: one line, or null when
+  /// it is.
+  static const char* refusalOf(uid_t peer, uid_t host, bool enabled);
+
+ private:
+  struct Client {
+    platform::Descriptor socket;
+    ucred peer{};
+    std::atomic<bool> done = false;
+    std::thread thread;
+  };
+
+  void run();
+  void admit();
+  void accept(platform::Descriptor socket);
+  void serve(Client& client);
+  void converse(const Client& client) const;
+  void reap();
+  void pauseAccepting() const;
+
+  const Shell& m_shell;
+  std::chrono::milliseconds m_sendLimit;
+  Console m_console;
+  std::string m_path;
+  platform::Descriptor m_listener;
+  platform::Descriptor m_wake;  // an event counter: a client is done, or the server stops
+  std::atomic<bool> m_stopping = false;
+  std::list<Client> m_clients;  // the accepting thread's own, stop()'s after it has ended
+  std::thread m_thread;
+};
+
+}  // namespace framework

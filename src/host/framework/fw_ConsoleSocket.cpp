@@ -1,0 +1,142 @@
+// The console's Unix socket: making it, reaching it, and what goes over it.
+#include "host/framework/fw_ConsoleSocket.h"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+
+namespace framework {
+
+namespace {
+
+std::optional<sockaddr_un> addressOf(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.empty() || path.size() >= sizeof address.sun_path) return std::nullopt;
+  path.copy(address.sun_path, path.size());
+  return address;
+}
+
+const sockaddr* generic(const sockaddr_un& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
+
+std::string failure(const std::string& path, const char* what) {
+  return path + ": " + what + ": " + std::strerror(errno);
+}
+
+platform::Descriptor newSocket(int flags) {
+  return platform::Descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
+}
+
+constexpr std::chrono::seconds connectLimit(5);
+
+// Makes way for a new socket. An error when something stands there that is no left-over of ours.
+std::string clearPath(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) {
+    return errno == ENOENT ? "" : failure(path, "cannot be looked at");
+  }
+  if (!S_ISSOCK(status.st_mode)) return path + ": is there and is no socket";
+  if (connectTo(path).isOpen()) return path + ": another host answers there";
+  if (errno != ECONNREFUSED) return failure(path, "cannot tell whether a host answers there");
+  return ::unlink(path.c_str()) == 0 ? "" : failure(path, "cannot be replaced");
+}
+
+std::string makeDirectoryOf(const std::string& path) {
+  const std::string directory = std::filesystem::path(path).parent_path();
+  if (directory.empty() || ::mkdir(directory.c_str(), S_IRWXU) == 0 || errno == EEXIST) return "";
+  return failure(directory, "cannot be made");
+}
+
+}  // namespace
+
+platform::Descriptor listenAt(const std::string& path, std::string& error) {
+  platform::Descriptor none;
+  const auto address = addressOf(path);
+  error = address ? "" : path + ": is no path for a socket (1 to 107 bytes)";
+  if (error.empty()) error = makeDirectoryOf(path);
+  if (error.empty()) error = clearPath(path);
+  if (!error.empty()) return none;
+  platform::Descriptor socket = newSocket(SOCK_NONBLOCK);
+  // The mode before the binding is that of the file, so there is no moment at which it is wider.
+  if (::fchmod(socket.get(), S_IRUSR | S_IWUSR) != 0 ||
+      ::bind(socket.get(), generic(*address), sizeof *address) != 0 ||
+      ::listen(socket.get(), SOMAXCONN) != 0) {
+    error = failure(path, "cannot listen");
+    return none;
+  }
+  return socket;
+}
+
+platform::Descriptor connectTo(const std::string& path) {
+  const auto address = addressOf(path);
+  if (!address) {
+    errno = ENAMETOOLONG;
+    return platform::Descriptor();
+  }
+  platform::Descriptor socket = newSocket(0);
+  limitSends(socket.get(), connectLimit);
+  if (::connect(socket.get(), generic(*address), sizeof *address) == 0) return socket;
+  const int reason = errno;
+  socket.reset();
+  errno = reason;
+  return socket;
+}
+
+void limitSends(int socket, std::chrono::milliseconds limit) {
+  const timeval time{.tv_sec = limit.count() / 1000, .tv_usec = limit.count() % 1000 * 1000};
+  ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
+}
+
+bool sendAll(int socket, std::string_view data) {
+  while (!data.empty()) {
+    const ssize_t sent = ::send(socket, data.data(), data.size(), MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent <= 0) return false;
+    data.remove_prefix(static_cast<std::size_t>(sent));
+  }
+  return true;
+}
+
+bool sendReply(int socket, int code, const std::string& text) {
+  return sendAll(socket, std::to_string(code) + ' ' + std::to_string(text.size()) + '\n' + text);
+}
+
+LineReader::Result LineReader::next(std::string& line) {
+  bool tooLong = false;
+  for (;;) {
+    const std::size_t end = m_received.find('\n');
+    if (end != std::string::npos) {
+      line = m_received.substr(0, end);
+      m_received.erase(0, end + 1);
+      return tooLong || line.size() > maxConsoleLine ? Result::TooLong : Result::Line;
+    }
+    if (m_received.size() > maxConsoleLine) {
+      tooLong = true;
+      m_received.clear();
+    }
+    if (!receive()) return Result::End;
+  }
+}
+
+bool LineReader::receive() {
+  std::array<char, maxConsoleLine> chunk;
+  ssize_t received = 0;
+  do {
+    received = ::recv(m_socket, chunk.data(), chunk.size(), 0);
+  } while (received < 0 && errno == EINTR);
+  if (received <= 0) return false;
+  m_received.append(chunk.data(), static_cast<std::size_t>(received));
+  return true;
+}
+
+}  // namespace framework

@@ -1,0 +1,53 @@
+// The console's Unix socket: making it, reaching it, and what goes over it.
+//
+// A client sends command lines, each ended by a line feed and at most maxConsoleLine bytes long
+// without it. For each the host answers "CODE LENGTH\n", both decimal, and LENGTH bytes of text.
+// A last line without its line feed is not executed.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+#include "host/platform/ShellCommand.h"
+
+namespace framework {
+
+inline constexpr std::size_t maxConsoleLine = 4096;
+
+/// A listening socket at `path`, for its owner alone. The directory is made, for its owner alone,
+/// when it is missing; a socket on which nobody answers is replaced. On failure the descriptor is
+/// not open and `error` says why.
+platform::Descriptor listenAt(const std::string& path, std::string& error);
+
+/// A socket that is connected to `path`; not open, with errno, on failure. Connecting and sends
+/// that make no progress for five seconds fail.
+platform::Descriptor connectTo(const std::string& path);
+
+/// Lets sends fail with EAGAIN that have made no progress for this long.
+void limitSends(int socket, std::chrono::milliseconds limit);
+
+/// Sends all of `data`. False when the peer is gone or the socket's time-out passed, with errno.
+bool sendAll(int socket, std::string_view data);
+
+/// Sends a reply as the frame above.
+bool sendReply(int socket, int code, const std::string& text);
+
+/// Reads lines from a stream socket on which the peer may send anything.
+class LineReader {
+ public:
+  enum class Result { Line, TooLong, End };
+
+  explicit LineReader(int socket) : m_socket(socket) {}
+
+  /// Waits for the next line. TooLong stands for a line that was too long and has been skipped.
+  Result next(std::string& line);
+
+ private:
+  bool receive();
+
+  int m_socket;
+  std::string m_received;
+};
+
+}  // namespace framework

@@ -1,0 +1,75 @@
+// What the host process offers to its services as a whole: shell commands, delays, the console.
+#include "host/framework/fw_Container.h"
+
+#include <algorithm>
+#include <atomic>
+#include <string>
+#include <string_view>
+
+#include "host/framework/fw_Logger.h"
+#include "host/platform/Platform.h"
+
+namespace framework {
+
+namespace {
+
+std::atomic<std::int64_t> commandLimit = 60 * 1000000LL;
+std::atomic<Console*> theConsole = nullptr;
+
+constexpr std::int64_t noBudget = -1;
+thread_local std::int64_t budgetEnd = noBudget;  // when the thread's shared limit runs out
+
+std::int64_t remainingLimit() {
+  if (budgetEnd == noBudget) return commandLimit;
+  return std::max<std::int64_t>(0, budgetEnd - platform::Platform::current().now());
+}
+
+const char* reason(platform::Outcome outcome) {
+  switch (outcome) {
+    case platform::Outcome::NotStarted: return "could not be started";
+    case platform::Outcome::TimedOut: return "passed its time limit and was killed";
+    case platform::Outcome::Aborted: return "was killed, the host is stopping";
+    case platform::Outcome::Exited: break;
+  }
+  return "ended";
+}
+
+int run(const platform::Command& command) {
+  const platform::Result result = platform::Platform::current().run(command);
+  if (result.outcome == platform::Outcome::Exited) return result.status;
+  Logger::StaticLog(LogType::Error, "command %s: %s", reason(result.outcome), command.line);
+  return -1;
+}
+
+}  // namespace
+
+int Container::spawn(const char* commandLine, InputStream* input, OutputStream* output) {
+  constexpr std::string_view background = " &";
+  std::string line = commandLine;
+  platform::Command command{.input = input, .output = output, .limit = remainingLimit()};
+  if (line.ends_with(background)) {
+    line.resize(line.size() - background.size());
+    command.detached = true;
+  }
+  command.line = line.c_str();
+  return run(command);
+}
+
+int Container::queueSignal(int pid, int signal, int value) {
+  return platform::Platform::current().queueSignal(pid, signal, value);
+}
+
+void Container::setCommandLimit(int seconds) { commandLimit = seconds * 1000000LL; }
+
+Console* Container::getConsole() { return theConsole; }
+void Container::setConsole(Console* console) { theConsole = console; }
+
+CommandBudget::CommandBudget() {
+  budgetEnd = platform::Platform::current().now() + commandLimit;
+}
+
+CommandBudget::~CommandBudget() { budgetEnd = noBudget; }
+
+}  // namespace framework
+
+void taskDelay(int ticks) { platform::Platform::current().delay(ticks * 10000LL); }

@@ -1,0 +1,96 @@
+// Events: raised on any thread, delivered on one.
+#include "host/framework/fw_EventManager.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "host/framework/fw_Guarded.h"
+#include "host/framework/fw_Service.h"
+#include "host/framework/st_StringRepository.h"
+
+namespace framework {
+
+namespace {
+
+bool subscribes(const Service& service, strings::stringtoken event) {
+  const strings::stringtoken* list = service.eventSubscription();
+  if (list == nullptr) return false;
+  while (*list != strings::tGSendOfList && *list != event) ++list;
+  return *list == event;
+}
+
+}  // namespace
+
+EventManager& EventManager::instance() {
+  static EventManager only;
+  return only;
+}
+
+bool EventManager::isRecord(strings::stringtoken event) const {
+  return std::find(m_records.begin(), m_records.end(), event) != m_records.end();
+}
+
+bool EventManager::raise(strings::stringtoken event) {
+  return !isRecord(event) && push({event, nullptr});
+}
+
+bool EventManager::raise(strings::stringtoken event, std::string text) {
+  if (isRecord(event)) return false;
+  const auto owned = std::make_shared<const std::string>(std::move(text));
+  return push({event, std::shared_ptr<const void>(owned, owned->c_str())});
+}
+
+bool EventManager::raise(strings::stringtoken event, std::shared_ptr<const void> record) {
+  return isRecord(event) && push({event, std::move(record)});
+}
+
+void EventManager::declareRecord(strings::stringtoken event) {
+  if (!isRecord(event)) m_records.push_back(event);
+}
+
+bool EventManager::push(Event event) {
+  const std::lock_guard lock(m_mutex);
+  if (!m_delivering) return false;
+  m_queue.push_back(std::move(event));
+  m_changed.notify_one();
+  return true;
+}
+
+void EventManager::start(std::vector<Service*> services) {
+  m_services = std::move(services);
+  const std::lock_guard lock(m_mutex);
+  m_delivering = true;
+  m_thread = std::jthread([this](const std::stop_token& stop) { deliverAll(stop); });
+}
+
+void EventManager::stop() {
+  {
+    const std::lock_guard lock(m_mutex);
+    m_delivering = false;
+    m_queue.clear();
+  }
+  if (!m_thread.joinable()) return;
+  m_thread.request_stop();
+  m_thread.join();
+}
+
+void EventManager::deliverAll(const std::stop_token& stop) {
+  std::unique_lock lock(m_mutex);
+  while (m_changed.wait(lock, stop, [this] { return !m_queue.empty(); })) {
+    const Event event = std::move(m_queue.front());
+    m_queue.pop_front();
+    lock.unlock();
+    deliver(event);
+    lock.lock();
+  }
+}
+
+void EventManager::deliver(const Event& event) const {
+  for (Service* service : m_services) {
+    if (!subscribes(*service, event.token)) continue;
+    guarded(service->getNameString(), "event handler",
+            [&] { service->serviceEvent(event.token, event.data.get()); });
+  }
+}
+
+}  // namespace framework

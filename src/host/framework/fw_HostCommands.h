@@ -1,0 +1,18 @@
+// The console commands of the host itself.
+#pragma once
+
+#include <functional>
+
+namespace framework {
+
+class Shell;
+
+/// Registers help, services, information, event, debug, log and shutdown. `shutdown` is called on a
+/// client's thread once the reply to "shutdown" was sent; it asks the main thread to stop the host
+/// and returns. The shell outlives its commands.
+void registerHostCommands(Shell& shell, std::function<void()> shutdown);
+
+/// The part of them that steers the log: debug and log.
+void registerLogCommands(Shell& shell);
+
+}  // namespace framework

@@ -1,0 +1,119 @@
+// The console commands that steer the log: debug and log.
+#include <algorithm>
+#include <array>
+
+#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_ConsoleTable.h"
+#include "host/framework/fw_HostCommands.h"
+#include "host/framework/fw_Logger.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_Shell.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_Debug.h"
+
+namespace framework {
+
+namespace {
+
+using strings::stringtoken;
+using utility::Arguments;
+using utility::Debug;
+
+constexpr std::array<stringtoken, 2> debugOnPath = {strings::tGSdebug, strings::tGSon};
+const CommandHandler::commanddata debugOnData = {
+    "DebugOn", "debug on: write the debug lines of a service or of a flag.\n", "debug on NAME\n",
+    debugOnPath.size(), debugOnPath.data()};
+
+constexpr std::array<stringtoken, 2> debugOffPath = {strings::tGSdebug, strings::tGSoff};
+const CommandHandler::commanddata debugOffData = {"DebugOff", "debug off: write them no more.\n",
+                                                  "debug off NAME\n", debugOffPath.size(),
+                                                  debugOffPath.data()};
+
+constexpr std::array<stringtoken, 2> debugListPath = {strings::tGSdebug, strings::tGSlist};
+const CommandHandler::commanddata debugListData = {
+    "DebugList", "debug list: list the debug flags.\n", "debug list\n", debugListPath.size(),
+    debugListPath.data()};
+
+constexpr std::array<stringtoken, 2> logLevelPath = {strings::tGSlog, strings::tGSlevel};
+const CommandHandler::commanddata logLevelData = {
+    "LogLevel", "log level: show or set the log's level: error, warning, info or debug.\n",
+    "log level [error|warning|info|debug]\n", logLevelPath.size(), logLevelPath.data()};
+
+constexpr std::array<stringtoken, 4> otherFlags = {strings::tGSProcess, strings::tGSlifecycle,
+                                                   strings::tGSdestructors, strings::tGSpairing};
+
+std::vector<std::string> flagNames() {
+  std::vector<std::string> names;
+  for (const ServiceFactory* factory : ServiceFactory::all())
+    names.emplace_back(factory->getName());
+  for (const stringtoken flag : otherFlags) {
+    names.emplace_back(strings::StringRepository::toString(flag));
+  }
+  return names;
+}
+
+int switchFlag(Console& console, const Arguments& arguments, bool on) {
+  if (arguments.ArgCount() != 1) return 0;
+  const char* name = arguments.ArgValue(0);
+  const auto names = flagNames();
+  if (std::ranges::find(names, name) == names.end()) {
+    console.reply(Refused, "no such debug flag: %s; there are:\n", name);
+    for (const std::string& known : names) console.reply(Refused, "  %s\n", known.c_str());
+    return 1;
+  }
+  if (!Debug::setDebug(strings::GS.toToken(name), on)) {
+    console.reply(Refused, "debug flag %s cannot be switched\n", name);
+    return 1;
+  }
+  console.reply(Ok, "debug %s for %s\n", on ? "on" : "off", name);
+  if (on && Logger::getLevel() < LogType::Debug) {
+    console.reply(Ok, "the log leaves debug lines out; see: log level debug\n");
+  }
+  return 1;
+}
+
+int listFlags(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
+  TableRows rows = {{"NAME", "DEBUG"}};
+  for (const std::string& name : flagNames()) {
+    rows.push_back({name, Debug::isDebugOn(strings::GS.toToken(name.c_str())) ? "on" : "off"});
+  }
+  writeTable(console.output(), rows);
+  return 1;
+}
+
+const char* levelName() {
+  constexpr std::array<const char*, 4> names = {"error", "warning", "info", "debug"};
+  const auto* found = std::ranges::find_if(
+      names, [](const char* name) { return Logger::levelOf(name) == Logger::getLevel(); });
+  return found == names.end() ? "trace" : *found;
+}
+
+int logLevel(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 1) return 0;
+  if (const char* name = arguments.ArgValue(0)) {
+    const int level = Logger::levelOf(name);
+    if (level < 0) return 0;
+    Logger::setLevel(level);
+  }
+  console.reply(Ok, "log level %s\n", levelName());
+  return 1;
+}
+
+}  // namespace
+
+void registerLogCommands(Shell& shell) {
+  shell.registerCommand(
+      new FunctionCommand(debugOnData, [](Console& console, const Arguments& arguments) {
+        return switchFlag(console, arguments, true);
+      }));
+  shell.registerCommand(
+      new FunctionCommand(debugOffData, [](Console& console, const Arguments& arguments) {
+        return switchFlag(console, arguments, false);
+      }));
+  shell.registerCommand(new FunctionCommand(debugListData, listFlags));
+  shell.registerCommand(new FunctionCommand(logLevelData, logLevel));
+}
+
+}  // namespace framework

@@ -1,0 +1,193 @@
+// The log, over an asynchronous logger whose full queue drops its oldest lines.
+#include "host/framework/fw_Logger.h"
+
+#include <fcntl.h>
+#include <spdlog/async.h>
+#include <spdlog/async_logger.h>
+#include <spdlog/sinks/base_sink.h>
+#include <spdlog/spdlog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace framework {
+
+namespace {
+
+constexpr std::size_t queueLength = 1024;
+constexpr std::size_t lineSize = 9216;  // the longest report and its prefix
+constexpr const char* pattern = "%Y-%m-%d %H:%M:%S.%e %-7l %v";
+
+// Writes every line to the destination and to the registered takers.
+class Fanout : public spdlog::sinks::base_sink<std::mutex> {
+ public:
+  Fanout() { set_pattern(pattern); }
+  ~Fanout() override { setDestination(STDERR_FILENO); }
+
+  void setDestination(int descriptor) {
+    const std::lock_guard lock(mutex_);
+    if (m_descriptor != STDERR_FILENO) ::close(m_descriptor);
+    m_descriptor = descriptor;
+  }
+
+  void setPool(std::weak_ptr<spdlog::details::thread_pool> pool) {
+    const std::lock_guard lock(mutex_);
+    m_pool = std::move(pool);
+    m_dropped = 0;
+  }
+
+  void add(Logger* taker) {
+    const std::lock_guard lock(mutex_);
+    m_takers.push_back(taker);
+  }
+
+  void remove(Logger* taker) {
+    const std::lock_guard lock(mutex_);
+    std::erase(m_takers, taker);
+  }
+
+ protected:
+  void sink_it_(const spdlog::details::log_msg& message) override {
+    reportDropped();
+    send(message);
+  }
+  void flush_() override {}
+
+ private:
+  void reportDropped() {
+    const auto pool = m_pool.lock();
+    if (pool == nullptr || pool->overrun_counter() == m_dropped) return;
+    const std::size_t dropped = pool->overrun_counter();
+    const std::string text = fmt::format("host: {} log lines were dropped", dropped - m_dropped);
+    m_dropped = dropped;
+    send({spdlog::source_loc{}, "", spdlog::level::warn, text});
+  }
+
+  void send(const spdlog::details::log_msg& message) {
+    spdlog::memory_buf_t line;
+    formatter_->format(message, line);
+    writeAll(line.data(), line.size());
+    const int type = static_cast<int>(spdlog::level::err) - static_cast<int>(message.level);
+    for (Logger* taker : m_takers) taker->takeLine(type, line.data(), line.size());
+  }
+
+  // A destination that takes no more (a full disk, a closed pipe) loses the line; there is nowhere
+  // left to say so.
+  void writeAll(const char* data, std::size_t size) const {
+    while (size > 0) {
+      const ssize_t written = ::write(m_descriptor, data, size);
+      if (written < 0 && errno == EINTR) continue;
+      if (written <= 0) return;
+      data += written;
+      size -= static_cast<std::size_t>(written);
+    }
+  }
+
+  int m_descriptor = STDERR_FILENO;
+  std::weak_ptr<spdlog::details::thread_pool> m_pool;
+  std::size_t m_dropped = 0;
+  std::vector<Logger*> m_takers;
+};
+
+constexpr std::array<const char*, 5> levelNames = {"error", "warning", "info", "debug", "trace"};
+
+spdlog::level::level_enum levelFor(int type) {
+  return static_cast<spdlog::level::level_enum>(static_cast<int>(spdlog::level::err) -
+                                                std::clamp(type, 0, 4));
+}
+
+struct Log {
+  std::shared_ptr<Fanout> fanout = std::make_shared<Fanout>();
+  std::shared_ptr<spdlog::details::thread_pool> pool;
+  std::shared_ptr<spdlog::logger> logger = std::make_shared<spdlog::logger>("mc", fanout);
+};
+
+// Destructors of other static objects log, so the log stays to the end of the process.
+Log& theLog() {
+  static Log& only = *new Log;
+  return only;
+}
+
+}  // namespace
+
+bool Logger::start(const LogSettings& settings) {
+  int descriptor = STDERR_FILENO;
+  if (settings.destination != "stderr") {
+    descriptor = ::open(settings.destination.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC,
+                        0600);
+    if (descriptor < 0) return false;
+  }
+  Log& log = theLog();
+  log.fanout->setDestination(descriptor);
+  log.pool = std::make_shared<spdlog::details::thread_pool>(queueLength, 1);
+  log.fanout->setPool(log.pool);
+  log.logger = std::make_shared<spdlog::async_logger>("mc", log.fanout, log.pool,
+                                                      spdlog::async_overflow_policy::overrun_oldest);
+  setLevel(settings.level);
+  return true;
+}
+
+void Logger::stop() {
+  Log& log = theLog();
+  const int level = getLevel();
+  log.pool.reset();  // the logger holds it weakly: this joins the logging thread, the queue done
+  log.logger = std::make_shared<spdlog::logger>("mc", log.fanout);
+  setLevel(level);
+  log.fanout->setDestination(STDERR_FILENO);
+}
+
+int Logger::getLevel() {
+  return static_cast<int>(spdlog::level::err) - static_cast<int>(theLog().logger->level());
+}
+
+void Logger::setLevel(int type) { theLog().logger->set_level(levelFor(type)); }
+
+int Logger::levelOf(const char* name) {
+  const auto* found = std::find_if(levelNames.begin(), levelNames.end(), [name](const char* known) {
+    return std::strcmp(known, name) == 0;
+  });
+  return found == levelNames.end() ? -1 : static_cast<int>(found - levelNames.begin());
+}
+
+void Logger::registerLogger(Logger* logger) { theLog().fanout->add(logger); }
+void Logger::unregisterLogger(Logger* logger) { theLog().fanout->remove(logger); }
+
+void Logger::write(int type, const char* service, const char* operation, int line,
+                   const char* text) {
+  spdlog::logger& logger = *theLog().logger;
+  if (operation == nullptr) {
+    logger.log(levelFor(type), "{}: {}", service, text);
+  } else {
+    logger.log(levelFor(type), "{} [{}:{}]: {}", service, operation, line, text);
+  }
+}
+
+void Logger::writeFormat(int type, const char* service, const char* operation, int line,
+                         const char* format, std::va_list arguments) {
+  if (!theLog().logger->should_log(levelFor(type))) return;
+  std::array<char, lineSize> text;
+  if (std::vsnprintf(text.data(), text.size(), format, arguments) < 0) return;
+  write(type, service, operation, line, text.data());
+}
+
+void Logger::StaticLogMethod(int type, const char* operation, int line, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  writeFormat(type, "host", operation, line, format, arguments);
+  va_end(arguments);
+}
+
+void Logger::StaticLog(int type, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  writeFormat(type, "host", nullptr, 0, format, arguments);
+  va_end(arguments);
+}
+
+}  // namespace framework

@@ -1,0 +1,63 @@
+// The log: levels, lines, and where the lines go.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+#include <string>
+
+namespace framework {
+
+/// The weight of a log line; the static calls take it as a number. Debug and trace lines are written
+/// only by those whose debug flag is on (utility::Debug), so the level seldom needs to hold them
+/// back.
+enum LogType { Error = 0, Warning = 1, Info = 2, Debug = 3, Trace = 4 };
+
+/// Where the log is written and what is let through.
+struct LogSettings {
+  std::string destination = "stderr";  ///< "stderr", or the path of a file to append to
+  int level = LogType::Trace;          ///< the highest type that is written
+};
+
+/// A taker of finished log lines, and the log itself in its static calls.
+///
+/// A line reads "2026-11-22 03:04:05.678 info    AppManager: text"; a method-level one
+/// "... AppManager [operation:line]: text". Writing never blocks: lines go to a bounded queue that
+/// the logging thread empties; when it is full the oldest are dropped, counted, and the count is
+/// logged. Until start() and after stop() lines go to standard error at once.
+class Logger {
+ public:
+  virtual ~Logger() = default;
+
+  /// Takes one finished line with its line end, on the logging thread. Must not log.
+  virtual void takeLine(int type, const char* line, std::size_t size) = 0;
+
+  /// Begins to write to the destination. False, with nothing changed, when the file cannot be
+  /// opened; errno tells why. Call from the main thread.
+  static bool start(const LogSettings& settings);
+
+  /// Writes what is queued and goes back to standard error.
+  static void stop();
+
+  /// The highest type written; set from any thread.
+  static int getLevel();
+  static void setLevel(int type);
+  /// The type of a level's name ("error", "warning", "info", "debug"), or -1.
+  static int levelOf(const char* name);
+
+  /// Adds or takes out a further taker of lines, which stays the caller's. Once
+  /// unregisterLogger() returned, the taker is not called again.
+  static void registerLogger(Logger* logger);
+  static void unregisterLogger(Logger* logger);
+
+  static void StaticLogMethod(int type, const char* operation, int line, const char* format, ...)
+      __attribute__((format(printf, 4, 5)));
+  static void StaticLog(int type, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+  /// What the calls above and those of Entity come down to. `operation` null: a plain line.
+  static void write(int type, const char* service, const char* operation, int line,
+                    const char* text);
+  static void writeFormat(int type, const char* service, const char* operation, int line,
+                          const char* format, std::va_list arguments);
+};
+
+}  // namespace framework

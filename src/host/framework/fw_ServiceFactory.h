@@ -1,0 +1,66 @@
+// Registration: what a plug-in offers to the host when it is loaded.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace framework {
+
+class Service;
+
+/// Pairs a service's name with the function that builds it. Made by static initialisers; a name
+/// that is taken already is an error that the host reports and that keeps it from starting.
+class ServiceFactory {
+ public:
+  using Build = Service* (*)(const char* instanceName);
+
+  /// `name` must live as long as the program.
+  ServiceFactory(Build build, const char* name);
+
+  Build getBuild() const { return m_build; }
+  const char* getName() const { return m_name; }
+
+  /// The factory of that name, or null.
+  static const ServiceFactory* find(const std::string& name);
+  /// All factories, in the order of their registration.
+  static const std::vector<const ServiceFactory*>& all();
+  /// The names that were registered more than once.
+  static const std::vector<std::string>& duplicates();
+
+ private:
+  Build m_build;
+  const char* m_name;
+};
+
+enum class PropertyType { Integer, Boolean, Text, List };
+
+/// What is wrong with a value: a text of one line, and whether it may run all the same.
+struct PropertyFinding {
+  bool fatal = true;
+  std::string text;
+};
+
+/// What a service expects of one of its properties. The configuration is held to it before any
+/// service is built.
+struct PropertyRule {
+  const char* key;
+  PropertyType type;
+  long minimum = 0;  ///< of an integer
+  long maximum = 2147483647;
+  bool expected = false;  ///< its absence is worth a warning
+  /// Adds what is wrong with a text or with one entry of a list; may be null.
+  void (*check)(const char* value, std::vector<PropertyFinding>& findings) = nullptr;
+};
+
+/// Registers the rules of a service's properties, by static initialisers beside its factory.
+class ServiceProperties {
+ public:
+  /// `name` and the rules must live as long as the program.
+  ServiceProperties(const char* name, std::span<const PropertyRule> rules);
+
+  /// The rules of the service of that name; empty when it registered none.
+  static std::span<const PropertyRule> of(const std::string& name);
+};
+
+}  // namespace framework

@@ -1,0 +1,75 @@
+// Builds, starts, runs and stops the services.
+#include "host/framework/fw_ServiceHost.h"
+
+#include <algorithm>
+#include <ranges>
+
+#include "host/framework/fw_EventManager.h"
+#include "host/framework/fw_Guarded.h"
+#include "host/framework/fw_ServiceFactory.h"
+
+namespace framework {
+
+namespace {
+
+void runThreads(RunningService& running) {
+  auto* active = dynamic_cast<ActiveService*>(running.service.get());
+  if (active == nullptr) return;
+  for (unsigned int i = 0; i < active->NumRequestedThreads(); ++i) {
+    running.threads.emplace_back([active, i] {
+      guarded(active->getNameString(), "thread", [&] { active->threadDo(static_cast<int>(i)); });
+    });
+  }
+}
+
+}  // namespace
+
+ServiceHost& ServiceHost::instance() {
+  static ServiceHost& only = *new ServiceHost;
+  return only;
+}
+
+void ServiceHost::build(const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    const ServiceFactory* factory = ServiceFactory::find(name);
+    if (factory == nullptr) {
+      Logger::StaticLog(LogType::Error, "%s: no such service is registered", name.c_str());
+      continue;
+    }
+    guarded(name.c_str(), "construction", [&] {
+      m_services.push_back({std::unique_ptr<Service>(factory->getBuild()(factory->getName())), {}});
+    });
+  }
+}
+
+void ServiceHost::start() {
+  std::vector<Service*> all;
+  for (RunningService& running : m_services) {
+    guarded(running.service->getNameString(), "Startup", [&] { running.service->Startup(); });
+    all.push_back(running.service.get());
+  }
+  EventManager::instance().start(std::move(all));
+  for (RunningService& running : m_services) runThreads(running);
+}
+
+void ServiceHost::stop() {
+  EventManager::instance().stop();
+  for (RunningService& running : m_services | std::views::reverse) {
+    guarded(running.service->getNameString(), "Shutdown", [&] { running.service->Shutdown(); });
+    for (std::thread& thread : running.threads) thread.join();
+    running.threads.clear();
+  }
+}
+
+void ServiceHost::destroy() {
+  while (!m_services.empty()) m_services.pop_back();
+}
+
+const RunningService* ServiceHost::find(const std::string& name) const {
+  const auto found = std::ranges::find_if(m_services, [&](const RunningService& running) {
+    return name == running.service->getNameString();
+  });
+  return found == m_services.end() ? nullptr : &*found;
+}
+
+}  // namespace framework

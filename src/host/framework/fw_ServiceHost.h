@@ -1,0 +1,46 @@
+// Builds, starts, runs and stops the services.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/framework/fw_Service.h"
+
+namespace framework {
+
+/// One service and the threads that run on its behalf.
+struct RunningService {
+  std::unique_ptr<Service> service;
+  std::vector<std::thread> threads;
+};
+
+/// The services of the process, in the order of their building.
+///
+/// build(), start(), stop() and destroy() are called once each, in this order, by the main thread.
+/// Between start() and stop() the list does not change, so any thread may read it.
+class ServiceHost {
+ public:
+  static ServiceHost& instance();
+
+  /// Builds the named services in this order. One that has no factory or whose constructor throws
+  /// is logged as an error and left out.
+  void build(const std::vector<std::string>& names);
+  /// Calls Startup() on each, begins to deliver events and runs the threads.
+  void start();
+  /// Ends the delivery of events, then, in reverse order, shuts each service down and joins its
+  /// threads.
+  void stop();
+  /// Destroys the services, the last built first.
+  void destroy();
+
+  const std::vector<RunningService>& services() const { return m_services; }
+  /// The service of that name, or null.
+  const RunningService* find(const std::string& name) const;
+
+ private:
+  std::vector<RunningService> m_services;
+};
+
+}  // namespace framework

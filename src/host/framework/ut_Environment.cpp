@@ -1,0 +1,10 @@
+// The environment of the process.
+#include "host/framework/ut_Environment.h"
+
+#include <cstdlib>
+
+namespace utility {
+
+const char* Environment::GetEnv(const char* name) { return std::getenv(name); }
+
+}  // namespace utility

@@ -1,0 +1,31 @@
+// A mutex with a condition on which threads sleep in the host's time.
+#include "host/framework/ut_Waiter.h"
+
+namespace utility {
+
+namespace {
+constexpr std::int64_t shortPause = 10000;
+}
+
+void Waiter::wait(int seconds) {
+  {
+    const std::lock_guard point(m_point.mutex);
+    m_mutex.unlock();
+    platform::Platform::current().wait(m_point, seconds > 0 ? seconds * 1000000LL : shortPause);
+  }
+  m_mutex.lock();
+}
+
+void Waiter::signal() {
+  const std::lock_guard point(m_point.mutex);
+  m_point.signalled = true;
+  m_point.condition.notify_one();
+}
+
+void Waiter::broadcast() {
+  const std::lock_guard point(m_point.mutex);
+  ++m_point.broadcasts;
+  m_point.condition.notify_all();
+}
+
+}  // namespace utility

@@ -1,0 +1,73 @@
+// The machine behind one interface: clock and waits, files, commands, signals.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+#include "util/ut_System.h"
+
+namespace framework {
+class InputStream;
+class OutputStream;
+}  // namespace framework
+
+namespace platform {
+
+/// Where threads wait to be signalled. Every member is guarded by `mutex`.
+struct WaitPoint {
+  std::mutex mutex;
+  std::condition_variable condition;
+  bool signalled = false;        ///< a signal that no waiter has consumed yet
+  std::uint64_t broadcasts = 0;  ///< counts the wake-ups of all waiters
+};
+
+/// A shell command line to run.
+struct Command {
+  const char* line = nullptr;                 ///< what `/bin/sh -c` is given
+  bool detached = false;                      ///< do not wait for its end
+  framework::InputStream* input = nullptr;    ///< its standard input; null: /dev/null
+  framework::OutputStream* output = nullptr;  ///< takes its standard output; null: /dev/null
+  std::int64_t limit = 0;                     ///< microseconds that a foreground command may take
+};
+
+/// How a command ended.
+enum class Outcome { Exited, NotStarted, TimedOut, Aborted };
+
+struct Result {
+  Outcome outcome = Outcome::Exited;
+  int status = 0;  ///< exit status, 128 + signal for a command that a signal ended; 0 if detached
+};
+
+/// All that the host and its services take from the machine. The Linux implementation is the real
+/// thing; the simulated one runs tests in simulated time. Any thread may call any operation.
+class Platform : public utility::System {
+ public:
+  /// Waits until the point is signalled or broadcast, at most `microseconds`. The caller holds
+  /// `point.mutex`; it is released while waiting and held again on return. A signal given before
+  /// the call ends it at once. The wait consumes the signal that ends it.
+  virtual void wait(WaitPoint& point, std::int64_t microseconds) = 0;
+
+  /// Blocks the caller for `microseconds`.
+  virtual void delay(std::int64_t microseconds) = 0;
+
+  /// Runs a command in a session of its own and, unless it is detached, waits for its end. What
+  /// it prints past the room in `output` is drained and dropped.
+  virtual Result run(const Command& command) = 0;
+
+  /// Kills the process groups of all foreground commands, those running and those yet to come:
+  /// the host's stop deadline has passed.
+  virtual void abortCommands() = 0;
+
+  /// Queues a signal with an integer value to a process, as sigqueue(3). 0, or -1 with errno.
+  virtual int queueSignal(int pid, int signal, int value) = 0;
+
+  /// The machine in force: the installed one, else Linux.
+  static Platform& current();
+
+  /// Puts another machine in force, null for Linux again. The caller keeps it alive until then and
+  /// calls while no other thread runs.
+  static void install(Platform* platform);
+};
+
+}  // namespace platform

@@ -1,0 +1,117 @@
+// The daemon's life: reading its configuration, running its services, stopping.
+#include "mchost/Daemon.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "host/framework/fw_CommandBundle.h"
+#include "host/framework/fw_ConfigFile.h"
+#include "host/framework/fw_ConsoleServer.h"
+#include "host/framework/fw_Container.h"
+#include "host/framework/fw_HostCommands.h"
+#include "host/framework/fw_Logger.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_ServiceHost.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_Debug.h"
+#include "mchost/Notify.h"
+#include "mchost/Plugins.h"
+#include "mchost/StopControl.h"
+
+namespace mchost {
+
+using framework::Logger;
+using framework::LogType;
+
+namespace {
+
+// The configuration, its plug-ins loaded and its instances checked.
+framework::ConfigFile readConfig(const Options& options, std::vector<std::string>& failures) {
+  framework::ConfigFile file(options.config);
+  if (file.isRefused()) return file;
+  std::vector<std::string> plugins = file.host().plugins;
+  plugins.insert(plugins.end(), options.plugins.begin(), options.plugins.end());
+  failures = loadPlugins(plugins);
+  if (failures.empty()) file.checkInstances();
+  return file;
+}
+
+// Writes what is wrong to standard error. True when the start may go on.
+bool report(const framework::ConfigFile& file, const std::vector<std::string>& failures) {
+  for (const auto& finding : file.findings()) {
+    std::fprintf(stderr, "%s: %s\n", finding.fatal ? "error" : "warning", finding.text.c_str());
+  }
+  for (const std::string& failure : failures) std::fprintf(stderr, "error: %s\n", failure.c_str());
+  return !file.isRefused() && failures.empty();
+}
+
+bool startLog(const framework::HostSettings& settings) {
+  if (!Logger::start({settings.logDestination, Logger::levelOf(settings.logLevel.c_str())})) {
+    std::fprintf(stderr, "error: log file %s: %s\n", settings.logDestination.c_str(),
+                 std::strerror(errno));
+    return false;
+  }
+  for (const std::string& flag : settings.debug) {
+    utility::Debug::setDebug(strings::GS.toToken(flag.c_str()), true);
+  }
+  return true;
+}
+
+std::vector<std::string> servicesToBuild(const framework::HostSettings& settings) {
+  if (settings.servicesGiven) return settings.services;
+  std::vector<std::string> all;
+  for (const auto* factory : framework::ServiceFactory::all()) all.emplace_back(factory->getName());
+  return all;
+}
+
+// Serves the console and runs the services until the stop is asked for.
+int serve(const framework::HostSettings& settings, StopControl& stop) {
+  auto& services = framework::ServiceHost::instance();
+  auto& shell = framework::Shell::instance();
+  framework::registerHostCommands(shell, [&stop] { stop.request(); });
+  framework::CommandBundle::registerAll(shell);
+  framework::ConsoleServer console;
+  const std::string failure = console.start(settings.console);
+  if (!failure.empty()) {
+    Logger::StaticLog(LogType::Error, "%s", failure.c_str());
+    return EXIT_FAILURE;
+  }
+  services.start();
+  notify("READY=1");
+  Logger::StaticLog(LogType::Info, "controller %s: %zu services run", settings.slot.c_str(),
+                    services.services().size());
+  stop.waitForStop();
+  notify("STOPPING=1");
+  Logger::StaticLog(LogType::Info, "stopping");
+  console.stop();
+  services.stop();
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int check(const Options& options) {
+  std::vector<std::string> failures;
+  const framework::ConfigFile file = readConfig(options, failures);
+  return report(file, failures) ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+int run(const Options& options) {
+  std::vector<std::string> failures;
+  const framework::ConfigFile file = readConfig(options, failures);
+  if (!report(file, failures)) return EXIT_FAILURE;
+  StopControl stop;
+  if (!startLog(file.host())) return EXIT_FAILURE;
+  framework::Config::setConfig(file.config());
+  framework::Container::setCommandLimit(file.host().commandSeconds);
+  auto& services = framework::ServiceHost::instance();
+  services.build(servicesToBuild(file.host()));
+  const int status = serve(file.host(), stop);
+  services.destroy();
+  Logger::stop();
+  return status;
+}
+
+}  // namespace mchost

@@ -1,0 +1,45 @@
+// The ways in which the daemon is told to stop, and the time that it may take.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "host/platform/ShellCommand.h"
+
+namespace mchost {
+
+/// Watches for SIGTERM and SIGINT on a thread of its own. The first, or a request, ends
+/// waitForStop(); from then on a further signal ends the process at once, commands that still run
+/// after 4 seconds are killed, and a process that is still there after 5 is ended with status 1.
+///
+/// Made by the main thread before any other exists: it blocks the two signals for all of them.
+class StopControl {
+ public:
+  StopControl();
+  ~StopControl();
+  StopControl(const StopControl&) = delete;
+  StopControl& operator=(const StopControl&) = delete;
+
+  /// Asks for the stop; any thread may call.
+  void request();
+
+  /// Returns when the stop was asked for, by signal or by request.
+  void waitForStop();
+
+ private:
+  void watch();
+  void awaitSignal(int timeout) const;
+
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  bool m_requested = false;
+
+  platform::Descriptor m_signals;  // a descriptor from which the signals are read
+  platform::Descriptor m_wake;     // an event counter: requested, or no longer needed
+  platform::Descriptor m_done;     // an event counter: the process has stopped in time
+  std::thread m_thread;
+};
+
+}  // namespace mchost

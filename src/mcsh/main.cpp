@@ -1,0 +1,130 @@
+// mcsh, the operator's client of the console: one command, a file of commands, or a prompt.
+#include <getopt.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <optional>
+#include <sstream>
+
+#include "host/framework/fw_CommandLine.h"
+#include "mcsh/Client.h"
+#include "mcsh/Prompt.h"
+
+namespace {
+
+enum ExitStatus { succeeded = 0, failed = 1, unusable = 2 };
+
+constexpr const char* usage =
+    "usage: mcsh [--socket PATH] [COMMAND...]\n"
+    "Runs a command of the host's console. Without one: prompts on a terminal, otherwise runs the\n"
+    "lines of standard input up to the first that fails. \"mcsh help\" lists the commands.\n"
+    "\n"
+    "  --socket PATH  the console's socket ($MC_CONSOLE, else /run/mc/console)\n"
+    "  --help         show this text\n"
+    "\n"
+    "Exit status: 0 when the commands were done, 1 when one was not, 2 when there is no console\n"
+    "or the call is wrong.\n";
+
+struct Options {
+  std::string socket;
+  std::vector<std::string> command;
+};
+
+// Nothing, with the exit status to end with, when the call asks for no work.
+std::optional<Options> parse(int argc, char** argv, int& status) {
+  const char* fromEnvironment = std::getenv("MC_CONSOLE");
+  Options options{.socket = fromEnvironment == nullptr ? "/run/mc/console" : fromEnvironment,
+                  .command = {}};
+  const option known[] = {{"socket", required_argument, nullptr, 's'},
+                          {"help", no_argument, nullptr, 'h'},
+                          {nullptr, 0, nullptr, 0}};
+  int found = 0;
+  while ((found = ::getopt_long(argc, argv, "+s:h", known, nullptr)) != -1) {
+    if (found == 's') {
+      options.socket = ::optarg;
+      continue;
+    }
+    status = found == 'h' ? succeeded : unusable;
+    std::fputs(usage, found == 'h' ? stdout : stderr);
+    return std::nullopt;
+  }
+  options.command.assign(argv + ::optind, argv + argc);
+  return options;
+}
+
+void print(const mcsh::Reply& reply) {
+  std::fwrite(reply.text.data(), 1, reply.text.size(), stdout);
+  std::fflush(stdout);
+}
+
+int runOne(const Options& options) {
+  const std::string line = framework::joinWords(options.command);
+  if (std::ranges::any_of(line, framework::isControl)) {
+    std::fputs("mcsh: a command holds no control characters\n", stderr);
+    return unusable;
+  }
+  const mcsh::Reply reply = mcsh::Client(options.socket).ask(line);
+  print(reply);
+  return reply.code == 0 ? succeeded : failed;
+}
+
+// What is to be sent of a line: empty for a blank line and a comment.
+std::string commandOf(const std::string& line) {
+  const std::size_t begin = line.find_first_not_of(" \t");
+  if (begin == std::string::npos || line[begin] == '#') return "";
+  return line.substr(begin, line.find_last_not_of(" \t") + 1 - begin);
+}
+
+int runLines(const Options& options) {
+  mcsh::Client client(options.socket);
+  for (std::string line; std::getline(std::cin, line);) {
+    const std::string command = commandOf(line);
+    if (command == "exit") break;
+    if (command.empty()) continue;
+    const mcsh::Reply reply = client.ask(command);
+    print(reply);
+    if (reply.code != 0) return failed;
+  }
+  return succeeded;
+}
+
+int runPrompt(const Options& options) {
+  mcsh::Client client(options.socket);
+  std::istringstream words(client.ask("help words").text);
+  std::vector<std::string> commands = {"exit"};
+  for (std::string command; std::getline(words, command);) commands.push_back(command);
+  mcsh::setCompletedCommands(std::move(commands));
+  while (const auto line = mcsh::promptedLine()) {
+    const std::string command = commandOf(*line);
+    if (command == "exit") return succeeded;
+    if (command.empty()) continue;
+    mcsh::Reply reply = client.ask(command);
+    if (!reply.text.empty() && !reply.text.ends_with('\n')) reply.text += '\n';
+    print(reply);
+  }
+  std::putchar('\n');
+  return succeeded;
+}
+
+int run(const Options& options) {
+  if (!options.command.empty()) return runOne(options);
+  const bool terminal = ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0;
+  return terminal ? runPrompt(options) : runLines(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    int status = succeeded;
+    const auto options = parse(argc, argv, status);
+    return options ? run(*options) : status;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "mcsh: %s\n", failure.what());
+    return unusable;
+  }
+}

@@ -1,0 +1,55 @@
+// Opening a file for writing, and writing all of it.
+#include "util/ut_FileOutputStream.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+
+#include "util/ut_OpenFile.h"
+
+namespace utility {
+namespace {
+
+bool writeAll(int descriptor, const char* data, std::size_t size) {
+  while (size > 0) {
+    const ssize_t written = ::write(descriptor, data, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    data += written;
+    size -= static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+}  // namespace
+
+FileOutputStream::FileOutputStream(const char* path, bool append, int mode)
+    : m_descriptor(openFile(path, O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC),
+                            static_cast<mode_t>(mode))),
+      m_open(m_descriptor >= 0),
+      m_error(!m_open),
+      m_errno(m_open ? 0 : errno) {}
+
+FileOutputStream::~FileOutputStream() {
+  if (m_open) ::close(m_descriptor);
+}
+
+bool FileOutputStream::StartOutputStream() { return m_open; }
+
+void FileOutputStream::EndOutputStream() {}
+
+bool FileOutputStream::SendOutputStream(const char* data, unsigned int size) {
+  if (m_open && writeAll(m_descriptor, data, size)) return true;
+  m_error = true;
+  return false;
+}
+
+bool FileOutputStream::isOutputStreamOpen() { return m_open; }
+
+bool FileOutputStream::isOutputStreamInError() { return m_error; }
+
+bool FileOutputStream::isOutputStreamAtEnd() { return false; }
+
+}  // namespace utility

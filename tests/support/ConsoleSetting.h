@@ -1,0 +1,83 @@
+// A console server in a temporary directory, and clients that speak its protocol.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <filesystem>
+#include <string>
+
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_ConsoleServer.h"
+#include "host/framework/fw_ConsoleSocket.h"
+#include "host/framework/fw_Shell.h"
+
+namespace testing_console {
+
+/// A directory that goes with the object.
+class TempDirectory {
+ public:
+  TempDirectory() {
+    std::string name = std::filesystem::temp_directory_path() / "mcconsoleXXXXXX";
+    if (::mkdtemp(name.data()) != nullptr) m_path = name;
+  }
+  ~TempDirectory() { std::filesystem::remove_all(m_path); }
+  TempDirectory(const TempDirectory&) = delete;
+  TempDirectory& operator=(const TempDirectory&) = delete;
+
+  const std::string& path() const { return m_path; }
+
+ private:
+  std::string m_path;
+};
+
+/// A client of the console whose reads give up after ten seconds.
+class Peer {
+ public:
+  explicit Peer(const std::string& path) : m_socket(framework::connectTo(path)) {
+    const timeval limit{.tv_sec = 10, .tv_usec = 0};
+    ::setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+  }
+
+  bool send(const std::string& text) { return framework::sendAll(m_socket.get(), text); }
+
+  /// The next reply as "CODE text", or "closed".
+  std::string reply() {
+    std::string header;
+    for (char c = 0; c != '\n'; header += c) {
+      if (::recv(m_socket.get(), &c, 1, 0) != 1) return "closed";
+    }
+    const std::size_t size = std::stoul(header.substr(header.find(' ')));
+    std::string text(size, '\0');
+    if (size > 0 && ::recv(m_socket.get(), text.data(), size, MSG_WAITALL) != ssize_t(size)) {
+      return "closed";
+    }
+    return header.substr(0, header.find(' ') + 1) + text;
+  }
+
+  std::string ask(const std::string& line) {
+    send(line + "\n");
+    return reply();
+  }
+
+  /// Waits until the server has closed the connection, reading nothing.
+  bool hungUp() const {
+    pollfd event{.fd = m_socket.get(), .events = 0, .revents = 0};
+    return ::poll(&event, 1, 10000) == 1 && (event.revents & POLLHUP) != 0;
+  }
+
+  void close() { m_socket.reset(); }
+
+ private:
+  platform::Descriptor m_socket;
+};
+
+/// Makes a command of a shell out of a function.
+inline void addCommand(framework::Shell& shell, const framework::CommandHandler::commanddata& data,
+                       framework::FunctionCommand::Function function) {
+  shell.registerCommand(new framework::FunctionCommand(data, std::move(function)));
+}
+
+}  // namespace testing_console

@@ -1,0 +1,217 @@
+// The streams over files and the forwarding stream: opening, failing, forwarding, copying.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+
+#include "util/ut_BufferStream.h"
+#include "util/ut_FileInputStream.h"
+#include "util/ut_FileOutputStream.h"
+#include "util/ut_VirtualPutStream.h"
+
+namespace utility {
+namespace {
+
+class FileStreams : public testing::Test {
+ protected:
+  FileStreams() { EXPECT_NE(::mkdtemp(m_directory), nullptr); }
+  ~FileStreams() override { std::filesystem::remove_all(m_directory); }
+
+  std::string path(const char* name) const { return std::string(m_directory) + "/" + name; }
+
+  std::string file(const char* name, const std::string& content) const {
+    std::ofstream(path(name)) << content;
+    return path(name);
+  }
+
+  static std::string contentOf(const std::string& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+ private:
+  char m_directory[20] = "/tmp/streams.XXXXXX";
+};
+
+TEST_F(FileStreams, AppendKeepsTheContentAndReplaceDropsIt) {
+  const std::string place = file("out", "old ");
+  FileOutputStream first(place.c_str(), true, 0666);
+  FileOutputStream second(place.c_str(), true, 0666);
+  EXPECT_TRUE(first.SendOutputStream("a", 1));
+  EXPECT_TRUE(second.SendOutputStream("b", 1));
+  first.EndOutputStream();
+  EXPECT_TRUE(first.StartOutputStream());
+  EXPECT_TRUE(first.SendOutputStream("c", 1));
+  EXPECT_EQ(contentOf(place), "old abc");
+  EXPECT_TRUE(FileOutputStream(place.c_str(), false, 0666).SendOutputStream("new", 3));
+  EXPECT_EQ(contentOf(place), "new");
+}
+
+TEST_F(FileStreams, ANewFileHasItsModeLessTheUmask) {
+  const mode_t previous = ::umask(022);
+  EXPECT_TRUE(FileOutputStream(path("script").c_str(), false, 0777).isOutputStreamGood());
+  ::umask(previous);
+  struct stat status {};
+  ASSERT_EQ(::stat(path("script").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, mode_t{0755});
+}
+
+TEST_F(FileStreams, AFailedOpenKeepsItsErrorAndAFailedWriteIsFlagged) {
+  FileOutputStream missing(path("none/out").c_str(), false, 0666);
+  EXPECT_FALSE(missing.isOutputStreamOpen());
+  EXPECT_TRUE(missing.isOutputStreamInError());
+  EXPECT_EQ(missing.getErrno(), ENOENT);
+  EXPECT_FALSE(missing.StartOutputStream());
+  EXPECT_FALSE(missing.SendOutputStream("a", 1));
+
+  FileOutputStream full("/dev/full", false, 0666);
+  EXPECT_TRUE(full.isOutputStreamGood());
+  EXPECT_FALSE(full.SendOutputStream("a", 1));
+  EXPECT_TRUE(full.isOutputStreamOpen());
+  EXPECT_TRUE(full.isOutputStreamInError());
+  EXPECT_EQ(full.getErrno(), 0);
+}
+
+TEST_F(FileStreams, ReadsToTheEndAndAgainFromTheStart) {
+  FileInputStream input(file("in", "abcde").c_str());
+  EXPECT_EQ(input.GetInputStreamSize(), 5);
+  for (const char* round : {"first", "second"}) {
+    SCOPED_TRACE(round);
+    char data[4];
+    EXPECT_TRUE(input.StartInputStream());
+    EXPECT_EQ(input.ReceiveInputStream(data, sizeof data), 4);
+    EXPECT_EQ(input.ReceiveInputStream(data, sizeof data), 1);
+    EXPECT_TRUE(input.isInputStreamGood());
+    EXPECT_EQ(input.ReceiveInputStream(data, sizeof data), 0);
+    EXPECT_TRUE(input.isInputStreamAtEnd());
+    EXPECT_FALSE(input.isInputStreamInError());
+  }
+}
+
+TEST_F(FileStreams, ABufferStreamHoldsAWholeFile) {
+  const std::string large = std::string(300000, 'x') + "end";
+  for (const std::string& content : {std::string(), std::string(4096, 'c'), large}) {
+    BufferStream stream(file("whole", content).c_str());
+    EXPECT_EQ(stream.ReadAvailable(), static_cast<int>(content.size()));
+    EXPECT_EQ(stream.WriteRemaining(), 0);
+    EXPECT_STREQ(stream.pTail(), content.c_str());
+  }
+  EXPECT_EQ(BufferStream(path("none").c_str()).ReadAvailable(), 0);
+  EXPECT_STREQ(BufferStream(path("").c_str()).pTail(), "");
+  EXPECT_GT(BufferStream("/proc/self/status").ReadAvailable(), 0);
+}
+
+/// Records what it is told; while it refuses, it answers false.
+class Recorder : public framework::OutputStream {
+ public:
+  bool StartOutputStream() override {
+    m_calls += "start;";
+    return !m_refuses;
+  }
+  void EndOutputStream() override { m_calls += "end;"; }
+  bool SendOutputStream(const char* data, unsigned int size) override {
+    m_calls.append(data, size).append(";");
+    return !m_refuses;
+  }
+  bool isOutputStreamOpen() override { return true; }
+  bool isOutputStreamInError() override { return false; }
+  bool isOutputStreamAtEnd() override { return false; }
+
+  bool m_refuses = false;
+  std::string m_calls;
+};
+
+struct ForwardCase {
+  const char* name;
+  std::function<void(VirtualPutStream&)> act;
+  const char* calls;
+};
+
+// A buffer for 7 characters, forwarded at 5. Its destructor ends a run with unsent content.
+const ForwardCase forwardCases[] = {
+    {"nothing put", [](auto&) {}, ""},
+    {"below the level", [](auto& s) { s.PutS("abcd"); }, "abcd;end;"},
+    {"at the level", [](auto& s) { s.PutS("abcd"), s.PutC('e'); }, "abcde;"},
+    {"a run past the level", [](auto& s) { s.PutS("abcdefgh"); }, "abcdefg;h;end;"},
+    {"formatted into the room", [](auto& s) { s.PutS("a"), s.PutF("%d", 1234); }, "a1234;"},
+    {"formatted past the room", [](auto& s) { s.PutS("a"), s.PutF("%d", 1234567); }, "a;1234567;"},
+    {"flush", [](auto& s) { s.PutS("a"), s.FlushOutputStream(), s.FlushOutputStream(); }, "a;"},
+    {"end", [](auto& s) { s.PutS("a"), s.EndOutputStream(); }, "a;end;"},
+    {"start again", [](auto& s) { s.PutS("a"), s.StartOutputStream(); }, "a;end;start;"},
+};
+
+TEST(VirtualPutStream, ForwardsAtItsLevelOnAFlushAndAtTheEnd) {
+  for (const ForwardCase& row : forwardCases) {
+    Recorder target;
+    {
+      VirtualPutStream stream(target, 8, 5);
+      row.act(stream);
+      EXPECT_TRUE(stream.isOutputStreamGood()) << row.name;
+    }
+    EXPECT_EQ(target.m_calls, row.calls) << row.name;
+  }
+}
+
+TEST(VirtualPutStream, LosesNothingWhateverItsSizes) {
+  const std::string text = "the quick brown fox jumps over the lazy dog";
+  for (int size = 0; size < 50; ++size) {
+    for (int level = 0; level <= size + 1; ++level) {
+      char sent[100];
+      PutStream target(sent, sizeof sent);
+      VirtualPutStream stream(target, size, level);
+      for (const char c : text) stream.PutC(c);
+      stream.PutF("%s", text.c_str());
+      stream.FlushOutputStream();
+      ASSERT_EQ(sent, std::string(text).append(text)) << size << ", " << level;
+    }
+  }
+}
+
+TEST(VirtualPutStream, IsInErrorOnceRefusedUntilStartedAgain) {
+  Recorder target;
+  VirtualPutStream stream(target, 8, 5);
+  EXPECT_TRUE(stream.SendOutputStream("abcde", 5));
+  target.m_refuses = true;
+  EXPECT_FALSE(stream.SendOutputStream("fghij", 5));
+  EXPECT_TRUE(stream.isOutputStreamInError());
+  EXPECT_FALSE(stream.StartOutputStream());
+  EXPECT_TRUE(stream.isOutputStreamGood());
+}
+
+TEST(VirtualPutStream, ItsDestructorSwallowsWhatTheTargetThrows) {
+  char array[2];
+  PutStream tooSmall(array, sizeof array);
+  VirtualPutStream(tooSmall, 8, 5).PutS("ab");
+  EXPECT_STREQ(array, "a");
+}
+
+TEST_F(FileStreams, TransferAnswersWhetherTheInputEndedWellAndAllWasTaken) {
+  const std::string content(40000, 'y');
+  FileInputStream input(file("from", content).c_str());
+  FileOutputStream output(path("to").c_str(), false, 0666);
+  VirtualPutStream stream(output, 16384, 13107);
+  EXPECT_TRUE(stream.StartOutputStream());
+  EXPECT_TRUE(stream.TransferFromInputStream(input));
+  EXPECT_TRUE(stream.TransferFromInputStream(input)) << "at its end from the start";
+  stream.EndOutputStream();
+  EXPECT_EQ(contentOf(path("to")), content);
+
+  FileInputStream missing(path("none").c_str());
+  EXPECT_FALSE(missing.StartInputStream());
+  EXPECT_EQ(missing.GetInputStreamSize(), -1);
+  EXPECT_FALSE(stream.TransferFromInputStream(missing));
+  FileInputStream unreadable(path("").c_str());
+  EXPECT_FALSE(stream.TransferFromInputStream(unreadable));
+  EXPECT_TRUE(unreadable.isInputStreamInError());
+  FileOutputStream full("/dev/full", false, 0666);
+  EXPECT_TRUE(input.StartInputStream());
+  EXPECT_FALSE(full.TransferFromInputStream(input));
+}
+
+}  // namespace
+}  // namespace utility

@@ -1,0 +1,297 @@
+// The shell: splitting lines, finding commands, and the host's own commands.
+#include "host/framework/fw_Shell.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "host/framework/fw_CommandBundle.h"
+#include "host/framework/fw_CommandLine.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_HostCommands.h"
+#include "host/framework/fw_Logger.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_ServiceHost.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_Debug.h"
+#include "util/fw_Exception.h"
+#include "util/ut_PutStream.h"
+
+namespace framework {
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct SplitCase {
+  const char* name;
+  std::string line;
+  Words words;
+  std::string error;
+};
+
+class Splitting : public testing::TestWithParam<SplitCase> {};
+
+TEST_P(Splitting, GivesWordsOrTheColumn) {
+  std::string error;
+  const auto words = splitLine(GetParam().line, error);
+  EXPECT_EQ(words.has_value(), GetParam().error.empty());
+  EXPECT_EQ(words.value_or(Words()), GetParam().words);
+  EXPECT_EQ(error, GetParam().error);
+  const std::string again = joinWords(words.value_or(Words()));
+  EXPECT_EQ(splitLine(again, error), words.value_or(Words())) << again;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, Splitting,
+    testing::Values(
+        SplitCase{"Empty", "", {}, ""}, SplitCase{"Blank", " \t ", {}, ""},
+        SplitCase{"Words", "  a\tbc  d ", {"a", "bc", "d"}, ""},
+        SplitCase{"Quoted", "a \"b c\" d", {"a", "b c", "d"}, ""},
+        SplitCase{"QuotedInWord", "a\"b c\"d", {"ab cd"}, ""},
+        SplitCase{"EmptyWord", "a \"\" b", {"a", "", "b"}, ""},
+        SplitCase{"Escapes", R"("a\"b\\c\d")", {R"(a"b\cd)"}, ""},
+        SplitCase{"BackslashOutside", R"(a\ b)", {"a\\", "b"}, ""},
+        SplitCase{"HighBytes", "\xC3\xA4", {"\xC3\xA4"}, ""},
+        SplitCase{"Unterminated", "ab \"cd", {}, "unterminated quote at column 4\n"},
+        SplitCase{"EscapedEnd", R"(a "\")", {}, "unterminated quote at column 3\n"},
+        SplitCase{"LoneBackslash", R"("\)", {}, "unterminated quote at column 1\n"},
+        SplitCase{"Escape", "a b\x1B[2J", {}, "control character at column 4\n"},
+        SplitCase{"Zero", std::string("a\0b", 3), {}, "control character at column 2\n"},
+        SplitCase{"QuotedTab", "\"a\tb\"", {}, "control character at column 3\n"},
+        SplitCase{"EscapedControl", "\"\\\x07\"", {}, "control character at column 3\n"}),
+    [](const auto& row) { return row.param.name; });
+
+constexpr strings::stringtoken memoryPath[] = {strings::tGSmemory};
+constexpr strings::stringtoken statsPath[] = {strings::tGSmemory, strings::tGSstats};
+const CommandHandler::commanddata memoryData = {"Memory", "memory: m.\n", "memory WORD\n", 1,
+                                                memoryPath};
+const CommandHandler::commanddata statsData = {"Stats", "memory stats: s.\n", "memory stats\n", 2,
+                                               statsPath};
+
+std::string ask(const Shell& shell, const std::string& line) {
+  Console console;
+  shell.execute(line, console);
+  std::string text;
+  const int code = console.takeReply(text);
+  return std::to_string(code) + " " + text;
+}
+
+int replyArguments(Console& console, const utility::Arguments& arguments, const char* command) {
+  console.reply(Ok, "%s", command);
+  for (unsigned int i = 0; i < arguments.ArgCount(); ++i) {
+    console.reply(Ok, " [%s]", arguments.ArgValue(i));
+  }
+  return 1;
+}
+
+TEST(Shell, LongestMatchWinsAndArgumentsFollowIt) {
+  Shell shell;
+  shell.registerCommand(new FunctionCommand(memoryData, [](auto& console, const auto& arguments) {
+    return arguments.ArgCount() == 0 ? 0 : replyArguments(console, arguments, "memory");
+  }));
+  shell.registerCommand(new FunctionCommand(statsData, [](auto& console, const auto& arguments) {
+    return replyArguments(console, arguments, "stats");
+  }));
+  EXPECT_EQ(ask(shell, "memory stats \"a b\" c"), "0 stats [a b] [c]");
+  EXPECT_EQ(ask(shell, "memory statsx"), "0 memory [statsx]");
+  EXPECT_EQ(ask(shell, "memory"), "1 usage: memory WORD\n");
+  EXPECT_EQ(ask(shell, "memoryx"), "1 unknown command: memoryx; try help\n");
+  EXPECT_EQ(ask(shell, "a \"b"), "1 unterminated quote at column 3\n");
+  EXPECT_EQ(ask(shell, "  "), "0 ");
+}
+
+TEST(Shell, IncompleteCommandAnswersTheUsageOfThoseThatBeginAlike) {
+  Shell shell;
+  shell.registerCommand(new FunctionCommand(statsData, [](auto&, const auto&) { return 1; }));
+  EXPECT_EQ(ask(shell, "memory what"), "1 usage: memory stats\n");
+}
+
+TEST(Shell, ThrowingCommandIsRefusedAndTheShellGoesOn) {
+  Shell shell;
+  shell.registerCommand(new FunctionCommand(memoryData, [](auto&, const auto&) -> int {
+    throw new Exception(strings::tGSstreamOverflow, "test", "test", "", true);
+  }));
+  const std::string failed = "13 the command failed; the log says why\n";
+  EXPECT_EQ(ask(shell, "memory"), failed);
+  EXPECT_EQ(ask(shell, "memory"), failed);
+}
+
+TEST(Console, FirstCodeThatIsNotGoodCountsAndTheNextReplyStartsAfresh) {
+  Console console;
+  console.reply(Ok, "a");
+  console.reply(Refused, "%s", std::string(40000, 'b').c_str());
+  console.reply(Usage, "c");
+  std::string text;
+  EXPECT_EQ(console.takeReply(text), Refused);
+  EXPECT_EQ(text, "a" + std::string(40000, 'b') + "c");
+  EXPECT_EQ(console.takeReply(text), Ok);
+  EXPECT_EQ(text, "");
+}
+
+TEST(Console, WrongUseOfTheOutputLockIsSaidOnStandardOutput) {
+  Console console;
+  testing::internal::CaptureStdout();
+  console.outputLock();
+  console.outputLock();
+  console.outputUnLock();
+  console.outputUnLock();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Console: output lock failure\nConsole: output unlock failure\n");
+}
+
+// A service with a thread, a report and a subscription, which brings a command too.
+class Sample : public ActiveService {
+ public:
+  explicit Sample(const char* name) : ActiveService(name) { setRequestedThreads(1); }
+
+  void threadDo(int /*index*/) override {
+    m_waiter.lock();
+    while (!requestToShutdown()) m_waiter.wait(1);
+    m_waiter.unlock();
+  }
+  void information(utility::PutStream& stream, int indentation, bool detailed) const override {
+    stream.Indent(indentation);
+    stream.PutS(detailed ? "report, detailed\n" : "report\n");
+  }
+  bool serviceEvent(strings::stringtoken /*event*/, const void* data) override {
+    s_event.set_value(data == nullptr ? "nothing" : static_cast<const char*>(data));
+    return true;
+  }
+  const ServiceInfo* serviceInfo() const override { return nullptr; }
+  const strings::stringtoken* eventSubscription() const override {
+    static constexpr strings::stringtoken list[] = {strings::tGSgoingDown, strings::tGSendOfList};
+    return list;
+  }
+
+  static std::promise<std::string> s_event;
+};
+
+std::promise<std::string> Sample::s_event;
+
+class Bundle : public CommandBundle {
+ public:
+  using CommandBundle::CommandBundle;
+  const ServiceInfo* serviceInfo() const override { return nullptr; }
+  void initializeCommands(Shell& shell) override {
+    shell.registerCommand(new FunctionCommand(statsData, [](auto&, const auto&) { return 1; }));
+  }
+};
+
+const ServiceFactory sample([](const char* name) -> Service* { return new Sample(name); },
+                            "Sample");
+const ServiceFactory bundle([](const char* name) -> Service* { return new Bundle(name); },
+                            "Bundle");
+const ServiceFactory absent([](const char* name) -> Service* { return new Bundle(name); },
+                            "Absent");
+
+class HostCommands : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    ServiceHost::instance().build({"Sample", "Bundle"});
+    ServiceHost::instance().start();
+  }
+  static void TearDownTestSuite() {
+    ServiceHost::instance().stop();
+    ServiceHost::instance().destroy();
+  }
+
+  HostCommands() {
+    Sample::s_event = {};
+    registerHostCommands(m_shell, [this] { m_shutdown = true; });
+    CommandBundle::registerAll(m_shell);
+  }
+
+  std::string ask(const std::string& line) const { return framework::ask(m_shell, line); }
+
+  Shell m_shell;
+  bool m_shutdown = false;
+};
+
+TEST_F(HostCommands, Replies) {
+  const struct {
+    const char* line;
+    const char* reply;
+  } rows[] = {
+      {"services",
+       "0 NAME    STATE      THREADS\n"
+       "Sample  running    1\n"
+       "Bundle  running    0\n"
+       "Absent  not built  0\n"},
+      {"services now", "1 usage: services\n"},
+      {"information", "0 Sample\n  report\nBundle\n"},
+      {"information Sample", "0 report, detailed\n"},
+      {"information Nobody", "13 no such service: Nobody\n"},
+      {"information Sample Bundle", "1 usage: information [SERVICE]\n"},
+      {"event", "1 usage: event send NAME [TEXT]\n"},
+      {"event send", "1 usage: event send NAME [TEXT]\n"},
+      {"event send goingUp", "13 no service subscribes to an event of this name: goingUp\n"},
+      {"event send pageCache", "13 no service subscribes to an event of this name: pageCache\n"},
+      {"event send goingDown \"a\x01\"", "1 control character at column 24\n"},
+      {"debug on", "1 usage: debug on NAME\n"},
+      {"debug on nobody",
+       "13 no such debug flag: nobody; there are:\n"
+       "  Sample\n  Bundle\n  Absent\n  Process\n  lifecycle\n  destructors\n  pairing\n"},
+      {"log", "1 usage: log level [error|warning|info|debug]\n"},
+      {"log level loud", "1 usage: log level [error|warning|info|debug]\n"},
+      {"help memory stats", "0 memory stats: s.\nusage: memory stats\n"},
+      {"help me", "1 no command begins with these words; try help\n"},
+      {"help words",
+       "0 debug list\ndebug off\ndebug on\nevent send\nhelp\nhelp words\ninformation\n"
+       "log level\nmemory stats\nservices\nshutdown\n"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(ask(row.line), row.reply) << row.line;
+}
+
+TEST_F(HostCommands, EventsReachTheirSubscribers) {
+  const struct {
+    const char* line;
+    const char* data;
+  } rows[] = {{"event send goingDown", "nothing"},
+              {"event send goingDown web", "web"},
+              {"event send goingDown web \"now  or\" never", "web now  or never"}};
+  for (const auto& row : rows) {
+    Sample::s_event = {};
+    auto delivered = Sample::s_event.get_future();
+    EXPECT_EQ(ask(row.line), "0 event goingDown sent\n");
+    ASSERT_EQ(delivered.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(delivered.get(), row.data);
+  }
+}
+
+TEST_F(HostCommands, UnknownNamesMakeNoTokens) {
+  const auto before = strings::GS.toToken("ShellTest before");
+  ask("event send ShellTestEvent");
+  ask("debug on ShellTestFlag");
+  EXPECT_EQ(strings::GS.toToken("ShellTest after"), before + 1);
+}
+
+TEST_F(HostCommands, DebugFlagsAreSwitched) {
+  EXPECT_EQ(ask("log level info"), "0 log level info\n");
+  EXPECT_EQ(ask("debug on Sample"),
+            "0 debug on for Sample\nthe log leaves debug lines out; see: log level debug\n");
+  EXPECT_TRUE(utility::Debug::isDebugOn(strings::GS.toToken("Sample")));
+  EXPECT_NE(ask("debug list").find("\nSample       on\n"), std::string::npos);
+  EXPECT_EQ(ask("debug off Sample"), "0 debug off for Sample\n");
+  EXPECT_FALSE(utility::Debug::isDebugOn(strings::GS.toToken("Sample")));
+}
+
+TEST_F(HostCommands, LogLevelIsShownAndSet) {
+  EXPECT_EQ(ask("log level warning"), "0 log level warning\n");
+  EXPECT_EQ(Logger::getLevel(), LogType::Warning);
+  EXPECT_EQ(ask("log level"), "0 log level warning\n");
+  EXPECT_EQ(ask("log level info"), "0 log level info\n");
+}
+
+TEST_F(HostCommands, ShutdownIsCalledOnceTheReplyWasSent) {
+  Console console;
+  m_shell.execute("shutdown", console);
+  std::string text;
+  EXPECT_EQ(console.takeReply(text), Ok);
+  EXPECT_EQ(text, "shutting down\n");
+  EXPECT_FALSE(m_shutdown);
+  console.replySent();
+  EXPECT_TRUE(m_shutdown);
+}
+
+}  // namespace
+}  // namespace framework
