@@ -21,6 +21,10 @@ class IntArray;
 class StringArray;
 }  // namespace utility
 
+namespace services::sysinfo {
+class SysInfo;
+}
+
 namespace services::app {
 
 /// Keeps the daemons named in its configuration running. One thread, the monitor thread, scans
@@ -97,8 +101,18 @@ class AppManager : public framework::ActiveService {
   void dumpMemSaveTrack(utility::PutStream& stream) const;
   void clearMemSaveTrack();
 
-  /// Mails a report of a daemon's crash. Runs commands, and so takes its time.
-  static void sendMail(const char* daemon);
+  /// Mails a report of a daemon's crash. Runs commands, and so takes its time; the sending itself
+  /// goes on in the background. For the monitor thread.
+  void sendMail(const char* daemon) const;
+
+  /// Mails a managed-log file, given as its path, to the fourth address of the system information,
+  /// which is held for reading until sendmail has ended. The integers are not used. What stands in
+  /// the way is logged.
+  void sendManagedLogsMail(int, int, const void* file) const;
+
+  /// Mails a text and waits for sendmail. The texts must hold no line break except in the body.
+  static void sendSimpleMail(const char* to, const char* from, const char* subject,
+                             const char* body);
 
  private:
   using Clock = std::int64_t;
@@ -137,6 +151,12 @@ class AppManager : public framework::ActiveService {
   void doProcessTrack();
   void doLockTrack();
   void sleepUntilNextCycle(Clock cycleStart);
+
+  // Mail.
+  void writeCrashMail(const char* path, const char* daemon, const char* address, char slot) const;
+  static void appendCrashReports(const char* path, const char* daemon);
+  bool writeManagedLogsMail(const char* path, const sysinfo::SysInfo& sysInfo, char slot,
+                            const char* logFile) const;
 
   // Events.
   void announceGoingDown(const char* text);

@@ -1,8 +1,254 @@
 // The supervision service: the mails that it sends.
+//
+// Each mail is a file of header lines and text in the temporary directory, which a shell command
+// hands to sendmail and then removes. A kind of mail has one file, so mails of one kind are made
+// one after the other.
+#include <mutex>
+
 #include "app/app_AppManager.h"
+#include "app/app_MailProduct.h"
+#include "host/framework/fw_Container.h"
+#include "host/framework/fw_Logger.h"
+#include "host/framework/ut_Environment.h"
+#include "host/sysinfo/si_SysInfoManager.h"
+#include "util/ut_BufferStream.h"
+#include "util/ut_FileOutputStream.h"
+#include "util/ut_IPV4Address.h"
+#include "util/ut_TimeMeasure.h"
+#include "util/ut_VirtualPutStream.h"
 
 namespace services::app {
 
-void AppManager::sendMail(const char* /*daemon*/) {}
+using framework::Container;
+using framework::Logger;
+using framework::LogType;
+using sysinfo::MCInfo;
+using sysinfo::SysInfo;
+using sysinfo::SysInfoReadGuard;
+using utility::BufferStream;
+using utility::FileOutputStream;
+using utility::VirtualPutStream;
+
+namespace {
+
+constexpr int streamSize = 16384;
+constexpr int streamLevel = 13107;
+constexpr unsigned int fileMode = 0666;
+
+// A text of fixed size that a stream is built over.
+template <std::size_t size>
+class Text : public BufferStream {
+ public:
+  Text() : BufferStream(m_array.data(), static_cast<int>(size), false) {}
+  const char* get() const { return m_array.data(); }
+
+ private:
+  std::array<char, size> m_array;
+};
+using PathText = Text<128>;
+using CommandText = Text<500>;
+
+// The temporary directory; null, and an error line, when it is not set.
+const char* temporaryDirectory(const char* operation, int line) {
+  const char* directory = utility::Environment::GetEnv("MC_TEMP");
+  if (directory == nullptr) {
+    Logger::StaticLogMethod(LogType::Error, operation, line, "no mail: MC_TEMP is not set");
+  }
+  return directory;
+}
+
+struct TimeText {
+  TimeText() {
+    using utility::TimeMeasure;
+    TimeMeasure::printTimestamp(TimeMeasure::getTimestamp(), text.data(),
+                                static_cast<int>(text.size()));
+  }
+  std::array<char, 64> text;
+};
+
+struct AddressText {
+  explicit AddressText(std::uint32_t address) {
+    utility::IPV4Address(address).toBuffer(text.data(), static_cast<int>(text.size()));
+  }
+  std::array<char, 64> text;
+};
+
+// The letter that the hardware gives for this controller's slot, or a zero byte.
+char readSlot() {
+  std::array<char, 32> slot{};
+  AppManager::getExternalValue("readslot", slot.data(), slot.size());
+  return slot[0];
+}
+
+const MCInfo* controllerOf(const SysInfo& sysInfo, char slot) {
+  return slot == 'A' ? sysInfo.getMCAInfo() : sysInfo.getMCBInfo();
+}
+
+// Whether both controllers are known; if not, says so.
+bool controllersKnown(const SysInfo& sysInfo, const char* operation, int line) {
+  if (sysInfo.getMCAInfo() != nullptr && sysInfo.getMCBInfo() != nullptr) return true;
+  Logger::StaticLogMethod(LogType::Error, operation, line,
+                          "Failed to send. MCA or MCB Info invalid.");
+  return false;
+}
+
+void run(const BufferStream& command) { Container::spawn(command.pTail(), nullptr, nullptr); }
+
+}  // namespace
+
+// Debug lines carry the operation's own signature.
+#define MC_MAIL_DEBUG(...) \
+  if (isDebugOn()) LogMethodDebug(__PRETTY_FUNCTION__, __LINE__, __VA_ARGS__)
+
+void AppManager::sendMail(const char* daemon) const {
+  SysInfoReadGuard guard;
+  if (guard.getObject() == nullptr) return;
+  MC_MAIL_DEBUG("readslot");
+  const char slot = readSlot();
+  if (!controllersKnown(*guard.getObject(), __PRETTY_FUNCTION__, __LINE__)) return;
+  const AddressText address(controllerOf(*guard.getObject(), slot)->getIpV4Address());
+  guard.freeObject();
+
+  MC_MAIL_DEBUG("temp");
+  const char* directory = temporaryDirectory(__PRETTY_FUNCTION__, __LINE__);
+  if (directory == nullptr) return;
+  PathText path;
+  path.PutF("%s/%scrash.mail", directory, daemon);
+  writeCrashMail(path.get(), daemon, address.text.data(), slot);
+  appendCrashReports(path.get(), daemon);
+
+  MC_MAIL_DEBUG("About to execute sendmail for file: %s", path.get());
+  CommandText command;
+  command.PutF("/sbin/sendmail -S %s -t <%s; rm %s; &", mailRelay, path.get(), path.get());
+  MC_MAIL_DEBUG("using: %s", command.get());
+  run(command);
+}
+
+void AppManager::writeCrashMail(const char* path, const char* daemon, const char* address,
+                                char slot) const {
+  FileOutputStream file(path, true, fileMode);
+  MC_MAIL_DEBUG("create virtualputstream");
+  VirtualPutStream mail(file, streamSize, streamLevel);
+  MC_MAIL_DEBUG("create output");
+  if (file.isOutputStreamGood()) {
+    MC_MAIL_DEBUG("create output");
+    mail.PutF("to: %s\n", crashMailbox);
+    mail.PutF("from: %s_mc_%c@%s\n", address, slot, crashSenderDomain);
+    mail.PutF("subject: PhoneHome: %s crash (%s)\n", daemon, releaseCode);
+    mail.PutF("\nCrash at: %s\n\n\n", TimeText().text.data());
+  }
+  mail.EndOutputStream();
+}
+
+void AppManager::appendCrashReports(const char* path, const char* daemon) {
+  CommandText command;
+  command.PutF("/usr/bin/getmcinfoheader >>%s", path);
+  run(command);
+  command.Rewind();
+  command.PutF("cat /cfg/sysinfo/system.xml >>%s", path);
+  run(command);
+  command.Rewind();
+  command.PutF("/app/etc/get%slogs >>%s", daemon, path);
+  run(command);
+}
+
+void AppManager::sendManagedLogsMail(int /*unused*/, int /*unused*/, const void* file) const {
+  static std::mutex oneAtATime;
+  const std::lock_guard lock(oneAtATime);
+  const char* const operation = __PRETTY_FUNCTION__;
+  const auto* const logFile = static_cast<const char*>(file);
+  const SysInfoReadGuard guard;
+  LogMethodInfo(operation, __LINE__, "SendManagedLogsMail entry file: %s", logFile);
+  const SysInfo* sysInfo = guard.getObject();
+  if (sysInfo == nullptr) {
+    LogMethodError(operation, __LINE__,
+                   "AppManager::sendManagedLogsMail did not get lock on sysInfo exit");
+    return;
+  }
+  LogMethodInfo(operation, __LINE__, "readslot");
+  const char slot = readSlot();
+  if (!controllersKnown(*sysInfo, operation, __LINE__)) return;
+
+  LogMethodInfo(operation, __LINE__, "temp");
+  const char* directory = temporaryDirectory(operation, __LINE__);
+  if (directory == nullptr) return;
+  LogMethodInfo(operation, __LINE__, "pTempDir %s", directory);
+  PathText path;
+  path.PutF("%s/ManagedLogs.mail", directory);
+  if (!writeManagedLogsMail(path.get(), *sysInfo, slot, logFile)) return;
+
+  LogMethodInfo(operation, __LINE__, "About to execute sendmail for file: %s", path.get());
+  CommandText command;
+  if (sysInfo->getEmailIncludeLogsEnable()) {
+    LogMethodInfo(operation, __LINE__, "Includ log enabled");
+    command.PutF("/sbin/sendmail -S %s -a %s -t <%s; rm %s;", sysInfo->getEmailServer(), logFile,
+                 path.get(), path.get());
+  } else {
+    LogMethodInfo(operation, __LINE__, "Include log disabled");
+    command.PutF("/sbin/sendmail -S %s -t <%s; rm %s;", sysInfo->getEmailServer(), path.get(),
+                 path.get());
+  }
+  LogMethodInfo(operation, __LINE__, "using: %s", command.get());
+  run(command);
+  LogMethodInfo(operation, __LINE__, "SendManagedLogsMail exit");
+}
+
+bool AppManager::writeManagedLogsMail(const char* path, const SysInfo& sysInfo, char slot,
+                                      const char* logFile) const {
+  const char* const operation = __PRETTY_FUNCTION__;
+  const MCInfo* controller = controllerOf(sysInfo, slot);
+  const AddressText address(controller->getIpV4Address());
+  FileOutputStream file(path, true, fileMode);
+  LogMethodInfo(operation, __LINE__, "create virtualputstream");
+  VirtualPutStream mail(file, streamSize, streamLevel);
+  LogMethodInfo(operation, __LINE__,
+                "sendManagedLogsMail: getManagedLogsEnable %d controllerSerial %s",
+                sysInfo.getManagedLogsEnable(), controller->getControllerSerial());
+  if (!sysInfo.getManagedLogsEnable()) {
+    LogMethodWarning(operation, __LINE__, "SendManagedLogsMail managed logs is disabled exit");
+    return false;
+  }
+  if (*sysInfo.getEmailAddr4() == '\0') {
+    LogMethodError(operation, __LINE__, "SendManagedLogsMail: email4 address is not set exit");
+    return false;
+  }
+  if (file.isOutputStreamGood()) {
+    LogMethodInfo(operation, __LINE__, "create output");
+    mail.PutF("to: %s\n", sysInfo.getEmailAddr4());
+    mail.PutF("from: %s_MC_%c_%s_%s@%s\n", controller->getControllerSerial(), slot,
+              address.text.data(), sysInfo.getEmailSender(), sysInfo.getEmailDomain());
+    mail.PutF("subject: Managed Log: %s (%s)\n", logFile, releaseCode);
+    mail.PutF("\nManaged Log at: %s\n\n\n", TimeText().text.data());
+  }
+  mail.EndOutputStream();
+  return true;
+}
+
+void AppManager::sendSimpleMail(const char* to, const char* from, const char* subject,
+                                const char* body) {
+  static std::mutex oneAtATime;
+  const std::lock_guard lock(oneAtATime);
+  const char* const operation = __PRETTY_FUNCTION__;
+  const char* directory = temporaryDirectory(operation, __LINE__);
+  if (directory == nullptr) return;
+  PathText path;
+  path.PutF("%s/simple.mail", directory);
+  Logger::StaticLogMethod(LogType::Info, operation, __LINE__, "creating file: %s", path.get());
+  FileOutputStream file(path.get(), false, fileMode);
+  if (file.isOutputStreamInError() || !file.isOutputStreamOpen()) {
+    Logger::StaticLogMethod(LogType::Error, operation, __LINE__,
+                            "failure to sent e-mail to: %s (%d)", to, file.getErrno());
+    return;
+  }
+  VirtualPutStream mail(file, streamSize, streamLevel);
+  mail.PutF("to: %s\nfrom: %s\nsubject: %s\n", to, from, subject);
+  mail.PutF("\nmessage at: %s\n\n%s\n", TimeText().text.data(), body);
+  mail.EndOutputStream();
+  file.EndOutputStream();
+  Text<2048> command;
+  command.PutF("/sbin/sendmail -S %s -t <%s; rm %s", mailRelay, path.get(), path.get());
+  Logger::StaticLogMethod(LogType::Info, operation, __LINE__, "command: %s", command.get());
+  run(command);
+}
 
 }  // namespace services::app

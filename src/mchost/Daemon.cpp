@@ -1,6 +1,7 @@
 // The daemon's life: reading its configuration, running its services, stopping.
 #include "mchost/Daemon.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include "host/framework/fw_ServiceHost.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
+#include "host/sysinfo/si_SysInfoManager.h"
 #include "mchost/Notify.h"
 #include "mchost/Plugins.h"
 #include "mchost/StopControl.h"
@@ -30,7 +32,7 @@ namespace {
 // The configuration, its plug-ins loaded and its instances checked.
 framework::ConfigFile readConfig(const Options& options, std::vector<std::string>& failures) {
   framework::ConfigFile file(options.config);
-  if (file.isRefused()) return file;
+  if (!file.arePluginsKnown()) return file;
   std::vector<std::string> plugins = file.host().plugins;
   plugins.insert(plugins.end(), options.plugins.begin(), options.plugins.end());
   failures = loadPlugins(plugins);
@@ -59,10 +61,16 @@ bool startLog(const framework::HostSettings& settings) {
   return true;
 }
 
+// The services of the configuration, or all: the logger first, then the supervision, then those who
+// call it.
 std::vector<std::string> servicesToBuild(const framework::HostSettings& settings) {
   if (settings.servicesGiven) return settings.services;
-  std::vector<std::string> all;
-  for (const auto* factory : framework::ServiceFactory::all()) all.emplace_back(factory->getName());
+  std::vector<std::string> all = {strings::pGSAppFileLogger, strings::pGSAppManager};
+  std::erase_if(all, [](const auto& name) { return !framework::ServiceFactory::find(name); });
+  for (const auto* factory : framework::ServiceFactory::all()) {
+    const std::string name = factory->getName();
+    if (std::find(all.begin(), all.end(), name) == all.end()) all.push_back(name);
+  }
   return all;
 }
 
@@ -105,6 +113,7 @@ int run(const Options& options) {
   StopControl stop;
   if (!startLog(file.host())) return EXIT_FAILURE;
   framework::Config::setConfig(file.config());
+  services::sysinfo::SysInfoManager::getManager()->load(file.config(), file.host().slot[0]);
   framework::Container::setCommandLimit(file.host().commandSeconds);
   auto& services = framework::ServiceHost::instance();
   services.build(servicesToBuild(file.host()));

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/platform/ShellCommand.h"
+#include "host/platform/Descriptor.h"
 
 namespace mchost {
 

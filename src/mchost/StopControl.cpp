@@ -18,7 +18,8 @@ namespace mchost {
 namespace {
 
 constexpr int commandsEndAfter = 4000;  // milliseconds
-constexpr int processEndsAfter = 900;   // milliseconds more
+constexpr int processEndsAfter = 850;   // milliseconds more
+constexpr int lastLineTakes = 50;       // milliseconds more
 
 sigset_t stopSignals() {
   sigset_t set;
@@ -83,6 +84,7 @@ void StopControl::watch() {
   awaitSignal(processEndsAfter);
   if (waitFor(m_done.get(), -1, 0) == Readable::First) return;
   framework::Logger::StaticLog(framework::LogType::Error, "could not stop in time");
+  awaitSignal(lastLineTakes);  // the logging thread writes it
   ::_exit(EXIT_FAILURE);
 }
 

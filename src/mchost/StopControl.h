@@ -6,7 +6,7 @@
 #include <mutex>
 #include <thread>
 
-#include "host/platform/ShellCommand.h"
+#include "host/platform/Descriptor.h"
 
 namespace mchost {
 

@@ -1,12 +1,27 @@
 // mchost: the daemon that loads the services' plug-ins and runs them.
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
 #include "host/framework/fw_ApplicationArguments.h"
 #include "mchost/Daemon.h"
 
+namespace {
+
+// Descriptors that are missing among the first three would be given to sockets and files, which
+// the log and the commands then take for the standard ones.
+void openStandardDescriptors() {
+  int opened = STDIN_FILENO;
+  while (opened >= 0 && opened <= STDERR_FILENO) opened = ::open("/dev/null", O_RDWR);
+  if (opened >= 0) ::close(opened);
+}
+
+}  // namespace
+
 int main(int count, char** values) {
+  openStandardDescriptors();
   ::umask(077);
   framework::ApplicationArguments::setArgs(
       utility::Arguments(std::vector<std::string>(values, values + count)));

@@ -46,6 +46,7 @@ using stringtoken = std::uint32_t;
   TOKEN(pageCache, "pageCache")                    \
   /* command words */                              \
   TOKEN(memory, "memory")                          \
+  TOKEN(memoryOfSave, "memory")                    \
   TOKEN(stats, "stats")                            \
   TOKEN(output, "output")                          \
   TOKEN(save, "save")                              \

@@ -93,13 +93,22 @@ TEST_F(ConsoleServing, LongLinesAreRefusedAndTheSessionGoesOn) {
     const char* name;
     std::size_t length;
     bool refused;
-  } rows[] = {{"at the limit", 4096, false}, {"one more", 4097, true}, {"flood", 4 << 20, true}};
+  } rows[] = {{"at the limit", 4096, false}, {"one more", 4097, true}, {"long", 1 << 20, true}};
   Peer peer(m_path);
   for (const auto& row : rows) {
     const std::string word(row.length - std::strlen("output "), 'w');
     EXPECT_EQ(peer.ask("output " + word), row.refused ? refusal : "0 " + word + "\n") << row.name;
     EXPECT_EQ(peer.ask("output after"), "0 after\n") << row.name;
   }
+}
+
+TEST_F(ConsoleServing, LineWithoutEndIsCutOff) {
+  ConsoleServer server(m_shell);
+  ASSERT_EQ(server.start(m_path), "");
+  Peer peer(m_path);
+  const std::string chunk(65536, 'x');
+  while (peer.send(chunk)) continue;  // until the server has closed
+  EXPECT_EQ(peer.reply(), "closed");
 }
 
 TEST_F(ConsoleServing, HangingClientsDisturbNeitherTheOthersNorTheStop) {

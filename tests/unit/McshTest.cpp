@@ -187,7 +187,9 @@ TEST_F(Mcsh, PromptsOnATerminalWithCompletionAndHistory) {
 TEST_F(Mcsh, EndOfInputEndsThePromptAndALostHostIsTold) {
   Terminal first(m_path);
   EXPECT_TRUE(first.typed("", "mc> ")) << first.shown();
-  EXPECT_TRUE(first.typed("\x04", "\n")) << first.shown();
+  // Completed, so the terminal is in the mode in which an end of input is a key like any other.
+  EXPECT_TRUE(first.typed("serv\t", "ices")) << first.shown();
+  EXPECT_TRUE(first.typed("\x15\x04", "\n")) << first.shown();
   EXPECT_EQ(first.exitStatus(), 0);
   Terminal second(m_path);
   EXPECT_TRUE(second.typed("", "mc> ")) << second.shown();

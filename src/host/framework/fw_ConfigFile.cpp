@@ -1,12 +1,14 @@
 // Reading and checking the configuration file.
 #include "host/framework/fw_ConfigFile.h"
 
+#include <sys/un.h>
 #include <toml++/toml.h>
 
 #include <algorithm>
-#include <cctype>
+#include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 #include "host/framework/fw_Entrance.h"
@@ -19,10 +21,14 @@ namespace {
 
 const char* typeName(PropertyType type) {
   switch (type) {
-    case PropertyType::Integer: return "an integer";
-    case PropertyType::Boolean: return "true or false";
-    case PropertyType::Text: return "a text";
-    case PropertyType::List: return "a list of texts";
+    case PropertyType::Integer:
+      return "an integer";
+    case PropertyType::Boolean:
+      return "true or false";
+    case PropertyType::Text:
+      return "a text";
+    case PropertyType::List:
+      return "a list of texts";
   }
   return "";
 }
@@ -31,10 +37,15 @@ bool hasType(const Property& property, PropertyType type) {
   return property.value.index() == static_cast<std::size_t>(type);
 }
 
+// A text without a zero character, at which its users would cut it.
+bool isText(const toml::node& node) {
+  return node.is_string() && node.as_string()->get().find('\0') == std::string::npos;
+}
+
 // A list of texts; false when an entry is no text.
 bool convertList(const toml::array& source, utility::StringArray& list) {
   for (const auto& entry : source) {
-    if (!entry.is_string()) return false;
+    if (!isText(entry)) return false;
     list.Append(entry.as_string()->get());
   }
   return true;
@@ -50,7 +61,7 @@ bool convert(const toml::node& node, Property& property) {
     if (!convertList(*source, list)) return false;
     property.value = std::move(list);
   }
-  return node.is_integer() || node.is_boolean() || node.is_string() || node.is_array();
+  return node.is_integer() || node.is_boolean() || isText(node) || node.is_array();
 }
 
 std::vector<std::string> texts(const utility::StringArray& list) {
@@ -91,6 +102,14 @@ void checkPath(const char* value, std::vector<PropertyFinding>& findings) {
   if (!isSafePath(value)) findings.push_back({true, safePathRule});
 }
 
+void checkSocket(const char* value, std::vector<PropertyFinding>& findings) {
+  constexpr std::size_t room = sizeof(sockaddr_un::sun_path) - 1;
+  checkPath(value, findings);
+  if (std::strlen(value) > room) {
+    findings.push_back({true, "must have at most " + std::to_string(room) + " characters"});
+  }
+}
+
 void checkDestination(const char* value, std::vector<PropertyFinding>& findings) {
   if (std::strcmp(value, "stderr") != 0) checkPath(value, findings);
 }
@@ -103,7 +122,7 @@ void checkLevel(const char* value, std::vector<PropertyFinding>& findings) {
 
 constexpr PropertyRule hostRules[] = {
     {.key = "slot", .type = PropertyType::Text, .expected = true, .check = checkSlot},
-    {.key = "console", .type = PropertyType::Text, .check = checkPath},
+    {.key = "console", .type = PropertyType::Text, .check = checkSocket},
     {.key = "plugins", .type = PropertyType::List},
     {.key = "services", .type = PropertyType::List},
     {.key = "log.destination", .type = PropertyType::Text, .check = checkDestination},
@@ -130,7 +149,9 @@ void flatten(const toml::table& table, const std::string& prefix, Config& config
     } else if (convert(node, property)) {
       config.set(name, std::move(property));
     } else {
-      report(line, name + ": must be an integer, true or false, a text or a list of texts");
+      report(line, name +
+                       ": must be an integer, true or false, a text or a list of texts, without "
+                       "zero characters");
     }
   }
 }
@@ -138,22 +159,35 @@ void flatten(const toml::table& table, const std::string& prefix, Config& config
 }  // namespace
 
 ConfigFile::ConfigFile(const std::string& path) : m_path(path) {
-  read();
-  if (!isRefused()) checkHost();
+  m_read = read();
+  if (m_read) checkHost();
 }
 
+// Names and values stand in the texts as the file has them; a line break or a control sequence in
+// one must not reach a terminal or look like a further finding.
 void ConfigFile::add(bool fatal, unsigned int line, const std::string& text) {
   const std::string place = line == 0 ? m_path : m_path + ":" + std::to_string(line);
-  m_findings.push_back({fatal, place + ": " + text});
+  std::string shown = place + ": " + text;
+  std::replace_if(
+      shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
+  m_findings.push_back({fatal, shown});
 }
 
 bool ConfigFile::isRefused() const {
   return std::any_of(m_findings.begin(), m_findings.end(), [](const auto& f) { return f.fatal; });
 }
 
-void ConfigFile::read() {
+bool ConfigFile::arePluginsKnown() const {
+  const Property* list = m_config.find("host.plugins");
+  return m_read && (list == nullptr || hasType(*list, PropertyType::List));
+}
+
+bool ConfigFile::read() {
   std::ifstream file(m_path);
-  if (!file) return add(true, 0, std::strerror(errno));
+  if (!file) {
+    add(true, 0, std::strerror(errno));
+    return false;
+  }
   std::stringstream content;
   content << file.rdbuf();
   try {
@@ -166,25 +200,31 @@ void ConfigFile::read() {
         add(true, line, name + ": must stand in a table");
         continue;
       }
+      if (name == "host") m_hostLine = line;
       if (name != "host") m_tables.emplace_back(name, line);
       flatten(*table, name, m_config,
               [this](unsigned int at, const std::string& text) { add(true, at, text); });
     }
   } catch (const toml::parse_error& fault) {
     add(true, fault.source().begin.line, std::string(fault.description()));
+    return false;
   }
+  return true;
 }
 
 void ConfigFile::checkHost() {
-  checkTable("host", 0, hostRules);
-  if (isRefused()) return;
+  checkTable("host", m_hostLine, hostRules);
   const auto text = [this](const char* key, std::string& out) {
-    if (const Property* found = m_config.find(key)) out = std::get<std::string>(found->value);
+    const Property* found = m_config.find(key);
+    const auto* value = found == nullptr ? nullptr : std::get_if<std::string>(&found->value);
+    if (value != nullptr) out = *value;
   };
   const auto list = [this](const char* key, std::vector<std::string>& out) {
     const Property* found = m_config.find(key);
-    if (found != nullptr) out = texts(std::get<utility::StringArray>(found->value));
-    return found != nullptr;
+    const auto* value =
+        found == nullptr ? nullptr : std::get_if<utility::StringArray>(&found->value);
+    if (value != nullptr) out = texts(*value);
+    return value != nullptr;
   };
   text("host.slot", m_host.slot);
   text("host.console", m_host.console);
@@ -220,16 +260,17 @@ void ConfigFile::checkInstances() {
     add(true, 0, name + ": two plug-ins register a service of this name");
   }
   checkServiceNames();
-  for (const auto& [name, line] : m_tables) {
-    if (ServiceFactory::find(name) == nullptr) {
+  std::map<std::string, unsigned int> lines(m_tables.begin(), m_tables.end());
+  for (const std::string& name : ServiceProperties::names()) {
+    checkTable(name, lines[name], ServiceProperties::of(name));
+    lines.erase(name);
+  }
+  for (const auto& [name, line] : lines) {
+    if (ServiceFactory::find(name) != nullptr) {
+      checkTable(name, line, {});
+    } else {
       add(false, line, name + ": no loaded plug-in registers a service of this name");
     }
-  }
-  for (const auto* factory : ServiceFactory::all()) {
-    const std::string name = factory->getName();
-    const auto table = std::find_if(m_tables.begin(), m_tables.end(),
-                                    [&](const auto& known) { return known.first == name; });
-    checkTable(name, table == m_tables.end() ? 0 : table->second, ServiceProperties::of(name));
   }
 }
 

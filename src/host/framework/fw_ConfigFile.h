@@ -13,7 +13,7 @@ namespace framework {
 /// What is wrong at a place of the configuration.
 struct ConfigFinding {
   bool fatal;
-  std::string text;  ///< "FILE:LINE: KEY: rule"
+  std::string text;  ///< "FILE:LINE: KEY: rule", one line, control characters shown as "?"
 };
 
 /// The settings of the table [host].
@@ -36,6 +36,10 @@ class ConfigFile {
   /// Reads the file (TOML 1.0) and checks its syntax and the table [host].
   explicit ConfigFile(const std::string& path);
 
+  /// Whether the file could be read as far as the names of its plug-ins. If not, what is known of
+  /// the instances' rules is not enough to check them.
+  bool arePluginsKnown() const;
+
   /// Checks the instances' tables by the rules that the loaded plug-ins registered.
   void checkInstances();
 
@@ -43,11 +47,13 @@ class ConfigFile {
   /// Whether a finding forbids to start.
   bool isRefused() const;
 
+  /// What the table [host] gives, defaults for what is not there or of a wrong type.
   const HostSettings& host() const { return m_host; }
   const Config& config() const { return m_config; }
 
  private:
-  void read();
+  /// Keeps the properties of the file; false when it cannot be read or its syntax is wrong.
+  bool read();
   void checkHost();
   void checkServiceNames();
   /// Holds the properties of one table to its rules; `line` is where the table begins.
@@ -55,6 +61,8 @@ class ConfigFile {
   void add(bool fatal, unsigned int line, const std::string& text);
 
   std::string m_path;
+  bool m_read = false;
+  unsigned int m_hostLine = 0;  // where the table [host] begins
   std::vector<ConfigFinding> m_findings;
   std::vector<std::pair<std::string, unsigned int>> m_tables;  // the instances' tables
   Config m_config;

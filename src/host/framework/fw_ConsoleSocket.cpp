@@ -112,20 +112,21 @@ bool sendReply(int socket, int code, const std::string& text) {
 }
 
 LineReader::Result LineReader::next(std::string& line) {
-  bool tooLong = false;
-  for (;;) {
+  std::size_t skipped = 0;
+  while (skipped <= maxConsoleSkip) {
     const std::size_t end = m_received.find('\n');
     if (end != std::string::npos) {
       line = m_received.substr(0, end);
       m_received.erase(0, end + 1);
-      return tooLong || line.size() > maxConsoleLine ? Result::TooLong : Result::Line;
+      return skipped > 0 || line.size() > maxConsoleLine ? Result::TooLong : Result::Line;
     }
     if (m_received.size() > maxConsoleLine) {
-      tooLong = true;
+      skipped += m_received.size();
       m_received.clear();
     }
-    if (!receive()) return Result::End;
+    if (!receive()) break;
   }
+  return Result::End;
 }
 
 bool LineReader::receive() {

@@ -15,6 +15,9 @@ namespace framework {
 
 inline constexpr std::size_t maxConsoleLine = 4096;
 
+/// How much of a line that is too long is skipped before its sender is taken for a flood.
+inline constexpr std::size_t maxConsoleSkip = 1 << 20;
+
 /// A listening socket at `path`, for its owner alone. The directory is made, for its owner alone,
 /// when it is missing; a socket on which nobody answers is replaced. On failure the descriptor is
 /// not open and `error` says why.
@@ -40,7 +43,8 @@ class LineReader {
 
   explicit LineReader(int socket) : m_socket(socket) {}
 
-  /// Waits for the next line. TooLong stands for a line that was too long and has been skipped.
+  /// Waits for the next line. TooLong stands for a line that was too long and has been skipped; a
+  /// line that is still not at its end after maxConsoleSkip bytes is the end.
   Result next(std::string& line);
 
  private:

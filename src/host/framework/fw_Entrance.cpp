@@ -2,6 +2,7 @@
 #include "host/framework/fw_Entrance.h"
 
 #include <cstring>
+#include <string>
 
 namespace framework {
 
@@ -26,5 +27,25 @@ bool isDaemonName(const char* text) {
 }
 
 bool isSafePath(const char* text) { return *text == '/' && consistsOf(text, "/_-.+,:@=", 1, 200); }
+
+bool isHostName(const char* text) {
+  if (!consistsOf(text, "-.", 1, 253)) return false;
+  char before = '.';
+  for (; *text != '\0'; before = *text++) {
+    const bool atStart = before == '.';
+    if (atStart && (*text == '.' || *text == '-')) return false;
+    if (before == '-' && *text == '.') return false;
+  }
+  return before != '-' && before != '.';
+}
+
+bool isMailLocalPart(const char* text) {
+  return consistsOf(text, "_-+.", 1, 64) && std::strchr("-+.", *text) == nullptr;
+}
+
+bool isMailAddress(const char* text) {
+  const char* at = std::strchr(text, '@');
+  return at != nullptr && isMailLocalPart(std::string(text, at).c_str()) && isHostName(at + 1);
+}
 
 }  // namespace framework

@@ -36,9 +36,11 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     m_descriptor = descriptor;
   }
 
-  void setPool(std::weak_ptr<spdlog::details::thread_pool> pool) {
+  // The pool whose dropped lines are reported, null for none. It is not shared with the pool's own
+  // owner: were the logging thread the last to let go of it, the thread would have to join itself.
+  void setPool(spdlog::details::thread_pool* pool) {
     const std::lock_guard lock(mutex_);
-    m_pool = std::move(pool);
+    m_pool = pool;
     m_dropped = 0;
   }
 
@@ -61,9 +63,8 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
 
  private:
   void reportDropped() {
-    const auto pool = m_pool.lock();
-    if (pool == nullptr || pool->overrun_counter() == m_dropped) return;
-    const std::size_t dropped = pool->overrun_counter();
+    const std::size_t dropped = m_pool == nullptr ? m_dropped : m_pool->overrun_counter();
+    if (dropped == m_dropped) return;
     const std::string text = fmt::format("host: {} log lines were dropped", dropped - m_dropped);
     m_dropped = dropped;
     send({spdlog::source_loc{}, "", spdlog::level::warn, text});
@@ -90,7 +91,7 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
   }
 
   int m_descriptor = STDERR_FILENO;
-  std::weak_ptr<spdlog::details::thread_pool> m_pool;
+  spdlog::details::thread_pool* m_pool = nullptr;
   std::size_t m_dropped = 0;
   std::vector<Logger*> m_takers;
 };
@@ -103,6 +104,8 @@ spdlog::level::level_enum levelFor(int type) {
 }
 
 struct Log {
+  Log() { logger->set_level(spdlog::level::trace); }
+
   std::shared_ptr<Fanout> fanout = std::make_shared<Fanout>();
   std::shared_ptr<spdlog::details::thread_pool> pool;
   std::shared_ptr<spdlog::logger> logger = std::make_shared<spdlog::logger>("mc", fanout);
@@ -126,7 +129,7 @@ bool Logger::start(const LogSettings& settings) {
   Log& log = theLog();
   log.fanout->setDestination(descriptor);
   log.pool = std::make_shared<spdlog::details::thread_pool>(queueLength, 1);
-  log.fanout->setPool(log.pool);
+  log.fanout->setPool(log.pool.get());
   log.logger = std::make_shared<spdlog::async_logger>("mc", log.fanout, log.pool,
                                                       spdlog::async_overflow_policy::overrun_oldest);
   setLevel(settings.level);
@@ -137,6 +140,7 @@ void Logger::stop() {
   Log& log = theLog();
   const int level = getLevel();
   log.pool.reset();  // the logger holds it weakly: this joins the logging thread, the queue done
+  log.fanout->setPool(nullptr);
   log.logger = std::make_shared<spdlog::logger>("mc", log.fanout);
   setLevel(level);
   log.fanout->setDestination(STDERR_FILENO);

@@ -41,7 +41,7 @@ class Logger {
   /// The highest type written; set from any thread.
   static int getLevel();
   static void setLevel(int type);
-  /// The type of a level's name ("error", "warning", "info", "debug"), or -1.
+  /// The type of a level's name ("error", "warning", "info", "debug", "trace"), or -1.
   static int levelOf(const char* name);
 
   /// Adds or takes out a further taker of lines, which stays the caller's. Once

@@ -17,6 +17,8 @@ bool Service::serviceEvent(strings::stringtoken /*event*/, const void* /*data*/)
 void ActiveService::Shutdown() {
   shutDownRequest();
   m_waiter.signal();
+  const std::lock_guard lock(m_waiter);
+  m_waiter.broadcast();
 }
 
 }  // namespace framework

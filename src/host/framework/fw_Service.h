@@ -53,7 +53,9 @@ class ActiveService : public Service {
  public:
   using Service::Service;
 
-  /// Asks the threads to end and wakes those that sleep on the base's waiter.
+  /// Asks the threads to end and wakes all that sleep on the base's waiter. None misses it that
+  /// tests requestToShutdown() with the waiter locked before it sleeps; a single thread need not
+  /// lock for the test.
   void Shutdown() override;
 
   /// The body of thread `index`, 0 <= index < NumRequestedThreads(). Returns soon after

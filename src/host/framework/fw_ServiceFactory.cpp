@@ -50,4 +50,10 @@ std::span<const PropertyRule> ServiceProperties::of(const std::string& name) {
   return found == registry().rules.end() ? std::span<const PropertyRule>() : found->second;
 }
 
+std::vector<std::string> ServiceProperties::names() {
+  std::vector<std::string> all;
+  for (const auto& [name, rules] : registry().rules) all.push_back(name);
+  return all;
+}
+
 }  // namespace framework

@@ -53,7 +53,8 @@ struct PropertyRule {
   void (*check)(const char* value, std::vector<PropertyFinding>& findings) = nullptr;
 };
 
-/// Registers the rules of a service's properties, by static initialisers beside its factory.
+/// Registers the rules of a service's properties, by static initialisers beside its factory; or
+/// those of a table of the host's own.
 class ServiceProperties {
  public:
   /// `name` and the rules must live as long as the program.
@@ -61,6 +62,8 @@ class ServiceProperties {
 
   /// The rules of the service of that name; empty when it registered none.
   static std::span<const PropertyRule> of(const std::string& name);
+  /// The names that have rules.
+  static std::vector<std::string> names();
 };
 
 }  // namespace framework

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <ranges>
+#include <stdexcept>
 
 #include "host/framework/fw_EventManager.h"
 #include "host/framework/fw_Guarded.h"
@@ -15,11 +16,23 @@ namespace {
 void runThreads(RunningService& running) {
   auto* active = dynamic_cast<ActiveService*>(running.service.get());
   if (active == nullptr) return;
-  for (unsigned int i = 0; i < active->NumRequestedThreads(); ++i) {
-    running.threads.emplace_back([active, i] {
+  for (std::size_t i = 0; i < running.threads.size(); ++i) {
+    running.threads[i] = std::thread([active, i] {
       guarded(active->getNameString(), "thread", [&] { active->threadDo(static_cast<int>(i)); });
     });
   }
+}
+
+std::size_t requestedThreads(const Service& service) {
+  const auto* active = dynamic_cast<const ActiveService*>(&service);
+  return active == nullptr ? 0 : active->NumRequestedThreads();
+}
+
+RunningService buildOne(const ServiceFactory& factory) {
+  std::unique_ptr<Service> service(factory.getBuild()(factory.getName()));
+  if (service == nullptr) throw std::runtime_error("nothing was built");
+  const std::size_t threads = requestedThreads(*service);
+  return {std::move(service), std::vector<std::thread>(threads)};
 }
 
 }  // namespace
@@ -36,9 +49,7 @@ void ServiceHost::build(const std::vector<std::string>& names) {
       Logger::StaticLog(LogType::Error, "%s: no such service is registered", name.c_str());
       continue;
     }
-    guarded(name.c_str(), "construction", [&] {
-      m_services.push_back({std::unique_ptr<Service>(factory->getBuild()(factory->getName())), {}});
-    });
+    guarded(name.c_str(), "construction", [&] { m_services.push_back(buildOne(*factory)); });
   }
 }
 
@@ -56,8 +67,9 @@ void ServiceHost::stop() {
   EventManager::instance().stop();
   for (RunningService& running : m_services | std::views::reverse) {
     guarded(running.service->getNameString(), "Shutdown", [&] { running.service->Shutdown(); });
-    for (std::thread& thread : running.threads) thread.join();
-    running.threads.clear();
+    for (std::thread& thread : running.threads) {
+      if (thread.joinable()) thread.join();
+    }
   }
 }
 

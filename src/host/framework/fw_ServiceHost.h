@@ -10,7 +10,8 @@
 
 namespace framework {
 
-/// One service and the threads that run on its behalf.
+/// One service and the threads that run on its behalf, as many as it asked for when it was built;
+/// their number does not change while they start and end.
 struct RunningService {
   std::unique_ptr<Service> service;
   std::vector<std::thread> threads;
@@ -19,13 +20,13 @@ struct RunningService {
 /// The services of the process, in the order of their building.
 ///
 /// build(), start(), stop() and destroy() are called once each, in this order, by the main thread.
-/// Between start() and stop() the list does not change, so any thread may read it.
+/// Between build() and destroy() the list does not change, so any thread may read it.
 class ServiceHost {
  public:
   static ServiceHost& instance();
 
-  /// Builds the named services in this order. One that has no factory or whose constructor throws
-  /// is logged as an error and left out.
+  /// Builds the named services in this order. One that has no factory, whose constructor throws or
+  /// that its factory does not build is logged as an error and left out.
   void build(const std::vector<std::string>& names);
   /// Calls Startup() on each, begins to deliver events and runs the threads.
   void start();

@@ -41,7 +41,7 @@ const char* DirIterator::nextName() {
 
 const char* DirIterator::next() {
   while (const char* name = nextName()) {
-    if (::fnmatch(m_pattern, name, 0) != 0) continue;
+    if (::fnmatch(m_pattern, name, FNM_PERIOD) != 0) continue;
     const int length = std::snprintf(m_path.data(), m_path.size(), "%s%s", m_directory, name);
     if (length > 0 && static_cast<std::size_t>(length) < m_path.size()) return m_path.data();
   }

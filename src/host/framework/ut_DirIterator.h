@@ -7,8 +7,9 @@
 namespace utility {
 
 /// Lists the entries of a directory whose names match a shell pattern (fnmatch(3)), in the order
-/// in which the kernel gives them. It reads many entries at once into room of its own and allocates
-/// nothing; it is best kept on the stack of one operation.
+/// in which the kernel gives them. As in a shell no wildcard matches a leading ".", so "*" leaves
+/// out the directory itself, its parent and hidden files. It reads many entries at once into room
+/// of its own and allocates nothing; it is best kept on the stack of one operation.
 class DirIterator {
  public:
   /// `directory` ends in a slash. A directory that cannot be opened has no entries. Both texts stay

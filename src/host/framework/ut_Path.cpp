@@ -1,19 +1,54 @@
-// Questions about paths.
+// Questions about paths, and moving files.
 #include "host/framework/ut_Path.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdio>
 #include <cstring>
 
 #include "util/ut_System.h"
 
 namespace utility {
 
-bool Path::exists(const char* path) {
-  std::array<char, locateSize> buffer;
-  return ::access(System::current().locate(path, buffer.data(), buffer.size()), F_OK) == 0;
+namespace {
+
+// A path as the machine in force has it.
+class Located {
+ public:
+  explicit Located(const char* path)
+      : m_path(System::current().locate(path, m_buffer.data(), m_buffer.size())) {}
+  const char* get() const { return m_path; }
+
+ private:
+  std::array<char, locateSize> m_buffer;
+  const char* m_path;
+};
+
+}  // namespace
+
+bool Path::exists(const char* path) { return ::access(Located(path).get(), F_OK) == 0; }
+
+std::int64_t Path::fileSize(const char* path) {
+  struct stat status {};
+  return ::stat(Located(path).get(), &status) == 0 ? status.st_size : -1;
 }
+
+int Path::move(const char* from, const char* to) {
+  return ::rename(Located(from).get(), Located(to).get());
+}
+
+int Path::moveNew(const char* from, const char* to) {
+  return ::renameat2(AT_FDCWD, Located(from).get(), AT_FDCWD, Located(to).get(), RENAME_NOREPLACE);
+}
+
+int Path::truncate(const char* path, std::int64_t size) {
+  return ::truncate(Located(path).get(), size);
+}
+
+int Path::remove(const char* path) { return ::unlink(Located(path).get()); }
 
 const char* Path::baseName(const char* path) {
   const char* slash = std::strrchr(path, '/');

@@ -1,5 +1,7 @@
-// Questions about paths.
+// Questions about paths, and moving files.
 #pragma once
+
+#include <cstdint>
 
 namespace utility {
 
@@ -7,6 +9,18 @@ class Path {
  public:
   /// Whether there is a file, a directory or anything else under that path.
   static bool exists(const char* path);
+
+  /// The size of a file in bytes; -1 when its status cannot be taken.
+  static std::int64_t fileSize(const char* path);
+
+  /// Moves a file, in place of what is there. 0, or -1 with errno.
+  static int move(const char* from, const char* to);
+  /// Moves a file to where nothing is: EEXIST when there is something.
+  static int moveNew(const char* from, const char* to);
+  /// Cuts a file to a size in bytes. 0, or -1 with errno.
+  static int truncate(const char* path, std::int64_t size);
+  /// Removes a file. 0, or -1 with errno.
+  static int remove(const char* path);
 
   /// The part of a path behind its last "/"; the whole text when it has none.
   static const char* baseName(const char* path);

@@ -17,7 +17,7 @@ std::int64_t read(clockid_t clock) {
   return time.tv_sec * 1000000LL + time.tv_nsec / 1000;
 }
 
-// Machines in the order of their coming into force; Linux while there is none.
+// The machine in force; null for Linux.
 Platform* installed = nullptr;
 
 }  // namespace
@@ -36,9 +36,8 @@ const char* LinuxPlatform::locate(const char* path, char* /*buffer*/, std::size_
 void LinuxPlatform::wait(WaitPoint& point, std::int64_t microseconds) {
   std::unique_lock lock(point.mutex, std::adopt_lock);
   const std::uint64_t broadcasts = point.broadcasts;
-  point.condition.wait_for(lock, std::chrono::microseconds(microseconds), [&] {
-    return point.signalled || point.broadcasts != broadcasts;
-  });
+  point.condition.wait_for(lock, std::chrono::microseconds(microseconds),
+                           [&] { return point.signalled || point.broadcasts != broadcasts; });
   point.signalled = false;
   lock.release();
 }

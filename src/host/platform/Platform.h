@@ -27,7 +27,8 @@ struct Command {
   const char* line = nullptr;                 ///< what `/bin/sh -c` is given
   bool detached = false;                      ///< do not wait for its end
   framework::InputStream* input = nullptr;    ///< its standard input; null: /dev/null
-  framework::OutputStream* output = nullptr;  ///< takes its standard output; null: /dev/null
+  framework::OutputStream* output = nullptr;  ///< takes its standard output; null: /dev/null. Not
+                                              ///< used by a detached command
   std::int64_t limit = 0;                     ///< microseconds that a foreground command may take
 };
 

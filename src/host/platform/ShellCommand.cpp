@@ -15,7 +15,6 @@
 #include <cerrno>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "util/fw_Exception.h"
 #include "util/fw_InputStream.h"
@@ -24,6 +23,8 @@
 namespace platform {
 
 namespace {
+
+constexpr std::size_t pipeSize = 65536;  // what a pipe holds, pipe(7)
 
 // The attributes and file actions of posix_spawn(3), released with the object.
 struct SpawnSettings {
@@ -49,8 +50,8 @@ void setSignals(posix_spawnattr_t& attributes) {
   sigemptyset(&none);
   posix_spawnattr_setsigdefault(&attributes, &all);
   posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF |
-                                            POSIX_SPAWN_SETSIGMASK);
+  posix_spawnattr_setflags(&attributes,
+                           POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
 }
 
 void setDescriptor(posix_spawn_file_actions_t& actions, int from, int to, int flags) {
@@ -72,12 +73,20 @@ Descriptor contentOf(framework::InputStream& stream) {
       break;
     }
   }
+  stream.EndInputStream();
   ::lseek(file.get(), 0, SEEK_SET);
   return file;
 }
 
 Descriptor openPidDescriptor(pid_t pid) {
   return Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+}
+
+// Waits for a child's end; the answer is as of waitpid(2).
+int reap(pid_t pid) {
+  int status = 0;
+  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) continue;
+  return status;
 }
 
 int exitStatus(int status) {
@@ -90,14 +99,8 @@ int milliseconds(std::int64_t microseconds) {
 
 }  // namespace
 
-int Descriptor::release() { return std::exchange(m_number, -1); }
-
-void Descriptor::reset(int number) {
-  if (m_number >= 0) ::close(m_number);
-  m_number = number;
-}
-
-ShellCommand::ShellCommand(const Command& command) : m_output(command.output) {
+ShellCommand::ShellCommand(const Command& command)
+    : m_output(command.detached ? nullptr : command.output) {
   Descriptor input;
   Descriptor output;
   if (command.input != nullptr) input = contentOf(*command.input);
@@ -127,12 +130,23 @@ void ShellCommand::start(const Command& command, int input, int output) {
     m_pid = -1;
     return;
   }
-  m_exited = openPidDescriptor(m_pid);
+  watch();
 }
 
+// A child whose end cannot be seen would be waited for in vain, so it ends at once.
+void ShellCommand::watch() {
+  m_exited = openPidDescriptor(m_pid);
+  if (m_exited.isOpen()) return;
+  ::kill(-m_pid, SIGKILL);
+  reap(m_pid);
+  m_pid = -1;
+}
+
+// The bound matters: a command that prints faster than it is read would never let the caller look
+// at the clock, and a grandchild that does so would never let it return.
 bool ShellCommand::passOutput() {
   std::array<char, 4096> chunk;
-  for (;;) {
+  for (std::size_t passed = 0; passed < pipeSize; passed += chunk.size()) {
     const ssize_t size = ::read(m_read.get(), chunk.data(), chunk.size());
     if (size < 0 && errno == EINTR) continue;
     if (size <= 0) return size < 0 && errno == EAGAIN;
@@ -144,6 +158,7 @@ bool ShellCommand::passOutput() {
       m_output = nullptr;
     }
   }
+  return true;
 }
 
 Outcome ShellCommand::waitForExit(std::int64_t limit, int abort) {
@@ -164,8 +179,7 @@ Outcome ShellCommand::waitForExit(std::int64_t limit, int abort) {
 Result ShellCommand::waitFor(std::int64_t limit, int abort) {
   const Outcome outcome = waitForExit(limit, abort);
   if (outcome != Outcome::Exited) ::kill(-m_pid, SIGKILL);
-  int status = 0;
-  while (::waitpid(m_pid, &status, 0) < 0 && errno == EINTR) continue;
+  const int status = reap(m_pid);
   if (m_read.isOpen()) passOutput();
   return {outcome, exitStatus(status)};
 }

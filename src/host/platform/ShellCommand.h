@@ -5,35 +5,18 @@
 
 #include <cstdint>
 
+#include "host/platform/Descriptor.h"
 #include "host/platform/Platform.h"
 
 namespace platform {
 
-/// An open file descriptor, closed with the object.
-class Descriptor {
- public:
-  explicit Descriptor(int number = -1) : m_number(number) {}
-  ~Descriptor() { reset(); }
-  Descriptor(Descriptor&& other) noexcept : m_number(other.release()) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    reset(other.release());
-    return *this;
-  }
-  int get() const { return m_number; }
-  bool isOpen() const { return m_number >= 0; }
-  int release();
-  void reset(int number = -1);
-
- private:
-  int m_number;
-};
-
 /// A child process that runs `/bin/sh -c LINE`: in a session of its own, with default signal
 /// dispositions, nothing blocked, umask 022, no inherited descriptors, and /dev/null where no
-/// stream is given. The child is reaped by waitFor(), or by whom release() hands it to.
+/// stream is given, nor for the output of a detached command, which nobody reads. The child is
+/// reaped by waitFor(), or by whom release() hands it to.
 class ShellCommand {
  public:
-  /// Starts the command. When it cannot be started, started() is false.
+  /// Starts the command. When it cannot be started or watched, started() is false.
   explicit ShellCommand(const Command& command);
 
   bool started() const { return m_pid > 0; }
@@ -51,7 +34,8 @@ class ShellCommand {
 
  private:
   void start(const Command& command, int input, int output);
-  /// Reads what is there and sends it on; false at the end of the output.
+  void watch();
+  /// Sends on what can be read, at most one pipe full; false at the end of the output.
   bool passOutput();
   Outcome waitForExit(std::int64_t limit, int abort);
 

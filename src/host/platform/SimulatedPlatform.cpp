@@ -1,6 +1,7 @@
 // A machine for tests: its time moves only when somebody waits.
 #include "host/platform/SimulatedPlatform.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -38,7 +39,7 @@ bool SimulatedPlatform::runNext(std::int64_t deadline) {
 void SimulatedPlatform::pass(std::int64_t microseconds) {
   const std::int64_t deadline = m_now + microseconds;
   while (runNext(deadline)) continue;
-  m_now = deadline;
+  m_now = std::max(m_now, deadline);
 }
 
 void SimulatedPlatform::wait(WaitPoint& point, std::int64_t microseconds) {
@@ -50,7 +51,7 @@ void SimulatedPlatform::wait(WaitPoint& point, std::int64_t microseconds) {
     const bool ran = runNext(deadline);
     point.mutex.lock();
     if (ran) continue;
-    m_now = deadline;
+    m_now = std::max(m_now, deadline);  // a happening may have passed it
     break;
   }
   point.signalled = false;
@@ -65,11 +66,11 @@ void SimulatedPlatform::onCommand(const std::string& prefix, Effect effect) {
 Result SimulatedPlatform::run(const Command& command) {
   const std::string line = command.line;
   m_commands.push_back({elapsed() / 1000000, line, command.detached});
-  const Effect* chosen = nullptr;
+  Effect chosen;  // a copy, since the effect may script the next one
   for (const auto& [prefix, effect] : m_effects) {
-    if (line.starts_with(prefix)) chosen = &effect;  // longer prefixes sort behind shorter ones
+    if (line.starts_with(prefix)) chosen = effect;  // longer prefixes sort behind shorter ones
   }
-  return chosen == nullptr ? Result{} : (*chosen)(command);
+  return chosen ? chosen(command) : Result{};
 }
 
 int SimulatedPlatform::queueSignal(int pid, int signal, int value) {

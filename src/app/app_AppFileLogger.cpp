@@ -1,0 +1,214 @@
+// The file logger that keeps the manifest of log files to be archived.
+#include "app/app_AppFileLogger.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <iostream>
+#include <mutex>
+
+#include "app/app_AppManager.h"
+#include "host/framework/fw_Config.h"
+#include "host/framework/fw_Entrance.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_SnprintfAssert.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_Path.h"
+#include "host/sysinfo/si_SysInfoManager.h"
+#include "util/fw_Exception.h"
+#include "util/ut_FileOutputStream.h"
+
+namespace services::app {
+
+using framework::PropertyType;
+using utility::Path;
+
+namespace {
+
+void checkDirectory(const char* value, std::vector<framework::PropertyFinding>& findings) {
+  const std::string directory = value;
+  if (!framework::isSafePath(value)) findings.push_back({true, framework::safePathRule});
+  if (!directory.ends_with('/')) findings.push_back({true, "must end in a slash"});
+}
+
+constexpr framework::PropertyRule propertyRules[] = {
+    {.key = "directory", .type = PropertyType::Text, .expected = true, .check = checkDirectory},
+    {.key = "maxSize", .type = PropertyType::Integer, .minimum = 1024},
+    {.key = "keep", .type = PropertyType::Integer, .minimum = 1, .maximum = 10000},
+    {.key = "archive", .type = PropertyType::Boolean},
+    {.key = "archiveMigrationThreshold", .type = PropertyType::Integer},
+    {.key = "archiveMigrationMaxSize", .type = PropertyType::Integer},
+};
+
+// What has been listed and not yet archived. One for the process.
+struct ArchiveState {
+  bool m_migrationIdle = true;      // no handed-over manifest is waiting to be consumed
+  bool m_sizeEventArmed = true;     // the alarm may be raised
+  unsigned int m_workingSize = 0;   // bytes listed in the working manifest
+  unsigned int m_archivedSize = 0;  // bytes listed and not yet consumed
+};
+
+std::mutex archiveMutex;  // guards the state; taken before the table lock
+ArchiveState archive;
+
+void tellMigrator(strings::stringtoken event) {
+  if (const AppManager* manager = AppManager::getSingleton()) {
+    manager->propagateServiceEvent(strings::tGSlogMigrator, event);
+  } else {
+    framework::Logger::StaticLog(framework::LogType::Debug, "no supervision service to send %s",
+                                 strings::StringRepository::toString(event));
+  }
+}
+
+void readSize(const char* name, const char* key, unsigned int& size) {
+  int value = 0;
+  if (framework::Config::getConfig(0, nullptr)->getIntValueOf(name, key, false, &value)) {
+    size = static_cast<unsigned int>(value);
+  }
+}
+
+}  // namespace
+
+framework::Service* BuildAppFileLogger(const char* name) {
+  std::cerr << "Building App File Logger\n";
+  std::cout << "Building App File Logger" << std::endl;
+  return new AppFileLogger(name, nullptr);
+}
+
+const framework::ServiceFactory pFactoryAppFileLogger(BuildAppFileLogger,
+                                                      strings::pGSAppFileLogger);
+const framework::ServiceProperties propertiesAppFileLogger(strings::pGSAppFileLogger,
+                                                           propertyRules);
+
+// The paths of the two manifests of a directory.
+struct AppFileLogger::Manifests {
+  explicit Manifests(const char* dir) {
+    snprintfAssert("app_AppFileLogger", __LINE__, __PRETTY_FUNCTION__, manifest.data(),
+                   manifest.size(), "%slogArchive.manifest", dir);
+    snprintfAssert("app_AppFileLogger", __LINE__, __PRETTY_FUNCTION__, working.data(),
+                   working.size(), "%slogArchive.manifest.working", dir);
+  }
+  std::array<char, 256> manifest;
+  std::array<char, 256> working;
+};
+
+AppFileLogger::AppFileLogger(const char* name, const char* second) : FileLogger(name, second) {
+  std::cerr << "AppFileLogger: constructor\n";
+  readSize(name, "archiveMigrationThreshold", m_archiveMigrationThreshold);
+  readSize(name, "archiveMigrationMaxSize", m_archiveMigrationMaxSize);
+  {
+    const std::lock_guard lock(archiveMutex);
+    archive = {};
+  }
+  std::cout << "AppFileLogger: constructor complete" << std::endl;
+}
+
+int AppFileLogger::migrateFile(const char* source, const char* dest, bool wanted) {
+  FileLogger::migrateFile(source, dest, wanted);
+  if (!wanted) return 0;
+  const std::int64_t size = Path::fileSize(dest);
+  LogInfo("AppFileLogger::migrateFile log file source %s, dest %s, size %d", source, dest,
+          static_cast<int>(size < 0 ? 0 : size));
+  if (size < 0) return -1;
+  return addLogFileToArchive(dest, getDirectory(), static_cast<unsigned int>(size));
+}
+
+bool AppFileLogger::managedLogsEnabled(int& result) const {
+  result = -1;
+  try {
+    const sysinfo::SysInfoReadGuard guard;
+    if (guard.getObject() == nullptr) {
+      LogError("Could not get pSysinfo.");
+      return false;
+    }
+    result = 0;
+    if (guard.getObject()->getManagedLogsEnable()) return true;
+    LogInfo("Managed Logs not enabled.");
+  } catch (framework::Exception* failed) {
+    delete failed;
+    LogError("Standard exception");
+  } catch (...) {
+    LogError("Default exception ");
+  }
+  return false;
+}
+
+int AppFileLogger::addLogFileToArchive(const char* file, const char* dir, unsigned int size) {
+  int result = 0;
+  if (!managedLogsEnabled(result)) return result;
+  LogInfo("archive log file %s, size %u, dir %s", file, size, dir);
+  const Manifests manifests(dir);
+  const std::lock_guard lock(archiveMutex);
+  checkConsumed(manifests);
+  if (!appendLine(manifests, file)) return -1;
+  archive.m_archivedSize += size;
+  archive.m_workingSize += size;
+  LogInfo("current archive working, size value %u, archived value %u", archive.m_workingSize,
+          archive.m_archivedSize);
+  decideHandOver(manifests);
+  LogInfo("current archive size %u", archive.m_archivedSize);
+  raiseAlarm();
+  return 0;
+}
+
+void AppFileLogger::checkConsumed(const Manifests& manifests) const {
+  if (archive.m_migrationIdle) return;
+  if (Path::fileSize(manifests.manifest.data()) >= 0) {
+    LogInfo("archive still exists...not processed...");
+    return;
+  }
+  LogInfo("archive has been processed...working size %u", archive.m_workingSize);
+  archive.m_migrationIdle = true;
+  archive.m_sizeEventArmed = true;
+  archive.m_archivedSize = archive.m_workingSize;
+}
+
+bool AppFileLogger::appendLine(const Manifests& manifests, const char* file) const {
+  utility::FileOutputStream working(manifests.working.data(), true, 0666);
+  if (!working.isOutputStreamOpen()) {
+    LogError("Could not open working manifest file: %s", manifests.working.data());
+    return false;
+  }
+  // In one write, so that no end of the process tears the line; a full disk could.
+  const std::int64_t before = Path::fileSize(manifests.working.data());
+  const std::string line = std::string(file) + "\n";
+  working.SendOutputStream(line.data(), static_cast<unsigned int>(line.size()));
+  if (working.isOutputStreamInError()) {
+    LogError("Could not write working manifest file: %s", manifests.working.data());
+    Path::truncate(manifests.working.data(), before);
+    return false;
+  }
+  LogInfo("archive file updated by [%s]", file);
+  return true;
+}
+
+void AppFileLogger::decideHandOver(const Manifests& manifests) const {
+  if (m_archiveMigrationThreshold >= archive.m_workingSize) {
+    LogInfo("archive working file size now %u, limit %u", archive.m_workingSize,
+            m_archiveMigrationThreshold);
+  } else if (archive.m_migrationIdle) {
+    handOver(manifests);
+  }
+}
+
+void AppFileLogger::handOver(const Manifests& manifests) const {
+  const int result = Path::moveNew(manifests.working.data(), manifests.manifest.data());
+  const bool waitsFromBefore = result != 0 && errno == EEXIST;
+  LogInfo("archive file moved, rc = %d", result);
+  if (result != 0 && !waitsFromBefore) return;
+  tellMigrator(strings::tGSlogMigrationMc1);
+  archive.m_migrationIdle = false;
+  LogInfo("archive file now %u, migration event sent", archive.m_workingSize);
+  if (waitsFromBefore) return;
+  Path::remove(manifests.working.data());
+  archive.m_workingSize = 0;
+}
+
+void AppFileLogger::raiseAlarm() const {
+  if (m_archiveMigrationMaxSize >= archive.m_archivedSize || !archive.m_sizeEventArmed) return;
+  tellMigrator(strings::tGSlogMigrationMc3);
+  LogError("Managed logs archive file size exceeded");
+  archive.m_sizeEventArmed = false;
+}
+
+}  // namespace services::app

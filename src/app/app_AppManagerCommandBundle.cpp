@@ -1,0 +1,109 @@
+// The console commands on the memory statistics.
+#include "app/app_AppManagerCommandBundle.h"
+
+#include <array>
+
+#include "app/app_AppManager.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_Shell.h"
+#include "util/ut_FileOutputStream.h"
+#include "util/ut_VirtualPutStream.h"
+
+namespace services::app {
+
+using framework::CommandHandler;
+
+namespace {
+
+using Path = std::array<strings::stringtoken, 3>;
+
+constexpr Path MemoryStatsOutput_path = {strings::tGSmemory, strings::tGSstats,
+                                         strings::tGSoutput};
+constexpr Path MemoryStatsSave_path = {strings::tGSmemoryOfSave, strings::tGSstats,
+                                       strings::tGSsave};
+constexpr Path MemoryStatsReset_path = {strings::tGSmemory, strings::tGSstats, strings::tGSreset};
+
+const CommandHandler::commanddata MemoryStatsOutput_data = {
+    "MemoryStatsOutput", "memory stats output: output the memory stats to the console.\n",
+    "memory stats output\n", MemoryStatsOutput_path.size(), MemoryStatsOutput_path.data()};
+const CommandHandler::commanddata MemoryStatsSave_data = {
+    "MemoryStatsSave", "memory stats save: save the memory stats to a file.\n",
+    "memory stats save <filename>\n", MemoryStatsSave_path.size(), MemoryStatsSave_path.data()};
+const CommandHandler::commanddata MemoryStatsReset_data = {
+    "MemoryStatsReset",
+    "memory stats reset: reset the memory stats back to an initial state.\n",
+    "memory stats reset\n", MemoryStatsReset_path.size(), MemoryStatsReset_path.data()};
+
+}  // namespace
+
+framework::Service* AppManagerCommandBundle_builder(const char* name) {
+  return new AppManagerCommandBundle(name);
+}
+
+const framework::ServiceFactory pFactoryAppManagerCommandBundle(AppManagerCommandBundle_builder,
+                                                                "AppManagerCommandBundle");
+
+const framework::ServiceInfo AppManagerCommandBundle::m_serviceInfoData = {
+    strings::tGSAppManagerCommandBundle, strings::tGSAppManagerCommandBundle,
+    strings::tGSserviceClass};
+
+void AppManagerCommandBundle::initializeCommands(framework::Shell& shell) {
+  shell.registerCommand(new MemoryStatsOutput(MemoryStatsOutput_data));
+  shell.registerCommand(new MemoryStatsSave(MemoryStatsSave_data));
+  shell.registerCommand(new MemoryStatsReset(MemoryStatsReset_data));
+}
+
+int MemoryStatsOutput::execute(framework::Console& console, utility::Arguments& /*arguments*/) {
+  const AppManager* manager = AppManager::getSingleton();
+  if (manager == nullptr) {
+    console.reply(framework::Ok,
+                  "Memory statistics measurement is not configured in this process.\n");
+    return 1;
+  }
+  console.outputLock();
+  manager->dumpMemSaveTrack(console.output());
+  console.outputUnLock();
+  return 1;
+}
+
+int MemoryStatsSave::execute(framework::Console& console, utility::Arguments& arguments) {
+  const char* name = arguments.ArgValue(0);
+  if (name == nullptr) {
+    console.reply(framework::Refused, "must specify filename\n");
+    return 1;
+  }
+  const AppManager* manager = AppManager::getSingleton();
+  if (manager == nullptr) {
+    console.reply(framework::Ok,
+                  "memory statistics measurement is not configured in thisbprocess.\n");
+    return 1;
+  }
+  {
+    utility::FileOutputStream file(name, false, 0666);
+    if (file.isOutputStreamInError()) {
+      console.reply(framework::Refused, "Cannot open file %s", name);
+      return 1;
+    }
+    utility::VirtualPutStream stream(file, 16384, 13107);
+    stream.StartOutputStream();
+    manager->dumpMemSaveTrack(stream);
+    stream.EndOutputStream();
+  }
+  console.reply(framework::Ok, "Saved memory statistics to %s\n", name);
+  return 1;
+}
+
+int MemoryStatsReset::execute(framework::Console& console, utility::Arguments& /*arguments*/) {
+  AppManager* manager = AppManager::getSingleton();
+  if (manager == nullptr) {
+    console.reply(framework::Ok,
+                  "memory statistics measurement is not configured in this process.\n");
+    return 1;
+  }
+  manager->clearMemSaveTrack();
+  console.reply(framework::Ok, "memory statistics have been reset.\n");
+  return 1;
+}
+
+}  // namespace services::app

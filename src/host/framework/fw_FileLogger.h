@@ -1,0 +1,60 @@
+// The service that writes the log to a file and moves full files aside.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/framework/fw_Logger.h"
+#include "host/framework/fw_Service.h"
+#include "util/ut_FileOutputStream.h"
+
+namespace framework {
+
+/// Appends every log line to DIRECTORYmc.log. A file that has reached its size is moved aside, to
+/// DIRECTORYmc.log.NNNNNN with the next number, and the oldest beyond the number kept is removed.
+///
+/// Properties: "directory" (ends in a slash; without it nothing is written), "maxSize" (bytes,
+/// 65536), "keep" (files moved aside that are kept, 20), "archive" (whether a file that is moved
+/// aside is to be archived, false).
+class FileLogger : public ActiveService, public Logger {
+ public:
+  /// Opens the file; what is there is appended to. The second argument is not used.
+  FileLogger(const char* name, const char* second);
+  ~FileLogger() override;
+
+  /// Begins and ends to take the log's lines. Between the two, lines are written and files moved
+  /// on the logging thread.
+  void Startup() override;
+  void Shutdown() override;
+  void threadDo(int /*index*/) override {}
+  const ServiceInfo* serviceInfo() const override { return &m_serviceInfoData; }
+  void information(utility::PutStream& stream, int indentation, bool detailed) const override;
+
+  void takeLine(int type, const char* line, std::size_t size) override;
+
+  /// Moves a log file from `source` to `dest`; `archive` asks for it to be archived, which the
+  /// host itself does not do. Called on the logging thread. 0, or -1 with errno.
+  virtual int migrateFile(const char* source, const char* dest, bool archive);
+
+ protected:
+  /// The directory, with its slash at the end; empty when none is configured.
+  const char* getDirectory() const { return m_directory.c_str(); }
+
+ private:
+  void open();
+  void moveAside();
+  void removeOldest() const;
+
+  static const ServiceInfo m_serviceInfoData;
+
+  std::string m_directory;
+  std::string m_path;
+  int m_maxSize = 65536;
+  int m_keep = 20;
+  bool m_archive = false;
+  unsigned int m_lastNumber = 0;  // of the files moved aside
+  std::int64_t m_size = 0;        // of the open file
+  std::unique_ptr<utility::FileOutputStream> m_file;
+};
+
+}  // namespace framework

@@ -1,0 +1,101 @@
+// A controller in simulated time: daemons that come and go, and the supervision service over them.
+#include "tests/support/SimulatedController.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "host/framework/fw_ApplicationArguments.h"
+#include "host/framework/st_StringRepository.h"
+
+namespace test {
+
+using services::app::AppManager;
+using services::app::Process;
+
+SimulatedController::SimulatedController() {
+  for (const char* directory : {"/proc", "/usr/bin", "/var/log", "/cfg", "/tmp", "/app/bin"}) {
+    std::filesystem::create_directories(machine.root() + directory);
+  }
+  ::setenv("MC_ARCH", "ARM", 1);
+  ::setenv("MC_LOG_DIR", "/var/log", 1);
+  ::setenv("MC_TEMP", "/tmp", 1);
+  framework::ApplicationArguments::setArgs(utility::Arguments({"/usr/sbin/mchost"}));
+  setList("data", {});
+  setList("nokill", {});
+}
+
+void SimulatedController::setList(const std::string& key, const std::vector<std::string>& entries) {
+  utility::StringArray list;
+  for (const std::string& entry : entries) list.Append(entry);
+  m_config.set("AppManager." + key, {.value = list, .line = 0});
+}
+
+void SimulatedController::setInt(const std::string& key, long value) {
+  m_config.set("AppManager." + key, {.value = value, .line = 0});
+}
+
+void SimulatedController::setBool(const std::string& key, bool value) {
+  m_config.set("AppManager." + key, {.value = value, .line = 0});
+}
+
+AppManager& SimulatedController::build() {
+  framework::Config::setConfig(m_config);
+  m_manager = std::make_unique<AppManager>("AppManager");
+  return *m_manager;
+}
+
+void SimulatedController::at(std::int64_t seconds, std::function<void()> happening) {
+  machine.at(seconds * second, std::move(happening));
+}
+
+void SimulatedController::runUntil(std::int64_t seconds) {
+  at(seconds, [this] { m_manager->Shutdown(); });
+  m_manager->threadDo(0);
+}
+
+void SimulatedController::addProcess(int pid, const std::string& commandLine) {
+  std::string bytes = commandLine;
+  std::replace(bytes.begin(), bytes.end(), ' ', '\0');
+  std::filesystem::create_directory(machine.root() + "/proc/" + std::to_string(pid));
+  writeFile("/proc/" + std::to_string(pid) + "/cmdline", bytes + '\0');
+}
+
+void SimulatedController::removeProcess(int pid) {
+  std::filesystem::remove_all(machine.root() + "/proc/" + std::to_string(pid));
+}
+
+void SimulatedController::onInit(const std::string& daemon, const std::string& action,
+                                 std::function<void()> effect) {
+  machine.onCommand("/app/etc/init.d/" + daemon + "S " + action,
+                    [effect = std::move(effect)](const platform::Command&) {
+                      effect();
+                      return platform::Result{};
+                    });
+}
+
+void SimulatedController::writeFile(const std::string& path, const std::string& content) const {
+  std::ofstream(machine.root() + path) << content;
+}
+
+std::string SimulatedController::readFile(const std::string& path) const {
+  std::stringstream content;
+  content << std::ifstream(machine.root() + path).rdbuf();
+  return content.str();
+}
+
+std::vector<std::int64_t> SimulatedController::timesOf(const std::string& command) const {
+  std::vector<std::int64_t> times;
+  for (const auto& ran : machine.commands()) {
+    if (ran.line.starts_with(command)) times.push_back(ran.at);
+  }
+  return times;
+}
+
+Process::State SimulatedController::stateOf(const std::string& daemon) const {
+  return AppManager::getProcessState(strings::GS.toToken(daemon.c_str()));
+}
+
+}  // namespace test

@@ -1,0 +1,58 @@
+// A controller in simulated time: daemons that come and go, and the supervision service over them.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/app_AppManager.h"
+#include "host/framework/fw_Config.h"
+#include "host/platform/SimulatedPlatform.h"
+#include "tests/support/LogCapture.h"
+
+namespace test {
+
+constexpr std::int64_t second = 1000000;
+
+/// The simulated machine with a /proc of its own, the environment of a controller, and the
+/// supervision service, whose thread the test lives through.
+class SimulatedController {
+ public:
+  SimulatedController();
+
+  /// The properties of the service; set before build().
+  void setList(const std::string& key, const std::vector<std::string>& entries);
+  void setInt(const std::string& key, long value);
+  void setBool(const std::string& key, bool value);
+
+  /// Builds the service from the properties.
+  services::app::AppManager& build();
+
+  /// Lets the monitor thread live until this second since the start.
+  void runUntil(std::int64_t seconds);
+  /// Does something at a time since the start.
+  void at(std::int64_t seconds, std::function<void()> happening);
+
+  /// A running process: its arguments as one text, blanks between them.
+  void addProcess(int pid, const std::string& commandLine);
+  void removeProcess(int pid);
+  /// Makes the init script's command (start, stop, restart) of a daemon do something.
+  void onInit(const std::string& daemon, const std::string& action, std::function<void()> effect);
+
+  void writeFile(const std::string& path, const std::string& content) const;
+  std::string readFile(const std::string& path) const;
+
+  /// The seconds at which commands that begin with the text were run.
+  std::vector<std::int64_t> timesOf(const std::string& command) const;
+  services::app::Process::State stateOf(const std::string& daemon) const;
+
+  platform::SimulatedPlatform machine;
+  LogCapture log;
+
+ private:
+  framework::Config m_config;
+  std::unique_ptr<services::app::AppManager> m_manager;
+};
+
+}  // namespace test

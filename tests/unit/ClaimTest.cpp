@@ -1,0 +1,90 @@
+// Claims on records by real threads, against each other, the monitor thread and the shutdown.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <latch>
+#include <thread>
+
+#include "app/app_AppManager.h"
+#include "host/framework/fw_Config.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_Array.h"
+#include "util/ut_BufferStream.h"
+
+namespace services::app {
+namespace {
+
+strings::stringtoken token(const char* name) { return strings::GS.toToken(name); }
+
+// The service on the real machine, where it controls nothing: its kill script and its commands are
+// not for a test. Only the table counts here.
+class Claims : public testing::Test {
+ protected:
+  Claims() {
+    ::setenv("MC_ARCH", "PC", 1);
+    utility::StringArray daemons;
+    for (const char* name : {"no-such-daemon-a", "no-such-daemon-b"}) daemons.Append(name);
+    framework::Config config;
+    config.set("AppManager.data", {.value = daemons, .line = 0});
+    framework::Config::setConfig(config);
+    manager = std::make_unique<AppManager>("AppManager");
+  }
+
+  const strings::stringtoken a = token("no-such-daemon-a");
+  std::unique_ptr<AppManager> manager;
+};
+
+TEST_F(Claims, KeepCallersApart) {
+  int unguarded = 0;  // a data race, unless the claim keeps the threads apart
+  const auto work = [&] {
+    for (int i = 0; i < 200; ++i) {
+      Process* process = manager->openProcess(a);
+      ++unguarded;
+      manager->closeProcess(process);
+    }
+  };
+  std::thread first(work);
+  std::thread second(work);
+  first.join();
+  second.join();
+  EXPECT_EQ(unguarded, 400);
+}
+
+TEST_F(Claims, AreGivenUpAtShutdown) {
+  Process* held = manager->openProcess(a);
+  std::latch waiting(1);
+  std::thread other([&] {
+    waiting.count_down();
+    EXPECT_EQ(manager->openProcess(a), nullptr);
+  });
+  waiting.wait();
+  manager->Shutdown();
+  other.join();
+  manager->closeProcess(held);
+}
+
+TEST_F(Claims, GoWithTheMonitorThread) {
+  std::thread monitor([&] { manager->threadDo(0); });
+  std::array<std::thread, 3> callers;
+  for (std::thread& caller : callers) {
+    caller = std::thread([&] {
+      std::array<char, 4096> text;
+      for (int i = 0; i < 20; ++i) {
+        utility::BufferStream report(text.data(), static_cast<int>(text.size()), true);
+        manager->information(report, 0, false);
+        AppManager::setProcessSuspend(a, i % 2 == 0);
+        manager->serviceEvent(strings::tGSgoingDown, "no-such-daemon-b");
+        utility::IntArray pids;
+        manager->getAllPids(pids);
+        EXPECT_GE(pids.Length(), 1U);
+      }
+    });
+  }
+  for (std::thread& caller : callers) caller.join();
+  manager->Shutdown();
+  monitor.join();
+}
+
+}  // namespace
+}  // namespace services::app
