@@ -1,5 +1,5 @@
 // A controller in simulated time: daemons that come and go, and the supervision service over them.
-#include "tests/support/SimulatedController.h"
+#include "support/SimulatedController.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -9,7 +9,7 @@
 #include "app/app_AppManager.h"
 #include "host/framework/fw_Config.h"
 #include "host/platform/SimulatedPlatform.h"
-#include "tests/support/LogCapture.h"
+#include "support/LogCapture.h"
 
 namespace test {
 

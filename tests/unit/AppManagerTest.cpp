@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "host/framework/st_StringRepository.h"
-#include "tests/support/SimulatedController.h"
+#include "support/SimulatedController.h"
 #include "util/fw_Exception.h"
 #include "util/ut_BufferStream.h"
 

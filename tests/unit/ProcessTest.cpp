@@ -6,7 +6,7 @@
 
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
-#include "tests/support/SimulatedController.h"
+#include "support/SimulatedController.h"
 #include "util/ut_BufferStream.h"
 
 namespace services::app {
