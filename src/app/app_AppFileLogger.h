@@ -5,12 +5,12 @@
 
 namespace services::app {
 
-/// Appends each log file that is moved aside for archiving to the working manifest, one path a line.
-/// Once the files listed there are large enough, the working manifest becomes the manifest and the
-/// log-migration daemon is told (logMigrationMc1); the daemon deletes it when it has archived the
-/// files. While it stands, the working manifest goes on growing. When more than a maximum is not
-/// yet archived, the daemon is told once (logMigrationMc3) and an error is logged. All this happens
-/// only while managed logs are enabled in the system information.
+/// Appends each log file that is moved aside for archiving to the working manifest, one path a
+/// line. Once the files listed there are large enough, the working manifest becomes the manifest
+/// and the log-migration daemon is told (logMigrationMc1); the daemon deletes it when it has
+/// archived the files. While it stands, the working manifest goes on growing. When more than a
+/// maximum is not yet archived, the daemon is told once (logMigrationMc3) and an error is logged.
+/// All this happens only while managed logs are enabled in the system information.
 ///
 /// The state is one for the process and has a lock of its own, taken before that of the process
 /// table. The manifests outlive the process, the state does not.
@@ -19,7 +19,8 @@ class AppFileLogger : public framework::FileLogger {
   AppFileLogger(const char* name, const char* second);
   ~AppFileLogger() override = default;
 
-  /// Moves the file; with `archive`, lists `dest`. 0, or negative when the file could not be listed.
+  /// Moves the file; with `archive`, lists `dest`. 0, or negative when the file could not be
+  /// listed.
   int migrateFile(const char* source, const char* dest, bool archive) override;
 
   /// Lists a file of `size` bytes in the manifest of the directory `dir`, which ends in a slash. 0

@@ -68,10 +68,7 @@ const framework::ServiceInfo AppManager::m_serviceInfoData = {
     strings::tGSAppManager, strings::tGSAppManager, strings::tGSserviceClass};
 
 AppManager::AppManager(const char* name)
-    : ActiveService(name),
-      m_registration(this),
-      m_instanceName(name),
-      m_processes(tableCapacity) {
+    : ActiveService(name), m_registration(this), m_instanceName(name), m_processes(tableCapacity) {
   setRequestedThreads(1);
   const char* architecture = utility::Environment::GetEnv("MC_ARCH");
   m_doProcessControl = std::string(architecture == nullptr ? "PC" : architecture) != "PC";

@@ -8,10 +8,10 @@
 #include <mutex>
 #include <string>
 
-#include "app/app_memtrack.h"
 #include "app/app_Process.h"
 #include "app/app_ProcessScan.h"
 #include "app/app_StatePass.h"
+#include "app/app_memtrack.h"
 #include "host/framework/fw_Service.h"
 #include "host/framework/ut_ItemDirectory.h"
 #include "util/ut_FileOutputStream.h"

@@ -18,8 +18,7 @@ namespace {
 
 using Path = std::array<strings::stringtoken, 3>;
 
-constexpr Path MemoryStatsOutput_path = {strings::tGSmemory, strings::tGSstats,
-                                         strings::tGSoutput};
+constexpr Path MemoryStatsOutput_path = {strings::tGSmemory, strings::tGSstats, strings::tGSoutput};
 constexpr Path MemoryStatsSave_path = {strings::tGSmemoryOfSave, strings::tGSstats,
                                        strings::tGSsave};
 constexpr Path MemoryStatsReset_path = {strings::tGSmemory, strings::tGSstats, strings::tGSreset};
@@ -31,8 +30,7 @@ const CommandHandler::commanddata MemoryStatsSave_data = {
     "MemoryStatsSave", "memory stats save: save the memory stats to a file.\n",
     "memory stats save <filename>\n", MemoryStatsSave_path.size(), MemoryStatsSave_path.data()};
 const CommandHandler::commanddata MemoryStatsReset_data = {
-    "MemoryStatsReset",
-    "memory stats reset: reset the memory stats back to an initial state.\n",
+    "MemoryStatsReset", "memory stats reset: reset the memory stats back to an initial state.\n",
     "memory stats reset\n", MemoryStatsReset_path.size(), MemoryStatsReset_path.data()};
 
 }  // namespace

@@ -37,11 +37,11 @@ class Claim {
 }  // namespace
 
 // A macro, since the lines carry the operation's own signature.
-#define MC_CONTROL_DEBUG(verb, step)                                                           \
-  if (isDebugOn()) {                                                                           \
-    framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__,         \
-                                       __LINE__, "%s process %s - %s", verb,                   \
-                                       strings::StringRepository::toString(name), step);       \
+#define MC_CONTROL_DEBUG(verb, step)                                                             \
+  if (isDebugOn()) {                                                                             \
+    framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__, \
+                                       "%s process %s - %s", verb,                               \
+                                       strings::StringRepository::toString(name), step);         \
   }
 
 bool AppManager::startProcess(strings::stringtoken name) {
@@ -96,10 +96,9 @@ void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend) {
   const Claim process(getSingleton(), name);
   if (!process) return;
   if (isDebugOn()) {
-    framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__,
-                                       "set suspend \"%s\", %s",
-                                       strings::StringRepository::toString(name),
-                                       suspend ? strings::pGStrue : strings::pGSfalse);
+    framework::Logger::StaticLogMethod(
+        framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__, "set suspend \"%s\", %s",
+        strings::StringRepository::toString(name), suspend ? strings::pGStrue : strings::pGSfalse);
   }
   process->setSuspend(suspend);
 }

@@ -53,7 +53,8 @@ bool AppManager::serviceEvent(strings::stringtoken event, const void* data) {
   if (event == strings::tGSgoingDown) announceGoingDown(text);
   if (event == strings::tGSkillNonEssentialEvent) killNonEssential();
   if (event == strings::tGSlogMigration) {
-    LogInfo("AppManager::serviceEvent got tGSlogMigration event MC1: send managed logs CAPI event. ");
+    LogInfo(
+        "AppManager::serviceEvent got tGSlogMigration event MC1: send managed logs CAPI event. ");
   }
   for (const ReportedEvent& reported : reportedEvents) {
     if (event != reported.event) continue;
@@ -94,8 +95,8 @@ void AppManager::killOne(const std::string& name) {
     process->setSuspend(true);
     process->control("kill", process->getNameString());
   } else if (isDebugOn()) {
-    LogDebug("%s not found in process list; it can not be%33skilled as non-essential",
-             name.c_str(), "");
+    LogDebug("%s not found in process list; it can not be%33skilled as non-essential", name.c_str(),
+             "");
   }
 }
 

@@ -92,8 +92,7 @@ void AppManager::takeMemSample() {
 
 void AppManager::dumpMemSaveTrack(utility::PutStream& stream) const {
   const std::lock_guard lock(m_memSaveLock);
-  stream.PutS(
-      "timeStamp,totalBytes,usedBytes,freeBytes,extraBytes,sysBytesFree,sysPercentFree\n");
+  stream.PutS("timeStamp,totalBytes,usedBytes,freeBytes,extraBytes,sysBytesFree,sysPercentFree\n");
   const auto size = static_cast<unsigned int>(m_memSaveTrack.size());
   const unsigned int first = m_memSaveCount == size ? m_memSaveNext : 0;
   for (unsigned int i = 0; i < m_memSaveCount; ++i) {

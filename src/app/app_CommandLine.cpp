@@ -16,8 +16,8 @@ namespace {
 
 void logFailure(const char* text) {
   if (!utility::Debug::isDebugOn(strings::tGSAppManager)) return;
-  framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__,
-                                     "%s", text);
+  framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__, "%s",
+                                     text);
 }
 
 }  // namespace
@@ -48,9 +48,8 @@ const char* CommandLine::text() {
 
 void CommandLine::copyBaseName(char* name, unsigned int size) const {
   const char* const begin = m_bytes.data();
-  const char* const end = std::find_if(begin, begin + m_size, [](char c) {
-    return c == '\0' || c == ' ' || c == '\t';
-  });
+  const char* const end = std::find_if(begin, begin + m_size,
+                                       [](char c) { return c == '\0' || c == ' ' || c == '\t'; });
   const char* base = end;
   while (base > begin && base[-1] != '/') --base;
   const auto length = std::min<std::size_t>(static_cast<std::size_t>(end - base), size - 1);

@@ -154,9 +154,8 @@ void Process::addInstance(int pid) {
 
 void Process::endScan() {
   const std::lock_guard lock(m_mutex);
-  auto* const last = std::remove_if(
-      m_instances.begin(), m_instances.begin() + m_instanceCount,
-      [](const ProcessInstance& instance) { return !instance.seen; });
+  auto* const last = std::remove_if(m_instances.begin(), m_instances.begin() + m_instanceCount,
+                                    [](const ProcessInstance& instance) { return !instance.seen; });
   m_instanceCount = static_cast<unsigned int>(last - m_instances.begin());
   sumSizes();
 }

@@ -15,11 +15,11 @@ namespace services::app {
 
 /// One running instance of a daemon.
 struct ProcessInstance {
-  bool seen = false;               ///< found in the current scan
-  int pid = 0;                     ///< process id
-  unsigned int dataSize = 0;       ///< kb, data pages touched, as last measured
-  unsigned int codeSize = 0;       ///< kb, as last measured
-  unsigned int sharedSize = 0;     ///< kb, as last measured
+  bool seen = false;            ///< found in the current scan
+  int pid = 0;                  ///< process id
+  unsigned int dataSize = 0;    ///< kb, data pages touched, as last measured
+  unsigned int codeSize = 0;    ///< kb, as last measured
+  unsigned int sharedSize = 0;  ///< kb, as last measured
 };
 
 /// How a daemon is recognised among the running processes, the instances that the last scan found,

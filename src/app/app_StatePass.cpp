@@ -51,10 +51,9 @@ constexpr Rule rules[] = {
 }  // namespace
 
 StateAction decideState(const StateFacts& facts) {
-  const auto* const found =
-      std::find_if(std::begin(rules), std::end(rules), [&](const Rule& rule) {
-        return rule.state == facts.state && rule.holds(facts);
-      });
+  const auto* const found = std::find_if(std::begin(rules), std::end(rules), [&](const Rule& rule) {
+    return rule.state == facts.state && rule.holds(facts);
+  });
   return found == std::end(rules) ? StateAction{} : found->action;
 }
 

@@ -12,11 +12,11 @@ class memtrack_ {
   memtrack_() {}  // leaves the counters alone
 
   utility::DateTime timeStamp;
-  int totalBytes;      ///< what the allocator holds of the system
+  int totalBytes;  ///< what the allocator holds of the system
   int usedBytes;
   int freeBytes;
-  int extraBytes;      ///< what the system could have back
-  int sysBytesFree;    ///< the machine's free memory, in kB
+  int extraBytes;    ///< what the system could have back
+  int sysBytesFree;  ///< the machine's free memory, in kB
   int sysPercentFree;
 };
 

@@ -11,6 +11,7 @@
 #include "host/framework/fw_ConfigFile.h"
 #include "host/framework/fw_ConsoleServer.h"
 #include "host/framework/fw_Container.h"
+#include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/fw_ServiceFactory.h"

@@ -32,8 +32,7 @@ TEST(Construction, ReadsTheLists) {
   controller.setList("nokill", {" web ", "unknown", ""});
   controller.writeFile("/app/bin/web", "");
   AppManager& manager = controller.build();
-  EXPECT_EQ(controller.readFile(killScript),
-            "#!/bin/sh\nkillall -9 snmpd\nkillall -9 snmpd2\n");
+  EXPECT_EQ(controller.readFile(killScript), "#!/bin/sh\nkillall -9 snmpd\nkillall -9 snmpd2\n");
   EXPECT_TRUE(AppManager::getProcessSuspend(token("snmpd"))) << "its program is missing";
   EXPECT_FALSE(AppManager::getProcessSuspend(token("web")));
   EXPECT_FALSE(AppManager::getProcessSuspend(token("snmpd2")));
@@ -143,7 +142,10 @@ struct ReadRow {
 TEST(Control, ReadsProcesses) {
   using namespace std::string_literals;
   const ReadRow rows[] = {
-      {"arguments", "/opt/bin/web\0-p\0" "80\0"s, "web", "/opt/bin/web -p 80 "},
+      {"arguments",
+       "/opt/bin/web\0-p\0"
+       "80\0"s,
+       "web", "/opt/bin/web -p 80 "},
       {"kernel thread", "", "", ""},
       {"no slash", "init\0"s, "init", "init "},
       {"blank in the first word", "web: worker", "web:", "web: worker"},

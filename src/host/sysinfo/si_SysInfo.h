@@ -26,8 +26,8 @@ class MCInfo {
   TEXT(LoadMidplaneSerial)        \
   TEXT(LastLoadedTime)            \
   TEXT(LastPairedPartnerSerial)
-#define MC_TEXT(name)                                                \
-  const char* get##name() const { return m_texts[name].c_str(); }    \
+#define MC_TEXT(name)                                             \
+  const char* get##name() const { return m_texts[name].c_str(); } \
   void set##name(std::string value) { m_texts[name] = std::move(value); }
   MC_CONTROLLER_TEXTS(MC_TEXT)
 #undef MC_TEXT
@@ -50,19 +50,19 @@ class MCInfo {
 class SysInfo {
  public:
 // The settings, each with the accessors getNAME and setNAME.
-#define MC_SETTINGS(FLAG, TEXT)  \
-  FLAG(ManagedLogsEnable, false) \
+#define MC_SETTINGS(FLAG, TEXT)       \
+  FLAG(ManagedLogsEnable, false)      \
   FLAG(EmailIncludeLogsEnable, false) \
-  FLAG(PfuDisabled, false)       \
-  TEXT(EmailAddr4)               \
-  TEXT(EmailSender)              \
-  TEXT(EmailDomain)              \
-  TEXT(EmailServer)              \
+  FLAG(PfuDisabled, false)            \
+  TEXT(EmailAddr4)                    \
+  TEXT(EmailSender)                   \
+  TEXT(EmailDomain)                   \
+  TEXT(EmailServer)                   \
   TEXT(MidplaneSN)
-#define MC_FLAG(name, initial)                        \
-  bool get##name() const { return m_flag##name; }     \
+#define MC_FLAG(name, initial)                    \
+  bool get##name() const { return m_flag##name; } \
   void set##name(bool value) { m_flag##name = value; }
-#define MC_TEXT(name)                                           \
+#define MC_TEXT(name)                                            \
   const char* get##name() const { return m_text##name.c_str(); } \
   void set##name(std::string value) { m_text##name = std::move(value); }
   MC_SETTINGS(MC_FLAG, MC_TEXT)

@@ -1,0 +1,273 @@
+// The real machine: what a command finds, its end, its output, its time limit, its children.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <ctime>
+#include <thread>
+
+#include "host/framework/fw_Container.h"
+#include "host/framework/ut_Waiter.h"
+#include "host/platform/LinuxPlatform.h"
+#include "support/Temporary.h"
+#include "util/ut_BufferStream.h"
+
+namespace {
+
+using framework::Container;
+using platform::Outcome;
+
+constexpr std::int64_t second = 1000000;
+
+// What a command came to.
+struct Ended {
+  Outcome outcome;
+  int status;
+  std::string output;
+  bool operator==(const Ended&) const = default;
+  friend void PrintTo(const Ended& ended, std::ostream* stream) {
+    *stream << "outcome " << int(ended.outcome) << ", status " << ended.status << ", "
+            << testing::PrintToString(ended.output);
+  }
+};
+
+Ended run(platform::Platform& machine, const std::string& line, std::int64_t limit = 60 * second,
+          framework::InputStream* input = nullptr, unsigned int room = 512) {
+  std::string text(room, '\0');
+  utility::PutStream output(text.data(), static_cast<int>(room));
+  const platform::Result result =
+      machine.run({.line = line.c_str(), .input = input, .output = &output, .limit = limit});
+  return {result.outcome, result.status, text.c_str()};
+}
+
+bool isThere(int pid) { return ::kill(pid, 0) == 0; }
+
+// Waits for the end of a command's child, which is handed to this process as its subreaper.
+int statusOfOrphan(int pid) {
+  int status = -1;
+  ::waitpid(pid, &status, 0);
+  return status;
+}
+
+class Linux : public testing::Test {
+ protected:
+  Linux() { ::prctl(PR_SET_CHILD_SUBREAPER, 1); }
+
+  platform::LinuxPlatform machine;
+  test::Temporary files;
+};
+
+TEST_F(Linux, CommandsEndAndPrintAsTheShellSays) {
+  const struct {
+    const char* name;
+    const char* line;
+    Ended ended;
+  } rows[] = {
+      {"success", "echo done", {Outcome::Exited, 0, "done\n"}},
+      {"exit status", "echo no; exit 3", {Outcome::Exited, 3, "no\n"}},
+      {"ended by a signal", "kill -9 $$", {Outcome::Exited, 137, ""}},
+      {"no such program", "/no/such/program", {Outcome::Exited, 127, ""}},
+      {"broken syntax", "if", {Outcome::Exited, 2, ""}},
+      {"empty", "", {Outcome::Exited, 0, ""}},
+      {"errors are not output", "echo lost >&2; echo kept", {Outcome::Exited, 0, "kept\n"}},
+      {"output cut off by its shell", "exec >&-; exit 4", {Outcome::Exited, 4, ""}},
+  };
+  for (const auto& row : rows) EXPECT_EQ(run(machine, row.line), row.ended) << row.name;
+}
+
+TEST_F(Linux, OutputBeyondTheRoomIsDroppedWithoutAnError) {
+  EXPECT_EQ(run(machine, "echo 0123456789; exit 4", second * 60, nullptr, 8),
+            (Ended{Outcome::Exited, 4, "0123456"}));
+  const std::string flood = "head -c 1000000 /dev/zero | tr '\\0' x; exit 5";
+  EXPECT_EQ(run(machine, flood, second * 60, nullptr, 4), (Ended{Outcome::Exited, 5, "xxx"}));
+  EXPECT_EQ(machine.run({.line = flood.c_str(), .limit = 60 * second}).status, 5);
+}
+
+TEST_F(Linux, ACommandFindsACleanProcess) {
+  struct sigaction before {};
+  struct sigaction ignored {};
+  ignored.sa_handler = SIG_IGN;
+  ::sigaction(SIGTERM, &ignored, &before);
+  sigset_t blocked;
+  sigset_t mask;
+  ::sigfillset(&blocked);
+  ::pthread_sigmask(SIG_BLOCK, &blocked, &mask);
+  const mode_t oldUmask = ::umask(077);
+  const int inherited = ::fcntl(STDERR_FILENO, F_DUPFD, 200);  // not closed on exec
+  const struct {
+    const char* name;
+    std::string line;
+    const char* output;
+  } rows[] = {
+      {"umask", "umask", "0022\n"},
+      {"standard input", "readlink /proc/self/fd/0", "/dev/null\n"},
+      {"standard error", "readlink /proc/self/fd/2", "/dev/null\n"},
+      {"descriptors",
+       "[ -e /proc/$$/fd/" + std::to_string(inherited) + " ] && echo leaked || echo none",
+       "none\n"},
+      {"signals", "grep -E 'SigBlk|SigIgn' /proc/self/status | tr -d '\\t0'", "SigBlk:\nSigIgn:\n"},
+      {"SIGTERM ends it", "(trap - TERM; kill -TERM $$); echo survived", ""},
+      {"session and group of its own",
+       "read -r p c s pp g sid rest </proc/$$/stat; [ $g-$sid = $$-$$ ] && echo own", "own\n"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(run(machine, row.line).output, row.output) << row.name;
+  ::close(inherited);
+  ::umask(oldUmask);
+  ::pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+  ::sigaction(SIGTERM, &before, nullptr);
+}
+
+TEST_F(Linux, ACommandReadsItsInputStream) {
+  std::string content;
+  for (int i = 0; i < 2000; ++i) content += "line " + std::to_string(i) + "\n";
+  std::string room(32768, '\0');
+  utility::BufferStream input(room.data(), static_cast<int>(room.size()), false);
+  input.PutS(content.c_str());
+  EXPECT_EQ(run(machine, "cat", 60 * second, &input, 32768), (Ended{Outcome::Exited, 0, content}));
+}
+
+TEST_F(Linux, PastTheLimitTheWholeGroupIsKilled) {
+  const Ended ended = run(machine, "sleep 1000 & echo $!; wait", second * 3 / 10);
+  EXPECT_EQ(ended.outcome, Outcome::TimedOut);
+  EXPECT_EQ(ended.status, 128 + SIGKILL);
+  EXPECT_EQ(statusOfOrphan(std::stoi(ended.output)), SIGKILL);
+}
+
+TEST_F(Linux, AFloodOfOutputKeepsNeitherTheLimitNorTheReturn) {
+  EXPECT_EQ(run(machine, "yes", second * 3 / 10, nullptr, 4),
+            (Ended{Outcome::TimedOut, 128 + SIGKILL, "y\ny"}));
+  EXPECT_EQ(run(machine, "yes & exit 6").status, 6);  // yes ends with the pipe
+}
+
+TEST_F(Linux, AGrandchildThatHoldsThePipeDelaysNobody) {
+  const Ended ended = run(machine, "sleep 1000 & echo $!");
+  EXPECT_EQ(ended.outcome, Outcome::Exited);
+  const int pid = std::stoi(ended.output);
+  EXPECT_TRUE(isThere(pid));
+  ::kill(pid, SIGTERM);
+  statusOfOrphan(pid);
+}
+
+TEST_F(Linux, AbortEndsTheRunningCommandAndTheLaterOnes) {
+  std::jthread stopper([&] {
+    test::eventually([&] { return files.has("runs"); });
+    machine.abortCommands();
+  });
+  const std::string line = "touch " + files.path("runs") + "; sleep 1000";
+  EXPECT_EQ(run(machine, line).outcome, Outcome::Aborted);
+  EXPECT_EQ(run(machine, "sleep 1000").outcome, Outcome::Aborted);
+}
+
+TEST_F(Linux, BackgroundCommandsRunWholeAndAreReaped) {
+  std::array<char, 64> text{};
+  utility::PutStream output(text.data(), text.size());
+  const std::string rows[] = {"echo $$ >PID; : >DONE &", "echo $$ >PID; : >DONE; &",
+                              "echo words; echo $$ >PID; : >DONE &"};
+  for (std::string line : rows) {
+    const test::Temporary place;
+    line.replace(line.find("PID"), 3, place.path("pid"));
+    line.replace(line.find("DONE"), 4, place.path("done"));
+    EXPECT_EQ(Container::spawn(line.c_str(), nullptr, &output), 0) << line;
+    ASSERT_TRUE(test::eventually([&] { return place.has("done"); })) << line;
+    EXPECT_TRUE(test::eventually([&] { return !isThere(std::stoi(place.read("pid"))); })) << line;
+  }
+  EXPECT_STREQ(text.data(), "");
+}
+
+TEST_F(Linux, CommandsOfSeveralThreadsKeepApartAndLeaveNoDescriptor) {
+  const auto openFiles = [] {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+  };
+  const auto before = openFiles();
+  {
+    std::array<std::jthread, 4> threads;
+    for (std::size_t i = 0; i < threads.size(); ++i) {
+      threads[i] = std::jthread([this, i] {
+        for (int round = 0; round < 5; ++round) {
+          const std::string text = std::to_string(i) + "." + std::to_string(round);
+          EXPECT_EQ(run(machine, "echo " + text).output, text + "\n");
+          machine.run({.line = "exit 0", .detached = true});
+        }
+      });
+    }
+  }
+  EXPECT_TRUE(test::eventually([&] { return openFiles() <= before + 1; }));  // the reaper's own
+}
+
+TEST_F(Linux, ASignalArrivesWithItsValue) {
+  sigset_t set;
+  sigset_t mask;
+  ::sigemptyset(&set);
+  ::sigaddset(&set, 45);
+  ::pthread_sigmask(SIG_BLOCK, &set, &mask);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    siginfo_t info{};
+    ::sigwaitinfo(&set, &info);
+    ::_exit(info.si_value.sival_int);
+  }
+  ::pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+  EXPECT_EQ(machine.queueSignal(child, 45, 7), 0);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+  EXPECT_EQ(machine.queueSignal(child, 45, 7), -1);
+  EXPECT_EQ(errno, ESRCH);
+}
+
+TEST_F(Linux, TheClockAgreesWithTheWallAndNeverRunsBack) {
+  const std::int64_t before = machine.now();
+  EXPECT_NEAR(double(before + machine.wallOffset()), double(std::time(nullptr)) * 1e6, 2e6);
+  EXPECT_GE(machine.now(), before);
+}
+
+TEST(WaiterTest, ASignalThatFindsNobodyEndsTheNextWait) {
+  utility::Waiter waiter;
+  const std::time_t before = std::time(nullptr);
+  waiter.signal();
+  const std::lock_guard lock(waiter);
+  waiter.wait(60);
+  EXPECT_LT(std::time(nullptr), before + 30);
+}
+
+TEST(WaiterTest, AnEmptyWaitIsShortButNotNothing) {
+  utility::Waiter waiter;
+  const std::lock_guard lock(waiter);
+  const auto before = std::chrono::steady_clock::now();
+  for (int i = 0; i < 5; ++i) waiter.wait(i % 2 == 0 ? 0 : -1);
+  const auto taken = std::chrono::steady_clock::now() - before;
+  EXPECT_GE(taken, std::chrono::milliseconds(5));
+  EXPECT_LT(taken, std::chrono::seconds(5));
+}
+
+TEST(WaiterTest, ABroadcastWakesAllAndASignalOne) {
+  utility::Waiter waiter;
+  int asleep = 0;
+  int woken = 0;
+  std::array<std::jthread, 3> threads;
+  for (auto& thread : threads) {
+    thread = std::jthread([&] {
+      const std::lock_guard lock(waiter);
+      ++asleep;
+      waiter.wait(3600);
+      ++woken;
+    });
+  }
+  const auto is = [&](int& number, int value) {
+    const std::lock_guard lock(waiter);
+    return number == value;
+  };
+  ASSERT_TRUE(test::eventually([&] { return is(asleep, 3); }));
+  waiter.signal();
+  EXPECT_TRUE(test::eventually([&] { return is(woken, 1); }));
+  waiter.broadcast();
+  EXPECT_TRUE(test::eventually([&] { return is(woken, 3); }));
+}
+
+}  // namespace
