@@ -31,9 +31,13 @@ void checkDirectory(const char* value, std::vector<framework::PropertyFinding>& 
   if (!directory.ends_with('/')) findings.push_back({true, "must end in a slash"});
 }
 
+// An archived file is itself reported in some lines of the log; were files smaller than these, each
+// would fill the next.
+constexpr long smallestFile = 16384;
+
 constexpr framework::PropertyRule propertyRules[] = {
     {.key = "directory", .type = PropertyType::Text, .expected = true, .check = checkDirectory},
-    {.key = "maxSize", .type = PropertyType::Integer, .minimum = 1024},
+    {.key = "maxSize", .type = PropertyType::Integer, .minimum = smallestFile},
     {.key = "keep", .type = PropertyType::Integer, .minimum = 1, .maximum = 10000},
     {.key = "archive", .type = PropertyType::Boolean},
     {.key = "archiveMigrationThreshold", .type = PropertyType::Integer},

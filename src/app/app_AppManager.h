@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "app/app_Process.h"
 #include "app/app_ProcessScan.h"
@@ -89,12 +90,13 @@ class AppManager : public framework::ActiveService {
   static bool extractProcessInfo(const char* directory, char* baseName, unsigned int nameSize,
                                  char* commandLine, unsigned int commandLineSize, int& pid);
 
-  /// Sends the daemon the signal 45 with the event's token as its value, if it runs.
+  /// Sends the daemon the signal 45 with the event's token as its value, if it runs. Takes the
+  /// table lock.
   void propagateServiceEvent(strings::stringtoken daemon, strings::stringtoken event) const;
 
   /// Copies the value that follows the first occurrence of a key in a text, blanks skipped, up to
-  /// the next blank, tab, line end or end of text, cut at `size` - 1 characters. Empty when the key
-  /// is not there.
+  /// the next blank, tab, line end or end of text, cut at `size` - 1 characters; `size` is at least
+  /// 1. Empty when the key is not there.
   static void extractValue(const char* text, const char* key, char* value, unsigned int size);
 
   /// Writes the save track as CSV; empties it. Any thread may call.
@@ -106,11 +108,12 @@ class AppManager : public framework::ActiveService {
   void sendMail(const char* daemon) const;
 
   /// Mails a managed-log file, given as its path, to the fourth address of the system information,
-  /// which is held for reading until sendmail has ended. The integers are not used. What stands in
-  /// the way is logged.
+  /// which is held for reading until sendmail has ended. The integers are not used. The path
+  /// reaches a command line: no character in it may be one that a shell reads. What stands in the
+  /// way is logged; a command of more than 499 characters is a framework::Exception*.
   void sendManagedLogsMail(int, int, const void* file) const;
 
-  /// Mails a text and waits for sendmail. The texts must hold no line break except in the body.
+  /// Mails a text and waits for sendmail. Only the body may hold line breaks.
   static void sendSimpleMail(const char* to, const char* from, const char* subject,
                              const char* body);
 
@@ -136,6 +139,7 @@ class AppManager : public framework::ActiveService {
   void doMemTrack();
   void takeMemInfo();
   void takeMemSample();
+  std::vector<memtrack_> memSamples() const;
   void doMemLimitChecking();
   bool restartIfOverLimit(Process& process) const;
   void pollCycle(Clock threadStart);

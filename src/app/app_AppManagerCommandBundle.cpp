@@ -33,6 +33,17 @@ const CommandHandler::commanddata MemoryStatsReset_data = {
     "MemoryStatsReset", "memory stats reset: reset the memory stats back to an initial state.\n",
     "memory stats reset\n", MemoryStatsReset_path.size(), MemoryStatsReset_path.data()};
 
+class OutputLock {
+ public:
+  explicit OutputLock(framework::Console& console) : m_console(console) { m_console.outputLock(); }
+  ~OutputLock() { m_console.outputUnLock(); }
+  OutputLock(const OutputLock&) = delete;
+  OutputLock& operator=(const OutputLock&) = delete;
+
+ private:
+  framework::Console& m_console;
+};
+
 }  // namespace
 
 framework::Service* AppManagerCommandBundle_builder(const char* name) {
@@ -59,9 +70,8 @@ int MemoryStatsOutput::execute(framework::Console& console, utility::Arguments& 
                   "Memory statistics measurement is not configured in this process.\n");
     return 1;
   }
-  console.outputLock();
+  const OutputLock lock(console);
   manager->dumpMemSaveTrack(console.output());
-  console.outputUnLock();
   return 1;
 }
 

@@ -7,6 +7,7 @@
 
 #include "app/app_AppManager.h"
 #include "app/app_MailProduct.h"
+#include "host/framework/fw_CommandLine.h"
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/ut_Environment.h"
@@ -35,15 +36,13 @@ constexpr int streamSize = 16384;
 constexpr int streamLevel = 13107;
 constexpr unsigned int fileMode = 0666;
 
-// A text of fixed size that a stream is built over.
+// A text of fixed size, and the stream that writes it. One that does not fit is an exception: a
+// command that was cut would be another command.
 template <std::size_t size>
-class Text : public BufferStream {
- public:
-  Text() : BufferStream(m_array.data(), static_cast<int>(size), false) {}
-  const char* get() const { return m_array.data(); }
-
- private:
-  std::array<char, size> m_array;
+struct Text {
+  std::array<char, size> array;
+  BufferStream stream{array.data(), static_cast<int>(size), false};
+  const char* get() const { return array.data(); }
 };
 using PathText = Text<128>;
 using CommandText = Text<500>;
@@ -51,8 +50,9 @@ using CommandText = Text<500>;
 // The temporary directory; null, and an error line, when it is not set.
 const char* temporaryDirectory(const char* operation, int line) {
   const char* directory = utility::Environment::GetEnv("MC_TEMP");
-  if (directory == nullptr) {
+  if (directory == nullptr || *directory == '\0') {
     Logger::StaticLogMethod(LogType::Error, operation, line, "no mail: MC_TEMP is not set");
+    return nullptr;
   }
   return directory;
 }
@@ -80,6 +80,11 @@ char readSlot() {
   return slot[0];
 }
 
+// The letter as a sender line carries it: none for a zero byte or what would break the line.
+std::string letterText(char slot) {
+  return framework::isControl(slot) ? std::string() : std::string(1, slot);
+}
+
 const MCInfo* controllerOf(const SysInfo& sysInfo, char slot) {
   return slot == 'A' ? sysInfo.getMCAInfo() : sysInfo.getMCBInfo();
 }
@@ -92,7 +97,7 @@ bool controllersKnown(const SysInfo& sysInfo, const char* operation, int line) {
   return false;
 }
 
-void run(const BufferStream& command) { Container::spawn(command.pTail(), nullptr, nullptr); }
+void run(const char* command) { Container::spawn(command, nullptr, nullptr); }
 
 }  // namespace
 
@@ -113,15 +118,15 @@ void AppManager::sendMail(const char* daemon) const {
   const char* directory = temporaryDirectory(__PRETTY_FUNCTION__, __LINE__);
   if (directory == nullptr) return;
   PathText path;
-  path.PutF("%s/%scrash.mail", directory, daemon);
+  path.stream.PutF("%s/%scrash.mail", directory, daemon);
   writeCrashMail(path.get(), daemon, address.text.data(), slot);
   appendCrashReports(path.get(), daemon);
 
   MC_MAIL_DEBUG("About to execute sendmail for file: %s", path.get());
   CommandText command;
-  command.PutF("/sbin/sendmail -S %s -t <%s; rm %s; &", mailRelay, path.get(), path.get());
+  command.stream.PutF("/sbin/sendmail -S %s -t <%s; rm %s; &", mailRelay, path.get(), path.get());
   MC_MAIL_DEBUG("using: %s", command.get());
-  run(command);
+  run(command.get());
 }
 
 void AppManager::writeCrashMail(const char* path, const char* daemon, const char* address,
@@ -133,7 +138,7 @@ void AppManager::writeCrashMail(const char* path, const char* daemon, const char
   if (file.isOutputStreamGood()) {
     MC_MAIL_DEBUG("create output");
     mail.PutF("to: %s\n", crashMailbox);
-    mail.PutF("from: %s_mc_%c@%s\n", address, slot, crashSenderDomain);
+    mail.PutF("from: %s_mc_%s@%s\n", address, letterText(slot).c_str(), crashSenderDomain);
     mail.PutF("subject: PhoneHome: %s crash (%s)\n", daemon, releaseCode);
     mail.PutF("\nCrash at: %s\n\n\n", TimeText().text.data());
   }
@@ -142,15 +147,17 @@ void AppManager::writeCrashMail(const char* path, const char* daemon, const char
 
 void AppManager::appendCrashReports(const char* path, const char* daemon) {
   CommandText command;
-  command.PutF("/usr/bin/getmcinfoheader >>%s", path);
-  run(command);
-  command.Rewind();
-  command.PutF("cat /cfg/sysinfo/system.xml >>%s", path);
-  run(command);
-  command.Rewind();
-  command.PutF("/app/etc/get%slogs >>%s", daemon, path);
-  run(command);
+  command.stream.PutF("/usr/bin/getmcinfoheader >>%s", path);
+  run(command.get());
+  command.stream.Rewind();
+  command.stream.PutF("cat /cfg/sysinfo/system.xml >>%s", path);
+  run(command.get());
+  command.stream.Rewind();
+  command.stream.PutF("/app/etc/get%slogs >>%s", daemon, path);
+  run(command.get());
 }
+
+#undef MC_MAIL_DEBUG
 
 void AppManager::sendManagedLogsMail(int /*unused*/, int /*unused*/, const void* file) const {
   static std::mutex oneAtATime;
@@ -174,22 +181,22 @@ void AppManager::sendManagedLogsMail(int /*unused*/, int /*unused*/, const void*
   if (directory == nullptr) return;
   LogMethodInfo(operation, __LINE__, "pTempDir %s", directory);
   PathText path;
-  path.PutF("%s/ManagedLogs.mail", directory);
+  path.stream.PutF("%s/ManagedLogs.mail", directory);
   if (!writeManagedLogsMail(path.get(), *sysInfo, slot, logFile)) return;
 
   LogMethodInfo(operation, __LINE__, "About to execute sendmail for file: %s", path.get());
   CommandText command;
   if (sysInfo->getEmailIncludeLogsEnable()) {
     LogMethodInfo(operation, __LINE__, "Includ log enabled");
-    command.PutF("/sbin/sendmail -S %s -a %s -t <%s; rm %s;", sysInfo->getEmailServer(), logFile,
-                 path.get(), path.get());
+    command.stream.PutF("/sbin/sendmail -S %s -a %s -t <%s; rm %s;", sysInfo->getEmailServer(),
+                        logFile, path.get(), path.get());
   } else {
     LogMethodInfo(operation, __LINE__, "Include log disabled");
-    command.PutF("/sbin/sendmail -S %s -t <%s; rm %s;", sysInfo->getEmailServer(), path.get(),
-                 path.get());
+    command.stream.PutF("/sbin/sendmail -S %s -t <%s; rm %s;", sysInfo->getEmailServer(),
+                        path.get(), path.get());
   }
   LogMethodInfo(operation, __LINE__, "using: %s", command.get());
-  run(command);
+  run(command.get());
   LogMethodInfo(operation, __LINE__, "SendManagedLogsMail exit");
 }
 
@@ -215,8 +222,9 @@ bool AppManager::writeManagedLogsMail(const char* path, const SysInfo& sysInfo, 
   if (file.isOutputStreamGood()) {
     LogMethodInfo(operation, __LINE__, "create output");
     mail.PutF("to: %s\n", sysInfo.getEmailAddr4());
-    mail.PutF("from: %s_MC_%c_%s_%s@%s\n", controller->getControllerSerial(), slot,
-              address.text.data(), sysInfo.getEmailSender(), sysInfo.getEmailDomain());
+    mail.PutF("from: %s_MC_%s_%s_%s@%s\n", controller->getControllerSerial(),
+              letterText(slot).c_str(), address.text.data(), sysInfo.getEmailSender(),
+              sysInfo.getEmailDomain());
     mail.PutF("subject: Managed Log: %s (%s)\n", logFile, releaseCode);
     mail.PutF("\nManaged Log at: %s\n\n\n", TimeText().text.data());
   }
@@ -232,7 +240,7 @@ void AppManager::sendSimpleMail(const char* to, const char* from, const char* su
   const char* directory = temporaryDirectory(operation, __LINE__);
   if (directory == nullptr) return;
   PathText path;
-  path.PutF("%s/simple.mail", directory);
+  path.stream.PutF("%s/simple.mail", directory);
   Logger::StaticLogMethod(LogType::Info, operation, __LINE__, "creating file: %s", path.get());
   FileOutputStream file(path.get(), false, fileMode);
   if (file.isOutputStreamInError() || !file.isOutputStreamOpen()) {
@@ -246,9 +254,9 @@ void AppManager::sendSimpleMail(const char* to, const char* from, const char* su
   mail.EndOutputStream();
   file.EndOutputStream();
   Text<2048> command;
-  command.PutF("/sbin/sendmail -S %s -t <%s; rm %s", mailRelay, path.get(), path.get());
+  command.stream.PutF("/sbin/sendmail -S %s -t <%s; rm %s", mailRelay, path.get(), path.get());
   Logger::StaticLogMethod(LogType::Info, operation, __LINE__, "command: %s", command.get());
-  run(command);
+  run(command.get());
 }
 
 }  // namespace services::app

@@ -90,13 +90,21 @@ void AppManager::takeMemSample() {
   if (m_memSaveCount < m_memSaveTrack.size()) ++m_memSaveCount;
 }
 
-void AppManager::dumpMemSaveTrack(utility::PutStream& stream) const {
+std::vector<memtrack_> AppManager::memSamples() const {
   const std::lock_guard lock(m_memSaveLock);
-  stream.PutS("timeStamp,totalBytes,usedBytes,freeBytes,extraBytes,sysBytesFree,sysPercentFree\n");
   const auto size = static_cast<unsigned int>(m_memSaveTrack.size());
   const unsigned int first = m_memSaveCount == size ? m_memSaveNext : 0;
+  std::vector<memtrack_> samples;
+  samples.reserve(m_memSaveCount);
   for (unsigned int i = 0; i < m_memSaveCount; ++i) {
-    const memtrack_& sample = m_memSaveTrack[(first + i) % size];
+    samples.push_back(m_memSaveTrack[(first + i) % size]);
+  }
+  return samples;
+}
+
+void AppManager::dumpMemSaveTrack(utility::PutStream& stream) const {
+  stream.PutS("timeStamp,totalBytes,usedBytes,freeBytes,extraBytes,sysBytesFree,sysPercentFree\n");
+  for (const memtrack_& sample : memSamples()) {
     sample.timeStamp.ToISOBuffer(stream);
     stream.PutF(",%d,%d,%d,%d,%d,%d\n", sample.totalBytes, sample.usedBytes, sample.freeBytes,
                 sample.extraBytes, sample.sysBytesFree, sample.sysPercentFree);

@@ -76,12 +76,12 @@ std::vector<std::string> servicesToBuild(const framework::HostSettings& settings
 }
 
 // Serves the console and runs the services until the stop is asked for.
-int serve(const framework::HostSettings& settings, StopControl& stop) {
+int serve(const framework::HostSettings& settings, framework::ConsoleServer& console,
+          StopControl& stop) {
   auto& services = framework::ServiceHost::instance();
   auto& shell = framework::Shell::instance();
   framework::registerHostCommands(shell, [&stop] { stop.request(); });
   framework::CommandBundle::registerAll(shell);
-  framework::ConsoleServer console;
   const std::string failure = console.start(settings.console);
   if (!failure.empty()) {
     Logger::StaticLog(LogType::Error, "%s", failure.c_str());
@@ -117,8 +117,9 @@ int run(const Options& options) {
   services::sysinfo::SysInfoManager::getManager()->load(file.config(), file.host().slot[0]);
   framework::Container::setCommandLimit(file.host().commandSeconds);
   auto& services = framework::ServiceHost::instance();
+  framework::ConsoleServer console;  // services switch it while they are built
   services.build(servicesToBuild(file.host()));
-  const int status = serve(file.host(), stop);
+  const int status = serve(file.host(), console, stop);
   services.destroy();
   Logger::stop();
   return status;

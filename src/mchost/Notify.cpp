@@ -16,7 +16,7 @@ void notify(const char* state) {
   const char* path = std::getenv("NOTIFY_SOCKET");
   sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
   if (path == nullptr || std::strlen(path) >= sizeof(address.sun_path)) return;
-  std::strcpy(address.sun_path, path);
+  std::memcpy(address.sun_path, path, std::strlen(path));
   if (address.sun_path[0] == '@') address.sun_path[0] = '\0';  // an abstract name
   const auto size = offsetof(sockaddr_un, sun_path) + std::strlen(path);
   const platform::Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));

@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
 
 #include "host/framework/fw_ApplicationArguments.h"
 #include "mchost/Daemon.h"
@@ -18,14 +21,9 @@ void openStandardDescriptors() {
   if (opened >= 0) ::close(opened);
 }
 
-}  // namespace
-
-int main(int count, char** values) {
-  openStandardDescriptors();
-  ::umask(077);
+int start(int count, char** values) {
   framework::ApplicationArguments::setArgs(
       utility::Arguments(std::vector<std::string>(values, values + count)));
-
   mchost::Options options;
   bool checkOnly = false;
   CLI::App parser("Runs the background services of the management controller.", "mchost");
@@ -36,4 +34,17 @@ int main(int count, char** values) {
   parser.add_flag("--check", checkOnly, "Check the configuration, build no service");
   CLI11_PARSE(parser, count, values);
   return checkOnly ? mchost::check(options) : mchost::run(options);
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+  openStandardDescriptors();
+  ::umask(077);
+  try {
+    return start(count, values);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "error: %s\n", failure.what());
+    return EXIT_FAILURE;
+  }
 }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/platform/ShellCommand.h"
+#include "host/platform/Descriptor.h"
 
 namespace mcsh {
 

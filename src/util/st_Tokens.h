@@ -20,6 +20,7 @@ using stringtoken = std::uint32_t;
   TOKEN(AppManagerCommandBundle, "AppManagerCommandBundle") \
   TOKEN(serviceClass, "mcapp")                              \
   TOKEN(ProcessCommands, "ProcessCommands")                 \
+  TOKEN(MailCommands, "MailCommands")                       \
   TOKEN(operatorClass, "mcops")                             \
   /* debug flags that are no service's */                   \
   TOKEN(Process, "Process")                                 \
@@ -70,6 +71,15 @@ using stringtoken = std::uint32_t;
   TOKEN(restart, "restart")                                 \
   TOKEN(suspend, "suspend")                                 \
   TOKEN(resume, "resume")                                   \
+  TOKEN(lock, "lock")                                       \
+  TOKEN(take, "take")                                       \
+  TOKEN(release, "release")                                 \
+  TOKEN(portal, "portal")                                   \
+  TOKEN(register, "register")                               \
+  TOKEN(managedlogs, "managedlogs")                         \
+  TOKEN(mail, "mail")                                       \
+  TOKEN(simple, "simple")                                   \
+  TOKEN(managedLogsMail, "managed-logs")                    \
   /* errors that exceptions carry */                        \
   TOKEN(streamOverflow, "stream overflow")                  \
   TOKEN(processGone, "process gone")

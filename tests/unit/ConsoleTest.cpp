@@ -36,7 +36,7 @@ class ConsoleServing : public testing::Test {
       return 1;
     });
     testing_console::addCommand(m_shell, closeData, [this](auto& console, const auto&) {
-      console.atClose([this, peer = console.getPeer()] { m_closed.set_value(peer); });
+      console.atClose("test", [this, peer = console.getPeer()] { m_closed.set_value(peer); });
       return 1;
     });
   }

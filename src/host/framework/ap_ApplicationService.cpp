@@ -12,7 +12,7 @@ namespace {
 
 struct Registry {
   std::mutex mutex;
-  std::map<strings::stringtoken, std::shared_ptr<const Portal>> portals;
+  std::map<std::string, std::shared_ptr<const Portal>> portals;  // by the daemon's name
 };
 
 Registry& registry() {
@@ -24,27 +24,26 @@ Registry& registry() {
 
 std::shared_ptr<const Portal> ApplicationService::LookupPortalPrefix(strings::stringtoken daemon) {
   const std::lock_guard lock(registry().mutex);
-  const auto found = registry().portals.find(daemon);
+  const auto found = registry().portals.find(strings::StringRepository::toString(daemon));
   return found == registry().portals.end() ? nullptr : found->second;
 }
 
-void ApplicationService::registerPortal(strings::stringtoken daemon, int pid) {
+void ApplicationService::registerPortal(const std::string& daemon, int pid) {
   const std::lock_guard lock(registry().mutex);
   registry().portals[daemon] = std::make_shared<const Portal>(pid);
 }
 
 void ApplicationService::unregisterPortals(int pid) {
   const std::lock_guard lock(registry().mutex);
-  std::erase_if(registry().portals, [pid](const auto& entry) {
-    return entry.second->getPID() == pid;
-  });
+  std::erase_if(registry().portals,
+                [pid](const auto& entry) { return entry.second->getPID() == pid; });
 }
 
 std::vector<std::pair<std::string, int>> ApplicationService::listPortals() {
   const std::lock_guard lock(registry().mutex);
   std::vector<std::pair<std::string, int>> all;
   for (const auto& [daemon, portal] : registry().portals) {
-    all.emplace_back(strings::StringRepository::toString(daemon), portal->getPID());
+    all.emplace_back(daemon, portal->getPID());
   }
   return all;
 }

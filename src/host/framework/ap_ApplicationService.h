@@ -28,7 +28,7 @@ class ApplicationService {
   static std::shared_ptr<const Portal> LookupPortalPrefix(strings::stringtoken daemon);
 
   /// Registers a process as the daemon's portal; the latest registration stands.
-  static void registerPortal(strings::stringtoken daemon, int pid);
+  static void registerPortal(const std::string& daemon, int pid);
   /// Ends all registrations of a process.
   static void unregisterPortals(int pid);
   /// The daemons' names and the processes that speak for them.

@@ -249,10 +249,16 @@ void ConfigFile::checkTable(const std::string& name, unsigned int line,
       add(finding.fatal, property.line, full + ": " + finding.text);
     }
   }
+  if (name != "host" && !isToBeBuilt(name)) return;
   for (const auto& rule : rules) {
     if (!rule.expected || m_config.find(name + "." + rule.key) != nullptr) continue;
     add(name == "host", line, name + "." + rule.key + ": property not supplied");
   }
+}
+
+bool ConfigFile::isToBeBuilt(const std::string& name) const {
+  const auto& names = m_host.services;
+  return !m_host.servicesGiven || std::find(names.begin(), names.end(), name) != names.end();
 }
 
 void ConfigFile::checkInstances() {

@@ -56,6 +56,7 @@ class ConfigFile {
   bool read();
   void checkHost();
   void checkServiceNames();
+  bool isToBeBuilt(const std::string& name) const;
   /// Holds the properties of one table to its rules; `line` is where the table begins.
   void checkTable(const std::string& name, unsigned int line, std::span<const PropertyRule> rules);
   void add(bool fatal, unsigned int line, const std::string& text);

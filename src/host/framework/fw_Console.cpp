@@ -25,7 +25,7 @@ bool Console::TextStream::SendOutputStream(const char* data, unsigned int size) 
 Console::Console(int peer) : m_peer(peer), m_stream(m_text, bufferSize, forwardLevel) {}
 
 Console::~Console() {
-  for (auto action = m_atClose.rbegin(); action != m_atClose.rend(); ++action) (*action)();
+  for (const auto& [key, action] : m_atClose) action();
 }
 
 void Console::outputLock() {
@@ -71,6 +71,14 @@ int Console::takeReply(std::string& text) {
 void Console::replySent() {
   const auto action = std::exchange(m_afterReply, nullptr);
   if (action) action();
+}
+
+void Console::atClose(const std::string& key, std::function<void()> action) {
+  if (action) {
+    m_atClose[key] = std::move(action);
+  } else {
+    m_atClose.erase(key);
+  }
 }
 
 bool Console::enable() {

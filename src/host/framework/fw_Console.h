@@ -3,10 +3,10 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "util/ut_VirtualPutStream.h"
 
@@ -29,7 +29,7 @@ class Console {
   /// `peer` is the process id of the client, 0 when there is none.
   explicit Console(int peer = 0);
 
-  /// The client is gone: does what was left to atClose(), the last first.
+  /// The client is gone: does what was left to atClose().
   virtual ~Console();
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
@@ -57,8 +57,9 @@ class Console {
   /// Does it, once.
   void replySent();
 
-  /// Leaves an action for when the client has disconnected. It must not throw.
-  void atClose(std::function<void()> action) { m_atClose.push_back(std::move(action)); }
+  /// Leaves an action for when the client has disconnected, in place of what was left under the
+  /// same key. It must not throw. Null takes back what was left.
+  void atClose(const std::string& key, std::function<void()> action);
 
   /// Whether clients are served; at first they are. Of the host's console it counts for all
   /// clients. Any thread may call.
@@ -89,7 +90,7 @@ class Console {
   std::mutex m_outputMutex;
   std::atomic<std::thread::id> m_outputOwner;  // who holds it, so that wrong use is told
   std::function<void()> m_afterReply;
-  std::vector<std::function<void()>> m_atClose;
+  std::map<std::string, std::function<void()>> m_atClose;
 };
 
 }  // namespace framework

@@ -11,7 +11,7 @@
 
 #include "host/framework/fw_Console.h"
 #include "host/framework/fw_Shell.h"
-#include "host/platform/ShellCommand.h"
+#include "host/platform/Descriptor.h"
 
 namespace framework {
 

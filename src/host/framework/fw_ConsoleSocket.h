@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/platform/ShellCommand.h"
+#include "host/platform/Descriptor.h"
 
 namespace framework {
 

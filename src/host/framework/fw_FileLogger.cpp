@@ -83,9 +83,9 @@ void FileLogger::takeLine(int /*type*/, const char* line, std::size_t size) {
 
 void FileLogger::moveAside() {
   const PathBuffer dest = numbered(m_path, ++m_lastNumber);
-  m_file.reset();
   migrateFile(m_path.c_str(), dest.data(), m_archive);
   open();
+  m_size = 0;  // also where it was not moved: its error line would make the next line try again
   removeOldest();
 }
 
@@ -103,8 +103,7 @@ void FileLogger::removeOldest() const {
   });
 }
 
-void FileLogger::information(utility::PutStream& stream, int indentation,
-                             bool /*detailed*/) const {
+void FileLogger::information(utility::PutStream& stream, int indentation, bool /*detailed*/) const {
   stream.Indent(indentation);
   stream.PutF("%s, moved aside at %d bytes, %d kept%s\n", m_path.c_str(), m_maxSize, m_keep,
               m_archive ? ", archived" : "");

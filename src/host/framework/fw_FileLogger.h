@@ -14,8 +14,8 @@ namespace framework {
 /// DIRECTORYmc.log.NNNNNN with the next number, and the oldest beyond the number kept is removed.
 ///
 /// Properties: "directory" (ends in a slash; without it nothing is written), "maxSize" (bytes,
-/// 65536), "keep" (files moved aside that are kept, 20), "archive" (whether a file that is moved
-/// aside is to be archived, false).
+/// 65536), "keep" (files moved aside that are kept, archived or not, 40), "archive" (whether a
+/// file that is moved aside is to be archived, false).
 class FileLogger : public ActiveService, public Logger {
  public:
   /// Opens the file; what is there is appended to. The second argument is not used.
@@ -50,7 +50,7 @@ class FileLogger : public ActiveService, public Logger {
   std::string m_directory;
   std::string m_path;
   int m_maxSize = 65536;
-  int m_keep = 20;
+  int m_keep = 40;
   bool m_archive = false;
   unsigned int m_lastNumber = 0;  // of the files moved aside
   std::int64_t m_size = 0;        // of the open file

@@ -177,6 +177,7 @@ void registerHostCommands(Shell& shell, std::function<void()> shutdown) {
     return shutdownHost(console, arguments, shutdown);
   });
   registerLogCommands(shell);
+  registerRegistryCommands(shell);
 }
 
 }  // namespace framework

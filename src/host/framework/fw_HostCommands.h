@@ -7,12 +7,15 @@ namespace framework {
 
 class Shell;
 
-/// Registers help, services, information, event, debug, log and shutdown. `shutdown` is called on a
-/// client's thread once the reply to "shutdown" was sent; it asks the main thread to stop the host
-/// and returns. The shell outlives its commands.
+/// Registers help, services, information, event, debug, log, lock, portal, managedlogs and
+/// shutdown. `shutdown` is called on a client's thread once the reply to "shutdown" was sent; it
+/// asks the main thread to stop the host and returns. The shell outlives its commands.
 void registerHostCommands(Shell& shell, std::function<void()> shutdown);
 
 /// The part of them that steers the log: debug and log.
 void registerLogCommands(Shell& shell);
+
+/// The part of them about what daemons have left with the host: lock, portal and managedlogs.
+void registerRegistryCommands(Shell& shell);
 
 }  // namespace framework

@@ -29,11 +29,6 @@ bool LockManager::release(const std::string& name, int pid) {
   return true;
 }
 
-void LockManager::releaseAll(int pid) {
-  const std::lock_guard lock(m_mutex);
-  std::erase_if(m_holders, [pid](const auto& held) { return held.second == pid; });
-}
-
 std::vector<std::pair<std::string, int>> LockManager::list() const {
   const std::lock_guard lock(m_mutex);
   return {m_holders.begin(), m_holders.end()};

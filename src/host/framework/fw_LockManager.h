@@ -18,8 +18,6 @@ class LockManager {
   bool take(const std::string& name, int pid);
   /// Gives a lock back. False when the process does not hold it.
   bool release(const std::string& name, int pid);
-  /// Gives back all locks of a process.
-  void releaseAll(int pid);
 
   /// The locks that are held and their holders, by name.
   std::vector<std::pair<std::string, int>> list() const;

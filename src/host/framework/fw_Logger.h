@@ -7,9 +7,9 @@
 
 namespace framework {
 
-/// The weight of a log line; the static calls take it as a number. Debug and trace lines are written
-/// only by those whose debug flag is on (utility::Debug), so the level seldom needs to hold them
-/// back.
+/// The weight of a log line; the static calls take it as a number. Debug and trace lines are
+/// written only by those whose debug flag is on (utility::Debug), so the level seldom needs to hold
+/// them back.
 enum LogType { Error = 0, Warning = 1, Info = 2, Debug = 3, Trace = 4 };
 
 /// Where the log is written and what is let through.
@@ -28,7 +28,8 @@ class Logger {
  public:
   virtual ~Logger() = default;
 
-  /// Takes one finished line with its line end, on the logging thread. Must not log.
+  /// Takes one finished line with its line end, on the logging thread. What it logs while the log
+  /// is started comes in later lines; before start() and after stop() it must not log.
   virtual void takeLine(int type, const char* line, std::size_t size) = 0;
 
   /// Begins to write to the destination. False, with nothing changed, when the file cannot be

@@ -2,7 +2,6 @@
 #include "host/framework/fw_ServiceHost.h"
 
 #include <algorithm>
-#include <ranges>
 #include <stdexcept>
 
 #include "host/framework/fw_EventManager.h"
@@ -65,7 +64,8 @@ void ServiceHost::start() {
 
 void ServiceHost::stop() {
   EventManager::instance().stop();
-  for (RunningService& running : m_services | std::views::reverse) {
+  for (auto last = m_services.rbegin(); last != m_services.rend(); ++last) {
+    RunningService& running = *last;
     guarded(running.service->getNameString(), "Shutdown", [&] { running.service->Shutdown(); });
     for (std::thread& thread : running.threads) {
       if (thread.joinable()) thread.join();

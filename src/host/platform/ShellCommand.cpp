@@ -94,7 +94,7 @@ int exitStatus(int status) {
 }
 
 int milliseconds(std::int64_t microseconds) {
-  return static_cast<int>(std::clamp<std::int64_t>((microseconds + 999) / 1000, 0, 3600 * 1000));
+  return static_cast<int>(std::clamp<std::int64_t>((microseconds + 999) / 1000, 0, 3600000LL));
 }
 
 }  // namespace

@@ -1,0 +1,27 @@
+// System information for tests.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "host/framework/fw_Config.h"
+#include "host/sysinfo/si_SysInfoManager.h"
+
+namespace test {
+
+/// The system information of these texts and flags while the object lives.
+class SysInfoSetting {
+ public:
+  SysInfoSetting(const std::map<std::string, std::string>& texts,
+                 const std::map<std::string, bool>& flags) {
+    framework::Config config;
+    for (const auto& [key, text] : texts) config.set("sysinfo." + key, {.value = text});
+    for (const auto& [key, flag] : flags) config.set("sysinfo." + key, {.value = flag});
+    services::sysinfo::SysInfoManager::getManager()->load(config, 'A');
+  }
+  ~SysInfoSetting() { services::sysinfo::SysInfoManager::getManager()->unload(); }
+  SysInfoSetting(const SysInfoSetting&) = delete;
+  SysInfoSetting& operator=(const SysInfoSetting&) = delete;
+};
+
+}  // namespace test

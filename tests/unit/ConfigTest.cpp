@@ -1,0 +1,288 @@
+// The configuration: what is refused, where and by which rule, and how its values are read.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "app/app_AppManager.h"
+#include "host/framework/fw_ConfigFile.h"
+#include "host/framework/fw_Entrance.h"
+#include "host/framework/st_StringRepository.h"
+#include "support/LogCapture.h"
+#include "support/Temporary.h"
+
+namespace {
+
+using framework::Config;
+using framework::ConfigFile;
+using framework::PropertyType;
+using framework::ServiceFactory;
+using testing::ElementsAreArray;
+
+void checkWord(const char* value, std::vector<framework::PropertyFinding>& findings) {
+  if (!framework::isDaemonName(value)) findings.push_back({true, "no word"});
+  if (std::string(value) == "odd") findings.push_back({false, "is odd"});
+}
+
+constexpr framework::PropertyRule rules[] = {
+    {.key = "count", .type = PropertyType::Integer, .minimum = -5, .maximum = 5},
+    {.key = "flag", .type = PropertyType::Boolean},
+    {.key = "word", .type = PropertyType::Text, .check = checkWord},
+    {.key = "words", .type = PropertyType::List, .expected = true, .check = checkWord},
+    {.key = "inner.word", .type = PropertyType::Text},
+};
+
+framework::Service* buildNothing(const char*) { return nullptr; }
+const ServiceFactory factory(buildNothing, "Sample");
+const framework::ServiceProperties properties("Sample", rules);
+
+constexpr const char* duplicate = "two plug-ins register a service of this name";
+
+class Configuration : public testing::Test {
+ protected:
+  // "error LINE: text" and "warning LINE: text" for what is found in a file of that content; what
+  // concerns other services than those of the file is left out.
+  std::vector<std::string> findings(const std::string& content) {
+    const ConfigFile file = read(content);
+    std::vector<std::string> all;
+    for (const auto& finding : file.findings()) {
+      EXPECT_TRUE(finding.text.starts_with(files.path("mc.toml") + ":")) << finding.text;
+      const std::string place = finding.text.substr(files.path("mc.toml").size() + 1);
+      if (place.front() == ' ' && !finding.fatal) continue;      // an absent table's absent list
+      if (place.find(duplicate) != std::string::npos) continue;  // left behind by another test
+      all.push_back((finding.fatal ? "error " : "warning ") + place);
+    }
+    return all;
+  }
+  ConfigFile read(const std::string& content) {
+    files.write("mc.toml", content);
+    ConfigFile file(files.path("mc.toml"));
+    if (file.arePluginsKnown()) file.checkInstances();
+    return file;
+  }
+
+  test::Temporary files;
+};
+
+const std::string host = "[host]\nslot = \"A\"\n";  // what follows begins in line 3
+constexpr const char* anyType =
+    "must be an integer, true or false, a text or a list of texts, without zero characters";
+constexpr const char* longest = "must have at most 107 characters";
+
+TEST_F(Configuration, FaultsAreFoundWithTheirLineAndRule) {
+  const std::string safePath = framework::safePathRule;
+  const std::string longPath = "/" + std::string(150, 'x');
+  const struct {
+    const char* name;
+    std::string content;
+    std::vector<std::string> expected;
+  } rows[] = {
+      {"good", host + "[Sample]\nwords = [\"a\"]\ncount = -5\nflag = true\nword = \"w\"\n", {}},
+      {"broken table",
+       "[host\nslot",
+       {"error 1: Error while parsing table header: expected ']', "
+        "saw '\\n'"}},
+      {"key given twice",
+       host + "slot = \"B\"\n",
+       {"error 3: Error while parsing key-value pair: cannot redefine existing string 'slot'"}},
+      {"empty", "", {"error  host.slot: property not supplied"}},
+      {"slot missing", "\n[host]\n", {"error 2: host.slot: property not supplied"}},
+      {"slot wrong", "[host]\nslot = \"C\"\n", {"error 2: host.slot: must be \"A\" or \"B\""}},
+      {"slot of wrong type", "[host]\nslot = 1\n", {"error 2: host.slot: must be a text"}},
+      {"unknown key", host + "colour = 1\n", {"error 3: host.colour: no such property"}},
+      {"key outside of tables", "x = 1\n" + host, {"error 1: x: must stand in a table"}},
+      {"list of tables", host + "[[Sample]]\n", {"error 3: Sample: must stand in a table"}},
+      {"float",
+       host + "commandSeconds = 1.5\n",
+       {std::string("error 3: host.commandSeconds: ") + anyType}},
+      {"mixed list",
+       host + "plugins = [\"a\", 1]\n",
+       {std::string("error 3: host.plugins: ") + anyType}},
+      {"zero character",
+       host + "console = \"/run/\\u0000x\"\n",
+       {std::string("error 3: host.console: ") + anyType}},
+      {"no time for commands",
+       host + "commandSeconds = 0\n",
+       {"error 3: host.commandSeconds: must be from 1 to 3600"}},
+      {"socket path", host + "console = \"run/x\"\n", {"error 3: host.console: " + safePath}},
+      {"socket path too long",
+       host + "console = \"" + longPath + "\"\n",
+       {std::string("error 3: host.console: ") + longest}},
+      {"log",
+       host + "[host.log]\ndestination = \"/a b\"\nlevel = \"loud\"\n",
+       {"error 4: host.log.destination: " + safePath,
+        "error 5: host.log.level: must be \"error\", \"warning\", \"info\", \"debug\" or "
+        "\"trace\""}},
+      {"services unknown and twice",
+       host + "services = [\"Sample\", \"Gone\", \"Sample\"]\n",
+       {"error 3: host.services: no loaded plug-in registers \"Gone\"",
+        "error 3: host.services: \"Sample\" stands twice"}},
+      {"unknown table",
+       host + "[Gone]\nx = 1\n",
+       {"warning 3: Gone: no loaded plug-in registers a service of this name"}},
+      {"expected list absent",
+       host + "[Sample]\n",
+       {"warning 3: Sample.words: property not supplied"}},
+      {"types",
+       host + "[Sample]\ncount = \"1\"\nflag = 1\nwords = \"a\"\n",
+       {"error 4: Sample.count: must be an integer", "error 5: Sample.flag: must be true or false",
+        "error 6: Sample.words: must be a list of texts"}},
+      {"just out of range",
+       host + "[Sample]\nwords = []\ncount = 6\n",
+       {"error 5: Sample.count: must be from -5 to 5"}},
+      {"far out of range",
+       host + "[Sample]\nwords = []\ncount = -9223372036854775808\n",
+       {"error 5: Sample.count: must be from -5 to 5"}},
+      {"every entry is checked",
+       host + "[Sample]\nwords = [\"a\", \"odd\", \"b c\", \"\"]\n",
+       {"warning 4: Sample.words: is odd", "error 4: Sample.words: no word",
+        "error 4: Sample.words: no word"}},
+      {"inner table",
+       host + "[Sample]\nwords = []\n[Sample.inner]\nword = \"x\"\nbird = 1\n",
+       {"error 7: Sample.inner.bird: no such property"}},
+      {"control characters stay in their line",
+       host + "services = [\"x\\nerror: y\\u001b[m\"]\n",
+       {"error 3: host.services: no loaded plug-in registers \"x?error: y?[m\""}},
+      {"a fault of the host hides no other",
+       host + "commandSeconds = true\n[Sample]\nword = 1\n",
+       {"error 3: host.commandSeconds: must be an integer", "error 5: Sample.word: must be a text",
+        "warning 4: Sample.words: property not supplied"}},
+      {"unknown plug-ins hide their services",
+       host + "plugins = \"libx.so\"\nservices = [\"X\"]\n[X]\ny = 1\n",
+       {"error 3: host.plugins: must be a list of texts"}},
+  };
+  for (const auto& row : rows) {
+    EXPECT_THAT(findings(row.content), ElementsAreArray(row.expected)) << row.name;
+  }
+}
+
+TEST_F(Configuration, AFileThatCannotBeReadIsRefused) {
+  const ConfigFile file(files.path("none.toml"));
+  EXPECT_TRUE(file.isRefused());
+  EXPECT_FALSE(file.arePluginsKnown());
+  EXPECT_EQ(file.findings().at(0).text, files.path("none.toml") + ": No such file or directory");
+}
+
+TEST_F(Configuration, ValuesAreReadByTypeAndNothingIsWrittenOtherwise) {
+  const test::LogCapture log;
+  Config::setConfig(read(host +
+                         "[Sample]\ncount = 4\nflag = true\nword = \"w\"\nwords = [\"a\", \"\", "
+                         "\"b\"]\n[Sample.inner]\nword = \"deep\"\n")
+                        .config());
+  const Config& config = *Config::getConfig(0, nullptr);
+  int number = -1;
+  bool flag = false;
+  const char* text = "untouched";
+  EXPECT_TRUE(config.getIntValueOf("Sample", "count", false, &number));
+  EXPECT_TRUE(config.getBoolValueOf("Sample", "flag", false, &flag));
+  EXPECT_EQ(number, 4);
+  EXPECT_TRUE(flag);
+  EXPECT_FALSE(config.getIntValueOf("Sample", "flag", false, &number));
+  EXPECT_FALSE(config.getBoolValueOf("Sample", "count", false, &flag));
+  EXPECT_FALSE(config.getStringValueOf("Sample", "count", false, &text));
+  EXPECT_FALSE(config.getIntValueOf("Other", "count", false, &number));
+  EXPECT_EQ(number, 4);
+  EXPECT_STREQ(text, "untouched");
+  EXPECT_FALSE(log.has("property not supplied"));
+  EXPECT_FALSE(config.getIntValueOf("Other", "count", true, &number));
+  EXPECT_EQ(log.count("Other.count: property not supplied"), 1);
+
+  EXPECT_TRUE(config.getStringValueOf("Sample", "inner.word", false, &text));
+  EXPECT_STREQ(text, "deep");
+  EXPECT_TRUE(config.getStringValueOf("Sample", "words", false, &text));
+  EXPECT_STREQ(text, "a,,b");
+  const auto* list = config.propertyAsStringArray(Config::concatName("Sample", "words", false));
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(list->Length(), 3U);
+  EXPECT_STREQ(list->ElementAt(2), "b");
+  EXPECT_EQ(list->ElementAt(3), nullptr);
+  EXPECT_EQ(config.propertyAsStringArray(Config::concatName("Sample", "word", false)), nullptr);
+  EXPECT_EQ(config.propertyAsStringArray(Config::concatName("Sample", "none", false)), nullptr);
+}
+
+TEST_F(Configuration, TheHostsSettingsAreTakenOver) {
+  const auto defaults = read(host).host();
+  EXPECT_EQ(defaults.console, "/run/mc/console");
+  EXPECT_EQ(defaults.logDestination, "stderr");
+  EXPECT_EQ(defaults.commandSeconds, 60);
+  EXPECT_FALSE(defaults.servicesGiven);
+
+  const auto given = read(
+                         "[host]\nslot = \"B\"\nconsole = \"/c\"\nplugins = [\"p\", \"q\"]\n"
+                         "services = []\ndebug = [\"d\"]\ncommandSeconds = 5\n"
+                         "log = { destination = \"/l\", level = \"error\" }\n")
+                         .host();
+  EXPECT_EQ(given.slot, "B");
+  EXPECT_EQ(given.console, "/c");
+  EXPECT_EQ(given.plugins, (std::vector<std::string>{"p", "q"}));
+  EXPECT_TRUE(given.servicesGiven);
+  EXPECT_TRUE(given.services.empty());
+  EXPECT_EQ(given.debug, std::vector<std::string>{"d"});
+  EXPECT_EQ(given.logDestination, "/l");
+  EXPECT_EQ(given.logLevel, "error");
+  EXPECT_EQ(given.commandSeconds, 5);
+}
+
+// Texts that would do something on a command line, each behind a harmless beginning.
+const std::string hostile[] = {"web;reboot", "web$HOME", "web`id`", "web\nreboot",
+                               "web reboot", "web|x",    "web&",    "web>x",
+                               "web*",       "web\"x\"", "web'x'",  "web\\x",
+                               "web~",       "web\t",    "web\x7f", "web\xc3\xa4"};
+
+TEST(EntranceTest, OnlyHarmlessNamesAndPathsGetIn) {
+  for (const std::string& text : hostile) {
+    EXPECT_FALSE(framework::isDaemonName(text.c_str())) << text;
+    EXPECT_FALSE(framework::isSafePath(("/" + text).c_str())) << text;
+  }
+  const struct {
+    std::string text;
+    bool isName;
+    bool isPath;
+  } rows[] = {{"", false, false},
+              {"-web", false, false},
+              {".web", false, false},
+              {"web", true, false},
+              {"a/b", false, false},
+              {"Web_2-x.y", true, false},
+              {std::string(64, 'x'), true, false},
+              {std::string(65, 'x'), false, false},
+              {"/", false, true},
+              {"/var/log/mc_1-2.log+,:@=", false, true},
+              {"/" + std::string(199, 'x'), false, true},
+              {"/" + std::string(200, 'x'), false, false}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(framework::isDaemonName(row.text.c_str()), row.isName) << row.text;
+    EXPECT_EQ(framework::isSafePath(row.text.c_str()), row.isPath) << row.text;
+  }
+}
+
+TEST_F(Configuration, NoHostileDaemonNameGetsIn) {
+  ASSERT_EQ(services::app::AppManager::getSingleton(), nullptr);  // its rules are there without it
+  const auto refusals = [&](const std::string& key, const std::string& entry) {
+    std::string quoted;
+    for (const char c : entry) quoted += std::string(c == '"' || c == '\\' ? "\\" : "") + c;
+    const auto all = findings(host + "[AppManager]\n" + key + " = [\"\"\"" + quoted + "\"\"\"]\n");
+    return std::count_if(all.begin(), all.end(), [&](const std::string& finding) {
+      return finding.starts_with("error 4: AppManager." + key + ": ");
+    });
+  };
+  for (const char* key : {"data", "nokill", "killNonEssential"}) {
+    for (const std::string& entry : hostile) {
+      if (entry.ends_with('\t') || entry.ends_with('\x7f')) continue;  // trimmed; no TOML text
+      EXPECT_EQ(refusals(key, entry), 1) << key << " " << entry;
+    }
+    EXPECT_EQ(refusals(key, "-web"), 1) << key;
+    EXPECT_EQ(refusals(key, std::string(65, 'x')), 1) << key;
+    EXPECT_EQ(refusals(key, std::string(64, 'x')), 0) << key;
+    EXPECT_EQ(refusals(key, " "), 0) << key;  // a blank entry is skipped
+  }
+  EXPECT_EQ(refusals("data", "web;x//usr/bin/web"), 1);
+  EXPECT_EQ(refusals("data", "web//usr/bin/web; *$"), 0);  // a pattern reaches no command line
+}
+
+TEST_F(Configuration, TwoServicesOfOneNameAreRefused) {
+  const ServiceFactory again(buildNothing, "Sample");
+  const ConfigFile file = read(host);
+  EXPECT_TRUE(file.isRefused());
+  EXPECT_EQ(file.findings().at(0).text, files.path("mc.toml") + ": Sample: " + duplicate);
+}
+
+}  // namespace

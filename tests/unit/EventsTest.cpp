@@ -1,0 +1,242 @@
+// The supervision service's events, signals to daemons, and lock tracking.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "host/framework/ap_ApplicationService.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_EventManager.h"
+#include "host/framework/fw_HostCommands.h"
+#include "host/framework/fw_LockManager.h"
+#include "host/framework/fw_ManagedLogs.h"
+#include "host/framework/fw_ServiceHost.h"
+#include "host/framework/fw_Shell.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_Debug.h"
+#include "support/SimulatedController.h"
+#include "support/Temporary.h"
+
+namespace services::app {
+namespace {
+
+using platform::SimulatedPlatform;
+using strings::stringtoken;
+using test::SimulatedController;
+using Signals = std::vector<SimulatedPlatform::Signalled>;
+
+constexpr int eventSignal = 45;
+
+stringtoken token(const char* name) { return strings::GS.toToken(name); }
+
+// The service's debug lines are written while it lives.
+struct DebugLines {
+  DebugLines() { utility::Debug::setDebug(strings::tGSAppManager, true); }
+  ~DebugLines() { utility::Debug::setDebug(strings::tGSAppManager, false); }
+  DebugLines(const DebugLines&) = delete;
+  DebugLines& operator=(const DebugLines&) = delete;
+};
+
+TEST(Events, EachHasItsResultItsLineAndItsReport) {
+  const struct {
+    stringtoken event;
+    const char* data;
+    bool result;
+    const char* line;
+    int code;  // of the managed-logs report, 0 for none
+  } rows[] = {
+      {strings::tGSgoingDown, "none", false, "SERVICE EVENT: goingDown - none", 0},
+      {strings::tGSgoingDown, nullptr, false, "SERVICE EVENT: goingDown - -", 0},
+      {strings::tGSkillNonEssentialEvent, nullptr, false, "killNonEssentialProcesses - -", 0},
+      {strings::tGSlogMigration, nullptr, false,
+       "AppManager::serviceEvent got tGSlogMigration event MC1: send managed logs CAPI event. \n",
+       0},
+      {strings::tGSlogMigrationMc1, nullptr, true,
+       "AppManager::serviceEvent tGSlogMigrationMc1: sent managed logs CAPI event.  status 0\n",
+       400},
+      {strings::tGSlogMigrationMc2, nullptr, true, "tGSlogMigrationMc2: sent managed logs", 401},
+      {strings::tGSlogMigrationMc3, nullptr, true, "tGSlogMigrationMc3: sent managed logs", 402},
+      {strings::tGSshutdown, "a b", false, "SERVICE EVENT: shutdown - a b", 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.line);
+    SimulatedController controller;
+    AppManager& manager = controller.build();
+    const std::size_t before = framework::managedLogsReports().size();
+    EXPECT_EQ(manager.serviceEvent(row.event, row.data), row.result);
+    EXPECT_TRUE(controller.log.has(row.line));
+    const auto reports = framework::managedLogsReports();
+    ASSERT_EQ(reports.size(), before + (row.code == 0 ? 0 : 1));
+    if (row.code == 0) continue;
+    EXPECT_EQ(reports.back().code, row.code);
+    EXPECT_EQ(reports.back().component, 12);
+  }
+}
+
+TEST(Events, EachCanBeSentFromTheConsole) {
+  SimulatedController controller;  // its machine and its configuration
+  framework::Config config;
+  config.set("AppManager.data", {.value = utility::StringArray()});
+  framework::Config::setConfig(config);
+  auto& host = framework::ServiceHost::instance();
+  host.build({"AppManager"});
+  framework::EventManager::instance().start({host.find("AppManager")->service.get()});
+  framework::Shell shell;
+  framework::registerHostCommands(shell, [] {});
+  for (const std::string name : {"goingDown", "killNonEssentialProcesses", "logMigration",
+                                 "logMigrationMc1", "logMigrationMc2", "logMigrationMc3"}) {
+    framework::Console console;
+    shell.execute("event send " + name + " some text", console);
+    EXPECT_TRUE(test::eventually([&] {
+      return controller.log.has("SERVICE EVENT: " + name + " - some text\n");
+    })) << name;
+  }
+  framework::EventManager::instance().stop();
+  host.destroy();
+}
+
+TEST(GoingDown, MarksTheFirstDaemonWhoseNameBeginsTheData) {
+  const struct {
+    const char* data;
+    const char* marked;  // null for none
+  } rows[] = {
+      {"slpd is about to end", "slpd"},
+      {"slpd", "slpd"},
+      {"slpdx", "slpd"},
+      {"slp", nullptr},
+      {" slpd", nullptr},
+      {"snmpd x", "snm"},
+      {"", nullptr},
+  };
+  for (const auto& row : rows) {
+    SimulatedController controller;
+    controller.setList("data", {"snmpd", "snm", "slpd"});
+    AppManager& manager = controller.build();
+    manager.serviceEvent(strings::tGSgoingDown, row.data);
+    for (const std::string daemon : {"slpd", "snm", "snmpd"}) {
+      EXPECT_EQ(controller.stateOf(daemon) == Process::GoingDown,
+                row.marked != nullptr && daemon == row.marked)
+          << row.data << ": " << daemon;
+    }
+  }
+}
+
+TEST(KillNonEssential, SuspendsAndKillsWhatIsListed) {
+  const DebugLines debug;
+  SimulatedController controller;
+  controller.setList("data", {"one", "two", "three"});
+  controller.setList("killNonEssential", {"  two ", " \t\r\n", "ghost", "", "\tone\n"});
+  AppManager& manager = controller.build();
+  EXPECT_FALSE(manager.serviceEvent(strings::tGSkillNonEssentialEvent, nullptr));
+  std::vector<std::string> lines;
+  for (const auto& command : controller.machine.commands()) lines.push_back(command.line);
+  EXPECT_THAT(lines, testing::ElementsAre("killall -9 two", "killall -9 one"));
+  EXPECT_TRUE(AppManager::getProcessSuspend(token("one")));
+  EXPECT_TRUE(AppManager::getProcessSuspend(token("two")));
+  EXPECT_FALSE(AppManager::getProcessSuspend(token("three")));
+  EXPECT_EQ(controller.log.count("processindex for nonEssential"), 2);
+  EXPECT_TRUE(controller.log.has("ghost not found in process list; it can not be" +
+                                 std::string(33, ' ') + "killed as non-essential\n"));
+}
+
+TEST(KillNonEssential, WithoutAListSaysSo) {
+  SimulatedController controller;
+  AppManager& manager = controller.build();
+  EXPECT_FALSE(manager.serviceEvent(strings::tGSkillNonEssentialEvent, nullptr));
+  EXPECT_TRUE(
+      controller.log.has("AppManager.killNonEssential: property not supplied.  Needed for "
+                         "AppManager processes."));
+  EXPECT_TRUE(controller.machine.commands().empty());
+}
+
+TEST(Propagate, SignalsTheDaemonsFirstInstance) {
+  const DebugLines debug;
+  SimulatedController controller;
+  controller.setList("data", {"absent", "web", "sfcbd/sfcbd", "reused"});
+  controller.addProcess(50, "/app/bin/web");
+  controller.addProcess(52, "/opt/sbin/sfcbd");
+  controller.addProcess(53, "/bin/reused");
+  AppManager& manager = controller.build();
+  controller.runUntil(1);
+  controller.addProcess(53, "/bin/another");  // has got the pid since the scan
+  const auto signalsOf = [&](const char* daemon) {
+    const std::size_t before = controller.machine.signals().size();
+    manager.propagateServiceEvent(token(daemon), strings::tGSlogMigrationMc1);
+    const Signals& all = controller.machine.signals();
+    return Signals(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
+  };
+  EXPECT_EQ(signalsOf("web"), (Signals{{50, eventSignal, strings::tGSlogMigrationMc1}}));
+  EXPECT_TRUE(controller.log.has("found process web, sending to pid: 50"));
+  EXPECT_EQ(signalsOf("absent"), Signals{});
+  EXPECT_EQ(signalsOf("unknown"), Signals{});
+  EXPECT_EQ(signalsOf("reused"), Signals{});
+  EXPECT_EQ(signalsOf("sfcbd"), Signals{}) << "it has no portal";
+  EXPECT_EQ(controller.log.count("sending to pid"), 1);
+  ApplicationService::registerPortal("sfcbd", 77);
+  EXPECT_EQ(signalsOf("sfcbd"), (Signals{{77, eventSignal, strings::tGSlogMigrationMc1}}));
+  EXPECT_TRUE(controller.log.has("found process sfcbd, sending to pid: 77"));
+  ApplicationService::unregisterPortals(77);
+}
+
+// A process that ends with 0 once it is sent the signal with that value.
+pid_t childThatExpects(int value) {
+  const pid_t child = ::fork();
+  if (child != 0) return child;
+  sigset_t wanted;
+  ::sigemptyset(&wanted);
+  ::sigaddset(&wanted, eventSignal);
+  const timespec limit{.tv_sec = 20, .tv_nsec = 0};
+  siginfo_t received{};
+  const int signal = ::sigtimedwait(&wanted, &received, &limit);
+  const bool right = signal == eventSignal && received.si_value.sival_int == value;
+  ::_exit(right ? 0 : 1);
+}
+
+TEST(Propagate, ARealProcessReceivesTheSignalWithTheToken) {
+  sigset_t blocked;
+  ::sigemptyset(&blocked);
+  ::sigaddset(&blocked, eventSignal);
+  ::sigprocmask(SIG_BLOCK, &blocked, nullptr);  // for the child, which inherits it
+  const pid_t child = childThatExpects(strings::tGSlogMigrationMc3);
+  ::sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
+  framework::Config::setConfig({});  // on the real machine: no lists, so no script is written
+  const AppManager manager("AppManager");
+  ApplicationService::registerPortal("sfcbd", child);
+  manager.propagateServiceEvent(strings::tGSsfcbd, strings::tGSlogMigrationMc3);
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  ApplicationService::unregisterPortals(child);
+}
+
+TEST(LockTracking, RunsEvery30SecondsAndReleasesWhatADeadProcessHeld) {
+  const DebugLines debug;
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(0);
+  ::waitpid(child, nullptr, 0);
+  auto& locks = *framework::LockManager::getInstance();
+  SimulatedController controller;
+  controller.setInt("pollSeconds", 1);
+  controller.setBool("doLockTrack", true);
+  controller.build();
+  const auto runs = [&] { return controller.log.count("LockTracking - unlock Dead PIDS"); };
+  controller.at(1, [&] {
+    EXPECT_EQ(runs(), 1);
+    EXPECT_TRUE(locks.take("flash", child));
+    EXPECT_TRUE(locks.take("disk", ::getpid()));
+  });
+  controller.at(30, [&] {
+    EXPECT_EQ(runs(), 1) << "29 seconds after the first";
+    EXPECT_FALSE(controller.log.has("Possible lock issue"));
+  });
+  controller.runUntil(62);
+  EXPECT_EQ(runs(), 3);
+  EXPECT_EQ(controller.log.count("Possible lock issue"), 1);
+  EXPECT_EQ(locks.list().size(), 1U);
+  EXPECT_TRUE(locks.release("disk", ::getpid()));
+}
+
+}  // namespace
+}  // namespace services::app

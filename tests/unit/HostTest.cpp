@@ -1,0 +1,206 @@
+// What the host holds for its services: tokens, containers, locks, portals, figures of processes.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <thread>
+
+#include "host/framework/ap_ApplicationService.h"
+#include "host/framework/fw_LockManager.h"
+#include "host/framework/fw_ProcessMem.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_DirIterator.h"
+#include "host/framework/ut_ItemDirectory.h"
+#include "host/framework/ut_TokenSet.h"
+#include "support/Temporary.h"
+#include "util/fw_Exception.h"
+
+namespace {
+
+using strings::GS;
+using strings::StringRepository;
+using strings::stringtoken;
+
+class Named : public framework::Item {
+ public:
+  explicit Named(const char* name) : m_name(GS.toToken(name)) {}
+  stringtoken getName() const override { return m_name; }
+  const char* getNameString() const override { return StringRepository::toString(m_name); }
+  void information(utility::PutStream&, int, bool) const override {}
+
+ private:
+  stringtoken m_name;
+};
+
+// The pid of a process that has been and is reaped.
+int deadPid() {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(0);
+  ::waitpid(child, nullptr, 0);
+  return child;
+}
+
+TEST(TokenTest, KnownAndRuntimeTextsKeepTheirTokens) {
+  EXPECT_STREQ(StringRepository::toString(strings::tGSGoingDown), "GoingDown");
+  EXPECT_EQ(GS.toToken("GoingDown"), stringtoken(strings::tGSGoingDown));
+  EXPECT_EQ(GS.toToken(""), stringtoken(strings::tGSendOfList));
+  const stringtoken added = GS.toToken("a text of the test");
+  EXPECT_GE(added, stringtoken(strings::tGSfirstRuntimeToken));
+  EXPECT_EQ(GS.toToken("a text of the test"), added);
+  EXPECT_STREQ(StringRepository::toString(added), "a text of the test");
+}
+
+TEST(TokenTest, AnUnknownTokensTextIsEmpty) {
+  for (const stringtoken token : {0U, 65535U, 65536U, 4294967295U}) {
+    EXPECT_STREQ(StringRepository::toString(token), "") << token;
+  }
+}
+
+TEST(TokenTest, ThreadsThatMeetTheSameTextsAgree) {
+  constexpr int texts = 500;
+  std::array<std::array<stringtoken, texts>, 4> tokens;
+  {
+    std::array<std::jthread, 4> threads;
+    for (std::size_t thread = 0; thread < threads.size(); ++thread) {
+      threads[thread] = std::jthread([&mine = tokens[thread]] {
+        for (std::size_t i = 0; i < texts; ++i) {
+          const std::string text = "shared " + std::to_string(i);
+          mine[i] = GS.toToken(text.c_str());
+          EXPECT_EQ(StringRepository::toString(mine[i]), text);
+        }
+      });
+    }
+  }
+  for (const auto& mine : tokens) EXPECT_EQ(mine, tokens[0]);
+}
+
+TEST(ItemDirectoryTest, KeepsTheOrderOfAddingAndSortsByteForByte) {
+  utility::ItemDirectory directory(2);
+  for (const char* name : {"web", "Web", "web-2", "web2", "w", "\xc3\xa4", "web"}) {
+    directory.add(std::make_unique<Named>(name));
+  }
+  const auto listed = [&](auto at) {
+    std::vector<std::string> names;
+    while (const auto* item = at(static_cast<unsigned int>(names.size()))) {
+      names.emplace_back(item->getNameString());
+    }
+    return names;
+  };
+  EXPECT_EQ(listed([&](unsigned int i) { return directory.ElementAt(i); }),
+            (std::vector<std::string>{"web", "Web", "web-2", "web2", "w", "\xc3\xa4", "web"}));
+  EXPECT_EQ(listed([&](unsigned int i) { return directory.getSorted(i); }),
+            (std::vector<std::string>{"Web", "w", "web", "web", "web-2", "web2", "\xc3\xa4"}));
+  EXPECT_EQ(directory.Length(), 7U);
+  EXPECT_EQ(directory.find(GS.toToken("web")), directory.ElementAt(0));  // the first of two
+  EXPECT_EQ(directory.find(GS.toToken("nobody")), nullptr);
+}
+
+TEST(TokenSetTest, KeepsItsOrderAndItsBound) {
+  utility::TokenSet set(3);
+  set.SetFromStringList(" ,one,, two\tone \r\n");
+  EXPECT_EQ(set.Length(), 2U);
+  EXPECT_TRUE(set.set(GS.toToken("three")));
+  EXPECT_TRUE(set.set(GS.toToken("one")));    // there already
+  EXPECT_FALSE(set.set(GS.toToken("four")));  // full
+  set.unset(GS.toToken("one"));
+  EXPECT_FALSE(set.inSet(GS.toToken("one")));
+  EXPECT_EQ(set.ElementAt(0), GS.toToken("two"));
+  EXPECT_EQ(set.ElementAt(1), GS.toToken("three"));
+  EXPECT_EQ(set.ElementAt(2), stringtoken(strings::tGSendOfList));
+}
+
+TEST(LockManagerTest, LocksHaveOneHolderAndGoWithItsProcess) {
+  auto& locks = *framework::LockManager::getInstance();
+  const int dead = deadPid();
+  const int self = ::getpid();
+  EXPECT_TRUE(locks.take("flash", dead));
+  EXPECT_TRUE(locks.take("flash", dead));  // it has it already
+  EXPECT_FALSE(locks.take("flash", self));
+  EXPECT_TRUE(locks.take("disk", dead));
+  EXPECT_TRUE(locks.take("bus", self));
+  EXPECT_TRUE(locks.take("init's", 1));
+  EXPECT_FALSE(locks.release("flash", self));
+  EXPECT_EQ(locks.unlockDeadPids(), 2);
+  EXPECT_EQ(locks.unlockDeadPids(), 0);
+  using Held = std::vector<std::pair<std::string, int>>;
+  EXPECT_EQ(locks.list(), (Held{{"bus", self}, {"init's", 1}}));
+  EXPECT_TRUE(locks.release("bus", self));
+  EXPECT_FALSE(locks.release("bus", self));
+  EXPECT_TRUE(locks.release("init's", 1));
+  EXPECT_EQ(locks.list(), Held());
+}
+
+TEST(PortalTest, TheLatestRegistrationStandsAndAHolderKeepsItsPortal) {
+  using services::app::ApplicationService;
+  const stringtoken web = GS.toToken("web");
+  EXPECT_EQ(ApplicationService::LookupPortalPrefix(web), nullptr);
+  ApplicationService::registerPortal("web", 10);
+  ApplicationService::registerPortal("snmpd", 10);
+  const auto held = ApplicationService::LookupPortalPrefix(web);
+  ApplicationService::registerPortal("web", 11);
+  ApplicationService::unregisterPortals(10);
+  EXPECT_EQ(held->getPID(), 10);
+  EXPECT_EQ(ApplicationService::listPortals(),
+            (std::vector<std::pair<std::string, int>>{{"web", 11}}));
+  ApplicationService::unregisterPortals(11);
+  EXPECT_EQ(ApplicationService::LookupPortalPrefix(web), nullptr);
+}
+
+TEST(ProcessMemTest, MeasuresAProcessAndThrowsForNone) {
+  const auto kilobytes = [] {
+    return framework::ProcessMem(::getpid()).getSummaryData().getAllDataTouchedTotal();
+  };
+  const unsigned int before = kilobytes();
+  const std::vector<char> touched(32 << 20, 'x');
+  EXPECT_GE(kilobytes(), before + (30 << 10)) << touched.back();
+  const framework::ProcessMem self(::getpid());
+  EXPECT_GT(self.getSummaryData().getCodeTotal(), 0U);
+  EXPECT_GT(self.getSummaryData().getSharedTotal(), 0U);
+  try {
+    const framework::ProcessMem none(deadPid());
+    ADD_FAILURE() << "a dead process was measured";
+  } catch (framework::Exception* thrown) {
+    const std::unique_ptr<framework::Exception> owned(thrown);
+    EXPECT_EQ(owned->getKind(), stringtoken(strings::tGSprocessGone));
+  }
+}
+
+std::vector<std::string> entries(const std::string& directory, const char* pattern) {
+  std::vector<std::string> all;
+  utility::DirIterator iterator(directory.c_str(), pattern);
+  while (const char* path = iterator.next()) all.emplace_back(path);
+  EXPECT_EQ(iterator.next(), nullptr);  // the end stays the end
+  std::sort(all.begin(), all.end());
+  return all;
+}
+
+TEST(DirIteratorTest, ListsWhatThePatternMatches) {
+  const test::Temporary files;
+  const std::string directory = files.path("");
+  std::vector<std::string> many;
+  for (int i = 0; i < 2000; ++i) many.push_back(files.path("entry" + std::to_string(i)));
+  for (const std::string& path : many) std::ofstream(path) << "";
+  std::sort(many.begin(), many.end());
+  for (const char* name : {"a.log", "b.log", ".hidden.log", "a.lo"}) files.write(name, "");
+  EXPECT_EQ(entries(directory, "*.log"),
+            (std::vector<std::string>{files.path("a.log"), files.path("b.log")}));
+  EXPECT_EQ(entries(directory, "entry*"), many);  // more than one read of the directory
+  EXPECT_EQ(entries(directory, "*").size(), many.size() + 3);
+  EXPECT_TRUE(entries(directory, "x*").empty());
+  EXPECT_TRUE(entries(directory + "none/", "*").empty());
+}
+
+TEST(DirIteratorTest, FindsTheProcessesOfTheMachine) {
+  const auto processes = entries("/proc/", "[0-9]*");
+  const auto has = [&](int pid) {
+    return std::find(processes.begin(), processes.end(), "/proc/" + std::to_string(pid)) !=
+           processes.end();
+  };
+  EXPECT_TRUE(has(1));
+  EXPECT_TRUE(has(::getpid()));
+}
+
+}  // namespace

@@ -1,0 +1,206 @@
+// The mails of the supervision service: the files to the byte, the command lines in their order.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+
+#include "support/SimulatedController.h"
+#include "support/SysInfoSetting.h"
+
+namespace services::app {
+namespace {
+
+using test::SimulatedController;
+using test::SysInfoSetting;
+using testing::ElementsAre;
+using Texts = std::map<std::string, std::string>;
+
+const Texts both = {{"A.IpV4Address", "10.0.0.1"}, {"A.ControllerSerial", "SNA"},
+                    {"B.IpV4Address", "10.0.0.2"}, {"B.ControllerSerial", "SNB"},
+                    {"EmailSender", "enclosure7"}, {"EmailDomain", "site.example.com"},
+                    {"EmailServer", "relay.site"}, {"EmailAddr4", "logs@site.example.com"}};
+
+Texts without(const char* key) {
+  Texts texts = both;
+  texts.erase(key);
+  return texts;
+}
+
+class Mail : public testing::Test {
+ protected:
+  Mail() { ::setenv("TZ", "UTC", 1); }
+
+  // What the program that reads the slot prints.
+  void setSlot(const std::string& output) {
+    controller.machine.onCommand("readslot", [output](const platform::Command& command) {
+      command.output->SendOutputStream(output.data(), static_cast<unsigned int>(output.size()));
+      return platform::Result{};
+    });
+  }
+
+  // The command lines that were run, those in the background with an ampersand.
+  std::vector<std::string> commands() const {
+    std::vector<std::string> lines;
+    for (const auto& command : controller.machine.commands()) {
+      lines.push_back(command.line + (command.detached ? " &" : ""));
+    }
+    return lines;
+  }
+
+  SimulatedController controller;
+  const AppManager& manager = controller.build();
+};
+
+struct SlotRow {
+  const char* name;
+  const char* output;
+  const char* letter;
+  const char* address;
+  const char* serial;
+};
+constexpr SlotRow slots[] = {
+    {"A", "A", "A", "10.0.0.1", "SNA"},         {"A and more", "A\n", "A", "10.0.0.1", "SNA"},
+    {"B", "B\n", "B", "10.0.0.2", "SNB"},       {"empty", "", "", "10.0.0.2", "SNB"},
+    {"line end", "\nA", "", "10.0.0.2", "SNB"}, {"lower case", "a", "a", "10.0.0.2", "SNB"},
+};
+
+TEST_F(Mail, CrashMailIsWrittenCompletedAndSentInTheBackground) {
+  const SysInfoSetting sysInfo(both, {});
+  for (const SlotRow& row : slots) {
+    setSlot(row.output);
+    manager.sendMail("web");
+    EXPECT_EQ(controller.readFile("/tmp/webcrash.mail"),
+              std::string("to: crash-reports@support.example.com\nfrom: ") + row.address + "_mc_" +
+                  row.letter +
+                  "@enclosure.example.com\nsubject: PhoneHome: web crash (TQK318R009-02)\n"
+                  "\nCrash at: 2023-11-14 22:13:20\n\n\n")
+        << row.name;
+    std::filesystem::remove(controller.machine.root() + "/tmp/webcrash.mail");
+  }
+  const auto lines = commands();
+  EXPECT_THAT(std::vector(lines.begin(), lines.begin() + 5),
+              ElementsAre("readslot", "/usr/bin/getmcinfoheader >>/tmp/webcrash.mail",
+                          "cat /cfg/sysinfo/system.xml >>/tmp/webcrash.mail",
+                          "/app/etc/getweblogs >>/tmp/webcrash.mail",
+                          "/sbin/sendmail -S 127.0.0.1 -t </tmp/webcrash.mail; "
+                          "rm /tmp/webcrash.mail; &"));
+}
+
+TEST_F(Mail, CrashMailGoesOutWithoutItsHeaderWhenTheFileCannotBeOpened) {
+  const SysInfoSetting sysInfo(both, {});
+  ::setenv("MC_TEMP", "/none", 1);
+  manager.sendMail("web");
+  EXPECT_EQ(commands().size(), 5U);
+  EXPECT_EQ(commands().back(),
+            "/sbin/sendmail -S 127.0.0.1 -t </none/webcrash.mail; rm /none/webcrash.mail; &");
+}
+
+TEST(CrashMail, ComesBeforeTheRestartOfADaemonThatIsDown) {
+  const SysInfoSetting sysInfo(both, {});
+  SimulatedController controller;
+  controller.setList("data", {"gone"});
+  controller.setInt("pollSeconds", 10);
+  controller.writeFile("/cfg/do.crashmail", "");
+  controller.build();
+  controller.runUntil(140);
+  EXPECT_EQ(controller.timesOf("/sbin/sendmail"), controller.timesOf("/app/etc/init.d/goneS"));
+  EXPECT_EQ(controller.machine.commands().back().line, "/app/etc/init.d/goneS start");
+}
+
+TEST_F(Mail, ManagedLogsMailIsWrittenAndSent) {
+  for (const SlotRow& row : slots) {
+    for (const bool include : {false, true}) {
+      const SysInfoSetting sysInfo(
+          both, {{"ManagedLogsEnable", true}, {"EmailIncludeLogsEnable", include}});
+      setSlot(row.output);
+      manager.sendManagedLogsMail(1, 2, "/var/log/mc.log.000007");
+      EXPECT_EQ(controller.readFile("/tmp/ManagedLogs.mail"),
+                std::string("to: logs@site.example.com\nfrom: ") + row.serial + "_MC_" +
+                    row.letter + "_" + row.address +
+                    "_enclosure7@site.example.com\n"
+                    "subject: Managed Log: /var/log/mc.log.000007 (TQK318R009-02)\n"
+                    "\nManaged Log at: 2023-11-14 22:13:20\n\n\n")
+          << row.name;
+      const auto lines = commands();
+      EXPECT_EQ(lines[lines.size() - 2], "readslot");
+      EXPECT_EQ(lines.back(), std::string("/sbin/sendmail -S relay.site ") +
+                                  (include ? "-a /var/log/mc.log.000007 " : "") +
+                                  "-t </tmp/ManagedLogs.mail; rm /tmp/ManagedLogs.mail;");
+      std::filesystem::remove(controller.machine.root() + "/tmp/ManagedLogs.mail");
+    }
+  }
+}
+
+struct RefusedRow {
+  const char* name;
+  std::optional<Texts> texts;  // none: no system information
+  bool enabled;
+  const char* temporary;  // null: unset
+  const char* line;       // of the managed-log mail
+  bool file;              // the managed-log mail's file stays behind, empty
+  bool crashMail;         // the crash mail is sent all the same
+};
+
+TEST_F(Mail, IsNotSentWhereSomethingIsMissing) {
+  const char* const noController = "Failed to send. MCA or MCB Info invalid.";
+  const char* const noAddress = "SendManagedLogsMail: email4 address is not set exit";
+  const RefusedRow rows[] = {
+      {"no information", std::nullopt, true, "/tmp",
+       "AppManager::sendManagedLogsMail did not get lock on sysInfo exit", false, false},
+      {"no A", without("A.IpV4Address"), true, "/tmp", noController, false, false},
+      {"no B", without("B.IpV4Address"), true, "/tmp", noController, false, false},
+      {"MC_TEMP unset", both, true, nullptr, "no mail: MC_TEMP is not set", false, false},
+      {"MC_TEMP empty", both, true, "", "no mail: MC_TEMP is not set", false, false},
+      {"disabled", both, false, "/tmp", "SendManagedLogsMail managed logs is disabled exit", true,
+       true},
+      {"no address", without("EmailAddr4"), true, "/tmp", noAddress, true, true},
+  };
+  for (const RefusedRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    SimulatedController fresh;
+    const AppManager& service = fresh.build();
+    std::optional<SysInfoSetting> sysInfo;
+    if (row.texts)
+      sysInfo.emplace(*row.texts,
+                      std::map{std::pair{std::string("ManagedLogsEnable"), row.enabled}});
+    row.temporary == nullptr ? ::unsetenv("MC_TEMP") : ::setenv("MC_TEMP", row.temporary, 1);
+    service.sendManagedLogsMail(0, 0, "/log");
+    EXPECT_TRUE(fresh.log.has(row.line));
+    const std::string file = fresh.machine.root() + "/tmp/ManagedLogs.mail";
+    EXPECT_EQ(std::filesystem::exists(file), row.file);
+    EXPECT_EQ(fresh.readFile("/tmp/ManagedLogs.mail"), "");
+    EXPECT_TRUE(fresh.timesOf("/sbin/sendmail").empty());
+    service.sendMail("web");
+    EXPECT_EQ(fresh.timesOf("/sbin/sendmail").size(), row.crashMail ? 1U : 0U);
+    EXPECT_EQ(std::filesystem::exists(fresh.machine.root() + "/tmp/webcrash.mail"), row.crashMail);
+  }
+}
+
+TEST_F(Mail, SimpleMailIsWrittenAndSent) {
+  controller.writeFile("/tmp/simple.mail", std::string(1000, 'x'));  // replaced
+  AppManager::sendSimpleMail("ops@example.com", "mc@example.com", "a subject",
+                             std::string(20000, 'b').c_str());
+  EXPECT_EQ(controller.readFile("/tmp/simple.mail"),
+            "to: ops@example.com\nfrom: mc@example.com\nsubject: a subject\n"
+            "\nmessage at: 2023-11-14 22:13:20\n\n" +
+                std::string(20000, 'b') + "\n");
+  const std::string send = "/sbin/sendmail -S 127.0.0.1 -t </tmp/simple.mail; rm /tmp/simple.mail";
+  EXPECT_THAT(commands(), ElementsAre(send));
+  EXPECT_TRUE(controller.log.has("]: creating file: /tmp/simple.mail\n"));
+  EXPECT_TRUE(controller.log.has("]: command: " + send + "\n"));
+}
+
+TEST_F(Mail, SimpleMailThatCannotBeWrittenIsNotSent) {
+  ::setenv("MC_TEMP", "/none", 1);
+  AppManager::sendSimpleMail("ops@example.com", "mc@example.com", "s", "b");
+  EXPECT_TRUE(controller.log.has("failure to sent e-mail to: ops@example.com (2)\n"));
+  ::unsetenv("MC_TEMP");
+  AppManager::sendSimpleMail("ops@example.com", "mc@example.com", "s", "b");
+  EXPECT_TRUE(controller.log.has("no mail: MC_TEMP is not set"));
+  EXPECT_TRUE(commands().empty());
+}
+
+}  // namespace
+}  // namespace services::app

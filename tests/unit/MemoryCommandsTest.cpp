@@ -1,0 +1,89 @@
+// The commands on the memory statistics: texts and codes, with and without the service.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "app/app_AppManagerCommandBundle.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_Shell.h"
+#include "support/SimulatedController.h"
+
+namespace services::app {
+namespace {
+
+constexpr const char* header =
+    "timeStamp,totalBytes,usedBytes,freeBytes,extraBytes,sysBytesFree,sysPercentFree\n";
+
+class MemoryCommands : public testing::Test {
+ protected:
+  MemoryCommands() { AppManagerCommandBundle("Bundle").initializeCommands(m_shell); }
+
+  std::string ask(const std::string& line) const {
+    framework::Console console;
+    m_shell.execute("memory stats " + line, console);
+    std::string text;
+    const int code = console.takeReply(text);
+    return std::to_string(code) + " " + text;
+  }
+
+  framework::Shell m_shell;
+  test::SimulatedController m_controller;
+};
+
+TEST_F(MemoryCommands, WithoutTheServiceEachSaysSo) {
+  EXPECT_EQ(ask("output"), "0 Memory statistics measurement is not configured in this process.\n");
+  EXPECT_EQ(ask("save /tmp/a"),
+            "0 memory statistics measurement is not configured in thisbprocess.\n");
+  EXPECT_EQ(ask("reset"), "0 memory statistics measurement is not configured in this process.\n");
+  EXPECT_EQ(ask("save"), "13 must specify filename\n");
+  EXPECT_FALSE(std::filesystem::exists(m_controller.machine.root() + "/tmp/a"));
+}
+
+TEST_F(MemoryCommands, SaveWritesWhatOutputPrints) {
+  m_controller.setInt("pollSeconds", 120);
+  m_controller.build();
+  EXPECT_EQ(ask("output"), std::string("0 ") + header);
+  m_controller.runUntil(120 * 600);  // more than the file stream's buffer holds
+  m_controller.writeFile("/tmp/track.csv", std::string(100000, 'x'));
+  EXPECT_EQ(ask("save /tmp/track.csv"), "0 Saved memory statistics to /tmp/track.csv\n");
+  const std::string saved = m_controller.readFile("/tmp/track.csv");
+  EXPECT_EQ(ask("output"), "0 " + saved);
+  EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 601);
+  EXPECT_EQ(ask("reset"), "0 memory statistics have been reset.\n");
+  EXPECT_EQ(ask("output"), std::string("0 ") + header);
+}
+
+TEST_F(MemoryCommands, SaveRefuses) {
+  m_controller.build();
+  EXPECT_EQ(ask("save"), "13 must specify filename\n");
+  EXPECT_EQ(ask("save /none/a.csv"), "13 Cannot open file /none/a.csv");
+  EXPECT_EQ(ask("save /tmp"), "13 Cannot open file /tmp");
+}
+
+TEST_F(MemoryCommands, TheirWordsAndTextsAreThoseOfTheRecords) {
+  const struct {
+    const char* name;
+    const char* path;
+    const char* help;
+    const char* usage;
+  } rows[] = {
+      {"MemoryStatsOutput", "memory stats output",
+       "memory stats output: output the memory stats to the console.\n", "memory stats output\n"},
+      {"MemoryStatsReset", "memory stats reset",
+       "memory stats reset: reset the memory stats back to an initial state.\n",
+       "memory stats reset\n"},
+      {"MemoryStatsSave", "memory stats save",
+       "memory stats save: save the memory stats to a file.\n", "memory stats save <filename>\n"},
+  };
+  const auto commands = m_shell.commandsFrom({});
+  ASSERT_EQ(commands.size(), std::size(rows));
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    EXPECT_STREQ(commands[i]->data().name, rows[i].name);
+    EXPECT_EQ(framework::Shell::pathOf(*commands[i]), rows[i].path);
+    EXPECT_STREQ(commands[i]->data().help, rows[i].help);
+    EXPECT_STREQ(commands[i]->data().usage, rows[i].usage);
+  }
+}
+
+}  // namespace
+}  // namespace services::app
