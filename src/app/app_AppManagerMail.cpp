@@ -11,6 +11,7 @@
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/ut_Environment.h"
+#include "host/framework/ut_Path.h"
 #include "host/sysinfo/si_SysInfoManager.h"
 #include "util/ut_BufferStream.h"
 #include "util/ut_FileOutputStream.h"
@@ -131,6 +132,7 @@ void AppManager::sendMail(const char* daemon) const {
 
 void AppManager::writeCrashMail(const char* path, const char* daemon, const char* address,
                                 char slot) const {
+  utility::Path::remove(path);  // what a send that was killed has left
   FileOutputStream file(path, true, fileMode);
   MC_MAIL_DEBUG("create virtualputstream");
   VirtualPutStream mail(file, streamSize, streamLevel);
@@ -205,6 +207,7 @@ bool AppManager::writeManagedLogsMail(const char* path, const SysInfo& sysInfo, 
   const char* const operation = __PRETTY_FUNCTION__;
   const MCInfo* controller = controllerOf(sysInfo, slot);
   const AddressText address(controller->getIpV4Address());
+  utility::Path::remove(path);  // what a send that was killed has left
   FileOutputStream file(path, true, fileMode);
   LogMethodInfo(operation, __LINE__, "create virtualputstream");
   VirtualPutStream mail(file, streamSize, streamLevel);

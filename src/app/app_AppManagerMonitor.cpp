@@ -102,7 +102,8 @@ void AppManager::applyAction(Process& process, const StateAction& action) {
 void AppManager::restartDown(Process& process) {
   LogInfo("%s: Restarting %s", getNameString(), process.getNameString());
   if (m_doCrashMail) {
-    sendMail(process.getNameString());
+    // A report that fails must not keep the daemon down.
+    framework::guarded(getNameString(), "crash mail", [&] { sendMail(process.getNameString()); });
     writeCrashEvent(process.getNameString());
   }
   process.start();

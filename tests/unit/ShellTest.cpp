@@ -237,7 +237,8 @@ TEST_F(HostCommands, Replies) {
       {"help me", "1 no command begins with these words; try help\n"},
       {"help words",
        "0 debug list\ndebug off\ndebug on\nevent send\nhelp\nhelp words\ninformation\n"
-       "log level\nmemory stats\nservices\nshutdown\n"},
+       "lock list\nlock release\nlock take\nlog level\nmanagedlogs list\nmemory stats\n"
+       "portal list\nportal register\nservices\nshutdown\n"},
   };
   for (const auto& row : rows) EXPECT_EQ(ask(row.line), row.reply) << row.line;
 }
