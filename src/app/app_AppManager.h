@@ -131,6 +131,16 @@ class AppManager : public framework::ActiveService {
   void writeKillScript() const;
   void readSettings();
 
+  // A control operation: the words of its debug lines, and what the record does.
+  struct ControlAction {
+    const char* doing;
+    const char* name;
+    const char* done;
+    void (Process::*command)();
+  };
+  static bool controlProcess(strings::stringtoken name, const ControlAction& action,
+                             const char* operation);
+
   Process* obtainLock(Process* process) const;
   Process* recordAt(unsigned int index) const;
   Process* recordOf(const std::string& name) const;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "app/app_AppManager.h"
+#include "app/app_Claim.h"
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/st_StringRepository.h"
@@ -13,74 +14,39 @@
 
 namespace services::app {
 
-namespace {
-
-// A claimed record, given back at the end of the scope.
-class Claim {
- public:
-  Claim(AppManager* manager, strings::stringtoken name)
-      : m_manager(manager), m_process(manager == nullptr ? nullptr : manager->openProcess(name)) {}
-  ~Claim() {
-    if (m_process != nullptr) m_manager->closeProcess(m_process);
-  }
-  Claim(const Claim&) = delete;
-  Claim& operator=(const Claim&) = delete;
-
-  explicit operator bool() const { return m_process != nullptr; }
-  Process* operator->() const { return m_process; }
-
- private:
-  AppManager* m_manager;
-  Process* m_process;
-};
-
-}  // namespace
-
-// A macro, since the lines carry the operation's own signature.
-#define MC_CONTROL_DEBUG(verb, step)                                                             \
-  if (isDebugOn()) {                                                                             \
-    framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__, \
-                                       "%s process %s - %s", verb,                               \
-                                       strings::StringRepository::toString(name), step);         \
-  }
-
 bool AppManager::startProcess(strings::stringtoken name) {
-  AppManager* manager = getSingleton();
-  if (manager == nullptr || !manager->m_doProcessControl) return false;
-  MC_CONTROL_DEBUG("starting", "open")
-  const Claim process(manager, name);
-  if (!process) return false;
-  MC_CONTROL_DEBUG("starting", "start")
-  process->start();
-  MC_CONTROL_DEBUG("starting", "close")
-  return true;
+  return controlProcess(name, {"starting", "start", "starting", &Process::start},
+                        __PRETTY_FUNCTION__);
 }
 
 bool AppManager::stopProcess(strings::stringtoken name) {
-  AppManager* manager = getSingleton();
-  if (manager == nullptr || !manager->m_doProcessControl) return false;
-  MC_CONTROL_DEBUG("stopping", "open")
-  const Claim process(manager, name);
-  if (!process) return false;
-  MC_CONTROL_DEBUG("stopping", "stop")
-  process->stop();
-  MC_CONTROL_DEBUG("stopping", "close")
-  return true;
+  return controlProcess(name, {"stopping", "stop", "stopping", &Process::stop},
+                        __PRETTY_FUNCTION__);
 }
 
 bool AppManager::restartProcess(strings::stringtoken name) {
-  AppManager* manager = getSingleton();
-  if (manager == nullptr || !manager->m_doProcessControl) return false;
-  MC_CONTROL_DEBUG("restarting", "open")
-  const Claim process(manager, name);
-  if (!process) return false;
-  MC_CONTROL_DEBUG("restarting", "restart")
-  process->restart();
-  MC_CONTROL_DEBUG("restopping", "close")
-  return true;
+  return controlProcess(name, {"restarting", "restart", "restopping", &Process::restart},
+                        __PRETTY_FUNCTION__);
 }
 
-#undef MC_CONTROL_DEBUG
+bool AppManager::controlProcess(strings::stringtoken name, const ControlAction& action,
+                                const char* operation) {
+  const auto debug = [&](const char* doing, const char* step) {
+    if (!isDebugOn()) return;
+    framework::Logger::StaticLogMethod(framework::LogType::Debug, operation, __LINE__,
+                                       "%s process %s - %s", doing,
+                                       strings::StringRepository::toString(name), step);
+  };
+  AppManager* manager = getSingleton();
+  if (manager == nullptr || !manager->m_doProcessControl) return false;
+  debug(action.doing, "open");
+  const Claim process(manager, name);
+  if (!process) return false;
+  debug(action.doing, action.name);
+  ((*process).*action.command)();
+  debug(action.done, "close");
+  return true;
+}
 
 Process::State AppManager::getProcessState(strings::stringtoken name) {
   const Claim process(getSingleton(), name);

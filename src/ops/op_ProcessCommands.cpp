@@ -7,6 +7,7 @@
 #include <string>
 
 #include "app/app_AppManager.h"
+#include "app/app_Claim.h"
 #include "host/framework/fw_CommandHandler.h"
 #include "host/framework/fw_Console.h"
 #include "host/framework/fw_ConsoleTable.h"
@@ -19,6 +20,7 @@ namespace services::ops {
 namespace {
 
 using app::AppManager;
+using app::Claim;
 using app::Process;
 using framework::CommandHandler;
 using framework::Console;
@@ -60,23 +62,6 @@ const CommandHandler::commanddata resumeData = {
     "ProcessResume", "process resume: start a daemon again when it is down.\n",
     "process resume NAME\n", resumePath.size(), resumePath.data()};
 
-// A claim on the n-th record, given back with the object.
-class Claim {
- public:
-  Claim(const AppManager& manager, unsigned int n)
-      : m_manager(manager), m_process(manager.nthProcess(n)) {}
-  ~Claim() { m_manager.closeProcess(m_process); }
-  Claim(const Claim&) = delete;
-  Claim& operator=(const Claim&) = delete;
-
-  explicit operator bool() const { return m_process != nullptr; }
-  const Process* operator->() const { return m_process; }
-
- private:
-  const AppManager& m_manager;
-  Process* m_process;
-};
-
 std::vector<std::string> rowOf(const Claim& process) {
   std::array<char, 512> pids{};
   const Process::State state = process->getState();
@@ -88,7 +73,7 @@ std::vector<std::string> rowOf(const Claim& process) {
 // The token of a daemon's name. The table is asked, so that what is typed makes no token.
 std::optional<stringtoken> findDaemon(const AppManager& manager, const char* name) {
   for (unsigned int n = 0;; ++n) {
-    const Claim process(manager, n);
+    const Claim process = Claim::nth(manager, n);
     if (!process) return std::nullopt;
     if (std::strcmp(process->getNameString(), name) == 0) return process->getName();
   }
@@ -106,7 +91,7 @@ int list(Console& console, const Arguments& arguments) {
   if (manager == nullptr) return 1;
   framework::TableRows rows = {{"NAME", "STATE", "SUSPENDED", "PIDS", "SECONDS"}};
   for (unsigned int n = 0;; ++n) {
-    const Claim process(*manager, n);
+    const Claim process = Claim::nth(*manager, n);
     if (!process) break;
     rows.push_back(rowOf(process));
   }
