@@ -85,7 +85,8 @@ std::string textPart(const std::string& text) {
   bool simple = true;
   for (const char c : text) {
     column = c == '\n' ? 0 : column + 1;
-    simple = simple && c != '\r' && static_cast<unsigned char>(c) < 128 && c != '\0' && column < 900;
+    simple =
+        simple && c != '\r' && static_cast<unsigned char>(c) < 128 && c != '\0' && column < 900;
     plain += c == '\n' ? "\r\n" : std::string(1, c);
   }
   const std::string type = "Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: ";
@@ -114,7 +115,8 @@ std::string compose(const Mail& mail, const std::vector<std::string>& attachment
   for (const std::string& line : mail.headers) text += line + "\r\n";
   text += "Date: " + dateText() + "\r\nMIME-Version: 1.0\r\n";
   if (attachments.empty()) return text + textPart(mail.body);
-  const std::string boundary = "=_part_" + std::to_string(::getpid()) + "_" + dateText().substr(17, 2);
+  const std::string boundary =
+      "=_part_" + std::to_string(::getpid()) + "_" + dateText().substr(17, 2);
   text += "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\r\n\r\n";
   text += "--" + boundary + "\r\n" + textPart(mail.body);
   for (const std::string& path : attachments) {

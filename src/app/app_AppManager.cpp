@@ -1,6 +1,7 @@
 // The supervision service: registration, construction, process table, report.
 #include "app/app_AppManager.h"
 
+#include "app/app_Claim.h"
 #include "app/app_DaemonEntry.h"
 #include "host/framework/fw_ApplicationArguments.h"
 #include "host/framework/fw_Config.h"
@@ -23,7 +24,11 @@ namespace {
 constexpr unsigned int tableCapacity = 50;
 
 constexpr framework::PropertyRule propertyRules[] = {
-    {.key = "data", .type = PropertyType::List, .expected = true, .check = checkDaemonEntry},
+    {.key = "data",
+     .type = PropertyType::List,
+     .expected = true,
+     .check = checkDaemonEntry,
+     .checkAll = checkDaemonList},
     {.key = "nokill", .type = PropertyType::List, .expected = true, .check = checkDaemonName},
     {.key = "killNonEssential",
      .type = PropertyType::List,
@@ -68,7 +73,10 @@ const framework::ServiceInfo AppManager::m_serviceInfoData = {
     strings::tGSAppManager, strings::tGSAppManager, strings::tGSserviceClass};
 
 AppManager::AppManager(const char* name)
-    : ActiveService(name), m_registration(this), m_instanceName(name), m_processes(tableCapacity) {
+    : ActiveService(name),
+      m_registration(this),
+      m_instanceName(framework::Memory::StaticAllocString(name)),
+      m_processes(tableCapacity) {
   setRequestedThreads(1);
   const char* architecture = utility::Environment::GetEnv("MC_ARCH");
   m_doProcessControl = std::string(architecture == nullptr ? "PC" : architecture) != "PC";
@@ -87,6 +95,7 @@ AppManager::AppManager(const char* name)
 }
 
 AppManager::~AppManager() {
+  m_pSingleton = nullptr;
   if (utility::Debug::isDebugOn(strings::tGSlifecycle)) LogWarning("%s", getNameString());
   if (m_crashEvents != nullptr) m_crashEvents->EndOutputStream();
 }
@@ -94,8 +103,7 @@ AppManager::~AppManager() {
 bool AppManager::isDebugOn() { return utility::Debug::isDebugOn(m_serviceInfoData.debugFlag); }
 
 const utility::StringArray* AppManager::listProperty(const char* key) const {
-  const strings::stringtoken name =
-      framework::Config::concatName(m_instanceName.c_str(), key, false);
+  const strings::stringtoken name = framework::Config::concatName(m_instanceName.get(), key, false);
   const auto* list = framework::Config::getConfig(0, nullptr)->propertyAsStringArray(name);
   if (list == nullptr) {
     LogError("%s: property not supplied.  Needed for AppManager processes.",
@@ -169,7 +177,7 @@ void AppManager::writeKillScript() const {
 
 void AppManager::readSettings() {
   const framework::Config& config = *framework::Config::getConfig(0, nullptr);
-  const char* name = m_instanceName.c_str();
+  const char* name = m_instanceName.get();
   config.getIntValueOf(name, "pollSeconds", false, &m_pollSeconds);
   config.getIntValueOf(name, "noKillSeconds", false, &m_noKillSeconds);
   config.getBoolValueOf(name, "doMemLimitChecking", false, &m_doMemLimitChecking);
@@ -224,10 +232,8 @@ void AppManager::information(utility::PutStream& stream, int indentation, bool d
   if (!m_doRestarts) stream.PutS("Do Restarts disabled\n");
   if (!m_doProcessControl) stream.PutS("Do ProcessControl disabled\n");
   for (unsigned int n = 0; n < m_processes.Length(); ++n) {
-    Process* process = nthProcess(n);
-    if (process == nullptr) continue;
-    process->information(stream, indentation, detailed);
-    closeProcess(process);
+    const Claim process = Claim::nth(*this, n);
+    if (process) process->information(stream, indentation, detailed);
   }
   stream.Indent(indentation);
   stream.PutF("MEM: F/%u kb (%u%%), C/%u kb (%u%%), B/%u kb (%u%%), A/%u kb (%u%%)\n",

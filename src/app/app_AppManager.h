@@ -13,6 +13,7 @@
 #include "app/app_ProcessScan.h"
 #include "app/app_StatePass.h"
 #include "app/app_memtrack.h"
+#include "host/framework/fw_Memory.h"
 #include "host/framework/fw_Service.h"
 #include "host/framework/ut_ItemDirectory.h"
 #include "util/ut_FileOutputStream.h"
@@ -57,6 +58,8 @@ class AppManager : public framework::ActiveService {
   /// while another caller holds it. Give it back with closeProcess(). One thread claims one record
   /// at a time.
   Process* openProcess(strings::stringtoken name) const;
+  /// The number of records.
+  unsigned int numProcesses() const { return m_processes.Length(); }
   /// Claims the n-th record in the order of names.
   Process* nthProcess(unsigned int n) const;
   /// Gives a claim back; null does nothing.
@@ -191,7 +194,7 @@ class AppManager : public framework::ActiveService {
   };
 
   const Registration m_registration;
-  const std::string m_instanceName;
+  const framework::StaticText m_instanceName;
   utility::ItemDirectory m_processes;
   mutable utility::Waiter m_tableLock;
   std::unique_ptr<utility::FileOutputStream> m_crashEvents;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "app/app_AppManager.h"
+#include "app/app_Claim.h"
 #include "app/app_CommandLine.h"
 #include "app/app_DaemonEntry.h"
 #include "host/framework/ap_ApplicationService.h"
@@ -84,10 +85,7 @@ void AppManager::announceGoingDown(const char* text) {
     if (process == nullptr) continue;
     const char* name = process->getNameString();
     if (std::strncmp(name, text, std::strlen(name)) != 0) continue;
-    if (Process* claimed = nthProcess(n)) {
-      claimed->setState(Process::GoingDown);
-      closeProcess(claimed);
-    }
+    if (const Claim claimed = Claim::nth(*this, n)) claimed->setState(Process::GoingDown);
     m_waiter.signal();
     return;
   }

@@ -158,7 +158,6 @@ void AppManager::doProcessTrack() {
 void AppManager::sleepUntilNextCycle(Clock cycleStart) {
   const auto spent = static_cast<int>(secondsSince(cycleStart));
   const std::lock_guard lock(m_waiter);
-  if (requestToShutdown()) return;
   m_waiter.wait(spent < m_nextWait ? m_nextWait - spent : m_nextWait);
 }
 

@@ -5,9 +5,11 @@
 
 #include <array>
 #include <cstring>
+#include <set>
 
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/ut_Array.h"
 #include "util/ut_BufferStream.h"
 #include "util/ut_Misc.h"
 
@@ -61,12 +63,22 @@ void checkDaemonEntry(const char* entry, std::vector<framework::PropertyFinding>
   if (parsed.name.empty() && !parsed.hasPattern) return;
   checkName(parsed.name, findings);
   if (std::strlen(entry) >= entrySize) {
-    findings.push_back({true, "\"" + parsed.name + "\": an entry has at most 127 characters"});
+    findings.push_back({false, "\"" + parsed.name + "\": the entry is cut at 127 characters"});
   }
   const std::string error = parsed.hasPattern ? compileError(parsed.pattern) : "";
   if (error.empty()) return;
   findings.push_back({false, "\"" + parsed.name + "\": the pattern does not compile (" + error +
                                  "), the daemon is found by its name"});
+}
+
+void checkDaemonList(const utility::StringArray& entries,
+                     std::vector<framework::PropertyFinding>& findings) {
+  std::set<std::string> seen;
+  for (unsigned int i = 0; i < entries.Length(); ++i) {
+    const std::string name = DaemonEntry(entries.ElementAt(i)).name;
+    if (name.empty() || seen.insert(name).second) continue;
+    findings.push_back({true, "\"" + name + "\" stands twice"});
+  }
 }
 
 void checkDaemonName(const char* entry, std::vector<framework::PropertyFinding>& findings) {

@@ -7,6 +7,9 @@
 namespace framework {
 struct PropertyFinding;
 }
+namespace utility {
+class StringArray;
+}
 
 namespace services::app {
 
@@ -23,9 +26,14 @@ struct DaemonEntry {
 /// An entry that is a name alone: its text without the blanks around it.
 std::string trimmedName(const char* entry);
 
-/// Adds what is wrong with an entry: a name that is none, too long an entry, and, as a warning, a
-/// pattern that does not compile. A blank entry is skipped.
+/// Adds what is wrong with an entry: a name that is none, and, as warnings, an entry that is too
+/// long and a pattern that does not compile. A blank entry is skipped.
 void checkDaemonEntry(const char* entry, std::vector<framework::PropertyFinding>& findings);
+
+/// Adds the names that stand in more than one entry: of two records the second would never get an
+/// instance, and the loop would start a daemon that runs.
+void checkDaemonList(const utility::StringArray& entries,
+                     std::vector<framework::PropertyFinding>& findings);
 
 /// The same for an entry that is a name alone.
 void checkDaemonName(const char* entry, std::vector<framework::PropertyFinding>& findings);

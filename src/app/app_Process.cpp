@@ -6,7 +6,6 @@
 #include <new>
 
 #include "host/framework/fw_Container.h"
-#include "host/framework/fw_Memory.h"
 #include "host/framework/fw_ProcessMem.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
@@ -40,9 +39,7 @@ ProcessInstance measured(ProcessInstance instance) {
 
 }  // namespace
 
-void Process::Pattern::operator()(char* text) const { framework::Memory::StaticFreeString(text); }
-
-void Process::Pattern::operator()(regex_t* compiled) const {
+void Process::PatternRelease::operator()(regex_t* compiled) const {
   ::regfree(compiled);
   framework::Entity::Free(compiled);
 }

@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "host/framework/fw_Entity.h"
+#include "host/framework/fw_Memory.h"
 #include "util/st_Tokens.h"
 
 namespace services::app {
@@ -117,8 +118,7 @@ class Process : public framework::Entity {
   bool isNewGeneration() const;
 
  private:
-  struct Pattern {
-    void operator()(char* text) const;
+  struct PatternRelease {
     void operator()(regex_t* compiled) const;
   };
   using Pids = std::array<int, maxInstances>;
@@ -127,7 +127,7 @@ class Process : public framework::Entity {
   void sumSizes();
 
   const strings::stringtoken m_name;
-  std::unique_ptr<char, Pattern> m_pattern;
+  framework::StaticText m_pattern;
   unsigned int m_instanceCount = 0;
   std::array<ProcessInstance, maxInstances> m_instances{};
   State m_state = Unclassified;
@@ -139,7 +139,7 @@ class Process : public framework::Entity {
   unsigned int m_sharedSize = 0;
   bool m_noKill = false;
   bool m_restarting = false;
-  std::unique_ptr<regex_t, Pattern> m_compiled;
+  std::unique_ptr<regex_t, PatternRelease> m_compiled;
   Pids m_oldPids{};  // the instances that ran when a restart was last asked for
   unsigned int m_oldPidCount = 0;
   mutable std::mutex m_mutex;  // guards everything but the name, the pattern and the claim flag

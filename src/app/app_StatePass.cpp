@@ -31,8 +31,7 @@ bool startCameToNothing(const Facts& f) { return none(f) && f.stateSeconds > sta
 bool overstays(const Facts& f) { return has(f) && f.stateSeconds > f.noKillSeconds; }
 bool isDownForGood(const Facts& f) { return none(f) && !f.startUpPeriod; }
 
-// The first rule of the state that holds decides; where none holds there is nothing to do. The
-// rules of Unclassified stand for any state that has none of its own.
+// The first rule of the state that holds decides; where none holds there is nothing to do.
 constexpr Rule rules[] = {
     {Up, renewed, {.clearRestarting = true}},
     {Up, none, {.enter = Down, .again = true}},

@@ -11,7 +11,6 @@
 #include "host/framework/fw_ConfigFile.h"
 #include "host/framework/fw_ConsoleServer.h"
 #include "host/framework/fw_Container.h"
-#include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/fw_ServiceFactory.h"
@@ -33,6 +32,7 @@ namespace {
 // The configuration, its plug-ins loaded and its instances checked.
 framework::ConfigFile readConfig(const Options& options, std::vector<std::string>& failures) {
   framework::ConfigFile file(options.config);
+  file.checkEnvironment();
   if (!file.arePluginsKnown()) return file;
   std::vector<std::string> plugins = file.host().plugins;
   plugins.insert(plugins.end(), options.plugins.begin(), options.plugins.end());

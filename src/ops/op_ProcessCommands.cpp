@@ -72,11 +72,11 @@ std::vector<std::string> rowOf(const Claim& process) {
 
 // The token of a daemon's name. The table is asked, so that what is typed makes no token.
 std::optional<stringtoken> findDaemon(const AppManager& manager, const char* name) {
-  for (unsigned int n = 0;; ++n) {
+  for (unsigned int n = 0; n < manager.numProcesses(); ++n) {
     const Claim process = Claim::nth(manager, n);
-    if (!process) return std::nullopt;
-    if (std::strcmp(process->getNameString(), name) == 0) return process->getName();
+    if (process && std::strcmp(process->getNameString(), name) == 0) return process->getName();
   }
+  return std::nullopt;
 }
 
 const AppManager* managerOrReply(Console& console) {
@@ -90,10 +90,9 @@ int list(Console& console, const Arguments& arguments) {
   const AppManager* manager = managerOrReply(console);
   if (manager == nullptr) return 1;
   framework::TableRows rows = {{"NAME", "STATE", "SUSPENDED", "PIDS", "SECONDS"}};
-  for (unsigned int n = 0;; ++n) {
+  for (unsigned int n = 0; n < manager->numProcesses(); ++n) {
     const Claim process = Claim::nth(*manager, n);
-    if (!process) break;
-    rows.push_back(rowOf(process));
+    if (process) rows.push_back(rowOf(process));
   }
   framework::writeTable(console.output(), rows);
   return 1;

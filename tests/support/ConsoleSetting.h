@@ -1,4 +1,4 @@
-// A console server in a temporary directory, and clients that speak its protocol.
+// What tests of the console share: asking a shell, a server at a temporary place, its clients.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,25 +13,29 @@
 #include "host/framework/fw_ConsoleServer.h"
 #include "host/framework/fw_ConsoleSocket.h"
 #include "host/framework/fw_Shell.h"
+#include "support/Temporary.h"
 
-namespace testing_console {
+namespace test {
 
-/// A directory that goes with the object.
-class TempDirectory {
- public:
-  TempDirectory() {
-    std::string name = std::filesystem::temp_directory_path() / "mcconsoleXXXXXX";
-    if (::mkdtemp(name.data()) != nullptr) m_path = name;
-  }
-  ~TempDirectory() { std::filesystem::remove_all(m_path); }
-  TempDirectory(const TempDirectory&) = delete;
-  TempDirectory& operator=(const TempDirectory&) = delete;
+/// What the shell answers a command, a line or its words, as "CODE text".
+template <typename Command>
+std::string ask(const framework::Shell& shell, const Command& command,
+                framework::Console& console) {
+  shell.execute(command, console);
+  std::string text;
+  const int code = console.takeReply(text);
+  return std::to_string(code) + " " + text;
+}
+template <typename Command>
+std::string ask(const framework::Shell& shell, const Command& command) {
+  framework::Console console;
+  return ask(shell, command, console);
+}
 
-  const std::string& path() const { return m_path; }
-
- private:
-  std::string m_path;
-};
+/// The path of what was built, by its place beside the tests: "bin/mcsh", "lib/libmcops.so".
+inline std::string built(const char* name) {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / name;
+}
 
 /// A client of the console whose reads give up after ten seconds.
 class Peer {
@@ -80,4 +84,15 @@ inline void addCommand(framework::Shell& shell, const framework::CommandHandler:
   shell.registerCommand(new framework::FunctionCommand(data, std::move(function)));
 }
 
-}  // namespace testing_console
+/// A test with a shell behind a socket in a temporary directory.
+class ConsoleServing : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(m_server.start(m_path), ""); }
+
+  Temporary m_files;
+  const std::string m_path = m_files.path("run/console");
+  framework::Shell m_shell;
+  framework::ConsoleServer m_server{m_shell};
+};
+
+}  // namespace test

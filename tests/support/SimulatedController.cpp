@@ -27,6 +27,12 @@ SimulatedController::SimulatedController() {
   setList("nokill", {});
 }
 
+SimulatedController::SimulatedController(const std::vector<std::string>& daemons, long pollSeconds)
+    : SimulatedController() {
+  setList("data", daemons);
+  setInt("pollSeconds", pollSeconds);
+}
+
 void SimulatedController::setList(const std::string& key, const std::vector<std::string>& entries) {
   utility::StringArray list;
   for (const std::string& entry : entries) list.Append(entry);
@@ -92,6 +98,16 @@ std::vector<std::int64_t> SimulatedController::timesOf(const std::string& comman
     if (ran.line.starts_with(command)) times.push_back(ran.at);
   }
   return times;
+}
+
+std::vector<std::string> SimulatedController::commandLines() const {
+  std::vector<std::string> lines;
+  for (const auto& ran : machine.commands()) lines.push_back(ran.line + (ran.detached ? " &" : ""));
+  return lines;
+}
+
+bool SimulatedController::hasFile(const std::string& path) const {
+  return std::filesystem::exists(machine.root() + path);
 }
 
 Process::State SimulatedController::stateOf(const std::string& daemon) const {

@@ -20,6 +20,8 @@ constexpr std::int64_t second = 1000000;
 class SimulatedController {
  public:
   SimulatedController();
+  /// The same with these daemons and this poll period in its properties.
+  SimulatedController(const std::vector<std::string>& daemons, long pollSeconds);
 
   /// The properties of the service; set before build().
   void setList(const std::string& key, const std::vector<std::string>& entries);
@@ -45,6 +47,9 @@ class SimulatedController {
 
   /// The seconds at which commands that begin with the text were run.
   std::vector<std::int64_t> timesOf(const std::string& command) const;
+  /// All commands that were run, those in the background with " &" behind them.
+  std::vector<std::string> commandLines() const;
+  bool hasFile(const std::string& path) const;
   services::app::Process::State stateOf(const std::string& daemon) const;
 
   platform::SimulatedPlatform machine;

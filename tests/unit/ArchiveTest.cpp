@@ -34,7 +34,6 @@ framework::Config loggerConfig(const std::map<std::string, long>& numbers, bool 
 class Archive : public testing::Test {
  protected:
   Archive() {
-    controller.setList("data", {"other", "logmigrated"});
     controller.addProcess(migratorPid, "/app/bin/logmigrated");
     controller.build();
     controller.runUntil(1);
@@ -54,10 +53,6 @@ class Archive : public testing::Test {
   // What the log-migration daemon does when it is done.
   void consume() const { std::filesystem::remove(controller.machine.root() + manifest); }
 
-  bool exists(const char* path) const {
-    return std::filesystem::exists(controller.machine.root() + path);
-  }
-
   // The events that the daemon was sent.
   std::vector<int> sent() const {
     std::vector<int> events;
@@ -68,7 +63,7 @@ class Archive : public testing::Test {
     return events;
   }
 
-  test::SimulatedController controller;
+  test::SimulatedController controller{{"other", "logmigrated"}, 0};
   const SysInfoSetting sysInfo{{}, {{"ManagedLogsEnable", true}}};
   std::unique_ptr<AppFileLogger> logger;
 };
@@ -78,10 +73,10 @@ constexpr int mc3 = strings::tGSlogMigrationMc3;
 
 TEST_F(Archive, HandsOverAboveTheThresholdAndWaitsUntilThatIsConsumed) {
   EXPECT_EQ(add(1, threshold), 0);
-  EXPECT_FALSE(exists(manifest)) << "exactly the threshold";
+  EXPECT_FALSE(controller.hasFile(manifest)) << "exactly the threshold";
   EXPECT_EQ(add(2, 1), 0);
   EXPECT_EQ(controller.readFile(manifest), "/log1\n/log2\n");
-  EXPECT_FALSE(exists(working));
+  EXPECT_FALSE(controller.hasFile(working));
   EXPECT_THAT(sent(), ElementsAre(mc1));
 
   add(3, threshold);
@@ -97,7 +92,7 @@ TEST_F(Archive, HandsOverAboveTheThresholdAndWaitsUntilThatIsConsumed) {
 
   consume();
   add(6, threshold);
-  EXPECT_FALSE(exists(manifest)) << "the working total began anew";
+  EXPECT_FALSE(controller.hasFile(manifest)) << "the working total began anew";
   EXPECT_EQ(controller.readFile(working), "/log6\n");
 }
 
@@ -130,7 +125,7 @@ TEST_F(Archive, DoesNothingWhileManagedLogsAreDisabledOrUnknown) {
   }
   EXPECT_EQ(add(1, maxSize), -1);
   EXPECT_TRUE(controller.log.has("Could not get pSysinfo."));
-  EXPECT_FALSE(exists(working));
+  EXPECT_FALSE(controller.hasFile(working));
   EXPECT_THAT(sent(), ElementsAre());
 }
 
@@ -140,22 +135,8 @@ TEST_F(Archive, DoesNotCountAFileThatItCannotList) {
   EXPECT_TRUE(controller.log.has(std::string("Could not open working manifest file: ") + working));
   std::filesystem::remove(controller.machine.root() + working);
   EXPECT_EQ(add(2, threshold), 0);
-  EXPECT_FALSE(exists(manifest));
+  EXPECT_FALSE(controller.hasFile(manifest));
   EXPECT_EQ(controller.readFile(working), "/log2\n");
-}
-
-TEST_F(Archive, LeavesAManifestFromBeforeAndSendsTheEventAgain) {
-  controller.writeFile(manifest, "/old\n");
-  add(1, threshold + 1);
-  EXPECT_EQ(controller.readFile(manifest), "/old\n");
-  EXPECT_EQ(controller.readFile(working), "/log1\n");
-  EXPECT_THAT(sent(), ElementsAre(mc1));
-  add(2, 1);
-  EXPECT_THAT(sent(), ElementsAre(mc1)) << "it waits now";
-  consume();
-  add(3, 1);
-  EXPECT_EQ(controller.readFile(manifest), "/log1\n/log2\n/log3\n");
-  EXPECT_THAT(sent(), ElementsAre(mc1, mc1));
 }
 
 TEST_F(Archive, KeepsTheManifestsAndForgetsTheTotalsOverARestart) {
@@ -168,23 +149,14 @@ TEST_F(Archive, KeepsTheManifestsAndForgetsTheTotalsOverARestart) {
   restart();
   add(4, threshold + 1);
   EXPECT_EQ(controller.readFile(manifest), "/log1\n/log2\n/log3\n") << "not yet consumed";
-  restart();
+  EXPECT_EQ(controller.readFile(working), "/log4\n");
+  EXPECT_THAT(sent(), ElementsAre(mc1, mc1)) << "sent again for the manifest from before";
+  add(5, 1);
+  EXPECT_THAT(sent(), ElementsAre(mc1, mc1)) << "it waits now";
   consume();
-  add(5, threshold + 1);
-  EXPECT_EQ(controller.readFile(manifest), "/log4\n/log5\n");
+  add(6, 1);
+  EXPECT_EQ(controller.readFile(manifest), "/log4\n/log5\n/log6\n");
   EXPECT_THAT(sent(), ElementsAre(mc1, mc1, mc1));
-}
-
-TEST_F(Archive, ListsWhatIsMovedUnderItsNewNameAndSize) {
-  controller.writeFile("/var/log/a", std::string(threshold + 1, 'x'));
-  EXPECT_EQ(logger->migrateFile("/var/log/a", "/var/log/b", false), 0);
-  EXPECT_FALSE(exists("/var/log/a"));
-  EXPECT_FALSE(exists(working));
-  EXPECT_EQ(logger->migrateFile("/var/log/b", "/var/log/c", true), 0);
-  EXPECT_TRUE(controller.log.has("log file source /var/log/b, dest /var/log/c, size 204801\n"));
-  EXPECT_EQ(controller.readFile(manifest), "/var/log/c\n");
-  EXPECT_EQ(logger->migrateFile("/var/log/none", "/var/log/d", true), -1);
-  EXPECT_FALSE(exists(working));
 }
 
 // A machine where nothing can be moved to the manifest, and none is seen.
@@ -214,9 +186,8 @@ TEST(ArchiveFailure, KeepsTheWorkingManifestWhenItCannotBeMoved) {
 
 class FileLog : public testing::Test {
  protected:
-  std::string take(framework::FileLogger& logger, const std::string& line) const {
+  static void take(framework::FileLogger& logger, const std::string& line) {
     logger.takeLine(framework::LogType::Info, line.data(), line.size());
-    return line;
   }
   std::string read(const std::string& name) const { return controller.readFile(directory + name); }
 
@@ -251,15 +222,19 @@ TEST_F(FileLog, TriesAgainOnlyAfterAsMuchMoreWhenAFileCannotBeMoved) {
   EXPECT_EQ(read("mc.log.000002"), std::string(100, 'a') + std::string(99, 'b') + "c");
 }
 
-TEST_F(FileLog, AsksForArchivingWhenThePropertySaysSo) {
+TEST_F(FileLog, ListsWhatIsMovedWhenThePropertySaysSo) {
   const SysInfoSetting sysInfo({}, {{"ManagedLogsEnable", true}});
   for (const bool archive : {false, true}) {
-    framework::Config::setConfig(loggerConfig({{"maxSize", 10}}, archive));
+    framework::Config::setConfig(
+        loggerConfig({{"maxSize", 10}, {"archiveMigrationThreshold", 19}}, archive));
     AppFileLogger logger("AppFileLogger", nullptr);
     take(logger, "0123456789");
+    EXPECT_EQ(controller.readFile(working), archive ? "/var/log/mc.log.000003\n" : "");
     take(logger, "0123456789");
-    EXPECT_EQ(controller.readFile(working),
+    EXPECT_EQ(controller.readFile(manifest),
               archive ? "/var/log/mc.log.000003\n/var/log/mc.log.000004\n" : "");
+    EXPECT_EQ(logger.migrateFile("/var/log/none", "/var/log/d", true), -1);
+    EXPECT_FALSE(controller.hasFile(working));
   }
 }
 

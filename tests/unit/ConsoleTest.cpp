@@ -4,7 +4,6 @@
 #include <array>
 #include <chrono>
 #include <cstring>
-#include <fstream>
 #include <future>
 
 #include "host/framework/fw_Container.h"
@@ -14,50 +13,29 @@ namespace framework {
 namespace {
 
 using std::chrono::steady_clock;
-using testing_console::Peer;
+using test::Peer;
 
 constexpr strings::stringtoken echoPath[] = {strings::tGSoutput};
 constexpr strings::stringtoken bigPath[] = {strings::tGSstats};
-constexpr strings::stringtoken closePath[] = {strings::tGSreset};
 const CommandHandler::commanddata echoData = {"Echo", "", "", 1, echoPath};
 const CommandHandler::commanddata bigData = {"Big", "", "", 1, bigPath};
-const CommandHandler::commanddata closeData = {"Close", "", "", 1, closePath};
 constexpr std::size_t bigSize = 4 << 20;
 
-class ConsoleServing : public testing::Test {
+class ConsoleServing : public test::ConsoleServing {
  protected:
   ConsoleServing() {
-    testing_console::addCommand(m_shell, echoData, [](auto& console, const auto& arguments) {
+    test::addCommand(m_shell, echoData, [](auto& console, const auto& arguments) {
       console.reply(Ok, "%s\n", arguments.ArgValue(0));
       return 1;
     });
-    testing_console::addCommand(m_shell, bigData, [](auto& console, const auto&) {
+    test::addCommand(m_shell, bigData, [](auto& console, const auto&) {
       console.output().PutS(std::string(bigSize, 'x').c_str());
       return 1;
     });
-    testing_console::addCommand(m_shell, closeData, [this](auto& console, const auto&) {
-      console.atClose("test", [this, peer = console.getPeer()] { m_closed.set_value(peer); });
-      return 1;
-    });
   }
-
-  // Stops within a second, whatever the clients do.
-  void expectQuickStop(ConsoleServer& server) {
-    const auto before = steady_clock::now();
-    server.stop();
-    EXPECT_LT(steady_clock::now() - before, std::chrono::seconds(1));
-    EXPECT_FALSE(std::filesystem::exists(m_path));
-  }
-
-  testing_console::TempDirectory m_directory;
-  const std::string m_path = m_directory.path() + "/run/console";
-  Shell m_shell;
-  std::promise<int> m_closed;
 };
 
 TEST_F(ConsoleServing, AnswersSeveralClientsAtOnce) {
-  ConsoleServer server(m_shell);
-  ASSERT_EQ(server.start(m_path), "");
   std::array<std::future<int>, 8> good;
   for (std::size_t client = 0; client < good.size(); ++client) {
     good[client] = std::async(std::launch::async, [this, client] {
@@ -74,8 +52,6 @@ TEST_F(ConsoleServing, AnswersSeveralClientsAtOnce) {
 }
 
 TEST_F(ConsoleServing, LinesThatComeInPiecesOrTogetherAreAnsweredInOrder) {
-  ConsoleServer server(m_shell);
-  ASSERT_EQ(server.start(m_path), "");
   Peer peer(m_path);
   peer.send("output a\n\nnonsense\nout");
   EXPECT_EQ(peer.reply(), "0 a\n");
@@ -86,8 +62,6 @@ TEST_F(ConsoleServing, LinesThatComeInPiecesOrTogetherAreAnsweredInOrder) {
 }
 
 TEST_F(ConsoleServing, LongLinesAreRefusedAndTheSessionGoesOn) {
-  ConsoleServer server(m_shell);
-  ASSERT_EQ(server.start(m_path), "");
   const std::string refusal = "13 a line may have 4096 bytes; this one was skipped\n";
   const struct {
     const char* name;
@@ -103,8 +77,6 @@ TEST_F(ConsoleServing, LongLinesAreRefusedAndTheSessionGoesOn) {
 }
 
 TEST_F(ConsoleServing, LineWithoutEndIsCutOff) {
-  ConsoleServer server(m_shell);
-  ASSERT_EQ(server.start(m_path), "");
   Peer peer(m_path);
   const std::string chunk(65536, 'x');
   while (peer.send(chunk)) continue;  // until the server has closed
@@ -112,8 +84,6 @@ TEST_F(ConsoleServing, LineWithoutEndIsCutOff) {
 }
 
 TEST_F(ConsoleServing, HangingClientsDisturbNeitherTheOthersNorTheStop) {
-  ConsoleServer server(m_shell);
-  ASSERT_EQ(server.start(m_path), "");
   Peer silent(m_path);
   Peer half(m_path);
   half.send("output no line e");
@@ -121,24 +91,26 @@ TEST_F(ConsoleServing, HangingClientsDisturbNeitherTheOthersNorTheStop) {
   deaf.send("stats\nstats\n");
   Peer good(m_path);
   EXPECT_EQ(good.ask("output a"), "0 a\n");
-  expectQuickStop(server);
+  const auto before = steady_clock::now();
+  m_server.stop();
+  EXPECT_LT(steady_clock::now() - before, std::chrono::seconds(1));
+  EXPECT_FALSE(std::filesystem::exists(m_path));
   EXPECT_EQ(good.reply(), "closed");
   EXPECT_EQ(half.reply(), "closed");
 }
 
 TEST_F(ConsoleServing, ClientThatNeverReadsIsClosed) {
+  const std::string path = m_files.path("impatient");
   ConsoleServer server(m_shell, std::chrono::milliseconds(50));
-  ASSERT_EQ(server.start(m_path), "");
-  Peer deaf(m_path);
+  ASSERT_EQ(server.start(path), "");
+  Peer deaf(path);
   deaf.send("stats\n");
   EXPECT_TRUE(deaf.hungUp());
-  Peer good(m_path);
+  Peer good(path);
   EXPECT_EQ(good.ask("stats").size(), bigSize + std::strlen("0 "));
 }
 
 TEST_F(ConsoleServing, OneClientTooManyIsToldSoUntilAnotherLeaves) {
-  ConsoleServer server(m_shell);
-  ASSERT_EQ(server.start(m_path), "");
   std::list<Peer> peers;
   for (std::size_t i = 0; i < ConsoleServer::maxClients; ++i) {
     EXPECT_EQ(peers.emplace_back(m_path).ask("output a"), "0 a\n");
@@ -148,25 +120,10 @@ TEST_F(ConsoleServing, OneClientTooManyIsToldSoUntilAnotherLeaves) {
   EXPECT_EQ(refused.reply(), "closed");
   peers.clear();
   // The server sees the clients leave in its own time.
-  const auto deadline = steady_clock::now() + std::chrono::seconds(10);
-  while (Peer(m_path).ask("output b") != "0 b\n") ASSERT_LT(steady_clock::now(), deadline);
-}
-
-TEST_F(ConsoleServing, DoesWhatWasLeftForTheDisconnection) {
-  ConsoleServer server(m_shell);
-  ASSERT_EQ(server.start(m_path), "");
-  auto closed = m_closed.get_future();
-  Peer peer(m_path);
-  EXPECT_EQ(peer.ask("reset"), "0 ");
-  EXPECT_EQ(closed.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
-  peer.close();
-  ASSERT_EQ(closed.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-  EXPECT_EQ(closed.get(), ::getpid());
+  EXPECT_TRUE(test::eventually([this] { return Peer(m_path).ask("output b") == "0 b\n"; }));
 }
 
 TEST_F(ConsoleServing, DisabledConsoleServesTheLocalRootAlone) {
-  ConsoleServer server(m_shell);
-  ASSERT_EQ(server.start(m_path), "");
   Peer before(m_path);
   EXPECT_EQ(before.ask("output a"), "0 a\n");
   ASSERT_NE(Container::getConsole(), nullptr);
@@ -199,42 +156,37 @@ TEST(ConsoleServer, ServesItsOwnUserAndRoot) {
 }
 
 TEST_F(ConsoleServing, SocketIsItsOwnersAlone) {
-  ConsoleServer server(m_shell);
+  m_server.stop();
   const mode_t before = ::umask(0);
-  EXPECT_EQ(server.start(m_path), "");
+  std::filesystem::remove(m_files.path("run"));
+  EXPECT_EQ(m_server.start(m_path), "");
   ::umask(before);
   struct stat status {};
   ASSERT_EQ(::stat(m_path.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode, S_IFSOCK | 0600U);
-  ASSERT_EQ(::stat((m_directory.path() + "/run").c_str(), &status), 0);
+  ASSERT_EQ(::stat(m_files.path("run").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode, S_IFDIR | 0700U);
 }
 
 TEST_F(ConsoleServing, PathThatIsTakenIsLeftAlone) {
-  const std::string answered = m_directory.path() + "/answered";
-  const std::string file = m_directory.path() + "/file";
-  ConsoleServer first(m_shell);
-  ASSERT_EQ(first.start(answered), "");
-  std::ofstream(file) << "content";
-  const std::string tooLong = m_directory.path() + "/" + std::string(108, 'x');
+  m_files.write("file", "content");
+  const std::string file = m_files.path("file");
+  const std::string tooLong = m_files.path(std::string(108, 'x'));
   ConsoleServer second(m_shell);
-  EXPECT_EQ(second.start(answered), answered + ": another host answers there");
+  EXPECT_EQ(second.start(m_path), m_path + ": another host answers there");
   EXPECT_EQ(second.start(file), file + ": is there and is no socket");
   EXPECT_EQ(second.start(tooLong), tooLong + ": is no path for a socket (1 to 107 bytes)");
   second.stop();
-  EXPECT_EQ(Peer(answered).ask("output a"), "0 a\n");
-  EXPECT_EQ(std::filesystem::file_size(file), 7U);
+  EXPECT_EQ(Peer(m_path).ask("output a"), "0 a\n");
+  EXPECT_EQ(m_files.read("file"), "content");
 }
 
 TEST_F(ConsoleServing, SocketThatNobodyAnswersOnIsReplaced) {
+  m_server.stop();
   std::string error;
   EXPECT_TRUE(listenAt(m_path, error).isOpen()) << error;  // closed at once, its file stays
   EXPECT_TRUE(std::filesystem::exists(m_path));
-  ConsoleServer server(m_shell);
-  EXPECT_EQ(server.start(m_path), "");
-  EXPECT_EQ(Peer(m_path).ask("output a"), "0 a\n");
-  expectQuickStop(server);
-  EXPECT_EQ(server.start(m_path), "") << "again after a stop";
+  EXPECT_EQ(m_server.start(m_path), "");
   EXPECT_EQ(Peer(m_path).ask("output a"), "0 a\n");
 }
 

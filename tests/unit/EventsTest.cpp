@@ -7,15 +7,13 @@
 #include <csignal>
 
 #include "host/framework/ap_ApplicationService.h"
-#include "host/framework/fw_Console.h"
 #include "host/framework/fw_EventManager.h"
 #include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_LockManager.h"
 #include "host/framework/fw_ManagedLogs.h"
 #include "host/framework/fw_ServiceHost.h"
-#include "host/framework/fw_Shell.h"
 #include "host/framework/st_StringRepository.h"
-#include "host/framework/ut_Debug.h"
+#include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "support/Temporary.h"
 
@@ -31,14 +29,6 @@ constexpr int eventSignal = 45;
 
 stringtoken token(const char* name) { return strings::GS.toToken(name); }
 
-// The service's debug lines are written while it lives.
-struct DebugLines {
-  DebugLines() { utility::Debug::setDebug(strings::tGSAppManager, true); }
-  ~DebugLines() { utility::Debug::setDebug(strings::tGSAppManager, false); }
-  DebugLines(const DebugLines&) = delete;
-  DebugLines& operator=(const DebugLines&) = delete;
-};
-
 TEST(Events, EachHasItsResultItsLineAndItsReport) {
   const struct {
     stringtoken event;
@@ -49,7 +39,8 @@ TEST(Events, EachHasItsResultItsLineAndItsReport) {
   } rows[] = {
       {strings::tGSgoingDown, "none", false, "SERVICE EVENT: goingDown - none", 0},
       {strings::tGSgoingDown, nullptr, false, "SERVICE EVENT: goingDown - -", 0},
-      {strings::tGSkillNonEssentialEvent, nullptr, false, "killNonEssentialProcesses - -", 0},
+      {strings::tGSkillNonEssentialEvent, nullptr, false,
+       "AppManager.killNonEssential: property not supplied.  Needed for AppManager processes.", 0},
       {strings::tGSlogMigration, nullptr, false,
        "AppManager::serviceEvent got tGSlogMigration event MC1: send managed logs CAPI event. \n",
        0},
@@ -87,8 +78,7 @@ TEST(Events, EachCanBeSentFromTheConsole) {
   framework::registerHostCommands(shell, [] {});
   for (const std::string name : {"goingDown", "killNonEssentialProcesses", "logMigration",
                                  "logMigrationMc1", "logMigrationMc2", "logMigrationMc3"}) {
-    framework::Console console;
-    shell.execute("event send " + name + " some text", console);
+    test::ask(shell, "event send " + name + " some text");
     EXPECT_TRUE(test::eventually([&] {
       return controller.log.has("SERVICE EVENT: " + name + " - some text\n");
     })) << name;
@@ -98,41 +88,31 @@ TEST(Events, EachCanBeSentFromTheConsole) {
 }
 
 TEST(GoingDown, MarksTheFirstDaemonWhoseNameBeginsTheData) {
-  const struct {
-    const char* data;
-    const char* marked;  // null for none
-  } rows[] = {
+  const std::pair<const char*, std::string> rows[] = {
       {"slpd is about to end", "slpd"},
-      {"slpd", "slpd"},
       {"slpdx", "slpd"},
-      {"slp", nullptr},
-      {" slpd", nullptr},
+      {"slp", ""},
+      {" slpd", ""},
       {"snmpd x", "snm"},
-      {"", nullptr},
+      {"", ""},
   };
-  for (const auto& row : rows) {
-    SimulatedController controller;
-    controller.setList("data", {"snmpd", "snm", "slpd"});
-    AppManager& manager = controller.build();
-    manager.serviceEvent(strings::tGSgoingDown, row.data);
+  for (const auto& [data, marked] : rows) {
+    SimulatedController controller({"snmpd", "snm", "slpd"}, 0);
+    controller.build().serviceEvent(strings::tGSgoingDown, data);
     for (const std::string daemon : {"slpd", "snm", "snmpd"}) {
-      EXPECT_EQ(controller.stateOf(daemon) == Process::GoingDown,
-                row.marked != nullptr && daemon == row.marked)
-          << row.data << ": " << daemon;
+      EXPECT_EQ(controller.stateOf(daemon) == Process::GoingDown, daemon == marked)
+          << data << ": " << daemon;
     }
   }
 }
 
 TEST(KillNonEssential, SuspendsAndKillsWhatIsListed) {
-  const DebugLines debug;
-  SimulatedController controller;
-  controller.setList("data", {"one", "two", "three"});
+  const test::DebugLines debug(strings::tGSAppManager);
+  SimulatedController controller({"one", "two", "three"}, 0);
   controller.setList("killNonEssential", {"  two ", " \t\r\n", "ghost", "", "\tone\n"});
   AppManager& manager = controller.build();
   EXPECT_FALSE(manager.serviceEvent(strings::tGSkillNonEssentialEvent, nullptr));
-  std::vector<std::string> lines;
-  for (const auto& command : controller.machine.commands()) lines.push_back(command.line);
-  EXPECT_THAT(lines, testing::ElementsAre("killall -9 two", "killall -9 one"));
+  EXPECT_THAT(controller.commandLines(), testing::ElementsAre("killall -9 two", "killall -9 one"));
   EXPECT_TRUE(AppManager::getProcessSuspend(token("one")));
   EXPECT_TRUE(AppManager::getProcessSuspend(token("two")));
   EXPECT_FALSE(AppManager::getProcessSuspend(token("three")));
@@ -141,20 +121,9 @@ TEST(KillNonEssential, SuspendsAndKillsWhatIsListed) {
                                  std::string(33, ' ') + "killed as non-essential\n"));
 }
 
-TEST(KillNonEssential, WithoutAListSaysSo) {
-  SimulatedController controller;
-  AppManager& manager = controller.build();
-  EXPECT_FALSE(manager.serviceEvent(strings::tGSkillNonEssentialEvent, nullptr));
-  EXPECT_TRUE(
-      controller.log.has("AppManager.killNonEssential: property not supplied.  Needed for "
-                         "AppManager processes."));
-  EXPECT_TRUE(controller.machine.commands().empty());
-}
-
 TEST(Propagate, SignalsTheDaemonsFirstInstance) {
-  const DebugLines debug;
-  SimulatedController controller;
-  controller.setList("data", {"absent", "web", "sfcbd/sfcbd", "reused"});
+  const test::DebugLines debug(strings::tGSAppManager);
+  SimulatedController controller({"absent", "web", "sfcbd/sfcbd", "reused"}, 0);
   controller.addProcess(50, "/app/bin/web");
   controller.addProcess(52, "/opt/sbin/sfcbd");
   controller.addProcess(53, "/bin/reused");
@@ -182,25 +151,23 @@ TEST(Propagate, SignalsTheDaemonsFirstInstance) {
 
 // A process that ends with 0 once it is sent the signal with that value.
 pid_t childThatExpects(int value) {
-  const pid_t child = ::fork();
-  if (child != 0) return child;
   sigset_t wanted;
   ::sigemptyset(&wanted);
   ::sigaddset(&wanted, eventSignal);
+  ::sigprocmask(SIG_BLOCK, &wanted, nullptr);  // for the child, which inherits it
+  const pid_t child = ::fork();
+  if (child != 0) {
+    ::sigprocmask(SIG_UNBLOCK, &wanted, nullptr);
+    return child;
+  }
   const timespec limit{.tv_sec = 20, .tv_nsec = 0};
   siginfo_t received{};
   const int signal = ::sigtimedwait(&wanted, &received, &limit);
-  const bool right = signal == eventSignal && received.si_value.sival_int == value;
-  ::_exit(right ? 0 : 1);
+  ::_exit(signal == eventSignal && received.si_value.sival_int == value ? 0 : 1);
 }
 
 TEST(Propagate, ARealProcessReceivesTheSignalWithTheToken) {
-  sigset_t blocked;
-  ::sigemptyset(&blocked);
-  ::sigaddset(&blocked, eventSignal);
-  ::sigprocmask(SIG_BLOCK, &blocked, nullptr);  // for the child, which inherits it
   const pid_t child = childThatExpects(strings::tGSlogMigrationMc3);
-  ::sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
   framework::Config::setConfig({});  // on the real machine: no lists, so no script is written
   const AppManager manager("AppManager");
   ApplicationService::registerPortal("sfcbd", child);
@@ -212,13 +179,12 @@ TEST(Propagate, ARealProcessReceivesTheSignalWithTheToken) {
 }
 
 TEST(LockTracking, RunsEvery30SecondsAndReleasesWhatADeadProcessHeld) {
-  const DebugLines debug;
+  const test::DebugLines debug(strings::tGSAppManager);
   const pid_t child = ::fork();
   if (child == 0) ::_exit(0);
   ::waitpid(child, nullptr, 0);
   auto& locks = *framework::LockManager::getInstance();
-  SimulatedController controller;
-  controller.setInt("pollSeconds", 1);
+  SimulatedController controller({}, 1);
   controller.setBool("doLockTrack", true);
   controller.build();
   const auto runs = [&] { return controller.log.count("LockTracking - unlock Dead PIDS"); };

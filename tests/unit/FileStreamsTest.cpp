@@ -3,12 +3,10 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 
+#include "support/Temporary.h"
 #include "util/ut_BufferStream.h"
 #include "util/ut_FileInputStream.h"
 #include "util/ut_FileOutputStream.h"
@@ -19,23 +17,12 @@ namespace {
 
 class FileStreams : public testing::Test {
  protected:
-  FileStreams() { EXPECT_NE(::mkdtemp(m_directory), nullptr); }
-  ~FileStreams() override { std::filesystem::remove_all(m_directory); }
-
-  std::string path(const char* name) const { return std::string(m_directory) + "/" + name; }
-
   std::string file(const char* name, const std::string& content) const {
-    std::ofstream(path(name)) << content;
-    return path(name);
+    files.write(name, content);
+    return files.path(name);
   }
 
-  static std::string contentOf(const std::string& file) {
-    std::ifstream stream(file);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-
- private:
-  char m_directory[20] = "/tmp/streams.XXXXXX";
+  const test::Temporary files;
 };
 
 TEST_F(FileStreams, AppendKeepsTheContentAndReplaceDropsIt) {
@@ -47,22 +34,22 @@ TEST_F(FileStreams, AppendKeepsTheContentAndReplaceDropsIt) {
   first.EndOutputStream();
   EXPECT_TRUE(first.StartOutputStream());
   EXPECT_TRUE(first.SendOutputStream("c", 1));
-  EXPECT_EQ(contentOf(place), "old abc");
+  EXPECT_EQ(files.read("out"), "old abc");
   EXPECT_TRUE(FileOutputStream(place.c_str(), false, 0666).SendOutputStream("new", 3));
-  EXPECT_EQ(contentOf(place), "new");
+  EXPECT_EQ(files.read("out"), "new");
 }
 
 TEST_F(FileStreams, ANewFileHasItsModeLessTheUmask) {
   const mode_t previous = ::umask(022);
-  EXPECT_TRUE(FileOutputStream(path("script").c_str(), false, 0777).isOutputStreamGood());
+  EXPECT_TRUE(FileOutputStream(files.path("script").c_str(), false, 0777).isOutputStreamGood());
   ::umask(previous);
   struct stat status {};
-  ASSERT_EQ(::stat(path("script").c_str(), &status), 0);
+  ASSERT_EQ(::stat(files.path("script").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777U, mode_t{0755});
 }
 
 TEST_F(FileStreams, AFailedOpenKeepsItsErrorAndAFailedWriteIsFlagged) {
-  FileOutputStream missing(path("none/out").c_str(), false, 0666);
+  FileOutputStream missing(files.path("none/out").c_str(), false, 0666);
   EXPECT_FALSE(missing.isOutputStreamOpen());
   EXPECT_TRUE(missing.isOutputStreamInError());
   EXPECT_EQ(missing.getErrno(), ENOENT);
@@ -77,22 +64,6 @@ TEST_F(FileStreams, AFailedOpenKeepsItsErrorAndAFailedWriteIsFlagged) {
   EXPECT_EQ(full.getErrno(), 0);
 }
 
-TEST_F(FileStreams, ReadsToTheEndAndAgainFromTheStart) {
-  FileInputStream input(file("in", "abcde").c_str());
-  EXPECT_EQ(input.GetInputStreamSize(), 5);
-  for (const char* round : {"first", "second"}) {
-    SCOPED_TRACE(round);
-    char data[4];
-    EXPECT_TRUE(input.StartInputStream());
-    EXPECT_EQ(input.ReceiveInputStream(data, sizeof data), 4);
-    EXPECT_EQ(input.ReceiveInputStream(data, sizeof data), 1);
-    EXPECT_TRUE(input.isInputStreamGood());
-    EXPECT_EQ(input.ReceiveInputStream(data, sizeof data), 0);
-    EXPECT_TRUE(input.isInputStreamAtEnd());
-    EXPECT_FALSE(input.isInputStreamInError());
-  }
-}
-
 TEST_F(FileStreams, ABufferStreamHoldsAWholeFile) {
   const std::string large = std::string(300000, 'x') + "end";
   for (const std::string& content : {std::string(), std::string(4096, 'c'), large}) {
@@ -101,8 +72,8 @@ TEST_F(FileStreams, ABufferStreamHoldsAWholeFile) {
     EXPECT_EQ(stream.WriteRemaining(), 0);
     EXPECT_STREQ(stream.pTail(), content.c_str());
   }
-  EXPECT_EQ(BufferStream(path("none").c_str()).ReadAvailable(), 0);
-  EXPECT_STREQ(BufferStream(path("").c_str()).pTail(), "");
+  EXPECT_EQ(BufferStream(files.path("none").c_str()).ReadAvailable(), 0);
+  EXPECT_STREQ(BufferStream(files.path("").c_str()).pTail(), "") << "a directory";
   EXPECT_GT(BufferStream("/proc/self/status").ReadAvailable(), 0);
 }
 
@@ -193,19 +164,22 @@ TEST(VirtualPutStream, ItsDestructorSwallowsWhatTheTargetThrows) {
 TEST_F(FileStreams, TransferAnswersWhetherTheInputEndedWellAndAllWasTaken) {
   const std::string content(40000, 'y');
   FileInputStream input(file("from", content).c_str());
-  FileOutputStream output(path("to").c_str(), false, 0666);
+  FileOutputStream output(files.path("to").c_str(), false, 0666);
   VirtualPutStream stream(output, 16384, 13107);
+  EXPECT_EQ(input.GetInputStreamSize(), 40000);
   EXPECT_TRUE(stream.StartOutputStream());
   EXPECT_TRUE(stream.TransferFromInputStream(input));
+  EXPECT_TRUE(input.isInputStreamAtEnd());
+  EXPECT_FALSE(input.isInputStreamInError());
   EXPECT_TRUE(stream.TransferFromInputStream(input)) << "at its end from the start";
   stream.EndOutputStream();
-  EXPECT_EQ(contentOf(path("to")), content);
+  EXPECT_EQ(files.read("to"), content);
 
-  FileInputStream missing(path("none").c_str());
+  FileInputStream missing(files.path("none").c_str());
   EXPECT_FALSE(missing.StartInputStream());
   EXPECT_EQ(missing.GetInputStreamSize(), -1);
   EXPECT_FALSE(stream.TransferFromInputStream(missing));
-  FileInputStream unreadable(path("").c_str());
+  FileInputStream unreadable(files.path("").c_str());
   EXPECT_FALSE(stream.TransferFromInputStream(unreadable));
   EXPECT_TRUE(unreadable.isInputStreamInError());
   FileOutputStream full("/dev/full", false, 0666);

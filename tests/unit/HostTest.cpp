@@ -24,6 +24,9 @@ using strings::GS;
 using strings::StringRepository;
 using strings::stringtoken;
 
+using Texts = std::vector<std::string>;
+using Holders = std::vector<std::pair<std::string, int>>;
+
 class Named : public framework::Item {
  public:
   explicit Named(const char* name) : m_name(GS.toToken(name)) {}
@@ -43,30 +46,22 @@ int deadPid() {
   return child;
 }
 
-TEST(TokenTest, KnownAndRuntimeTextsKeepTheirTokens) {
-  EXPECT_STREQ(StringRepository::toString(strings::tGSGoingDown), "GoingDown");
+TEST(TokenTest, TextsKeepTheirTokensAndUnknownTokensAreEmpty) {
   EXPECT_EQ(GS.toToken("GoingDown"), stringtoken(strings::tGSGoingDown));
   EXPECT_EQ(GS.toToken(""), stringtoken(strings::tGSendOfList));
-  const stringtoken added = GS.toToken("a text of the test");
-  EXPECT_GE(added, stringtoken(strings::tGSfirstRuntimeToken));
-  EXPECT_EQ(GS.toToken("a text of the test"), added);
-  EXPECT_STREQ(StringRepository::toString(added), "a text of the test");
-}
-
-TEST(TokenTest, AnUnknownTokensTextIsEmpty) {
+  EXPECT_GE(GS.toToken("a text of the test"), stringtoken(strings::tGSfirstRuntimeToken));
   for (const stringtoken token : {0U, 65535U, 65536U, 4294967295U}) {
     EXPECT_STREQ(StringRepository::toString(token), "") << token;
   }
 }
 
 TEST(TokenTest, ThreadsThatMeetTheSameTextsAgree) {
-  constexpr int texts = 500;
-  std::array<std::array<stringtoken, texts>, 4> tokens;
+  std::array<std::array<stringtoken, 500>, 4> tokens;
   {
     std::array<std::jthread, 4> threads;
     for (std::size_t thread = 0; thread < threads.size(); ++thread) {
       threads[thread] = std::jthread([&mine = tokens[thread]] {
-        for (std::size_t i = 0; i < texts; ++i) {
+        for (std::size_t i = 0; i < mine.size(); ++i) {
           const std::string text = "shared " + std::to_string(i);
           mine[i] = GS.toToken(text.c_str());
           EXPECT_EQ(StringRepository::toString(mine[i]), text);
@@ -78,22 +73,17 @@ TEST(TokenTest, ThreadsThatMeetTheSameTextsAgree) {
 }
 
 TEST(ItemDirectoryTest, KeepsTheOrderOfAddingAndSortsByteForByte) {
+  const Texts added = {"web", "Web", "web-2", "web2", "w", "\xc3\xa4", "web"};
+  const Texts sorted = {"Web", "w", "web", "web", "web-2", "web2", "\xc3\xa4"};
   utility::ItemDirectory directory(2);
-  for (const char* name : {"web", "Web", "web-2", "web2", "w", "\xc3\xa4", "web"}) {
-    directory.add(std::make_unique<Named>(name));
+  for (const std::string& name : added) directory.add(std::make_unique<Named>(name.c_str()));
+  ASSERT_EQ(directory.Length(), added.size());
+  for (unsigned int i = 0; i < added.size(); ++i) {
+    EXPECT_EQ(directory.ElementAt(i)->getNameString(), added[i]) << i;
+    EXPECT_EQ(directory.getSorted(i)->getNameString(), sorted[i]) << i;
   }
-  const auto listed = [&](auto at) {
-    std::vector<std::string> names;
-    while (const auto* item = at(static_cast<unsigned int>(names.size()))) {
-      names.emplace_back(item->getNameString());
-    }
-    return names;
-  };
-  EXPECT_EQ(listed([&](unsigned int i) { return directory.ElementAt(i); }),
-            (std::vector<std::string>{"web", "Web", "web-2", "web2", "w", "\xc3\xa4", "web"}));
-  EXPECT_EQ(listed([&](unsigned int i) { return directory.getSorted(i); }),
-            (std::vector<std::string>{"Web", "w", "web", "web", "web-2", "web2", "\xc3\xa4"}));
-  EXPECT_EQ(directory.Length(), 7U);
+  EXPECT_EQ(directory.ElementAt(7), nullptr);
+  EXPECT_EQ(directory.getSorted(7), nullptr);
   EXPECT_EQ(directory.find(GS.toToken("web")), directory.ElementAt(0));  // the first of two
   EXPECT_EQ(directory.find(GS.toToken("nobody")), nullptr);
 }
@@ -125,12 +115,11 @@ TEST(LockManagerTest, LocksHaveOneHolderAndGoWithItsProcess) {
   EXPECT_FALSE(locks.release("flash", self));
   EXPECT_EQ(locks.unlockDeadPids(), 2);
   EXPECT_EQ(locks.unlockDeadPids(), 0);
-  using Held = std::vector<std::pair<std::string, int>>;
-  EXPECT_EQ(locks.list(), (Held{{"bus", self}, {"init's", 1}}));
+  EXPECT_EQ(locks.list(), (Holders{{"bus", self}, {"init's", 1}}));
   EXPECT_TRUE(locks.release("bus", self));
   EXPECT_FALSE(locks.release("bus", self));
   EXPECT_TRUE(locks.release("init's", 1));
-  EXPECT_EQ(locks.list(), Held());
+  EXPECT_EQ(locks.list(), Holders());
 }
 
 TEST(PortalTest, TheLatestRegistrationStandsAndAHolderKeepsItsPortal) {
@@ -143,8 +132,7 @@ TEST(PortalTest, TheLatestRegistrationStandsAndAHolderKeepsItsPortal) {
   ApplicationService::registerPortal("web", 11);
   ApplicationService::unregisterPortals(10);
   EXPECT_EQ(held->getPID(), 10);
-  EXPECT_EQ(ApplicationService::listPortals(),
-            (std::vector<std::pair<std::string, int>>{{"web", 11}}));
+  EXPECT_EQ(ApplicationService::listPortals(), (Holders{{"web", 11}}));
   ApplicationService::unregisterPortals(11);
   EXPECT_EQ(ApplicationService::LookupPortalPrefix(web), nullptr);
 }
@@ -168,8 +156,8 @@ TEST(ProcessMemTest, MeasuresAProcessAndThrowsForNone) {
   }
 }
 
-std::vector<std::string> entries(const std::string& directory, const char* pattern) {
-  std::vector<std::string> all;
+Texts entries(const std::string& directory, const char* pattern) {
+  Texts all;
   utility::DirIterator iterator(directory.c_str(), pattern);
   while (const char* path = iterator.next()) all.emplace_back(path);
   EXPECT_EQ(iterator.next(), nullptr);  // the end stays the end
@@ -180,27 +168,16 @@ std::vector<std::string> entries(const std::string& directory, const char* patte
 TEST(DirIteratorTest, ListsWhatThePatternMatches) {
   const test::Temporary files;
   const std::string directory = files.path("");
-  std::vector<std::string> many;
+  Texts many;
   for (int i = 0; i < 2000; ++i) many.push_back(files.path("entry" + std::to_string(i)));
   for (const std::string& path : many) std::ofstream(path) << "";
   std::sort(many.begin(), many.end());
   for (const char* name : {"a.log", "b.log", ".hidden.log", "a.lo"}) files.write(name, "");
-  EXPECT_EQ(entries(directory, "*.log"),
-            (std::vector<std::string>{files.path("a.log"), files.path("b.log")}));
+  EXPECT_EQ(entries(directory, "*.log"), (Texts{files.path("a.log"), files.path("b.log")}));
   EXPECT_EQ(entries(directory, "entry*"), many);  // more than one read of the directory
   EXPECT_EQ(entries(directory, "*").size(), many.size() + 3);
   EXPECT_TRUE(entries(directory, "x*").empty());
   EXPECT_TRUE(entries(directory + "none/", "*").empty());
-}
-
-TEST(DirIteratorTest, FindsTheProcessesOfTheMachine) {
-  const auto processes = entries("/proc/", "[0-9]*");
-  const auto has = [&](int pid) {
-    return std::find(processes.begin(), processes.end(), "/proc/" + std::to_string(pid)) !=
-           processes.end();
-  };
-  EXPECT_TRUE(has(1));
-  EXPECT_TRUE(has(::getpid()));
 }
 
 }  // namespace

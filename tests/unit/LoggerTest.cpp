@@ -28,23 +28,21 @@ class Writer : public framework::Entity {
 class Logging : public testing::Test {
  protected:
   ~Logging() override { Logger::stop(); }
-  std::string written() {
-    Logger::stop();
-    return files.read("log");
-  }
+  void start() { ASSERT_TRUE(Logger::start({.destination = files.path("log")})); }
 
   test::Temporary files;
 };
 
 TEST_F(Logging, LinesCarryTimeLevelNameAndOperation) {
-  ASSERT_TRUE(Logger::start({.destination = files.path("log")}));
+  start();
   const Writer writer;
   writer.LogError("%d %s", 7, "apples");
   writer.LogInfoS("100% {}");
   writer.LogMethodWarning("void f(int)", 12, "%s", "{brace");
   Logger::StaticLogMethod(LogType::Debug, "g()", 3, "quiet");
   Logger::StaticLog(LogType::Trace, "%s", std::string(20000, 'x').c_str());
-  const std::string lines = written();
+  Logger::stop();
+  const std::string lines = files.read("log");
   const std::string time = "[0-9-]{10} [0-9:]{8}\\.[0-9]{3} ";
   for (const char* line : {"error   Writer: 7 apples\n", "info    Writer: 100% \\{\\}\n",
                            "warning Writer \\[void f\\(int\\):12\\]: \\{brace\n",
@@ -55,7 +53,7 @@ TEST_F(Logging, LinesCarryTimeLevelNameAndOperation) {
 
 TEST_F(Logging, AFileIsItsOwnersAndIsAppendedTo) {
   for (const char* line : {"first", "second"}) {
-    ASSERT_TRUE(Logger::start({.destination = files.path("log")}));
+    start();
     Logger::StaticLog(LogType::Info, "%s", line);
     Logger::stop();
   }
@@ -70,7 +68,7 @@ TEST_F(Logging, AFileIsItsOwnersAndIsAppendedTo) {
 TEST_F(Logging, TheLevelHoldsHeavierNumbersBack) {
   const test::LogCapture capture;
   const char* const names[] = {"error", "warning", "info", "debug", "trace"};
-  ASSERT_TRUE(Logger::start({.destination = files.path("log")}));
+  start();
   for (int level = LogType::Error; level <= LogType::Trace; ++level) {
     EXPECT_EQ(Logger::levelOf(names[level]), level);
     Logger::setLevel(level);
@@ -91,24 +89,23 @@ TEST_F(Logging, TheLevelHoldsHeavierNumbersBack) {
 class SlowTaker : public test::LogCapture {
  public:
   void takeLine(int type, const char* line, std::size_t size) override {
-    if (!m_reached.exchange(true)) m_goOn.wait();
+    if (!reached.exchange(true)) {
+      reached.notify_all();
+      goOn.wait();
+    }
     LogCapture::takeLine(type, line, size);
   }
-  bool isReached() const { return m_reached; }
-  void goOn() { m_goOn.count_down(); }
-
- private:
-  std::atomic<bool> m_reached = false;
-  std::latch m_goOn{1};
+  std::atomic<bool> reached = false;
+  std::latch goOn{1};
 };
 
 TEST_F(Logging, AFullQueueDropsTheOldestCountsThemAndHoldsNobodyUp) {
   constexpr int lines = 3000;
   constexpr int queue = 1024;
-  ASSERT_TRUE(Logger::start({.destination = files.path("log")}));
+  start();
   SlowTaker taker;
   Logger::StaticLog(LogType::Info, "held up");
-  ASSERT_TRUE(test::eventually([&] { return taker.isReached(); }));
+  taker.reached.wait(false);
   Logger::StaticLog(LogType::Info, "the oldest that waits");
   {
     std::array<std::jthread, 3> writers;
@@ -118,7 +115,7 @@ TEST_F(Logging, AFullQueueDropsTheOldestCountsThemAndHoldsNobodyUp) {
       });
     }
   }  // the writers are done, the taker has not moved
-  taker.goOn();
+  taker.goOn.count_down();
   Logger::stop();
   EXPECT_TRUE(taker.has("held up"));
   EXPECT_TRUE(taker.has("flood " + std::to_string(lines / 3 - 1)));
@@ -147,7 +144,7 @@ TEST_F(Logging, StopsWhileLinesAreOnTheirWay) {
   constexpr int rounds = 200;
   constexpr int linesOfRound = 500;
   for (int round = 0; round < rounds; ++round) {
-    ASSERT_TRUE(Logger::start({.destination = files.path("log")}));
+    start();
     for (int i = 0; i < linesOfRound; ++i) Logger::StaticLog(LogType::Info, "line");
     counter.lines.wait(round * linesOfRound);
     Logger::stop();

@@ -1,26 +1,12 @@
-// The operator's mail commands, from the plug-in as the host loads it.
-#include <dlfcn.h>
+// The operator's mail commands.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
-#include "host/framework/fw_CommandBundle.h"
-#include "host/framework/fw_Console.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_Shell.h"
+#include "support/PluginCommands.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
 
 namespace services::ops {
 namespace {
-
-// The plug-in's service; the plug-in is loaded once and never unloaded.
-std::unique_ptr<framework::Service> buildMailCommands() {
-  const auto programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  ::dlopen((programs.parent_path() / "lib/libmcops.so").c_str(), RTLD_NOW);
-  const auto* factory = framework::ServiceFactory::find("MailCommands");
-  return std::unique_ptr<framework::Service>(factory->getBuild()("MailCommands"));
-}
 
 TEST(MailCommands, CheckWhatIsTypedAndSend) {
   const test::SysInfoSetting sysInfo({{"A.IpV4Address", "10.0.0.1"},
@@ -28,17 +14,12 @@ TEST(MailCommands, CheckWhatIsTypedAndSend) {
                                       {"EmailServer", "relay"},
                                       {"EmailAddr4", "logs@site"}},
                                      {{"ManagedLogsEnable", true}});
-  const auto bundle = buildMailCommands();
-  framework::Shell shell;
-  dynamic_cast<framework::CommandBundle&>(*bundle).initializeCommands(shell);
+  const test::PluginCommands commands("MailCommands");
   test::SimulatedController controller;
   controller.writeFile("/var/log/a.log", "");
-  const auto ask = [&](const std::vector<std::string>& words) {
-    framework::Console console;
-    shell.execute(words, console);
-    std::string text;
-    const int code = console.takeReply(text);
-    return std::to_string(code) + " " + text;
+  const auto ask = [&](std::vector<std::string> words) {
+    words.insert(words.begin(), "mail");
+    return commands.ask(words);
   };
   const std::string address =
       " must be a mail address, NAME@HOST, of letters, digits, \"_\", \"-\", \"+\" and \".\"\n";
@@ -59,17 +40,12 @@ TEST(MailCommands, CheckWhatIsTypedAndSend) {
       {{"managed-logs", "/var/log/b.log"}, "13 no such file: /var/log/b.log\n"},
       {{"managed-logs", "/var/log/a.log"}, "13 no process supervision runs in this host\n"},
   };
-  for (const auto& row : refused) {
-    std::vector<std::string> words = row.words;
-    words.insert(words.begin(), "mail");
-    EXPECT_EQ(ask(words), row.reply) << words.back();
-  }
+  for (const auto& row : refused) EXPECT_EQ(ask(row.words), row.reply) << row.words.back();
   EXPECT_TRUE(controller.machine.commands().empty());
 
-  EXPECT_EQ(ask({"mail", "simple", "a@b", "c@d", "a; subject", "$(text)"}),
-            "0 mail to a@b issued\n");
+  EXPECT_EQ(ask({"simple", "a@b", "c@d", "a; subject", "$(text)"}), "0 mail to a@b issued\n");
   controller.build();
-  EXPECT_EQ(ask({"mail", "managed-logs", "/var/log/a.log"}),
+  EXPECT_EQ(ask({"managed-logs", "/var/log/a.log"}),
             "0 managed-log mail of /var/log/a.log issued\n");
   EXPECT_EQ(controller.timesOf("/sbin/sendmail -S 127.0.0.1 -t ").size(), 1U);
   EXPECT_EQ(controller.timesOf("/sbin/sendmail -S relay -t ").size(), 1U);

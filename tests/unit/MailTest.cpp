@@ -16,6 +16,7 @@ using test::SimulatedController;
 using test::SysInfoSetting;
 using testing::ElementsAre;
 using Texts = std::map<std::string, std::string>;
+using Flags = std::map<std::string, bool>;
 
 const Texts both = {{"A.IpV4Address", "10.0.0.1"}, {"A.ControllerSerial", "SNA"},
                     {"B.IpV4Address", "10.0.0.2"}, {"B.ControllerSerial", "SNB"},
@@ -40,35 +41,25 @@ class Mail : public testing::Test {
     });
   }
 
-  // The command lines that were run, those in the background with an ampersand.
-  std::vector<std::string> commands() const {
-    std::vector<std::string> lines;
-    for (const auto& command : controller.machine.commands()) {
-      lines.push_back(command.line + (command.detached ? " &" : ""));
-    }
-    return lines;
-  }
-
   SimulatedController controller;
   const AppManager& manager = controller.build();
 };
 
-struct SlotRow {
+constexpr struct {
   const char* name;
   const char* output;
   const char* letter;
   const char* address;
   const char* serial;
-};
-constexpr SlotRow slots[] = {
+} slots[] = {
     {"A", "A", "A", "10.0.0.1", "SNA"},         {"A and more", "A\n", "A", "10.0.0.1", "SNA"},
     {"B", "B\n", "B", "10.0.0.2", "SNB"},       {"empty", "", "", "10.0.0.2", "SNB"},
     {"line end", "\nA", "", "10.0.0.2", "SNB"}, {"lower case", "a", "a", "10.0.0.2", "SNB"},
 };
 
-TEST_F(Mail, CrashMailIsWrittenCompletedAndSentInTheBackground) {
-  const SysInfoSetting sysInfo(both, {});
-  for (const SlotRow& row : slots) {
+TEST_F(Mail, ShowsTheControllerOfTheSlot) {
+  const SysInfoSetting sysInfo(both, {{"ManagedLogsEnable", true}});
+  for (const auto& row : slots) {
     setSlot(row.output);
     manager.sendMail("web");
     EXPECT_EQ(controller.readFile("/tmp/webcrash.mail"),
@@ -77,10 +68,21 @@ TEST_F(Mail, CrashMailIsWrittenCompletedAndSentInTheBackground) {
                   "@enclosure.example.com\nsubject: PhoneHome: web crash (TQK318R009-02)\n"
                   "\nCrash at: 2023-11-14 22:13:20\n\n\n")
         << row.name;
-    std::filesystem::remove(controller.machine.root() + "/tmp/webcrash.mail");
+    manager.sendManagedLogsMail(1, 2, "/var/log/mc.log.000007");
+    EXPECT_EQ(controller.readFile("/tmp/ManagedLogs.mail"),
+              std::string("to: logs@site.example.com\nfrom: ") + row.serial + "_MC_" + row.letter +
+                  "_" + row.address +
+                  "_enclosure7@site.example.com\n"
+                  "subject: Managed Log: /var/log/mc.log.000007 (TQK318R009-02)\n"
+                  "\nManaged Log at: 2023-11-14 22:13:20\n\n\n")
+        << row.name;
   }
-  const auto lines = commands();
-  EXPECT_THAT(std::vector(lines.begin(), lines.begin() + 5),
+}
+
+TEST_F(Mail, CrashMailIsCompletedAndSentInTheBackground) {
+  const SysInfoSetting sysInfo(both, {});
+  manager.sendMail("web");
+  EXPECT_THAT(controller.commandLines(),
               ElementsAre("readslot", "/usr/bin/getmcinfoheader >>/tmp/webcrash.mail",
                           "cat /cfg/sysinfo/system.xml >>/tmp/webcrash.mail",
                           "/app/etc/getweblogs >>/tmp/webcrash.mail",
@@ -88,20 +90,30 @@ TEST_F(Mail, CrashMailIsWrittenCompletedAndSentInTheBackground) {
                           "rm /tmp/webcrash.mail; &"));
 }
 
+TEST_F(Mail, ManagedLogsMailIsSentWithTheLogsOrWithout) {
+  for (const bool include : {false, true}) {
+    const SysInfoSetting sysInfo(
+        both, {{"ManagedLogsEnable", true}, {"EmailIncludeLogsEnable", include}});
+    manager.sendManagedLogsMail(1, 2, "/var/log/mc.log.000007");
+    EXPECT_EQ(controller.commandLines().back(),
+              std::string("/sbin/sendmail -S relay.site ") +
+                  (include ? "-a /var/log/mc.log.000007 " : "") +
+                  "-t </tmp/ManagedLogs.mail; rm /tmp/ManagedLogs.mail;");
+  }
+}
+
 TEST_F(Mail, CrashMailGoesOutWithoutItsHeaderWhenTheFileCannotBeOpened) {
   const SysInfoSetting sysInfo(both, {});
   ::setenv("MC_TEMP", "/none", 1);
   manager.sendMail("web");
-  EXPECT_EQ(commands().size(), 5U);
-  EXPECT_EQ(commands().back(),
+  EXPECT_EQ(controller.commandLines().size(), 5U);
+  EXPECT_EQ(controller.commandLines().back(),
             "/sbin/sendmail -S 127.0.0.1 -t </none/webcrash.mail; rm /none/webcrash.mail; &");
 }
 
 TEST(CrashMail, ComesBeforeTheRestartOfADaemonThatIsDown) {
   const SysInfoSetting sysInfo(both, {});
-  SimulatedController controller;
-  controller.setList("data", {"gone"});
-  controller.setInt("pollSeconds", 10);
+  SimulatedController controller({"gone"}, 10);
   controller.writeFile("/cfg/do.crashmail", "");
   controller.build();
   controller.runUntil(140);
@@ -109,85 +121,55 @@ TEST(CrashMail, ComesBeforeTheRestartOfADaemonThatIsDown) {
   EXPECT_EQ(controller.machine.commands().back().line, "/app/etc/init.d/goneS start");
 }
 
-TEST_F(Mail, ManagedLogsMailIsWrittenAndSent) {
-  for (const SlotRow& row : slots) {
-    for (const bool include : {false, true}) {
-      const SysInfoSetting sysInfo(
-          both, {{"ManagedLogsEnable", true}, {"EmailIncludeLogsEnable", include}});
-      setSlot(row.output);
-      manager.sendManagedLogsMail(1, 2, "/var/log/mc.log.000007");
-      EXPECT_EQ(controller.readFile("/tmp/ManagedLogs.mail"),
-                std::string("to: logs@site.example.com\nfrom: ") + row.serial + "_MC_" +
-                    row.letter + "_" + row.address +
-                    "_enclosure7@site.example.com\n"
-                    "subject: Managed Log: /var/log/mc.log.000007 (TQK318R009-02)\n"
-                    "\nManaged Log at: 2023-11-14 22:13:20\n\n\n")
-          << row.name;
-      const auto lines = commands();
-      EXPECT_EQ(lines[lines.size() - 2], "readslot");
-      EXPECT_EQ(lines.back(), std::string("/sbin/sendmail -S relay.site ") +
-                                  (include ? "-a /var/log/mc.log.000007 " : "") +
-                                  "-t </tmp/ManagedLogs.mail; rm /tmp/ManagedLogs.mail;");
-      std::filesystem::remove(controller.machine.root() + "/tmp/ManagedLogs.mail");
-    }
-  }
-}
-
-struct RefusedRow {
-  const char* name;
-  std::optional<Texts> texts;  // none: no system information
-  bool enabled;
-  const char* temporary;  // null: unset
-  const char* line;       // of the managed-log mail
-  bool file;              // the managed-log mail's file stays behind, empty
-  bool crashMail;         // the crash mail is sent all the same
-};
-
 TEST_F(Mail, IsNotSentWhereSomethingIsMissing) {
   const char* const noController = "Failed to send. MCA or MCB Info invalid.";
   const char* const noAddress = "SendManagedLogsMail: email4 address is not set exit";
-  const RefusedRow rows[] = {
+  const struct {
+    const char* name;
+    std::optional<Texts> texts;  // none: no system information
+    bool enabled;
+    const char* temporary;  // null: unset
+    const char* line;       // of the managed-log mail
+    bool file;              // the managed-log mail's file stays behind, empty
+    bool crashMail;         // the crash mail is sent all the same
+  } rows[] = {
       {"no information", std::nullopt, true, "/tmp",
        "AppManager::sendManagedLogsMail did not get lock on sysInfo exit", false, false},
       {"no A", without("A.IpV4Address"), true, "/tmp", noController, false, false},
       {"no B", without("B.IpV4Address"), true, "/tmp", noController, false, false},
       {"MC_TEMP unset", both, true, nullptr, "no mail: MC_TEMP is not set", false, false},
-      {"MC_TEMP empty", both, true, "", "no mail: MC_TEMP is not set", false, false},
       {"disabled", both, false, "/tmp", "SendManagedLogsMail managed logs is disabled exit", true,
        true},
       {"no address", without("EmailAddr4"), true, "/tmp", noAddress, true, true},
   };
-  for (const RefusedRow& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     SimulatedController fresh;
     const AppManager& service = fresh.build();
     std::optional<SysInfoSetting> sysInfo;
-    if (row.texts)
-      sysInfo.emplace(*row.texts,
-                      std::map{std::pair{std::string("ManagedLogsEnable"), row.enabled}});
+    if (row.texts) sysInfo.emplace(*row.texts, Flags{{"ManagedLogsEnable", row.enabled}});
     row.temporary == nullptr ? ::unsetenv("MC_TEMP") : ::setenv("MC_TEMP", row.temporary, 1);
     service.sendManagedLogsMail(0, 0, "/log");
     EXPECT_TRUE(fresh.log.has(row.line));
-    const std::string file = fresh.machine.root() + "/tmp/ManagedLogs.mail";
-    EXPECT_EQ(std::filesystem::exists(file), row.file);
+    EXPECT_EQ(fresh.hasFile("/tmp/ManagedLogs.mail"), row.file);
     EXPECT_EQ(fresh.readFile("/tmp/ManagedLogs.mail"), "");
     EXPECT_TRUE(fresh.timesOf("/sbin/sendmail").empty());
     service.sendMail("web");
     EXPECT_EQ(fresh.timesOf("/sbin/sendmail").size(), row.crashMail ? 1U : 0U);
-    EXPECT_EQ(std::filesystem::exists(fresh.machine.root() + "/tmp/webcrash.mail"), row.crashMail);
+    EXPECT_EQ(fresh.hasFile("/tmp/webcrash.mail"), row.crashMail);
   }
 }
 
 TEST_F(Mail, SimpleMailIsWrittenAndSent) {
   controller.writeFile("/tmp/simple.mail", std::string(1000, 'x'));  // replaced
-  AppManager::sendSimpleMail("ops@example.com", "mc@example.com", "a subject",
-                             std::string(20000, 'b').c_str());
+  const std::string body(20000, 'b');
+  AppManager::sendSimpleMail("ops@example.com", "mc@example.com", "a subject", body.c_str());
   EXPECT_EQ(controller.readFile("/tmp/simple.mail"),
             "to: ops@example.com\nfrom: mc@example.com\nsubject: a subject\n"
             "\nmessage at: 2023-11-14 22:13:20\n\n" +
-                std::string(20000, 'b') + "\n");
+                body + "\n");
   const std::string send = "/sbin/sendmail -S 127.0.0.1 -t </tmp/simple.mail; rm /tmp/simple.mail";
-  EXPECT_THAT(commands(), ElementsAre(send));
+  EXPECT_THAT(controller.commandLines(), ElementsAre(send));
   EXPECT_TRUE(controller.log.has("]: creating file: /tmp/simple.mail\n"));
   EXPECT_TRUE(controller.log.has("]: command: " + send + "\n"));
 }
@@ -199,7 +181,7 @@ TEST_F(Mail, SimpleMailThatCannotBeWrittenIsNotSent) {
   ::unsetenv("MC_TEMP");
   AppManager::sendSimpleMail("ops@example.com", "mc@example.com", "s", "b");
   EXPECT_TRUE(controller.log.has("no mail: MC_TEMP is not set"));
-  EXPECT_TRUE(commands().empty());
+  EXPECT_TRUE(controller.commandLines().empty());
 }
 
 }  // namespace

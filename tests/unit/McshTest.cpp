@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 
 #include "host/framework/fw_HostCommands.h"
 #include "support/ConsoleSetting.h"
@@ -18,39 +17,31 @@ constexpr strings::stringtoken failPath[] = {strings::tGSmemory, strings::tGSres
 const CommandHandler::commanddata echoData = {"Echo", "", "memory output\n", 2, echoPath};
 const CommandHandler::commanddata failData = {"Fail", "", "memory reset\n", 2, failPath};
 
-std::string program() {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin/mcsh";
-}
+const std::string program = test::built("bin/mcsh");
 
-struct Ended {
-  int status;
-  std::string output;
-};
+using Ended = std::pair<int, std::string>;  // the exit status and the output
 
-class Mcsh : public testing::Test {
+class Mcsh : public test::ConsoleServing {
  protected:
   Mcsh() {
-    testing_console::addCommand(m_shell, echoData, [](auto& console, const auto& arguments) {
+    test::addCommand(m_shell, echoData, [](auto& console, const auto& arguments) {
       for (unsigned int i = 0; i < arguments.ArgCount(); ++i) {
         console.reply(Ok, "[%s]", arguments.ArgValue(i));
       }
       return 1;
     });
-    testing_console::addCommand(m_shell, failData, [](auto& console, const auto&) {
+    test::addCommand(m_shell, failData, [](auto& console, const auto&) {
       console.reply(Refused, "failed\n");
       return 1;
     });
     registerHostCommands(m_shell, [] {});
   }
 
-  void SetUp() override { ASSERT_EQ(m_server.start(m_path), ""); }
-
   // Runs the program with arguments as a shell reads them and this standard input.
   Ended run(const std::string& arguments, const std::string& input = "") const {
-    const std::string file = m_directory.path() + "/input";
-    std::ofstream(file) << input;
+    m_files.write("input", input);
     const std::string line =
-        "unset MC_CONSOLE; " + program() + " " + arguments + " <" + file + " 2>&1";
+        "unset MC_CONSOLE; " + program + " " + arguments + " <" + m_files.path("input") + " 2>&1";
     FILE* pipe = ::popen(line.c_str(), "r");
     std::string output;
     for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
@@ -60,31 +51,23 @@ class Mcsh : public testing::Test {
   Ended runHere(const std::string& arguments, const std::string& input = "") const {
     return run("--socket " + m_path + " " + arguments, input);
   }
-
-  testing_console::TempDirectory m_directory;
-  const std::string m_path = m_directory.path() + "/console";
-  Shell m_shell;
-  ConsoleServer m_server{m_shell};
 };
 
 TEST_F(Mcsh, RunsOneCommandWithItsWordsUntouched) {
   const struct {
     const char* arguments;
-    int status;
-    const char* output;
+    Ended ended;
   } rows[] = {
-      {"memory output", 0, ""},
-      {"memory output 'a  b' --socket '' -h 'c\"d\\e' 'f\\g'", 0,
-       "[a  b][--socket][][-h][c\"d\\e][f\\g]"},
-      {"memory reset", 1, "failed\n"},
-      {"nonsense", 1, "unknown command: nonsense; try help\n"},
-      {"memory output \"$(printf 'a\\nmemory reset')\"", 2,
-       "mcsh: a command holds no control characters\n"},
+      {"memory output", {0, ""}},
+      {"memory output 'a  b' --socket '' -h 'c\"d\\e' 'f\\g'",
+       {0, "[a  b][--socket][][-h][c\"d\\e][f\\g]"}},
+      {"memory reset", {1, "failed\n"}},
+      {"nonsense", {1, "unknown command: nonsense; try help\n"}},
+      {"memory output \"$(printf 'a\\nmemory reset')\"",
+       {2, "mcsh: a command holds no control characters\n"}},
   };
   for (const auto& row : rows) {
-    const Ended ended = runHere(row.arguments);
-    EXPECT_EQ(ended.status, row.status) << row.arguments;
-    EXPECT_EQ(ended.output, row.output) << row.arguments;
+    EXPECT_EQ(runHere(row.arguments), row.ended) << row.arguments;
   }
 }
 
@@ -92,51 +75,47 @@ TEST_F(Mcsh, RunsTheLinesOfItsInputUpToTheFirstThatFails) {
   const struct {
     const char* name;
     const char* input;
-    int status;
-    const char* output;
+    Ended ended;
   } rows[] = {
-      {"empty", "", 0, ""},
-      {"in order", "memory output a\nmemory output \"b c\"\n", 0, "[a][b c]"},
-      {"blank lines and comments", "\n  \n# memory reset\n\t# x\n memory output a \n", 0, "[a]"},
-      {"last line without its end", "memory output a\nmemory output b", 0, "[a][b]"},
-      {"failure", "memory output a\nmemory reset\nmemory output b\n", 1, "[a]failed\n"},
-      {"malformed", "memory output \"a\nmemory output b\n", 1, "unterminated quote at column 15\n"},
-      {"exit", "memory output a\nexit\nmemory output b\n", 0, "[a]"},
+      {"empty", "", {0, ""}},
+      {"in order", "memory output a\nmemory output \"b c\"\n", {0, "[a][b c]"}},
+      {"blank lines and comments", "\n  \n# memory reset\n\t# x\n memory output a \n", {0, "[a]"}},
+      {"last line without its end", "memory output a\nmemory output b", {0, "[a][b]"}},
+      {"failure", "memory output a\nmemory reset\nmemory output b\n", {1, "[a]failed\n"}},
+      {"malformed",
+       "memory output \"a\nmemory output b\n",
+       {1, "unterminated quote at column 15\n"}},
+      {"exit", "memory output a\nexit\nmemory output b\n", {0, "[a]"}},
   };
   for (const auto& row : rows) {
-    const Ended ended = runHere("", row.input);
-    EXPECT_EQ(ended.status, row.status) << row.name;
-    EXPECT_EQ(ended.output, row.output) << row.name;
+    EXPECT_EQ(runHere("", row.input), row.ended) << row.name;
   }
 }
 
 TEST_F(Mcsh, TellsWrongCallsAndMissingConsoles) {
-  EXPECT_EQ(run("--nonsense x").status, 2);
-  EXPECT_EQ(run("--socket").status, 2);
+  EXPECT_EQ(run("--nonsense x").first, 2);
+  EXPECT_EQ(run("--socket").first, 2);
   const Ended help = run("--help");
-  EXPECT_EQ(help.status, 0);
-  EXPECT_EQ(help.output.find("usage: mcsh "), 0U);
-  const std::string missing = m_directory.path() + "/missing";
-  const Ended ended = run("--socket " + missing + " help");
-  EXPECT_EQ(ended.status, 2);
-  EXPECT_EQ(ended.output, "mcsh: " + missing + ": No such file or directory\n");
+  EXPECT_EQ(help.first, 0);
+  EXPECT_TRUE(help.second.starts_with("usage: mcsh "));
+  const std::string missing = m_files.path("missing");
+  EXPECT_EQ(run("--socket " + missing + " help"),
+            Ended(2, "mcsh: " + missing + ": No such file or directory\n"));
 }
 
 TEST_F(Mcsh, FindsTheSocketInTheEnvironment) {
-  EXPECT_EQ(
-      run("--help >/dev/null; MC_CONSOLE=" + m_path + " " + program() + " memory output y").output,
-      "[y]");
+  const std::string line = "--help >/dev/null; MC_CONSOLE=" + m_path + " " + program;
+  EXPECT_EQ(run(line + " memory output y"), Ended(0, "[y]"));
 }
 
 // A terminal on which mcsh prompts.
 class Terminal {
  public:
   explicit Terminal(const std::string& path) {
-    const std::string name = program();
     m_pid = ::forkpty(&m_terminal, nullptr, nullptr, nullptr);
     if (m_pid == 0) {
       ::setenv("TERM", "xterm", 1);
-      ::execl(name.c_str(), "mcsh", "--socket", path.c_str(), nullptr);
+      ::execl(program.c_str(), "mcsh", "--socket", path.c_str(), nullptr);
       ::_exit(127);
     }
   }
@@ -144,19 +123,19 @@ class Terminal {
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
 
-  // Types a text and waits until another has been shown.
-  bool typed(const std::string& text, const std::string& expected) {
-    if (::write(m_terminal, text.data(), text.size()) != ssize_t(text.size())) return false;
-    while (m_shown.find(expected) == std::string::npos) {
+  // Types a text and waits until another is shown.
+  void type(const std::string& text, const std::string& expected) {
+    EXPECT_EQ(::write(m_terminal, text.data(), text.size()), ssize_t(text.size()));
+    std::size_t place = m_shown.find(expected);
+    for (; place == std::string::npos; place = m_shown.find(expected)) {
       pollfd event{.fd = m_terminal, .events = POLLIN, .revents = 0};
       char chunk[256];
-      if (::poll(&event, 1, 10000) != 1) return false;
+      ASSERT_EQ(::poll(&event, 1, 10000), 1) << expected << " after " << m_shown;
       const ssize_t size = ::read(m_terminal, chunk, sizeof chunk);
-      if (size <= 0) return false;
+      ASSERT_GT(size, 0) << expected << " after " << m_shown;
       m_shown.append(chunk, static_cast<std::size_t>(size));
     }
-    m_shown.erase(0, m_shown.find(expected) + expected.size());
-    return true;
+    m_shown.erase(0, place + expected.size());
   }
 
   int exitStatus() const {
@@ -164,8 +143,6 @@ class Terminal {
     ::waitpid(m_pid, &status, 0);
     return WEXITSTATUS(status);
   }
-
-  const std::string& shown() const { return m_shown; }
 
  private:
   int m_terminal = -1;
@@ -175,26 +152,26 @@ class Terminal {
 
 TEST_F(Mcsh, PromptsOnATerminalWithCompletionAndHistory) {
   Terminal terminal(m_path);
-  EXPECT_TRUE(terminal.typed("", "mc> ")) << terminal.shown();
-  EXPECT_TRUE(terminal.typed("mem\tou\t\"a b\"\n", "[a b]\r\n")) << terminal.shown();
-  EXPECT_TRUE(terminal.typed("memory reset\n", "failed\r\n")) << terminal.shown();
-  EXPECT_TRUE(terminal.typed("\x10\x10\n", "[a b]\r\n")) << "history: " << terminal.shown();
-  EXPECT_TRUE(terminal.typed("", "mc> ")) << terminal.shown();
-  EXPECT_TRUE(terminal.typed("ex\t\n", "\n")) << terminal.shown();
+  terminal.type("", "mc> ");
+  terminal.type("mem\tou\t\"a b\"\n", "[a b]\r\n");
+  terminal.type("memory reset\n", "failed\r\n");
+  terminal.type("\x10\x10\n", "[a b]\r\n");
+  terminal.type("", "mc> ");
+  terminal.type("ex\t\n", "\n");
   EXPECT_EQ(terminal.exitStatus(), 0);
 }
 
 TEST_F(Mcsh, EndOfInputEndsThePromptAndALostHostIsTold) {
   Terminal first(m_path);
-  EXPECT_TRUE(first.typed("", "mc> ")) << first.shown();
+  first.type("", "mc> ");
   // Completed, so the terminal is in the mode in which an end of input is a key like any other.
-  EXPECT_TRUE(first.typed("serv\t", "ices")) << first.shown();
-  EXPECT_TRUE(first.typed("\x15\x04", "\n")) << first.shown();
+  first.type("serv\t", "ices");
+  first.type("\x15\x04", "\n");
   EXPECT_EQ(first.exitStatus(), 0);
   Terminal second(m_path);
-  EXPECT_TRUE(second.typed("", "mc> ")) << second.shown();
+  second.type("", "mc> ");
   m_server.stop();
-  EXPECT_TRUE(second.typed("help\n", "the host closed the connection")) << second.shown();
+  second.type("help\n", "the host closed the connection");
   EXPECT_EQ(second.exitStatus(), 2);
 }
 

@@ -1,11 +1,8 @@
 // The commands on the memory statistics: texts and codes, with and without the service.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "app/app_AppManagerCommandBundle.h"
-#include "host/framework/fw_Console.h"
-#include "host/framework/fw_Shell.h"
+#include "support/Printed.h"
 #include "support/SimulatedController.h"
 
 namespace services::app {
@@ -19,11 +16,7 @@ class MemoryCommands : public testing::Test {
   MemoryCommands() { AppManagerCommandBundle("Bundle").initializeCommands(m_shell); }
 
   std::string ask(const std::string& line) const {
-    framework::Console console;
-    m_shell.execute("memory stats " + line, console);
-    std::string text;
-    const int code = console.takeReply(text);
-    return std::to_string(code) + " " + text;
+    return test::ask(m_shell, "memory stats " + line);
   }
 
   framework::Shell m_shell;
@@ -36,7 +29,7 @@ TEST_F(MemoryCommands, WithoutTheServiceEachSaysSo) {
             "0 memory statistics measurement is not configured in thisbprocess.\n");
   EXPECT_EQ(ask("reset"), "0 memory statistics measurement is not configured in this process.\n");
   EXPECT_EQ(ask("save"), "13 must specify filename\n");
-  EXPECT_FALSE(std::filesystem::exists(m_controller.machine.root() + "/tmp/a"));
+  EXPECT_FALSE(m_controller.hasFile("/tmp/a"));
 }
 
 TEST_F(MemoryCommands, SaveWritesWhatOutputPrints) {
@@ -49,24 +42,16 @@ TEST_F(MemoryCommands, SaveWritesWhatOutputPrints) {
   const std::string saved = m_controller.readFile("/tmp/track.csv");
   EXPECT_EQ(ask("output"), "0 " + saved);
   EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 601);
+  EXPECT_EQ(ask("save /none/a.csv"), "13 Cannot open file /none/a.csv");
+  EXPECT_EQ(ask("save /tmp"), "13 Cannot open file /tmp");
   EXPECT_EQ(ask("reset"), "0 memory statistics have been reset.\n");
   EXPECT_EQ(ask("output"), std::string("0 ") + header);
 }
 
-TEST_F(MemoryCommands, SaveRefuses) {
-  m_controller.build();
-  EXPECT_EQ(ask("save"), "13 must specify filename\n");
-  EXPECT_EQ(ask("save /none/a.csv"), "13 Cannot open file /none/a.csv");
-  EXPECT_EQ(ask("save /tmp"), "13 Cannot open file /tmp");
-}
-
 TEST_F(MemoryCommands, HelpShowsTheirTexts) {
-  framework::Console console;
-  for (const auto* command : m_shell.commandsFrom({})) {
-    command->information(console.output(), 0, true);
-  }
-  std::string text;
-  console.takeReply(text);
+  const std::string text = test::printed([this](auto& out) {
+    for (const auto* command : m_shell.commandsFrom({})) command->information(out, 0, true);
+  });
   EXPECT_EQ(text,
             "memory stats output: output the memory stats to the console.\n"
             "usage: memory stats output\n"

@@ -6,9 +6,7 @@
 #include <regex>
 #include <sstream>
 
-#include "app/app_Threshold.h"
-#include "host/framework/fw_Console.h"
-#include "host/framework/st_StringRepository.h"
+#include "support/Printed.h"
 #include "support/SimulatedController.h"
 
 namespace services::app {
@@ -25,12 +23,8 @@ constexpr unsigned int ringSize = 1440;
 
 // The lines of the save track.
 Texts track(const AppManager& manager) {
-  framework::Console console;
-  manager.dumpMemSaveTrack(console.output());
-  std::string text;
-  console.takeReply(text);
+  std::istringstream stream(test::printed([&](auto& out) { manager.dumpMemSaveTrack(out); }));
   Texts lines;
-  std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) lines.push_back(line);
   return lines;
 }
@@ -45,16 +39,12 @@ Texts times(const AppManager& manager) {
 
 // The line of the report that shows the snapshot.
 std::string snapshot(const AppManager& manager) {
-  framework::Console console;
-  manager.information(console.output(), 0, false);
-  std::string text;
-  console.takeReply(text);
+  const auto text = test::printed([&](auto& out) { manager.information(out, 0, false); });
   return text.substr(text.find("MEM: "));
 }
 
 TEST(SaveTrack, FortyEightHoursFillTheRingAndTheNextSampleReplacesTheOldest) {
-  SimulatedController controller;
-  controller.setInt("pollSeconds", 120);
+  SimulatedController controller({}, 120);
   controller.writeFile(summary, "MemTotal: 1000 kB\nMemFree: 250 kB\n");
   AppManager& manager = controller.build();
   EXPECT_THAT(track(manager), ElementsAre(header));
@@ -91,8 +81,7 @@ TEST(SaveTrack, ASampleComesEvery120SecondsAndNotAfter119) {
       {"every second", 1, {"22:13:20", "22:15:20", "22:17:20"}},
   };
   for (const auto& row : rows) {
-    SimulatedController controller;
-    controller.setInt("pollSeconds", row.pollSeconds);
+    SimulatedController controller({}, row.pollSeconds);
     AppManager& manager = controller.build();
     controller.runUntil(300);
     EXPECT_EQ(times(manager), row.times) << row.name;
@@ -100,8 +89,7 @@ TEST(SaveTrack, ASampleComesEvery120SecondsAndNotAfter119) {
 }
 
 TEST(Snapshot, IsTakenEvery120SecondsAndBeforeItsSample) {
-  SimulatedController controller;
-  controller.setInt("pollSeconds", 1);
+  SimulatedController controller({}, 1);
   controller.writeFile(summary, "MemTotal: 100 kB\nMemFree: 30 kB\n");
   AppManager& manager = controller.build();
   controller.at(1, [&] { controller.writeFile(summary, "MemTotal: 100 kB\nMemFree: 40 kB\n"); });
@@ -134,8 +122,7 @@ TEST(Snapshot, TakesWhatTheSummaryHas) {
        "MEM: F/42949673 kb (1%), C/0 kb (0%), B/0 kb (0%), A/0 kb (0%)\n"},
   };
   for (const auto& row : rows) {
-    SimulatedController controller;
-    controller.setInt("pollSeconds", 120);
+    SimulatedController controller({}, 120);
     controller.writeFile(summary,
                          "MemTotal: 100\nMemFree: 2\nCached: 2\nBuffers: 2\nAnonPages: 2\n");
     AppManager& manager = controller.build();
@@ -173,14 +160,6 @@ TEST(ExtractValue, CopiesWhatFollowsTheKey) {
   }
 }
 
-TEST(Thresholds, AreFoundByKey) {
-  EXPECT_EQ(Threshold::getThreshold(strings::tGSpageCache), 13000U);
-  EXPECT_EQ(Threshold::getThreshold(strings::tGSsfcbd), 40000U);
-  EXPECT_EQ(Threshold::getThreshold(strings::tGSlogMigrator), 25000U);
-  EXPECT_EQ(Threshold::getThreshold(strings::tGSendOfList), 1048576U);
-  EXPECT_EQ(Threshold::getThreshold(strings::GS.toToken("other")), 1048576U);
-}
-
 struct LimitRow {
   const char* name;
   bool enabled;
@@ -188,7 +167,7 @@ struct LimitRow {
   int sfcbds;
   int migratorKb;
   int otherKb;
-  const char* restarted;  // the daemon, or null
+  const char* restarted;  // the daemon, or empty
   bool warned;
 };
 
@@ -200,7 +179,7 @@ class Limits : public testing::TestWithParam<LimitRow> {
                          "Name:\tx\nRssAnon:\t" + std::to_string(kilobytes) + " kB\n");
   }
 
-  SimulatedController controller;
+  SimulatedController controller{{"other", "sfcbd/sfcbd", "logmigrated"}, 10};
 };
 
 constexpr const char* exceeded = "MEM: DATA SIZE THRESHOLD EXCEEDED: ";
@@ -208,8 +187,6 @@ constexpr const char* tooMany = "MEM: MAX INSTANCES REACHED: restarting sfcbd";
 
 TEST_P(Limits, RestartTheFirstThatIsOver) {
   const LimitRow& row = GetParam();
-  controller.setList("data", {"other", "sfcbd/sfcbd", "logmigrated"});
-  controller.setInt("pollSeconds", 10);
   controller.setBool("doMemLimitChecking", row.enabled);
   controller.writeFile(summary, "MemTotal: 9\nCached: " + std::to_string(row.cachedKb) + " kB\n");
   addSized(50, "/bin/other", row.otherKb);
@@ -222,10 +199,9 @@ TEST_P(Limits, RestartTheFirstThatIsOver) {
   controller.onInit("sfcbd", "restart", [&] { EXPECT_FALSE(controller.log.has(tooMany)); });
   controller.build();
   controller.runUntil(5);
-  Texts lines;
-  for (const auto& command : controller.machine.commands()) lines.push_back(command.line);
-  const std::string daemon = row.restarted == nullptr ? "" : row.restarted;
-  EXPECT_EQ(lines, daemon.empty() ? Texts{} : Texts{"/app/etc/init.d/" + daemon + "S restart"});
+  const std::string daemon = row.restarted;
+  EXPECT_EQ(controller.commandLines(),
+            daemon.empty() ? Texts{} : Texts{"/app/etc/init.d/" + daemon + "S restart &"});
   EXPECT_EQ(controller.log.has("MEM: VM page cache low, finding proces to restart"), row.warned);
   EXPECT_EQ(controller.log.has(tooMany), daemon == "sfcbd");
   EXPECT_EQ(controller.log.has(exceeded + std::string("other (1048577/1048576) - restarting ...")),
@@ -236,10 +212,10 @@ TEST_P(Limits, RestartTheFirstThatIsOver) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, Limits,
-    testing::Values(LimitRow{"Off", false, 0, 27, 25001, 0, nullptr, false},
-                    LimitRow{"CacheAtItsMark", true, 13000, 27, 25001, 0, nullptr, false},
-                    LimitRow{"CacheBelowAndNoneOver", true, 12999, 0, 0, 0, nullptr, true},
-                    LimitRow{"AllAtTheirLimits", true, 12999, 26, 25000, 1048576, nullptr, true},
+    testing::Values(LimitRow{"Off", false, 0, 27, 25001, 0, "", false},
+                    LimitRow{"CacheAtItsMark", true, 13000, 27, 25001, 0, "", false},
+                    LimitRow{"CacheBelowAndNoneOver", true, 12999, 0, 0, 0, "", true},
+                    LimitRow{"AllAtTheirLimits", true, 12999, 26, 25000, 1048576, "", true},
                     LimitRow{"MigratorOneOver", true, 12999, 26, 25001, 0, "logmigrated", true},
                     LimitRow{"SfcbdOneMore", true, 12999, 27, 25000, 0, "sfcbd", true},
                     LimitRow{"FirstOfTwo", true, 12999, 27, 25001, 0, "sfcbd", true},

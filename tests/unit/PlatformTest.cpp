@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "host/framework/fw_Container.h"
-#include "host/framework/ut_Waiter.h"
 #include "host/platform/SimulatedPlatform.h"
 #include "support/LogCapture.h"
 #include "util/ut_BufferStream.h"
@@ -36,63 +35,35 @@ class Simulation : public testing::Test {
   std::vector<int> notes;
 };
 
-TEST_F(Simulation, HappeningsRunByTimeThenSequence) {
+TEST_F(Simulation, HappeningsRunByTimeThenSequenceAndOnce) {
   machine.at(30, note(4));
   machine.at(10, note(1));
   machine.at(20, note(2));
   machine.at(20, note(3));
-  wait(100);
+  wait(9);
+  EXPECT_TRUE(notes.empty());
+  wait(91);
   EXPECT_EQ(notes, (std::vector{1, 2, 3, 4}));
   EXPECT_EQ(machine.elapsed(), 100);
 }
 
-TEST_F(Simulation, AHappeningRunsAtItsTimeOnceAndNotAUnitBefore) {
-  machine.at(10, note(1));
-  wait(9);
-  EXPECT_EQ(notes.size(), 0U);
-  wait(1);
-  EXPECT_EQ(notes.size(), 1U);
-  wait(1000);
-  EXPECT_EQ(notes.size(), 1U);
-}
-
-TEST_F(Simulation, WhatIsScheduledInThePastRunsNextAndTimeDoesNotStepBack) {
+TEST_F(Simulation, HappeningsScheduleHappeningsAndTimeDoesNotStepBack) {
   machine.pass(50);
-  machine.at(10, [&] { notes.push_back(static_cast<int>(machine.elapsed())); });
-  wait(5);
-  EXPECT_EQ(notes, std::vector{50});
-  EXPECT_EQ(machine.elapsed(), 55);
-}
-
-TEST_F(Simulation, HappeningsScheduleHappenings) {
-  machine.at(10, [&] {
-    note(1)();
-    machine.at(10, note(2));  // at once, behind what was due already
-    machine.at(15, note(3));
-    machine.at(101, note(4));  // past the wait
+  machine.at(10, [&] {  // past already
+    note(static_cast<int>(machine.elapsed()))();
+    machine.at(10, note(1));
+    machine.at(55, note(2));
+    machine.at(151, note(3));  // past the wait
   });
   wait(100);
-  EXPECT_EQ(notes, (std::vector{1, 2, 3}));
+  EXPECT_EQ(notes, (std::vector{50, 1, 2}));
+  EXPECT_EQ(machine.elapsed(), 150);
 }
 
-TEST_F(Simulation, AHappeningThatTakesLongerThanTheWaitKeepsItsTime) {
-  machine.at(10, [&] { machine.pass(500); });
-  wait(100);
-  EXPECT_EQ(machine.elapsed(), 510);
-  machine.at(520, [&] { machine.pass(500); });
-  machine.pass(100);
-  EXPECT_EQ(machine.elapsed(), 1020);
-}
-
-TEST_F(Simulation, ASignalBeforeAWaitEndsItAtOnceAndOnlyThatOne) {
+TEST_F(Simulation, AWakeUpEndsOneWait) {
   signal();
   wait(100);
   EXPECT_EQ(machine.elapsed(), 0);
-  wait(100);
-  EXPECT_EQ(machine.elapsed(), 100);
-}
-
-TEST_F(Simulation, AWakeUpDuringAWaitEndsItThere) {
   machine.at(40, [this] { signal(); });
   machine.at(40, note(1));  // due at the same time, but behind the signal
   wait(100);
@@ -117,29 +88,12 @@ TEST_F(Simulation, AWallClockThatStepsBackReplaysNothing) {
   EXPECT_EQ(notes, (std::vector{1, 2}));
 }
 
-TEST_F(Simulation, WaitersSleepInItsTime) {
-  utility::Waiter waiter;
-  machine.at(3 * second, [&] { waiter.signal(); });
-  const std::lock_guard lock(waiter);
-  waiter.wait(10);
-  EXPECT_EQ(machine.elapsed(), 3 * second);
-  waiter.wait(0);
-  EXPECT_GT(machine.elapsed(), 3 * second);  // short, but not nothing
-  EXPECT_LT(machine.elapsed(), 4 * second);
-  taskDelay(50);
-  EXPECT_GT(machine.elapsed(), 3 * second + 50 * 10000);
-}
-
 TEST_F(Simulation, CommandsAreRecordedAndTheLongestPrefixActs) {
   machine.onCommand("run web", [](const platform::Command& command) {
     command.output->SendOutputStream("up", 2);
     return platform::Result{.status = 7};
   });
   machine.onCommand("run", [](const platform::Command&) { return platform::Result{.status = 8}; });
-  machine.onCommand("once", [this](const platform::Command&) {
-    machine.onCommand("once", [](const platform::Command&) { return platform::Result{}; });
-    return platform::Result{.status = 9};
-  });
   std::array<char, 16> text;
   utility::BufferStream output(text.data(), text.size(), true);
   EXPECT_EQ(framework::Container::spawn("run web start", nullptr, &output), 7);
@@ -147,13 +101,8 @@ TEST_F(Simulation, CommandsAreRecordedAndTheLongestPrefixActs) {
   machine.pass(5 * second);
   EXPECT_EQ(framework::Container::spawn("run we", nullptr, nullptr), 8);
   EXPECT_EQ(framework::Container::spawn("ru &", nullptr, nullptr), 0);
-  EXPECT_EQ(framework::Container::spawn("once", nullptr, nullptr), 9);
-  EXPECT_EQ(framework::Container::spawn("once", nullptr, nullptr), 0);
-  const std::vector<platform::SimulatedPlatform::Ran> expected = {{0, "run web start", false},
-                                                                  {5, "run we", false},
-                                                                  {5, "ru", true},
-                                                                  {5, "once", false},
-                                                                  {5, "once", false}};
+  const std::vector<platform::SimulatedPlatform::Ran> expected = {
+      {0, "run web start", false}, {5, "run we", false}, {5, "ru", true}};
   EXPECT_EQ(machine.commands(), expected);
 }
 
@@ -191,12 +140,6 @@ TEST_F(Simulation, ACommandThatDidNotEndByItselfIsAnErrorLine) {
     EXPECT_NE(framework::Container::spawn("x", nullptr, nullptr), 0) << row.line;
     EXPECT_EQ(log.count(row.line), 1) << row.line;
   }
-}
-
-TEST_F(Simulation, FilesLieUnderItsRoot) {
-  std::array<char, 512> buffer;
-  EXPECT_EQ(machine.locate("/cfg/x", buffer.data(), buffer.size()), machine.root() + "/cfg/x");
-  EXPECT_STREQ(machine.locate("/cfg/x", buffer.data(), machine.root().size() + 6), "");
 }
 
 }  // namespace

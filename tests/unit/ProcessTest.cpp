@@ -5,53 +5,49 @@
 #include <unistd.h>
 
 #include "host/framework/st_StringRepository.h"
-#include "host/framework/ut_Debug.h"
+#include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "util/ut_BufferStream.h"
 
 namespace services::app {
 namespace {
 
 std::string report(const Process& process, int indentation = 0) {
-  std::array<char, 4096> text;
-  utility::BufferStream stream(text.data(), static_cast<int>(text.size()), false);
-  process.information(stream, indentation, false);
-  return stream.pTail();
+  return test::printed([&](auto& out) { process.information(out, indentation, false); });
 }
 
 strings::stringtoken token(const char* name) { return strings::GS.toToken(name); }
 
-struct MatchRow {
-  const char* name;
-  const char* pattern;  // null: by name
-  const char* baseName;
-  const char* commandLine;
-  bool expected;
-};
-
-class Matching : public testing::TestWithParam<MatchRow> {};
-
-TEST_P(Matching, OfDaemonWeb) {
-  const MatchRow& row = GetParam();
-  const Process process(token("web"), false, row.pattern);
-  EXPECT_EQ(process.match(row.baseName, row.commandLine), row.expected);
+// One scan that finds these pids.
+void scan(Process& process, const std::vector<int>& pids) {
+  process.startScan();
+  for (const int pid : pids) process.addInstance(pid);
+  process.endScan();
 }
 
-constexpr MatchRow matchRows[] = {
-    {"ByName", nullptr, "web", "/app/bin/web -d", true},
-    {"ByNameLonger", nullptr, "web2", "/app/bin/web2", false},
-    {"ByNameShorter", nullptr, "we", "we", false},
-    {"ByNameOtherCase", nullptr, "Web", "Web", false},
-    {"KernelThread", nullptr, "", "", false},
-    {"PatternOverArguments", "sh .*/web --port [0-9]+$", "sh", "/bin/sh /app/web --port 80", true},
-    {"PatternNotBaseName", "^other$", "web", "/app/bin/web", false},
-    {"PatternEmptyMatchesAll", "", "anything", "anything", true},
-    {"BrokenPatternFallsBackToName", "(", "web", "/app/bin/web", true},
-    {"BrokenPatternOtherName", "(", "other", "web", false},
-};
-
-INSTANTIATE_TEST_SUITE_P(Table, Matching, testing::ValuesIn(matchRows),
-                         [](const auto& row) { return row.param.name; });
+TEST(Process, MatchesByNameOrPattern) {
+  const struct {
+    const char* name;
+    const char* pattern;  // null: by name
+    const char* baseName;
+    const char* commandLine;
+    bool expected;
+  } rows[] = {
+      {"by name", nullptr, "web", "/app/bin/web -d", true},
+      {"longer name", nullptr, "web2", "/app/bin/web2", false},
+      {"shorter name", nullptr, "we", "we", false},
+      {"other case", nullptr, "Web", "Web", false},
+      {"kernel thread", nullptr, "", "", false},
+      {"over arguments", "sh .*/web --port [0-9]+$", "sh", "/bin/sh /app/web --port 80", true},
+      {"pattern, not base name", "^other$", "web", "/app/bin/web", false},
+      {"empty pattern matches all", "", "anything", "anything", true},
+      {"broken pattern falls back to the name", "(", "web", "/app/bin/web", true},
+      {"broken pattern, other name", "(", "other", "web", false},
+  };
+  for (const auto& row : rows) {
+    const Process process(token("web"), false, row.pattern);
+    EXPECT_EQ(process.match(row.baseName, row.commandLine), row.expected) << row.name;
+  }
+}
 
 TEST(Process, SaysOnceThatAPatternDoesNotCompile) {
   const test::LogCapture log;
@@ -62,7 +58,7 @@ TEST(Process, SaysOnceThatAPatternDoesNotCompile) {
 }
 
 TEST(Process, RunsItsControlCommands) {
-  platform::SimulatedPlatform machine;
+  const test::SimulatedController controller;
   Process process(token("snmpd"), false, nullptr);
   process.start();
   process.stop();
@@ -70,11 +66,10 @@ TEST(Process, RunsItsControlCommands) {
   process.restart();
   EXPECT_TRUE(process.getRestarting());
   process.control("kill", "snmpd");
-  using Ran = platform::SimulatedPlatform::Ran;
-  EXPECT_EQ(machine.commands(), (std::vector<Ran>{{0, "/app/etc/init.d/snmpdS start", true},
-                                                  {0, "/app/etc/init.d/snmpdS stop", true},
-                                                  {0, "/app/etc/init.d/snmpdS restart", true},
-                                                  {0, "killall -9 snmpd", false}}));
+  EXPECT_EQ(
+      controller.commandLines(),
+      (std::vector<std::string>{"/app/etc/init.d/snmpdS start &", "/app/etc/init.d/snmpdS stop &",
+                                "/app/etc/init.d/snmpdS restart &", "killall -9 snmpd"}));
 }
 
 TEST(Process, KeepsAtMostThirtyInstances) {
@@ -90,12 +85,8 @@ TEST(Process, KeepsAtMostThirtyInstances) {
 
 TEST(Process, ForgetsNeighboursThatDiedAndKeepsTheOrder) {
   Process process(token("web"), false, nullptr);
-  process.startScan();
-  for (int pid = 1; pid <= 6; ++pid) process.addInstance(pid);
-  process.endScan();
-  process.startScan();
-  for (const int pid : {7, 6, 2}) process.addInstance(pid);
-  process.endScan();
+  scan(process, {1, 2, 3, 4, 5, 6});
+  scan(process, {7, 6, 2});
   std::array<char, 32> pids;
   EXPECT_STREQ(process.getInstanceInfo(pids.data(), 32), "2,6,7");
   EXPECT_STREQ(process.getInstanceInfo(pids.data(), 4), "2,6");
@@ -105,36 +96,27 @@ TEST(Process, ForgetsNeighboursThatDiedAndKeepsTheOrder) {
 
 TEST(Process, MeasuresItsInstances) {
   Process process(token("self"), false, nullptr);
-  process.startScan();
-  process.addInstance(::getpid());
-  process.addInstance(0x7ffffff0);  // no such process
-  process.endScan();
+  constexpr int none = 0x7ffffff0;  // no such process
+  scan(process, {::getpid(), none});
   EXPECT_EQ(process.getDataSize(), 0U);
   process.updateInfo();
   const unsigned int alone = process.getDataSize();
   EXPECT_GT(alone, 100U);
   process.updateInfo();
   EXPECT_LT(process.getDataSize(), 2 * alone) << "totals must not add up over measurements";
-  process.startScan();
-  process.addInstance(0x7ffffff0);
-  process.endScan();
+  scan(process, {none});
   EXPECT_EQ(process.getDataSize(), 0U);
 }
 
 TEST(Process, KnowsANewGeneration) {
   const platform::SimulatedPlatform machine;
   Process process(token("web"), false, nullptr);
-  const auto scan = [&](std::initializer_list<int> pids) {
-    process.startScan();
-    for (const int pid : pids) process.addInstance(pid);
-    process.endScan();
-  };
-  scan({10, 11});
+  scan(process, {10, 11});
   process.restart();
   EXPECT_FALSE(process.isNewGeneration());
-  scan({11, 12});
+  scan(process, {11, 12});
   EXPECT_FALSE(process.isNewGeneration());
-  scan({12});
+  scan(process, {12});
   EXPECT_TRUE(process.isNewGeneration());
 }
 
@@ -148,9 +130,7 @@ TEST(Process, Reports) {
             "code      0 kb data:      0 kb shared      0 kb\n");
   process.setState(Process::Down);
   process.setSuspend(false);
-  process.startScan();
-  process.addInstance(42);
-  process.endScan();
+  scan(process, {42});
   EXPECT_EQ(report(process, 2),
             "  web           : Down       (   42), suspend: false, last transition:      0, "
             "code      0 kb data:      0 kb shared      0 kb\n");
@@ -167,10 +147,9 @@ TEST(Process, WritesDebugLinesOnlyWithItsFlag) {
   const test::LogCapture log;
   Process process(token("web"), false, nullptr);
   process.setState(Process::Up);
-  utility::Debug::setDebug(strings::tGSProcess, true);
+  const test::DebugLines debug(strings::tGSProcess);
   process.setState(Process::Down);
   process.stop();
-  utility::Debug::setDebug(strings::tGSProcess, false);
   EXPECT_EQ(log.count("from: "), 1);
   EXPECT_TRUE(log.has("web: from: Up to Down"));
   EXPECT_TRUE(log.has("/app/etc/init.d/webS stop &"));

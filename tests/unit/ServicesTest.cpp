@@ -21,6 +21,8 @@ using framework::ServiceHost;
 using strings::GS;
 using strings::stringtoken;
 
+using Notes = std::vector<std::string>;
+
 // What happened, in order, as any thread noted it.
 class Diary {
  public:
@@ -28,11 +30,10 @@ class Diary {
     const std::lock_guard lock(m_mutex);
     m_notes.push_back(what);
   }
-  std::vector<std::string> notes() const {
+  Notes notes() const {
     const std::lock_guard lock(m_mutex);
     return m_notes;
   }
-  bool has(std::size_t count) const { return notes().size() >= count; }
   void clear() {
     const std::lock_guard lock(m_mutex);
     m_notes.clear();
@@ -40,11 +41,14 @@ class Diary {
 
  private:
   mutable std::mutex m_mutex;
-  std::vector<std::string> m_notes;
+  Notes m_notes;
 };
 
 Diary diary;
-using Notes = std::vector<std::string>;
+
+bool areNotes(std::size_t count) {
+  return test::eventually([count] { return diary.notes().size() >= count; });
+}
 
 // Notes what the host does with it; its threads sleep until the shutdown.
 class Noted : public framework::ActiveService {
@@ -151,51 +155,38 @@ class Events : public testing::Test {
   Listener second{"second", {common}};
 };
 
-TEST_F(Events, GoToTheirSubscribersInOrder) {
-  EXPECT_TRUE(events.raise(special));
-  EXPECT_TRUE(events.raise(GS.toToken("nobody's event"), "lost"));
-  EXPECT_TRUE(events.raise(common, std::string("one")));
-  EXPECT_TRUE(events.raise(common, std::string("two")));
-  EXPECT_TRUE(test::eventually([] { return diary.has(5); }));
-  EXPECT_EQ(diary.notes(),
-            (Notes{"first nothing", "first one", "second one", "first two", "second two"}));
-}
-
-TEST_F(Events, CarryTheKindOfDataThatWasDeclared) {
+TEST_F(Events, GoToTheirSubscribersInOrderWithTheDeclaredData) {
   const auto record = std::make_shared<const std::string>("text");
   const std::shared_ptr<const void> data(record, record->c_str());
+  EXPECT_TRUE(events.raise(special));
+  EXPECT_TRUE(events.raise(GS.toToken("nobody's event"), "lost"));
   EXPECT_FALSE(events.raise(recordEvent));
   EXPECT_FALSE(events.raise(recordEvent, std::string("no record")));
   EXPECT_FALSE(events.raise(common, data));
+  EXPECT_TRUE(events.raise(common, std::string("one")));
   EXPECT_TRUE(events.raise(recordEvent, data));
-  EXPECT_TRUE(test::eventually([] { return diary.has(1); }));
-  EXPECT_EQ(diary.notes(), Notes{"first text"});
+  EXPECT_TRUE(events.raise(common, std::string("two")));
+  EXPECT_TRUE(areNotes(6));
+  EXPECT_EQ(diary.notes(), (Notes{"first nothing", "first one", "second one", "first text",
+                                  "first two", "second two"}));
 }
 
-TEST_F(Events, OwnTheirDataUntilTheLastHandlerHasReturned) {
+TEST_F(Events, StopLetsTheRunningHandlerEndWithItsDataAndDropsTheRest) {
   auto record = std::make_shared<const std::string>("owned");
   const std::weak_ptr<const std::string> watched = record;
   first.held = true;
   events.raise(recordEvent, std::shared_ptr<const void>(record, record->c_str()));
   record.reset();
-  EXPECT_TRUE(test::eventually([] { return diary.has(1); }));
-  EXPECT_FALSE(watched.expired());
-  first.held = false;
-  first.held.notify_all();
-  EXPECT_TRUE(test::eventually([&] { return watched.expired(); }));
-}
-
-TEST_F(Events, StopLetsTheRunningHandlerEndAndDropsTheRest) {
-  first.held = true;
-  events.raise(recordEvent, std::shared_ptr<const void>(std::make_shared<int>(0)));
-  EXPECT_TRUE(test::eventually([] { return diary.has(1); }));
+  EXPECT_TRUE(areNotes(1));
   events.raise(common, std::string("queued"));
   std::jthread stopper([this] { events.stop(); });
   EXPECT_TRUE(test::eventually([this] { return !events.raise(common); }));
+  EXPECT_FALSE(watched.expired());
   first.held = false;
   first.held.notify_all();
   stopper.join();
-  EXPECT_EQ(diary.notes().size(), 1U);
+  EXPECT_TRUE(watched.expired());
+  EXPECT_EQ(diary.notes(), Notes{"first owned"});
 }
 
 }  // namespace

@@ -7,59 +7,54 @@
 
 #include "host/framework/fw_CommandBundle.h"
 #include "host/framework/fw_CommandLine.h"
-#include "host/framework/fw_Console.h"
 #include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/fw_ServiceHost.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
+#include "support/ConsoleSetting.h"
 #include "util/fw_Exception.h"
 #include "util/ut_PutStream.h"
 
 namespace framework {
 namespace {
 
+using test::addCommand;
+using test::ask;
 using Words = std::vector<std::string>;
 
-struct SplitCase {
-  const char* name;
-  std::string line;
-  Words words;
-  std::string error;
-};
-
-class Splitting : public testing::TestWithParam<SplitCase> {};
-
-TEST_P(Splitting, GivesWordsOrTheColumn) {
-  std::string error;
-  const auto words = splitLine(GetParam().line, error);
-  EXPECT_EQ(words.has_value(), GetParam().error.empty());
-  EXPECT_EQ(words.value_or(Words()), GetParam().words);
-  EXPECT_EQ(error, GetParam().error);
-  const std::string again = joinWords(words.value_or(Words()));
-  EXPECT_EQ(splitLine(again, error), words.value_or(Words())) << again;
+TEST(SplitLine, GivesWordsOrTheColumn) {
+  const struct {
+    const char* name;
+    std::string line;
+    Words words;
+    std::string error;
+  } rows[] = {
+      {"blank", " \t ", {}, ""},
+      {"words", "  a\tbc  d ", {"a", "bc", "d"}, ""},
+      {"quoted in a word", "a\"b c\"d", {"ab cd"}, ""},
+      {"empty word", "a \"\" b", {"a", "", "b"}, ""},
+      {"escapes", R"("a\"b\\c\d")", {R"(a"b\cd)"}, ""},
+      {"backslash outside", R"(a\ b)", {"a\\", "b"}, ""},
+      {"high bytes", "\xC3\xA4", {"\xC3\xA4"}, ""},
+      {"unterminated", "ab \"cd", {}, "unterminated quote at column 4\n"},
+      {"escaped end", R"(a "\")", {}, "unterminated quote at column 3\n"},
+      {"lone backslash", R"("\)", {}, "unterminated quote at column 1\n"},
+      {"control", "a b\x1B[2J", {}, "control character at column 4\n"},
+      {"zero", std::string("a\0b", 3), {}, "control character at column 2\n"},
+      {"quoted tab", "\"a\tb\"", {}, "control character at column 3\n"},
+      {"escaped control", "\"\\\x07\"", {}, "control character at column 3\n"},
+  };
+  for (const auto& row : rows) {
+    std::string error;
+    const auto words = splitLine(row.line, error);
+    EXPECT_EQ(words.has_value(), row.error.empty()) << row.name;
+    EXPECT_EQ(words.value_or(Words()), row.words) << row.name;
+    EXPECT_EQ(error, row.error) << row.name;
+    EXPECT_EQ(splitLine(joinWords(row.words), error), row.words) << row.name;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Lines, Splitting,
-    testing::Values(
-        SplitCase{"Empty", "", {}, ""}, SplitCase{"Blank", " \t ", {}, ""},
-        SplitCase{"Words", "  a\tbc  d ", {"a", "bc", "d"}, ""},
-        SplitCase{"Quoted", "a \"b c\" d", {"a", "b c", "d"}, ""},
-        SplitCase{"QuotedInWord", "a\"b c\"d", {"ab cd"}, ""},
-        SplitCase{"EmptyWord", "a \"\" b", {"a", "", "b"}, ""},
-        SplitCase{"Escapes", R"("a\"b\\c\d")", {R"(a"b\cd)"}, ""},
-        SplitCase{"BackslashOutside", R"(a\ b)", {"a\\", "b"}, ""},
-        SplitCase{"HighBytes", "\xC3\xA4", {"\xC3\xA4"}, ""},
-        SplitCase{"Unterminated", "ab \"cd", {}, "unterminated quote at column 4\n"},
-        SplitCase{"EscapedEnd", R"(a "\")", {}, "unterminated quote at column 3\n"},
-        SplitCase{"LoneBackslash", R"("\)", {}, "unterminated quote at column 1\n"},
-        SplitCase{"Escape", "a b\x1B[2J", {}, "control character at column 4\n"},
-        SplitCase{"Zero", std::string("a\0b", 3), {}, "control character at column 2\n"},
-        SplitCase{"QuotedTab", "\"a\tb\"", {}, "control character at column 3\n"},
-        SplitCase{"EscapedControl", "\"\\\x07\"", {}, "control character at column 3\n"}),
-    [](const auto& row) { return row.param.name; });
 
 constexpr strings::stringtoken memoryPath[] = {strings::tGSmemory};
 constexpr strings::stringtoken statsPath[] = {strings::tGSmemory, strings::tGSstats};
@@ -67,14 +62,6 @@ const CommandHandler::commanddata memoryData = {"Memory", "memory: m.\n", "memor
                                                 memoryPath};
 const CommandHandler::commanddata statsData = {"Stats", "memory stats: s.\n", "memory stats\n", 2,
                                                statsPath};
-
-std::string ask(const Shell& shell, const std::string& line) {
-  Console console;
-  shell.execute(line, console);
-  std::string text;
-  const int code = console.takeReply(text);
-  return std::to_string(code) + " " + text;
-}
 
 int replyArguments(Console& console, const utility::Arguments& arguments, const char* command) {
   console.reply(Ok, "%s", command);
@@ -86,31 +73,25 @@ int replyArguments(Console& console, const utility::Arguments& arguments, const 
 
 TEST(Shell, LongestMatchWinsAndArgumentsFollowIt) {
   Shell shell;
-  shell.registerCommand(new FunctionCommand(memoryData, [](auto& console, const auto& arguments) {
-    return arguments.ArgCount() == 0 ? 0 : replyArguments(console, arguments, "memory");
-  }));
-  shell.registerCommand(new FunctionCommand(statsData, [](auto& console, const auto& arguments) {
+  addCommand(shell, statsData, [](auto& console, const auto& arguments) {
     return replyArguments(console, arguments, "stats");
-  }));
+  });
+  EXPECT_EQ(ask(shell, "memory what"), "1 usage: memory stats\n");
+  addCommand(shell, memoryData, [](auto& console, const auto& arguments) {
+    return arguments.ArgCount() == 0 ? 0 : replyArguments(console, arguments, "memory");
+  });
   EXPECT_EQ(ask(shell, "memory stats \"a b\" c"), "0 stats [a b] [c]");
   EXPECT_EQ(ask(shell, "memory statsx"), "0 memory [statsx]");
   EXPECT_EQ(ask(shell, "memory"), "1 usage: memory WORD\n");
   EXPECT_EQ(ask(shell, "memoryx"), "1 unknown command: memoryx; try help\n");
   EXPECT_EQ(ask(shell, "a \"b"), "1 unterminated quote at column 3\n");
-  EXPECT_EQ(ask(shell, "  "), "0 ");
-}
-
-TEST(Shell, IncompleteCommandAnswersTheUsageOfThoseThatBeginAlike) {
-  Shell shell;
-  shell.registerCommand(new FunctionCommand(statsData, [](auto&, const auto&) { return 1; }));
-  EXPECT_EQ(ask(shell, "memory what"), "1 usage: memory stats\n");
 }
 
 TEST(Shell, ThrowingCommandIsRefusedAndTheShellGoesOn) {
   Shell shell;
-  shell.registerCommand(new FunctionCommand(memoryData, [](auto&, const auto&) -> int {
+  addCommand(shell, memoryData, [](auto&, const auto&) -> int {
     throw new Exception(strings::tGSstreamOverflow, "test", "test", "", true);
-  }));
+  });
   const std::string failed = "13 the command failed; the log says why\n";
   EXPECT_EQ(ask(shell, "memory"), failed);
   EXPECT_EQ(ask(shell, "memory"), failed);
@@ -173,16 +154,14 @@ class Bundle : public CommandBundle {
   using CommandBundle::CommandBundle;
   const ServiceInfo* serviceInfo() const override { return nullptr; }
   void initializeCommands(Shell& shell) override {
-    shell.registerCommand(new FunctionCommand(statsData, [](auto&, const auto&) { return 1; }));
+    addCommand(shell, statsData, [](auto&, const auto&) { return 1; });
   }
 };
 
-const ServiceFactory sample([](const char* name) -> Service* { return new Sample(name); },
-                            "Sample");
-const ServiceFactory bundle([](const char* name) -> Service* { return new Bundle(name); },
-                            "Bundle");
-const ServiceFactory absent([](const char* name) -> Service* { return new Bundle(name); },
-                            "Absent");
+Service* buildSample(const char* name) { return new Sample(name); }
+Service* buildBundle(const char* name) { return new Bundle(name); }
+const ServiceFactory factories[] = {
+    {buildSample, "Sample"}, {buildBundle, "Bundle"}, {buildBundle, "Absent"}};
 
 class HostCommands : public testing::Test {
  protected:
@@ -201,7 +180,7 @@ class HostCommands : public testing::Test {
     CommandBundle::registerAll(m_shell);
   }
 
-  std::string ask(const std::string& line) const { return framework::ask(m_shell, line); }
+  std::string ask(const std::string& line) const { return test::ask(m_shell, line); }
 
   Shell m_shell;
   bool m_shutdown = false;
@@ -217,16 +196,13 @@ TEST_F(HostCommands, Replies) {
        "Sample  running    1\n"
        "Bundle  running    0\n"
        "Absent  not built  0\n"},
-      {"services now", "1 usage: services\n"},
       {"information", "0 Sample\n  report\nBundle\n"},
       {"information Sample", "0 report, detailed\n"},
       {"information Nobody", "13 no such service: Nobody\n"},
       {"information Sample Bundle", "1 usage: information [SERVICE]\n"},
-      {"event", "1 usage: event send NAME [TEXT]\n"},
       {"event send", "1 usage: event send NAME [TEXT]\n"},
       {"event send goingUp", "13 no service subscribes to an event of this name: goingUp\n"},
       {"event send pageCache", "13 no service subscribes to an event of this name: pageCache\n"},
-      {"event send goingDown \"a\x01\"", "1 control character at column 24\n"},
       {"debug on", "1 usage: debug on NAME\n"},
       {"debug on nobody",
        "13 no such debug flag: nobody; there are:\n"
@@ -240,55 +216,39 @@ TEST_F(HostCommands, Replies) {
        "lock list\nlock release\nlock take\nlog level\nmanagedlogs list\nmemory stats\n"
        "portal list\nportal register\nservices\nshutdown\n"},
   };
+  const auto before = strings::GS.toToken("before");
   for (const auto& row : rows) EXPECT_EQ(ask(row.line), row.reply) << row.line;
+  EXPECT_EQ(strings::GS.toToken("after"), before + 1) << "unknown names made tokens";
 }
 
 TEST_F(HostCommands, EventsReachTheirSubscribers) {
-  const struct {
-    const char* line;
-    const char* data;
-  } rows[] = {{"event send goingDown", "nothing"},
-              {"event send goingDown web", "web"},
-              {"event send goingDown web \"now  or\" never", "web now  or never"}};
-  for (const auto& row : rows) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"", "nothing"}, {" web", "web"}, {" web \"now  or\" never", "web now  or never"}};
+  for (const auto& [text, data] : rows) {
     Sample::s_event = {};
     auto delivered = Sample::s_event.get_future();
-    EXPECT_EQ(ask(row.line), "0 event goingDown sent\n");
-    ASSERT_EQ(delivered.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-    EXPECT_EQ(delivered.get(), row.data);
+    EXPECT_EQ(ask("event send goingDown" + text), "0 event goingDown sent\n");
+    ASSERT_EQ(delivered.wait_for(std::chrono::seconds(10)), std::future_status::ready) << text;
+    EXPECT_EQ(delivered.get(), data);
   }
 }
 
-TEST_F(HostCommands, UnknownNamesMakeNoTokens) {
-  const auto before = strings::GS.toToken("ShellTest before");
-  ask("event send ShellTestEvent");
-  ask("debug on ShellTestFlag");
-  EXPECT_EQ(strings::GS.toToken("ShellTest after"), before + 1);
-}
-
-TEST_F(HostCommands, DebugFlagsAreSwitched) {
-  EXPECT_EQ(ask("log level info"), "0 log level info\n");
-  EXPECT_EQ(ask("debug on Sample"),
-            "0 debug on for Sample\nthe log leaves debug lines out; see: log level debug\n");
-  EXPECT_TRUE(utility::Debug::isDebugOn(strings::GS.toToken("Sample")));
-  EXPECT_NE(ask("debug list").find("\nSample       on\n"), std::string::npos);
-  EXPECT_EQ(ask("debug off Sample"), "0 debug off for Sample\n");
-  EXPECT_FALSE(utility::Debug::isDebugOn(strings::GS.toToken("Sample")));
-}
-
-TEST_F(HostCommands, LogLevelIsShownAndSet) {
+TEST_F(HostCommands, DebugFlagsAndTheLogLevelAreSwitched) {
+  const auto sample = strings::GS.toToken("Sample");
   EXPECT_EQ(ask("log level warning"), "0 log level warning\n");
   EXPECT_EQ(Logger::getLevel(), LogType::Warning);
   EXPECT_EQ(ask("log level"), "0 log level warning\n");
-  EXPECT_EQ(ask("log level info"), "0 log level info\n");
+  EXPECT_EQ(ask("debug on Sample"),
+            "0 debug on for Sample\nthe log leaves debug lines out; see: log level debug\n");
+  EXPECT_TRUE(utility::Debug::isDebugOn(sample));
+  EXPECT_NE(ask("debug list").find("\nSample       on\n"), std::string::npos);
+  EXPECT_EQ(ask("debug off Sample"), "0 debug off for Sample\n");
+  EXPECT_FALSE(utility::Debug::isDebugOn(sample));
 }
 
 TEST_F(HostCommands, ShutdownIsCalledOnceTheReplyWasSent) {
   Console console;
-  m_shell.execute("shutdown", console);
-  std::string text;
-  EXPECT_EQ(console.takeReply(text), Ok);
-  EXPECT_EQ(text, "shutting down\n");
+  EXPECT_EQ(test::ask(m_shell, "shutdown", console), "0 shutting down\n");
   EXPECT_FALSE(m_shutdown);
   console.replySent();
   EXPECT_TRUE(m_shutdown);

@@ -59,8 +59,7 @@ bool Config::getIntValueOf(const char* instance, const char* key, bool required,
   return value != nullptr;
 }
 
-bool Config::getBoolValueOf(const char* instance, const char* key, bool required,
-                            bool* out) const {
+bool Config::getBoolValueOf(const char* instance, const char* key, bool required, bool* out) const {
   const Property* property = lookUp(instance, key, required);
   const auto* value = property == nullptr ? nullptr : std::get_if<bool>(&property->value);
   if (value != nullptr) *out = *value;

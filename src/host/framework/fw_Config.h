@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "host/framework/ut_Array.h"
 #include "util/st_Tokens.h"
@@ -14,6 +15,7 @@ namespace framework {
 struct Property {
   std::variant<long, bool, std::string, utility::StringArray> value = {};
   unsigned int line = 0;
+  std::vector<unsigned int> entryLines = {};  ///< of a list: the line of each entry
 };
 
 /// The properties by instance name and key. It is filled before the first service is built and

@@ -7,13 +7,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
 
+#include "host/framework/fw_DebugFlags.h"
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/ut_Environment.h"
 
 namespace framework {
 
@@ -43,11 +46,14 @@ bool isText(const toml::node& node) {
 }
 
 // A list of texts; false when an entry is no text.
-bool convertList(const toml::array& source, utility::StringArray& list) {
+bool convertList(const toml::array& source, Property& property) {
+  utility::StringArray list;
   for (const auto& entry : source) {
     if (!isText(entry)) return false;
     list.Append(entry.as_string()->get());
+    property.entryLines.push_back(entry.source().begin.line);
   }
+  property.value = std::move(list);
   return true;
 }
 
@@ -56,12 +62,8 @@ bool convert(const toml::node& node, Property& property) {
   if (const auto* integer = node.as_integer()) property.value = static_cast<long>(integer->get());
   if (const auto* flag = node.as_boolean()) property.value = flag->get();
   if (const auto* text = node.as_string()) property.value = text->get();
-  if (const auto* source = node.as_array()) {
-    utility::StringArray list;
-    if (!convertList(*source, list)) return false;
-    property.value = std::move(list);
-  }
-  return node.is_integer() || node.is_boolean() || isText(node) || node.is_array();
+  if (const auto* list = node.as_array()) return convertList(*list, property);
+  return node.is_integer() || node.is_boolean() || isText(node);
 }
 
 std::vector<std::string> texts(const utility::StringArray& list) {
@@ -74,6 +76,19 @@ std::string rangeText(const PropertyRule& rule) {
   return "must be from " + std::to_string(rule.minimum) + " to " + std::to_string(rule.maximum);
 }
 
+void applyToList(const PropertyRule& rule, const Property& property,
+                 std::vector<PropertyFinding>& findings) {
+  const auto& list = std::get<utility::StringArray>(property.value);
+  for (unsigned int i = 0; rule.check != nullptr && i < list.Length(); ++i) {
+    const std::size_t before = findings.size();
+    rule.check(list.ElementAt(i), findings);
+    for (std::size_t k = before; k < findings.size(); ++k) {
+      findings[k].line = property.entryLines[i];
+    }
+  }
+  if (rule.checkAll != nullptr) rule.checkAll(list, findings);
+}
+
 // What is wrong with a property by its rule.
 std::vector<PropertyFinding> apply(const PropertyRule& rule, const Property& property) {
   std::vector<PropertyFinding> findings;
@@ -84,10 +99,8 @@ std::vector<PropertyFinding> apply(const PropertyRule& rule, const Property& pro
     if (value < rule.minimum || value > rule.maximum) findings.push_back({true, rangeText(rule)});
   } else if (rule.check != nullptr && rule.type == PropertyType::Text) {
     rule.check(std::get<std::string>(property.value).c_str(), findings);
-  } else if (rule.check != nullptr && rule.type == PropertyType::List) {
-    for (const std::string& entry : texts(std::get<utility::StringArray>(property.value))) {
-      rule.check(entry.c_str(), findings);
-    }
+  } else if (rule.type == PropertyType::List) {
+    applyToList(rule, property, findings);
   }
   return findings;
 }
@@ -184,8 +197,8 @@ bool ConfigFile::arePluginsKnown() const {
 
 bool ConfigFile::read() {
   std::ifstream file(m_path);
-  if (!file) {
-    add(true, 0, std::strerror(errno));
+  if (!file || std::filesystem::is_directory(m_path)) {
+    add(true, 0, std::strerror(file ? EISDIR : errno));
     return false;
   }
   std::stringstream content;
@@ -210,6 +223,25 @@ bool ConfigFile::read() {
     return false;
   }
   return true;
+}
+
+void ConfigFile::checkEnvironment() {
+  constexpr std::size_t longest = 48;
+  for (const char* name : {"MC_LOG_DIR", "MC_TEMP", "MC_CONFIG"}) {
+    const char* value = utility::Environment::GetEnv(name);
+    if (value == nullptr || (isSafePath(value) && std::strlen(value) <= longest)) continue;
+    m_findings.push_back({true, std::string("environment: ") + name + ": " + safePathRule +
+                                    ", here at most " + std::to_string(longest)});
+  }
+}
+
+void ConfigFile::checkDebugFlags() {
+  const auto known = debugFlagNames();
+  for (const std::string& name : m_host.debug) {
+    if (std::find(known.begin(), known.end(), name) != known.end()) continue;
+    add(false, m_config.find("host.debug")->line,
+        "host.debug: there is no debug flag \"" + name + "\"");
+  }
 }
 
 void ConfigFile::checkHost() {
@@ -246,7 +278,8 @@ void ConfigFile::checkTable(const std::string& name, unsigned int line,
       continue;
     }
     for (const auto& finding : apply(*rule, property)) {
-      add(finding.fatal, property.line, full + ": " + finding.text);
+      add(finding.fatal, finding.line == 0 ? property.line : finding.line,
+          full + ": " + finding.text);
     }
   }
   if (name != "host" && !isToBeBuilt(name)) return;
@@ -266,6 +299,7 @@ void ConfigFile::checkInstances() {
     add(true, 0, name + ": two plug-ins register a service of this name");
   }
   checkServiceNames();
+  checkDebugFlags();
   std::map<std::string, unsigned int> lines(m_tables.begin(), m_tables.end());
   for (const std::string& name : ServiceProperties::names()) {
     checkTable(name, lines[name], ServiceProperties::of(name));

@@ -36,6 +36,10 @@ class ConfigFile {
   /// Reads the file (TOML 1.0) and checks its syntax and the table [host].
   explicit ConfigFile(const std::string& path);
 
+  /// Checks the directories that the environment names (MC_LOG_DIR, MC_TEMP, MC_CONFIG): they reach
+  /// command lines and bounded paths, so they are safe paths of at most 48 characters.
+  void checkEnvironment();
+
   /// Whether the file could be read as far as the names of its plug-ins. If not, what is known of
   /// the instances' rules is not enough to check them.
   bool arePluginsKnown() const;
@@ -56,6 +60,7 @@ class ConfigFile {
   bool read();
   void checkHost();
   void checkServiceNames();
+  void checkDebugFlags();
   bool isToBeBuilt(const std::string& name) const;
   /// Holds the properties of one table to its rules; `line` is where the table begins.
   void checkTable(const std::string& name, unsigned int line, std::span<const PropertyRule> rules);

@@ -16,20 +16,28 @@ namespace {
 std::atomic<std::int64_t> commandLimit = 60 * 1000000LL;
 std::atomic<Console*> theConsole = nullptr;
 
+// A command whose thread has used its budget up still gets this long, so that a short one behind
+// one that hung, a kill above all, does its work.
+constexpr std::int64_t leastLimit = 500000;
+
 constexpr std::int64_t noBudget = -1;
 thread_local std::int64_t budgetEnd = noBudget;  // when the thread's shared limit runs out
 
 std::int64_t remainingLimit() {
   if (budgetEnd == noBudget) return commandLimit;
-  return std::max<std::int64_t>(0, budgetEnd - platform::Platform::current().now());
+  return std::max(leastLimit, budgetEnd - platform::Platform::current().now());
 }
 
 const char* reason(platform::Outcome outcome) {
   switch (outcome) {
-    case platform::Outcome::NotStarted: return "could not be started";
-    case platform::Outcome::TimedOut: return "passed its time limit and was killed";
-    case platform::Outcome::Aborted: return "was killed, the host is stopping";
-    case platform::Outcome::Exited: break;
+    case platform::Outcome::NotStarted:
+      return "could not be started";
+    case platform::Outcome::TimedOut:
+      return "passed its time limit and was killed";
+    case platform::Outcome::Aborted:
+      return "was killed, the host is stopping";
+    case platform::Outcome::Exited:
+      break;
   }
   return "ended";
 }
@@ -64,9 +72,7 @@ void Container::setCommandLimit(int seconds) { commandLimit = seconds * 1000000L
 Console* Container::getConsole() { return theConsole; }
 void Container::setConsole(Console* console) { theConsole = console; }
 
-CommandBudget::CommandBudget() {
-  budgetEnd = platform::Platform::current().now() + commandLimit;
-}
+CommandBudget::CommandBudget() { budgetEnd = platform::Platform::current().now() + commandLimit; }
 
 CommandBudget::~CommandBudget() { budgetEnd = noBudget; }
 

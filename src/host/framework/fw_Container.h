@@ -32,7 +32,8 @@ class Container {
 };
 
 /// While it lives, all foreground commands of its thread share one command limit, so that a row of
-/// commands that hang cannot hold the thread longer than one. Budgets do not nest.
+/// commands that hang cannot hold the thread longer than one; half a second is left to each command
+/// when the limit is used up. Budgets do not nest.
 class CommandBudget {
  public:
   CommandBudget();

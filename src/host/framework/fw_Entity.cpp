@@ -19,19 +19,19 @@ void Entity::LogInfoS(const char* text) const {
 }
 
 // One definition for each level, since a variable argument list cannot be passed on as such.
-#define MC_LOG_CALL(name, type)                                                  \
-  void Entity::name(const char* format, ...) const {                             \
-    va_list arguments;                                                           \
-    va_start(arguments, format);                                                 \
-    Logger::writeFormat(type, getNameString(), nullptr, 0, format, arguments);   \
-    va_end(arguments);                                                           \
+#define MC_LOG_CALL(name, type)                                                \
+  void Entity::name(const char* format, ...) const {                           \
+    va_list arguments;                                                         \
+    va_start(arguments, format);                                               \
+    Logger::writeFormat(type, getNameString(), nullptr, 0, format, arguments); \
+    va_end(arguments);                                                         \
   }
-#define MC_LOG_METHOD_CALL(name, type)                                                       \
-  void Entity::name(const char* operation, int line, const char* format, ...) const {        \
-    va_list arguments;                                                                       \
-    va_start(arguments, format);                                                             \
-    Logger::writeFormat(type, getNameString(), operation, line, format, arguments);          \
-    va_end(arguments);                                                                       \
+#define MC_LOG_METHOD_CALL(name, type)                                                \
+  void Entity::name(const char* operation, int line, const char* format, ...) const { \
+    va_list arguments;                                                                \
+    va_start(arguments, format);                                                      \
+    Logger::writeFormat(type, getNameString(), operation, line, format, arguments);   \
+    va_end(arguments);                                                                \
   }
 
 MC_LOG_CALL(LogInfo, LogType::Info)

@@ -8,7 +8,8 @@ namespace framework {
 
 namespace {
 
-constexpr const char* alphanumeric = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+constexpr const char* alphanumeric =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 
 // Whether the text consists of `atLeast` to `atMost` letters, digits and characters of `others`.
 bool consistsOf(const char* text, const char* others, std::size_t atLeast, std::size_t atMost) {

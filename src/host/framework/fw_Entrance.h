@@ -6,7 +6,8 @@ namespace framework {
 /// Letters, digits, "_", "-" and ".", 1 to 64 of them, the first no "-" or ".": a daemon's name.
 bool isDaemonName(const char* text);
 inline constexpr const char* daemonNameRule =
-    "a daemon's name is 1 to 64 letters, digits, \"_\", \"-\" and \".\" and begins with none of the "
+    "a daemon's name is 1 to 64 letters, digits, \"_\", \"-\" and \".\" and begins with none of "
+    "the "
     "last two";
 
 /// An absolute path of at most 200 letters, digits and "/", "_", "-", ".", "+", ",", ":", "@", "=":

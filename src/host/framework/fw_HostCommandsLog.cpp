@@ -5,9 +5,9 @@
 #include "host/framework/fw_CommandHandler.h"
 #include "host/framework/fw_Console.h"
 #include "host/framework/fw_ConsoleTable.h"
+#include "host/framework/fw_DebugFlags.h"
 #include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_Logger.h"
-#include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/fw_Shell.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
@@ -40,23 +40,10 @@ const CommandHandler::commanddata logLevelData = {
     "LogLevel", "log level: show or set the log's level: error, warning, info or debug.\n",
     "log level [error|warning|info|debug]\n", logLevelPath.size(), logLevelPath.data()};
 
-constexpr std::array<stringtoken, 4> otherFlags = {strings::tGSProcess, strings::tGSlifecycle,
-                                                   strings::tGSdestructors, strings::tGSpairing};
-
-std::vector<std::string> flagNames() {
-  std::vector<std::string> names;
-  for (const ServiceFactory* factory : ServiceFactory::all())
-    names.emplace_back(factory->getName());
-  for (const stringtoken flag : otherFlags) {
-    names.emplace_back(strings::StringRepository::toString(flag));
-  }
-  return names;
-}
-
 int switchFlag(Console& console, const Arguments& arguments, bool on) {
   if (arguments.ArgCount() != 1) return 0;
   const char* name = arguments.ArgValue(0);
-  const auto names = flagNames();
+  const auto names = debugFlagNames();
   if (std::ranges::find(names, name) == names.end()) {
     console.reply(Refused, "no such debug flag: %s; there are:\n", name);
     for (const std::string& known : names) console.reply(Refused, "  %s\n", known.c_str());
@@ -76,7 +63,7 @@ int switchFlag(Console& console, const Arguments& arguments, bool on) {
 int listFlags(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
   TableRows rows = {{"NAME", "DEBUG"}};
-  for (const std::string& name : flagNames()) {
+  for (const std::string& name : debugFlagNames()) {
     rows.push_back({name, Debug::isDebugOn(strings::GS.toToken(name.c_str())) ? "on" : "off"});
   }
   writeTable(console.output(), rows);

@@ -122,16 +122,16 @@ Log& theLog() {
 bool Logger::start(const LogSettings& settings) {
   int descriptor = STDERR_FILENO;
   if (settings.destination != "stderr") {
-    descriptor = ::open(settings.destination.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC,
-                        0600);
+    descriptor =
+        ::open(settings.destination.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
     if (descriptor < 0) return false;
   }
   Log& log = theLog();
   log.fanout->setDestination(descriptor);
   log.pool = std::make_shared<spdlog::details::thread_pool>(queueLength, 1);
   log.fanout->setPool(log.pool.get());
-  log.logger = std::make_shared<spdlog::async_logger>("mc", log.fanout, log.pool,
-                                                      spdlog::async_overflow_policy::overrun_oldest);
+  log.logger = std::make_shared<spdlog::async_logger>(
+      "mc", log.fanout, log.pool, spdlog::async_overflow_policy::overrun_oldest);
   setLevel(settings.level);
   return true;
 }

@@ -13,9 +13,7 @@
 namespace framework {
 
 namespace {
-int bounded(std::size_t value) {
-  return static_cast<int>(std::min<std::size_t>(value, INT_MAX));
-}
+int bounded(std::size_t value) { return static_cast<int>(std::min<std::size_t>(value, INT_MAX)); }
 }  // namespace
 
 char* Memory::StaticAllocString(const char* text) {
@@ -38,10 +36,10 @@ void Memory::getMemoryStats(int& total, int& used, int& free, int& mapped, int& 
 }
 
 void Memory::dumpMemoryStats() {
-  if (Logger::getLevel() < LogType::Debug) return;
+  if (Logger::getLevel() < LogType::Trace) return;
   int total = 0, used = 0, free = 0, mapped = 0, freeBlocks = 0, extra = 0;
   getMemoryStats(total, used, free, mapped, freeBlocks, extra);
-  Logger::StaticLog(LogType::Debug, "memory: total %d used %d free %d mapped %d blocks %d extra %d",
+  Logger::StaticLog(LogType::Trace, "memory: total %d used %d free %d mapped %d blocks %d extra %d",
                     total, used, free, mapped, freeBlocks, extra);
 }
 

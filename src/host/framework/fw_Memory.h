@@ -1,6 +1,8 @@
 // The host's memory: owned texts, and the allocator's accounts.
 #pragma once
 
+#include <memory>
+
 namespace framework {
 
 class Memory {
@@ -10,7 +12,7 @@ class Memory {
   /// Releases a copy; null does nothing.
   static void StaticFreeString(char* text);
 
-  /// Writes the allocator's accounts to the log, as one debug line.
+  /// Writes the allocator's accounts to the log, as one trace line.
   static void dumpMemoryStats();
 
   /// The allocator's accounts of this process in bytes, each at most 2147483647: what it holds of
@@ -20,5 +22,11 @@ class Memory {
   static void getMemoryStats(int& total, int& used, int& free, int& mapped, int& freeBlocks,
                              int& extra);
 };
+
+/// An owned copy of a text, or null.
+struct StaticTextRelease {
+  void operator()(char* text) const { Memory::StaticFreeString(text); }
+};
+using StaticText = std::unique_ptr<char, StaticTextRelease>;
 
 }  // namespace framework

@@ -5,6 +5,10 @@
 #include <string>
 #include <vector>
 
+namespace utility {
+class StringArray;
+}
+
 namespace framework {
 
 class Service;
@@ -39,6 +43,7 @@ enum class PropertyType { Integer, Boolean, Text, List };
 struct PropertyFinding {
   bool fatal = true;
   std::string text;
+  unsigned int line = 0;  ///< of the file; the host fills it in
 };
 
 /// What a service expects of one of its properties. The configuration is held to it before any
@@ -51,6 +56,9 @@ struct PropertyRule {
   bool expected = false;  ///< its absence is worth a warning
   /// Adds what is wrong with a text or with one entry of a list; may be null.
   void (*check)(const char* value, std::vector<PropertyFinding>& findings) = nullptr;
+  /// Adds what is wrong with a list as a whole; may be null.
+  void (*checkAll)(const utility::StringArray& list,
+                   std::vector<PropertyFinding>& findings) = nullptr;
 };
 
 /// Registers the rules of a service's properties, by static initialisers beside its factory; or

@@ -55,11 +55,14 @@ void ServiceHost::build(const std::vector<std::string>& names) {
 void ServiceHost::start() {
   std::vector<Service*> all;
   for (RunningService& running : m_services) {
-    guarded(running.service->getNameString(), "Startup", [&] { running.service->Startup(); });
-    all.push_back(running.service.get());
+    const bool started =
+        guarded(running.service->getNameString(), "Startup", [&] { running.service->Startup(); });
+    if (started) all.push_back(running.service.get());
   }
-  EventManager::instance().start(std::move(all));
-  for (RunningService& running : m_services) runThreads(running);
+  EventManager::instance().start(all);
+  for (RunningService& running : m_services) {
+    if (std::ranges::find(all, running.service.get()) != all.end()) runThreads(running);
+  }
 }
 
 void ServiceHost::stop() {

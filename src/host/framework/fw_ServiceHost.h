@@ -28,7 +28,8 @@ class ServiceHost {
   /// Builds the named services in this order. One that has no factory, whose constructor throws or
   /// that its factory does not build is logged as an error and left out.
   void build(const std::vector<std::string>& names);
-  /// Calls Startup() on each, begins to deliver events and runs the threads.
+  /// Calls Startup() on each, begins to deliver events and runs the threads. One whose Startup()
+  /// throws gets neither.
   void start();
   /// Ends the delivery of events, then, in reverse order, shuts each service down and joins its
   /// threads.

@@ -6,8 +6,8 @@
 
 #include "host/framework/fw_Logger.h"
 
-int snprintfAssert(const char* source, int line, const char* method, char* buffer,
-                   std::size_t size, const char* format, ...) {
+int snprintfAssert(const char* source, int line, const char* method, char* buffer, std::size_t size,
+                   const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
   const int length = std::vsnprintf(buffer, size, format, arguments);

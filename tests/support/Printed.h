@@ -1,0 +1,47 @@
+// What services and commands print, as texts.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_Shell.h"
+#include "host/framework/ut_Debug.h"
+
+namespace test {
+
+/// All that the action puts into the stream that it is given.
+template <typename Action>
+std::string printed(Action action) {
+  framework::Console console;
+  action(console.output());
+  std::string text;
+  console.takeReply(text);
+  return text;
+}
+
+/// The reply to a command as "CODE text"; the command is a line or its words.
+template <typename Command>
+std::string ask(const framework::Shell& shell, const Command& command) {
+  framework::Console console;
+  shell.execute(command, console);
+  std::string text;
+  const int code = console.takeReply(text);
+  return std::to_string(code) + " " + text;
+}
+
+/// The debug lines of a service are written while this lives.
+class DebugLines {
+ public:
+  explicit DebugLines(strings::stringtoken service) : m_service(service) {
+    utility::Debug::setDebug(m_service, true);
+  }
+  ~DebugLines() { utility::Debug::setDebug(m_service, false); }
+  DebugLines(const DebugLines&) = delete;
+  DebugLines& operator=(const DebugLines&) = delete;
+
+ private:
+  const strings::stringtoken m_service;
+};
+
+}  // namespace test
