@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_Debug.h"
 #include "support/SimulatedController.h"
 #include "util/fw_Exception.h"
 #include "util/ut_BufferStream.h"
@@ -97,6 +98,23 @@ INSTANTIATE_TEST_SUITE_P(Table, Architecture,
                                          ArchitectureRow{"Empty", "", true},
                                          ArchitectureRow{"Other", "ARM", true}),
                          [](const auto& row) { return row.param.name; });
+
+TEST(Control, GivesAClaimBackWhenTheReportDoesNotFit) {
+  SimulatedController controller;
+  controller.setList("data", {"a"});
+  AppManager& manager = controller.build();
+  std::array<char, 100> text;
+  utility::BufferStream stream(text.data(), 100, false);
+  try {
+    manager.information(stream, 0, false);
+    FAIL();
+  } catch (framework::Exception* full) {
+    delete full;
+  }
+  manager.Shutdown();  // so that a claim that is held is not waited for
+  Process* process = manager.openProcess(token("a"));
+  EXPECT_NE(process, nullptr);
+}
 
 TEST(Control, AnswersWithoutAService) {
   EXPECT_EQ(AppManager::getSingleton(), nullptr);
@@ -354,6 +372,36 @@ TEST(Loop, WritesACrashEventForEachRestart) {
   EXPECT_TRUE(events.starts_with("old line\n20")) << events;
   EXPECT_TRUE(events.ends_with(": a down, restarted\n")) << events;
   EXPECT_EQ(std::count(events.begin(), events.end(), '\n'), 2);
+}
+
+TEST(Loop, WritesItsDebugLinesWithItsFlag) {
+  SimulatedController controller;
+  utility::Debug::setDebug(strings::tGSAppManager, true);
+  controller.setList("data", {" a/b ", "c"});
+  controller.setList("nokill", {"a", "other"});
+  controller.setInt("pollSeconds", 10);
+  std::filesystem::create_directories(controller.machine.root() + "/proc/77");
+  controller.build();
+  controller.at(5, [] { AppManager::restartProcess(token("a")); });
+  controller.runUntil(140);
+  utility::Debug::setDebug(strings::tGSAppManager, false);
+  const char* const lines[] = {
+      "AppManager: 2 processes found\n",
+      "AppManager: monitoring process:  a/b \n",
+      "]: a : false / b\n",
+      "]: c : false / -\n",
+      "AppManager: prcessindex for nokill\n",
+      "AppManager: other not found in process list; it can not be                             "
+      "added to the nokill list\n",
+      "]:  Open Sys-Call returned -1\n",
+      "]: restarting process a - open\n",
+      "]: restarting process a - restart\n",
+      "]: restopping process a - close\n",
+      "AppManager: process c [] Unclassified \n",
+      "AppManager: should we restart c\n",
+      "AppManager: done monitoring processes\n",
+  };
+  for (const char* line : lines) EXPECT_TRUE(controller.log.has(line)) << line;
 }
 
 TEST(Loop, GoesOnAfterAnExceptionInACycle) {

@@ -1,0 +1,46 @@
+// A steady poll cycle allocates nothing: nothing in it grows, and nothing wears the heap out.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "support/SimulatedController.h"
+
+namespace {
+std::atomic<bool> counting = false;
+std::atomic<int> allocations = 0;
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (counting) ++allocations;
+  if (void* storage = std::malloc(size)) return storage;
+  throw std::bad_alloc();
+}
+void operator delete(void* storage) noexcept { std::free(storage); }
+void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
+
+namespace {
+
+TEST(Allocation, NoneInSteadyCycles) {
+  test::SimulatedController controller;
+  controller.setList("data", {"named", "patterned/tool --[a-z]+", "absent"});
+  controller.setInt("pollSeconds", 10);
+  controller.setBool("doLockTrack", true);
+  for (int pid = 100; pid < 200; ++pid) {
+    controller.addProcess(pid, pid % 2 == 0 ? "/bin/named" : "/bin/tool --word");
+  }
+  framework::Logger::setLevel(framework::LogType::Debug);
+  controller.build();
+  int steady = -1;
+  // Ten cycles, the memory samples of the second minute among them.
+  controller.at(25, [] { counting = true; });
+  controller.at(125, [&] {
+    counting = false;
+    steady = allocations;
+  });
+  controller.runUntil(126);
+  EXPECT_EQ(steady, 0);
+}
+
+}  // namespace
