@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -59,9 +60,7 @@ void serve(int listener, const std::string& name, int exitAfterSeconds) {
   }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   Options options;
   CLI::App app("Answers each connection to a loopback port with its name, pid and uptime");
   app.add_option("--port", options.port, "TCP port on 127.0.0.1")->required();
@@ -80,4 +79,15 @@ int main(int argc, char** argv) {
   const std::string path = argv[0];
   serve(listener, path.substr(path.rfind('/') + 1), options.exitAfterSeconds);
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s: %s\n", argv[0], failure.what());
+    return 1;
+  }
 }

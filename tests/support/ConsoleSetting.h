@@ -1,4 +1,4 @@
-// What tests of the console share: asking a shell, a server at a temporary place, its clients.
+// What tests of the console share: a server at a temporary place, its clients.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,24 +13,10 @@
 #include "host/framework/fw_ConsoleServer.h"
 #include "host/framework/fw_ConsoleSocket.h"
 #include "host/framework/fw_Shell.h"
+#include "support/Printed.h"
 #include "support/Temporary.h"
 
 namespace test {
-
-/// What the shell answers a command, a line or its words, as "CODE text".
-template <typename Command>
-std::string ask(const framework::Shell& shell, const Command& command,
-                framework::Console& console) {
-  shell.execute(command, console);
-  std::string text;
-  const int code = console.takeReply(text);
-  return std::to_string(code) + " " + text;
-}
-template <typename Command>
-std::string ask(const framework::Shell& shell, const Command& command) {
-  framework::Console console;
-  return ask(shell, command, console);
-}
 
 /// The path of what was built, by its place beside the tests: "bin/mcsh", "lib/libmcops.so".
 inline std::string built(const char* name) {

@@ -22,12 +22,17 @@ std::string printed(Action action) {
 
 /// The reply to a command as "CODE text"; the command is a line or its words.
 template <typename Command>
-std::string ask(const framework::Shell& shell, const Command& command) {
-  framework::Console console;
+std::string ask(const framework::Shell& shell, const Command& command,
+                framework::Console& console) {
   shell.execute(command, console);
   std::string text;
   const int code = console.takeReply(text);
   return std::to_string(code) + " " + text;
+}
+template <typename Command>
+std::string ask(const framework::Shell& shell, const Command& command) {
+  framework::Console console;
+  return ask(shell, command, console);
 }
 
 /// The debug lines of a service are written while this lives.

@@ -159,6 +159,8 @@ TEST_F(Linux, GrandchildrenThatHoldThePipeDelayNobody) {
   EXPECT_TRUE(isThere(pid));
   ::kill(pid, SIGTERM);
   statusOfOrphan(pid);
+  EXPECT_EQ(machine.queueSignal(pid, 45, 7), -1);
+  EXPECT_EQ(errno, ESRCH);
   EXPECT_EQ(run(machine, "yes & yes & yes & exit 6").status, 6);  // they end with the pipe
 }
 

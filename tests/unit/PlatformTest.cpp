@@ -88,6 +88,11 @@ TEST_F(Simulation, AWallClockThatStepsBackReplaysNothing) {
   EXPECT_EQ(notes, (std::vector{1, 2}));
 }
 
+TEST_F(Simulation, ADelayTakesItsTime) {
+  taskDelay(50);
+  EXPECT_EQ(machine.elapsed(), 50 * 10000);
+}
+
 TEST_F(Simulation, CommandsAreRecordedAndTheLongestPrefixActs) {
   machine.onCommand("run web", [](const platform::Command& command) {
     command.output->SendOutputStream("up", 2);
