@@ -12,13 +12,17 @@ std::atomic<bool> counting = false;
 std::atomic<int> allocations = 0;
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: the compiler would take a new seen through for a malloc, and its delete for a
+// mistake.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   if (counting) ++allocations;
   if (void* storage = std::malloc(size)) return storage;
   throw std::bad_alloc();
 }
-void operator delete(void* storage) noexcept { std::free(storage); }
-void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
+[[gnu::noinline]] void operator delete(void* storage) noexcept { std::free(storage); }
+[[gnu::noinline]] void operator delete(void* storage, std::size_t /*size*/) noexcept {
+  std::free(storage);
+}
 
 namespace {
 
