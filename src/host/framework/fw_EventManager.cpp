@@ -12,6 +12,8 @@ namespace framework {
 
 namespace {
 
+constexpr std::size_t queueLength = 1024;
+
 bool subscribes(const Service& service, strings::stringtoken event) {
   const strings::stringtoken* list = service.eventSubscription();
   if (list == nullptr) return false;
@@ -50,7 +52,7 @@ void EventManager::declareRecord(strings::stringtoken event) {
 
 bool EventManager::push(Event event) {
   const std::lock_guard lock(m_mutex);
-  if (!m_delivering) return false;
+  if (!m_delivering || m_queue.size() == queueLength) return false;
   m_queue.push_back(std::move(event));
   m_changed.notify_one();
   return true;

@@ -23,8 +23,8 @@ class EventManager {
 
   /// Raises an event without data, with a text, or with a record. The queue owns the data until
   /// the last handler has returned. Any thread may call, a handler too. An event whose token was
-  /// declared a record's cannot be raised otherwise: false. While delivery is stopped, events are
-  /// dropped: false.
+  /// declared a record's cannot be raised otherwise: false. While delivery is stopped, and
+  /// while 1024 events wait, further ones are dropped: false.
   bool raise(strings::stringtoken event);
   bool raise(strings::stringtoken event, std::string text);
   bool raise(strings::stringtoken event, std::shared_ptr<const void> record);

@@ -1,0 +1,89 @@
+// The manifests under kill -9 at any moment: no listed file is lost and no line is torn.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <random>
+#include <set>
+
+#include "app/app_AppFileLogger.h"
+#include "support/SysInfoSetting.h"
+#include "support/Temporary.h"
+
+namespace services::app {
+namespace {
+
+constexpr const char* manifest = "logArchive.manifest";
+constexpr const char* working = "logArchive.manifest.working";
+constexpr const char* archived = "archived";
+constexpr unsigned int fileSize = 100;
+
+std::string fileOf(int number) { return "/log/" + std::to_string(number); }
+
+// What the log-migration daemon does: archives what the manifest lists, then deletes it.
+void consume(const test::Temporary& directory) {
+  std::ofstream(directory.path(archived), std::ios::app) << directory.read(manifest);
+  ::unlink(directory.path(manifest).c_str());
+}
+
+// Lists files for ever and says the number of each that was listed. The manifest is handed over at
+// every third and consumed at every seventh file.
+[[noreturn]] void listFiles(const test::Temporary& directory, int first, int said) {
+  framework::Logger::setLevel(framework::LogType::Error);
+  AppFileLogger logger("AppFileLogger", nullptr);
+  const std::string path = directory.path("");
+  for (int number = first;; ++number) {
+    if (logger.addLogFileToArchive(fileOf(number).c_str(), path.c_str(), fileSize) != 0) ::_exit(1);
+    if (::write(said, &number, sizeof number) != sizeof number) ::_exit(1);
+    if (number % 7 == 0 && directory.has(manifest)) consume(directory);
+  }
+}
+
+// Lets a child list files from `first` on, kills it after `microseconds`, and answers the last
+// number that it said.
+int listAndKill(const test::Temporary& directory, int first, unsigned int microseconds) {
+  std::array<int, 2> ends{};
+  EXPECT_EQ(::pipe(ends.data()), 0);
+  const pid_t child = ::fork();
+  if (child == 0) listFiles(directory, first, ends[1]);
+  ::close(ends[1]);
+  int last = first - 1;
+  EXPECT_EQ(::read(ends[0], &last, sizeof last), ssize_t(sizeof last)) << "the child lists none";
+  ::usleep(microseconds);
+  ::kill(child, SIGKILL);
+  ::waitpid(child, nullptr, 0);
+  for (int number = 0; ::read(ends[0], &number, sizeof number) == sizeof number;) last = number;
+  ::close(ends[0]);
+  return last;
+}
+
+TEST(ArchiveKill, LosesAndTearsNothing) {
+  const test::Temporary directory;
+  const test::SysInfoSetting sysInfo({}, {{"ManagedLogsEnable", true}});
+  framework::Config config;
+  config.set("AppFileLogger.directory", {.value = directory.path("")});
+  config.set("AppFileLogger.archiveMigrationThreshold", {.value = 2L * fileSize});
+  framework::Config::setConfig(config);
+  std::minstd_rand random(1);
+  int last = 0;
+  for (int kills = 0; kills < 100; ++kills) {
+    last = listAndKill(directory, last + 1, static_cast<unsigned int>(random() % 3000));
+  }
+  std::set<std::string> listed;
+  for (const char* file : {archived, manifest, working}) {
+    std::istringstream lines(directory.read(file));
+    for (std::string line; std::getline(lines, line);) listed.insert(line);
+  }
+  for (int number = 1; number <= last; ++number) {
+    EXPECT_TRUE(listed.erase(fileOf(number)) == 1) << fileOf(number) << " is lost";
+  }
+  // A line that nobody asked for would be a torn one; the last file may be listed and not said.
+  listed.erase(fileOf(last + 1));
+  EXPECT_TRUE(listed.empty()) << *listed.begin();
+  RecordProperty("files", last);
+}
+
+}  // namespace
+}  // namespace services::app
