@@ -3,7 +3,8 @@
 //   logmigrated LOG-DIRECTORY ARCHIVE-DIRECTORY
 //
 // On signal 45, and at its start, it copies each listed file to the archive, durably, and then
-// deletes the manifest, which tells that all of them are archived. SIGTERM ends it.
+// deletes the manifest, which tells that all of them are archived; a file that cannot be copied
+// keeps it until the next signal. SIGTERM ends it.
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
@@ -27,27 +28,30 @@ void flush(const fs::path& path) {
   ::close(file);
 }
 
-// A copy under a name of its own first, so that the archive holds no half of a file.
-void archive(const fs::path& file, const fs::path& directory) {
+// A copy under a name of its own first, so that the archive holds no half of a file. False when the
+// file is not archived and still could be.
+bool archive(const fs::path& file, const fs::path& directory) {
   const fs::path copy = directory / file.filename();
   const fs::path unfinished = copy.string() + ".part";
   std::error_code failure;
   fs::copy_file(file, unfinished, fs::copy_options::overwrite_existing, failure);
-  if (failure) {
-    std::cerr << "logmigrated: " << file << ": " << failure.message() << "\n";
-    return;
+  if (!failure) {
+    flush(unfinished);
+    fs::rename(unfinished, copy, failure);
   }
-  flush(unfinished);
-  fs::rename(unfinished, copy);
+  if (!failure) return true;
+  std::cerr << "logmigrated: " << file << ": " << failure.message() << "\n";
+  return !fs::exists(file);
 }
 
 void migrate(const fs::path& logs, const fs::path& directory) {
   const fs::path manifest = logs / "logArchive.manifest";
   std::ifstream list(manifest);
   if (!list) return;
-  for (std::string line; std::getline(list, line);) archive(line, directory);
+  bool complete = true;
+  for (std::string line; std::getline(list, line);) complete &= archive(line, directory);
   flush(directory);
-  fs::remove(manifest);
+  if (complete) fs::remove(manifest);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@
 
 namespace {
 
-constexpr time_t relaySeconds = 10;
+constexpr unsigned int relaySeconds = 10;
 
 struct Mail {
   std::vector<std::string> headers;
@@ -134,9 +134,6 @@ class Relay {
     addrinfo* found = nullptr;
     if (::getaddrinfo(host.c_str(), port.c_str(), &hints, &found) != 0) fail("no such relay");
     m_socket = ::socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const timeval limit{relaySeconds, 0};
-    ::setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
-    ::setsockopt(m_socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
     const int connected = ::connect(m_socket, found->ai_addr, found->ai_addrlen);
     ::freeaddrinfo(found);
     if (connected != 0) fail("the relay refuses");
@@ -217,6 +214,8 @@ Options parseOptions(int count, char** values) {
 }
 
 void sendMail(const Options& options, const Mail& mail) {
+  const std::string text = compose(mail, options.attachments);
+  ::alarm(relaySeconds);  // its signal ends the program
   Relay relay(options.host, options.port);
   relay.say("EHLO localhost", "250");
   relay.say("MAIL FROM:<" + header(mail, "from") + ">", "250");
@@ -225,7 +224,7 @@ void sendMail(const Options& options, const Mail& mail) {
     relay.say("RCPT TO:<" + recipient + ">", "250");
   }
   relay.say("DATA", "354");
-  relay.sendText(compose(mail, options.attachments));
+  relay.sendText(text);
   relay.say("QUIT", "221");
 }
 

@@ -170,10 +170,11 @@ class AppManager : public framework::ActiveService {
   void sleepUntilNextCycle(Clock cycleStart);
 
   // Mail.
-  void writeCrashMail(const char* path, const char* daemon, const char* address, char slot) const;
+  void writeCrashMail(const char* operation, const char* path, const char* daemon,
+                      const char* address, char slot) const;
   static void appendCrashReports(const char* path, const char* daemon);
-  bool writeManagedLogsMail(const char* path, const sysinfo::SysInfo& sysInfo, char slot,
-                            const char* logFile) const;
+  bool writeManagedLogsMail(const char* operation, const char* path,
+                            const sysinfo::SysInfo& sysInfo, char slot, const char* logFile) const;
 
   // Events.
   void announceGoingDown(const char* text);

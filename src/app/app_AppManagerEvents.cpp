@@ -94,6 +94,7 @@ void AppManager::announceGoingDown(const char* text) {
 void AppManager::killNonEssential() {
   const utility::StringArray* list = listProperty(strings::pGSkillNonEssential);
   if (list == nullptr) return;
+  const framework::CommandBudget oneLimitForAllCommands;
   for (unsigned int i = 0; i < list->Length(); ++i) {
     const std::string name = trimmedName(list->ElementAt(i));
     if (!name.empty()) killOne(name);

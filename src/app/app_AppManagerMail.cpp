@@ -102,25 +102,26 @@ void run(const char* command) { Container::spawn(command, nullptr, nullptr); }
 
 }  // namespace
 
-// Debug lines carry the operation's own signature.
+// Lines carry the signature of the operation that others call, also those of its helpers.
 #define MC_MAIL_DEBUG(...) \
-  if (isDebugOn()) LogMethodDebug(__PRETTY_FUNCTION__, __LINE__, __VA_ARGS__)
+  if (isDebugOn()) LogMethodDebug(operation, __LINE__, __VA_ARGS__)
 
 void AppManager::sendMail(const char* daemon) const {
+  const char* const operation = __PRETTY_FUNCTION__;
   SysInfoReadGuard guard;
   if (guard.getObject() == nullptr) return;
   MC_MAIL_DEBUG("readslot");
   const char slot = readSlot();
-  if (!controllersKnown(*guard.getObject(), __PRETTY_FUNCTION__, __LINE__)) return;
+  if (!controllersKnown(*guard.getObject(), operation, __LINE__)) return;
   const AddressText address(controllerOf(*guard.getObject(), slot)->getIpV4Address());
   guard.freeObject();
 
   MC_MAIL_DEBUG("temp");
-  const char* directory = temporaryDirectory(__PRETTY_FUNCTION__, __LINE__);
+  const char* directory = temporaryDirectory(operation, __LINE__);
   if (directory == nullptr) return;
   PathText path;
   path.stream.PutF("%s/%scrash.mail", directory, daemon);
-  writeCrashMail(path.get(), daemon, address.text.data(), slot);
+  writeCrashMail(operation, path.get(), daemon, address.text.data(), slot);
   appendCrashReports(path.get(), daemon);
 
   MC_MAIL_DEBUG("About to execute sendmail for file: %s", path.get());
@@ -130,8 +131,8 @@ void AppManager::sendMail(const char* daemon) const {
   run(command.get());
 }
 
-void AppManager::writeCrashMail(const char* path, const char* daemon, const char* address,
-                                char slot) const {
+void AppManager::writeCrashMail(const char* operation, const char* path, const char* daemon,
+                                const char* address, char slot) const {
   utility::Path::remove(path);  // what a send that was killed has left
   FileOutputStream file(path, true, fileMode);
   MC_MAIL_DEBUG("create virtualputstream");
@@ -184,7 +185,7 @@ void AppManager::sendManagedLogsMail(int /*unused*/, int /*unused*/, const void*
   LogMethodInfo(operation, __LINE__, "pTempDir %s", directory);
   PathText path;
   path.stream.PutF("%s/ManagedLogs.mail", directory);
-  if (!writeManagedLogsMail(path.get(), *sysInfo, slot, logFile)) return;
+  if (!writeManagedLogsMail(operation, path.get(), *sysInfo, slot, logFile)) return;
 
   LogMethodInfo(operation, __LINE__, "About to execute sendmail for file: %s", path.get());
   CommandText command;
@@ -202,9 +203,9 @@ void AppManager::sendManagedLogsMail(int /*unused*/, int /*unused*/, const void*
   LogMethodInfo(operation, __LINE__, "SendManagedLogsMail exit");
 }
 
-bool AppManager::writeManagedLogsMail(const char* path, const SysInfo& sysInfo, char slot,
+bool AppManager::writeManagedLogsMail(const char* operation, const char* path,
+                                      const SysInfo& sysInfo, char slot,
                                       const char* logFile) const {
-  const char* const operation = __PRETTY_FUNCTION__;
   const MCInfo* controller = controllerOf(sysInfo, slot);
   const AddressText address(controller->getIpV4Address());
   utility::Path::remove(path);  // what a send that was killed has left

@@ -94,7 +94,12 @@ int runLines(const Options& options) {
 
 int runPrompt(const Options& options) {
   mcsh::Client client(options.socket);
-  std::istringstream words(client.ask("help words").text);
+  const mcsh::Reply first = client.ask("help words");
+  if (first.code != 0) {
+    print(first);
+    return failed;
+  }
+  std::istringstream words(first.text);
   std::vector<std::string> commands = {"exit"};
   for (std::string command; std::getline(words, command);) commands.push_back(command);
   mcsh::setCompletedCommands(std::move(commands));

@@ -6,8 +6,8 @@
 namespace services::ops {
 
 /// Brings "mail simple TO FROM SUBJECT TEXT" and "mail managed-logs FILE" to the console. They
-/// check what is typed, since it reaches command lines and header lines, and wait for sendmail;
-/// what comes of the mail is in the log.
+/// check what is typed, since it reaches command lines and header lines, and wait for sendmail,
+/// whose command is in the log.
 class MailCommands : public framework::CommandBundle {
  public:
   using CommandBundle::CommandBundle;

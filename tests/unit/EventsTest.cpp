@@ -146,7 +146,7 @@ TEST(Propagate, SignalsTheDaemonsFirstInstance) {
   ApplicationService::registerPortal("sfcbd", 77);
   EXPECT_EQ(signalsOf("sfcbd"), (Signals{{77, eventSignal, strings::tGSlogMigrationMc1}}));
   EXPECT_TRUE(controller.log.has("found process sfcbd, sending to pid: 77"));
-  ApplicationService::unregisterPortals(77);
+  ApplicationService::unregisterPortal("sfcbd", 77);
 }
 
 // A process that ends with 0 once it is sent the signal with that value.
@@ -175,7 +175,7 @@ TEST(Propagate, ARealProcessReceivesTheSignalWithTheToken) {
   int status = -1;
   ::waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
-  ApplicationService::unregisterPortals(child);
+  ApplicationService::unregisterPortal("sfcbd", child);
 }
 
 TEST(LockTracking, RunsEvery30SecondsAndReleasesWhatADeadProcessHeld) {

@@ -105,7 +105,7 @@ TEST(LockManagerTest, AHolderMayTakeAgainAndAForeignLiveProcessKeepsItsLock) {
   auto& locks = *framework::LockManager::getInstance();
   const int dead = deadPid();
   EXPECT_TRUE(locks.take("flash", dead));
-  EXPECT_TRUE(locks.take("flash", dead));
+  EXPECT_FALSE(locks.take("flash", dead));
   EXPECT_TRUE(locks.take("disk", dead));
   EXPECT_TRUE(locks.take("init's", 1));
   EXPECT_EQ(locks.unlockDeadPids(), 2);
@@ -121,10 +121,11 @@ TEST(PortalTest, TheLatestRegistrationStandsAndAHolderKeepsItsPortal) {
   ApplicationService::registerPortal("snmpd", 10);
   const auto held = ApplicationService::LookupPortalPrefix(web);
   ApplicationService::registerPortal("web", 11);
-  ApplicationService::unregisterPortals(10);
+  ApplicationService::unregisterPortal("web", 10);
+  ApplicationService::unregisterPortal("snmpd", 10);
   EXPECT_EQ(held->getPID(), 10);
   EXPECT_EQ(ApplicationService::listPortals(), (Holders{{"web", 11}}));
-  ApplicationService::unregisterPortals(11);
+  ApplicationService::unregisterPortal("web", 11);
   EXPECT_EQ(ApplicationService::LookupPortalPrefix(web), nullptr);
 }
 

@@ -33,10 +33,12 @@ void ApplicationService::registerPortal(const std::string& daemon, int pid) {
   registry().portals[daemon] = std::make_shared<const Portal>(pid);
 }
 
-void ApplicationService::unregisterPortals(int pid) {
+void ApplicationService::unregisterPortal(const std::string& daemon, int pid) {
   const std::lock_guard lock(registry().mutex);
-  std::erase_if(registry().portals,
-                [pid](const auto& entry) { return entry.second->getPID() == pid; });
+  const auto found = registry().portals.find(daemon);
+  if (found != registry().portals.end() && found->second->getPID() == pid) {
+    registry().portals.erase(found);
+  }
 }
 
 std::vector<std::pair<std::string, int>> ApplicationService::listPortals() {

@@ -29,8 +29,8 @@ class ApplicationService {
 
   /// Registers a process as the daemon's portal; the latest registration stands.
   static void registerPortal(const std::string& daemon, int pid);
-  /// Ends all registrations of a process.
-  static void unregisterPortals(int pid);
+  /// Ends a process's registration as the daemon's portal, unless another has taken its place.
+  static void unregisterPortal(const std::string& daemon, int pid);
   /// The daemons' names and the processes that speak for them.
   static std::vector<std::pair<std::string, int>> listPortals();
 };

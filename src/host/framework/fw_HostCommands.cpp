@@ -143,7 +143,8 @@ int eventSend(Console& console, const Arguments& arguments) {
   if (taken) {
     console.reply(Ok, "event %s sent\n", name);
   } else {
-    console.reply(Refused, "event %s not sent: it carries a record, or the host is stopping\n",
+    console.reply(Refused,
+                  "event %s not sent: it carries a record, too many wait, or the host stops\n",
                   name);
   }
   return 1;

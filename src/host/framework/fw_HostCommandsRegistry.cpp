@@ -72,7 +72,7 @@ int takeLock(Console& console, const Arguments& arguments) {
   if (!mayHold(console, name.c_str())) return 1;
   const int pid = console.getPeer();
   if (!LockManager::getInstance()->take(name, pid)) {
-    console.reply(Refused, "lock %s is held by another process; see: lock list\n", name.c_str());
+    console.reply(Refused, "lock %s is held; see: lock list\n", name.c_str());
     return 1;
   }
   console.atClose("lock " + name, [name, pid] { LockManager::getInstance()->release(name, pid); });
@@ -98,7 +98,9 @@ int registerPortal(Console& console, const Arguments& arguments) {
   if (!mayHold(console, name)) return 1;
   const int pid = console.getPeer();
   ApplicationService::registerPortal(name, pid);
-  console.atClose("portals", [pid] { ApplicationService::unregisterPortals(pid); });
+  const std::string portal = name;
+  console.atClose("portal " + portal,
+                  [portal, pid] { ApplicationService::unregisterPortal(portal, pid); });
   console.reply(Ok, "portal of %s registered\n", name);
   return 1;
 }

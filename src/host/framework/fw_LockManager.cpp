@@ -18,7 +18,7 @@ LockManager* LockManager::getInstance() {
 
 bool LockManager::take(const std::string& name, int pid) {
   const std::lock_guard lock(m_mutex);
-  return m_holders.emplace(name, pid).first->second == pid;
+  return m_holders.emplace(name, pid).second;
 }
 
 bool LockManager::release(const std::string& name, int pid) {

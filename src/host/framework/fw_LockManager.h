@@ -14,7 +14,7 @@ class LockManager {
  public:
   static LockManager* getInstance();
 
-  /// Takes a lock for a process. False when another process holds it.
+  /// Takes a lock for a process. False when it is held, also by that process.
   bool take(const std::string& name, int pid);
   /// Gives a lock back. False when the process does not hold it.
   bool release(const std::string& name, int pid);

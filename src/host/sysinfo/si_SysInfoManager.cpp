@@ -1,6 +1,8 @@
 // Access to the system information, and its properties in the configuration.
 #include "host/sysinfo/si_SysInfoManager.h"
 
+#include <cstring>
+
 #include "host/framework/fw_Config.h"
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_ServiceFactory.h"
@@ -36,13 +38,22 @@ void checkHost(const char* value, Findings& findings) {
   }
 }
 
+// The relay stands in a command line of bounded length.
+void checkServer(const char* value, Findings& findings) {
+  constexpr std::size_t longest = 63;
+  checkHost(value, findings);
+  if (std::strlen(value) > longest) findings.push_back({true, "must have at most 63 characters"});
+}
+
 void checkAddress(const char* value, Findings& findings) {
   if (!utility::IPV4Address::parse(value)) findings.push_back({true, "must be an IPv4 address"});
 }
 
 void checkSerial(const char* value, Findings& findings) {
   if (*value != '\0' && !framework::isDaemonName(value)) {
-    findings.push_back({true, "must be 1 to 64 letters, digits, \"_\", \"-\" and \".\""});
+    findings.push_back({true,
+                        "must be 1 to 64 letters, digits, \"_\", \"-\" and \".\" and begin with "
+                        "none of the last two"});
   }
 }
 
@@ -52,7 +63,7 @@ constexpr framework::PropertyRule rules[] = {
     {.key = "EmailAddr4", .type = PropertyType::Text, .check = checkMailAddress},
     {.key = "EmailSender", .type = PropertyType::Text, .check = checkLocalPart},
     {.key = "EmailDomain", .type = PropertyType::Text, .check = checkHost},
-    {.key = "EmailServer", .type = PropertyType::Text, .check = checkHost},
+    {.key = "EmailServer", .type = PropertyType::Text, .check = checkServer},
     {.key = "A.IpV4Address", .type = PropertyType::Text, .check = checkAddress},
     {.key = "A.ControllerSerial", .type = PropertyType::Text, .check = checkSerial},
     {.key = "B.IpV4Address", .type = PropertyType::Text, .check = checkAddress},
