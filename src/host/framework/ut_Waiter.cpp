@@ -1,6 +1,8 @@
 // A mutex with a condition on which threads sleep in the host's time.
 #include "host/framework/ut_Waiter.h"
 
+#include "host/platform/Platform.h"
+
 namespace utility {
 
 namespace {

@@ -1,7 +1,9 @@
 // A mutex with a condition on which threads sleep in the host's time.
 #pragma once
 
-#include "host/platform/Platform.h"
+#include <mutex>
+
+#include "util/ut_WaitPoint.h"
 
 namespace utility {
 
@@ -24,7 +26,7 @@ class Waiter {
 
  private:
   std::mutex m_mutex;
-  platform::WaitPoint m_point;  // with a mutex of its own, so that waking needs no lock
+  WaitPoint m_point;  // with a mutex of its own, so that waking needs no lock
 };
 
 }  // namespace utility

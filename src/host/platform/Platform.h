@@ -1,11 +1,10 @@
 // The machine behind one interface: clock and waits, files, commands, signals.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 
 #include "util/ut_System.h"
+#include "util/ut_WaitPoint.h"
 
 namespace framework {
 class InputStream;
@@ -14,13 +13,7 @@ class OutputStream;
 
 namespace platform {
 
-/// Where threads wait to be signalled. Every member is guarded by `mutex`.
-struct WaitPoint {
-  std::mutex mutex;
-  std::condition_variable condition;
-  bool signalled = false;        ///< a signal that no waiter has consumed yet
-  std::uint64_t broadcasts = 0;  ///< counts the wake-ups of all waiters
-};
+using utility::WaitPoint;
 
 /// A shell command line to run.
 struct Command {
