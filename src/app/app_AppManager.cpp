@@ -130,7 +130,9 @@ void AppManager::addProcess(const char* entry) {
                                        pattern == nullptr ? "-" : pattern);
   }
   const strings::stringtoken token = strings::GS.toToken(daemon.name.c_str());
-  m_processes.add(std::make_unique<Process>(token, suspend, pattern));
+  auto process = std::make_unique<Process>(token, suspend, pattern);
+  m_scan.add(*process);
+  m_processes.add(std::move(process));
 }
 
 void AppManager::readNoKillList(const utility::StringArray& list) {

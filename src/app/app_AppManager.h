@@ -78,6 +78,10 @@ class AppManager : public framework::ActiveService {
   /// A suspended daemon is never restarted by the monitor loop.
   static void setProcessSuspend(strings::stringtoken name, bool suspend);
 
+  /// Writes how the daemon's record is matched with the processes that run now (see
+  /// explainRecord); nothing when there is no record of that name. Any thread may call.
+  void explainProcess(strings::stringtoken name, utility::PutStream& stream) const;
+
   /// The pid of the first running process whose program's base name begins with the text; -1 when
   /// there is none.
   static int findProcess(const char* prefix);

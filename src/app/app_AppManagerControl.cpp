@@ -5,6 +5,8 @@
 
 #include "app/app_AppManager.h"
 #include "app/app_Claim.h"
+#include "app/app_CommandLine.h"
+#include "app/app_ProcessSurvey.h"
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/st_StringRepository.h"
@@ -67,6 +69,12 @@ void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend) {
         strings::StringRepository::toString(name), suspend ? strings::pGStrue : strings::pGSfalse);
   }
   process->setSuspend(suspend);
+}
+
+// The table, the names and the patterns do not change, so it takes no lock.
+void AppManager::explainProcess(strings::stringtoken name, utility::PutStream& stream) const {
+  const auto* process = dynamic_cast<const Process*>(m_processes.find(name));
+  if (process != nullptr) explainRecord(*process, surveyProcesses(m_processes), stream);
 }
 
 int AppManager::findProcess(const char* prefix) {

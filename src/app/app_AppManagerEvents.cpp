@@ -1,11 +1,9 @@
 // The supervision service: the events that it handles and passes on, and lock tracking.
-#include <array>
 #include <cstring>
 #include <string>
 
 #include "app/app_AppManager.h"
 #include "app/app_Claim.h"
-#include "app/app_CommandLine.h"
 #include "app/app_DaemonEntry.h"
 #include "host/framework/ap_ApplicationService.h"
 #include "host/framework/fw_Container.h"
@@ -40,16 +38,6 @@ constexpr ReportedEvent reportedEvents[] = {
 
 void sendEventSignal(int pid, strings::stringtoken event) {
   framework::Container::queueSignal(pid, eventSignal, static_cast<int>(event));
-}
-
-// Whether a pid of the last scan is still that daemon's: a process that was given the pid since
-// would be ended by the signal.
-bool isStill(const Process& process, int pid) {
-  CommandLine running;
-  if (!running.read(("/proc/" + std::to_string(pid)).c_str())) return false;
-  std::array<char, 256> baseName;
-  running.copyBaseName(baseName.data(), baseName.size());
-  return process.match(baseName.data(), running.text());
 }
 
 }  // namespace
@@ -132,7 +120,8 @@ void AppManager::propagateServiceEvent(strings::stringtoken daemon,
     const Process* process = recordAt(i);
     if (process->getName() != daemon) continue;
     const int pid = process->getPid(0);
-    if (pid <= 0 || !isStill(*process, pid)) return;
+    // A process that was given the pid since would be ended by the signal.
+    if (pid <= 0 || !m_scan.isStill(pid, *process)) return;
     if (isDebugOn()) LogDebug(found, StringRepository::toString(daemon), pid);
     sendEventSignal(pid, event);
     return;

@@ -52,10 +52,12 @@ void AppManager::endStartUpPeriod(Clock threadStart) {
 void AppManager::scanAndDecide() {
   const std::lock_guard lock(m_tableLock);
   for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->startScan();
-  m_scan.run(m_processes);
+  m_scan.run();
   for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->endScan();
   for (unsigned int i = 0; i < m_processes.Length(); ++i) statePass(*recordAt(i));
-  if (isDebugOn()) LogDebug("done monitoring processes");
+  if (!isDebugOn()) return;
+  m_scan.logPatternTimes();
+  LogDebug("done monitoring processes");
 }
 
 StateFacts AppManager::factsOf(const Process& process) const {

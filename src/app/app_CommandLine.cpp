@@ -7,6 +7,7 @@
 
 #include "host/framework/fw_Logger.h"
 #include "host/framework/ut_Debug.h"
+#include "host/framework/ut_ProcessDirectory.h"
 #include "util/ut_BufferStream.h"
 #include "util/ut_FileInputStream.h"
 
@@ -22,20 +23,30 @@ void logFailure(const char* text) {
 
 }  // namespace
 
+void logOpenFailure() { logFailure(" Open Sys-Call returned -1"); }
+void logReadFailure() { logFailure(" read Sys-Call returned -1"); }
+
 bool CommandLine::read(const char* directory) {
   std::array<char, 128> path;
   utility::BufferStream stream(path.data(), path.size(), true);
   stream.PutF("%s/cmdline", directory);
   utility::FileInputStream file(path.data());
   if (!file.isInputStreamOpen()) {
-    logFailure(" Open Sys-Call returned -1");
+    logOpenFailure();
     return false;
   }
-  const int size = file.ReceiveInputStream(m_bytes.data(), maxSize + 1);
-  if (size < 0) {
-    logFailure(" read Sys-Call returned -1");
-    return false;
-  }
+  if (take(file.ReceiveInputStream(m_bytes.data(), maxSize + 1))) return true;
+  logReadFailure();
+  return false;
+}
+
+bool CommandLine::read(const utility::ProcessFile& file) {
+  return take(file.read(m_bytes.data(), maxSize + 1));
+}
+
+// Ends the text after the bytes that were read; false for a failed read.
+bool CommandLine::take(int size) {
+  if (size < 0) return false;
   m_size = std::min(static_cast<unsigned int>(size), maxSize);
   m_bytes[m_size] = '\0';
   return true;

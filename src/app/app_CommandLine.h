@@ -2,6 +2,11 @@
 #pragma once
 
 #include <array>
+#include <string_view>
+
+namespace utility {
+class ProcessFile;
+}
 
 namespace services::app {
 
@@ -14,10 +19,11 @@ class CommandLine {
   /// Reads that of the process directory, "/proc/412" for example, with one open and one read.
   /// False when the process cannot be read, as when it has just ended.
   bool read(const char* directory);
+  /// The same from a file that is open; false when its process is gone.
+  bool read(const utility::ProcessFile& file);
 
-  /// The bytes used, zero bytes between the arguments, and their number.
-  const char* bytes() const { return m_bytes.data(); }
-  unsigned int size() const { return m_size; }
+  /// The bytes used, zero bytes between the arguments.
+  std::string_view bytes() const { return {m_bytes.data(), m_size}; }
 
   /// Turns the zero bytes into blanks and answers the whole command line as one text.
   const char* text();
@@ -27,9 +33,15 @@ class CommandLine {
   void copyBaseName(char* name, unsigned int size) const;
 
  private:
+  bool take(int size);
+
   std::array<char, maxSize + 1> m_bytes;
   unsigned int m_size = 0;
 };
+
+/// Writes a debug line of the supervision that a process could not be opened or read.
+void logOpenFailure();
+void logReadFailure();
 
 /// The pid of a process directory: the number behind its second slash.
 int pidOf(const char* directory);

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <set>
 
+#include "app/app_CLocale.h"
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/ut_Array.h"
@@ -21,6 +22,7 @@ constexpr unsigned int entrySize = 128;
 
 // The error text of a pattern that does not compile; empty for a good one.
 std::string compileError(const std::string& pattern) {
+  const CLocale byteForByte;
   regex_t compiled;
   const int result = ::regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB);
   if (result == 0) {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 
+#include "app/app_CLocale.h"
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_ProcessMem.h"
 #include "host/framework/st_StringRepository.h"
@@ -53,6 +54,7 @@ Process::Process(strings::stringtoken name, bool suspend, const char* pattern)
 }
 
 void Process::compilePattern() {
+  const CLocale byteForByte;
   void* storage = framework::Entity::Alloc(sizeof(regex_t));
   auto* compiled = new (storage) regex_t;
   if (::regcomp(compiled, m_pattern.get(), REG_EXTENDED | REG_NOSUB) == 0) {
@@ -77,6 +79,7 @@ Process::Match Process::tryMatch(const char* baseName, const char* commandLine) 
   if (m_compiled == nullptr) {
     return std::strcmp(baseName, getNameString()) == 0 ? Match::Yes : Match::No;
   }
+  const CLocale byteForByte;
   const int result = ::regexec(m_compiled.get(), commandLine, 0, nullptr, 0);
   if (result == 0) return Match::Yes;
   if (result == REG_NOMATCH) return Match::No;

@@ -71,6 +71,9 @@ class Process : public framework::Entity {
   /// Replaces the stored pattern text; null stores none. It does not compile it.
   void setPattern(const char* pattern);
 
+  /// The pattern that processes are matched by; null for a record that goes by its name.
+  const char* getPattern() const { return m_compiled == nullptr ? nullptr : m_pattern.get(); }
+
   /// Whether a process with that base name and command line is an instance of this daemon.
   bool match(const char* baseName, const char* commandLine) const;
   /// The same, telling apart a matching error, which is logged, from no match.

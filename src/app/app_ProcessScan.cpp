@@ -1,76 +1,77 @@
 // The scan of /proc for the instances of the supervised daemons.
 #include "app/app_ProcessScan.h"
 
+#include <algorithm>
 #include <array>
-#include <string_view>
 
+#include "app/app_CommandLine.h"
 #include "app/app_Process.h"
-#include "host/framework/ut_DirIterator.h"
 
 namespace services::app {
 
-namespace {
-
-struct Found {
-  Process* record = nullptr;
-  bool failed = false;  // at least one record could not be matched
-};
-
-Found findRecord(const utility::ItemDirectory& table, CommandLine& commandLine) {
-  std::array<char, 256> baseName;
-  commandLine.copyBaseName(baseName.data(), baseName.size());
-  const char* text = commandLine.text();
-  Found found;
-  for (unsigned int i = 0; i < table.Length(); ++i) {
-    auto* record = dynamic_cast<Process*>(table.ElementAt(i));
-    if (record == nullptr) continue;
-    const Process::Match match = record->tryMatch(baseName.data(), text);
-    if (match == Process::Match::Failed) found.failed = true;
-    if (match != Process::Match::Yes) continue;
-    found.record = record;
-    break;
+void ProcessScan::run() {
+  m_directory.list(m_pids);
+  if (!std::ranges::equal(m_known, m_pids, {}, &Known::pid)) follow();
+  for (Known& known : m_known) {
+    if (Process* record = recordOf(known)) record->addInstance(known.pid);
   }
-  return found;
 }
 
-}  // namespace
+// Forgets the processes that are no longer listed and takes in the new ones.
+void ProcessScan::follow() {
+  std::vector<Known> next;
+  next.reserve(m_pids.size());
+  auto old = m_known.begin();
+  for (const int pid : m_pids) {
+    while (old != m_known.end() && old->pid < pid) ++old;
+    if (old != m_known.end() && old->pid == pid) {
+      next.push_back(std::move(*old));
+    } else {
+      next.emplace_back().pid = pid;
+    }
+  }
+  m_known = std::move(next);
+}
 
-void ProcessScan::run(const utility::ItemDirectory& table) {
-  ++m_scan;
-  m_seen = 0;
+// A file that cannot be read any more is one of a process that is gone: another may have its pid.
+bool ProcessScan::read(Known& known, CommandLine& commandLine) {
+  if (commandLine.read(known.file)) return true;
+  known.file = utility::ProcessDirectory::open(known.pid);
+  if (!known.file.isOpen()) {
+    logOpenFailure();
+    return false;
+  }
+  if (!commandLine.read(known.file)) {
+    logReadFailure();
+    return false;
+  }
+  known.file.keep();
+  return true;
+}
+
+Process* ProcessScan::recordOf(Known& known) {
   CommandLine commandLine;
-  utility::DirIterator directories("/proc/", "[0-9]*");
-  while (const char* directory = directories.next()) {
-    if (!commandLine.read(directory)) continue;
-    const int pid = pidOf(directory);
-    if (Process* record = recordOf(table, pid, commandLine)) record->addInstance(pid);
-  }
-  forgetEnded();
+  if (!read(known, commandLine)) return nullptr;
+  if (known.answered && known.commandLine == commandLine.bytes()) return known.record;
+  known.commandLine = commandLine.bytes();
+  const ProcessMatcher::Answer answer = m_matcher.find(commandLine);
+  known.record = answer.record;
+  known.answered = !answer.failed;
+  return known.record;
 }
 
-Process* ProcessScan::recordOf(const utility::ItemDirectory& table, int pid,
-                               CommandLine& commandLine) {
-  const std::string_view bytes(commandLine.bytes(), commandLine.size());
-  const auto known = m_answers.find(pid);
-  if (known != m_answers.end() && known->second.commandLine == bytes) {
-    known->second.scan = m_scan;
-    ++m_seen;
-    return known->second.record;
-  }
-  std::string key(bytes);
-  const Found found = findRecord(table, commandLine);
-  if (found.failed) {
-    m_answers.erase(pid);
-  } else {
-    m_answers[pid] = {std::move(key), found.record, m_scan};
-    ++m_seen;
-  }
-  return found.record;
-}
-
-void ProcessScan::forgetEnded() {
-  if (m_seen == m_answers.size()) return;
-  std::erase_if(m_answers, [this](const auto& entry) { return entry.second.scan != m_scan; });
+bool ProcessScan::isStill(int pid, const Process& record) const {
+  const auto known = std::ranges::lower_bound(m_known, pid, {}, &Known::pid);
+  if (known == m_known.end() || known->pid != pid) return false;
+  CommandLine now;
+  // A kept file knows its process; without one, the command line has to do.
+  const bool runs =
+      known->file.isOpen() ? now.read(known->file) : now.read(utility::ProcessDirectory::open(pid));
+  if (!runs) return false;
+  if (known->answered && known->commandLine == now.bytes()) return known->record == &record;
+  std::array<char, 256> baseName;
+  now.copyBaseName(baseName.data(), baseName.size());
+  return record.match(baseName.data(), now.text());
 }
 
 }  // namespace services::app

@@ -2,10 +2,12 @@
 #include "mchost/Daemon.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 #include "host/framework/fw_CommandBundle.h"
 #include "host/framework/fw_ConfigFile.h"
@@ -13,10 +15,13 @@
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_Logger.h"
+#include "host/framework/fw_RunningCheck.h"
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/fw_ServiceHost.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
+#include "host/sysinfo/ht_HttpServer.h"
+#include "host/sysinfo/si_Midplane.h"
 #include "host/sysinfo/si_SysInfoManager.h"
 #include "mchost/Notify.h"
 #include "mchost/Plugins.h"
@@ -37,7 +42,12 @@ framework::ConfigFile readConfig(const Options& options, std::vector<std::string
   std::vector<std::string> plugins = file.host().plugins;
   plugins.insert(plugins.end(), options.plugins.begin(), options.plugins.end());
   failures = loadPlugins(plugins);
-  if (failures.empty()) file.checkInstances();
+  if (!failures.empty()) return file;
+  file.checkInstances();
+  const auto fault = file.isRefused() ? std::nullopt : services::http::webFault(file.config());
+  if (fault) {
+    failures.push_back(options.config + ":" + std::to_string(fault->line) + ": " + fault->text);
+  }
   return file;
 }
 
@@ -75,9 +85,49 @@ std::vector<std::string> servicesToBuild(const framework::HostSettings& settings
   return all;
 }
 
+// What the web listeners show: the answers to the console's services and information.
+std::string servicesReport() {
+  std::string report;
+  for (const char* command : {"services", "information"}) {
+    framework::Console console;
+    std::string text;
+    framework::Shell::instance().execute(command, console);
+    console.takeReply(text);
+    report += (report.empty() ? "" : "\n") + text;
+  }
+  return report;
+}
+
+// Opens what the stored flags allow; the interface service, where it manages them, goes by the
+// same.
+void openListeners(services::http::HttpServer& web) {
+  const services::sysinfo::SysInfoReadGuard guard;
+  const auto* sysInfo = guard.getObject();
+  if (sysInfo == nullptr) return;
+  if (!sysInfo->getHttpDisable()) web.enableConnections("StandardListener");
+  if (!sysInfo->getHttpsDisable()) web.enableConnections("SSLListener");
+}
+
+// Lets each service that has something to say about it look at the running processes.
+void checkAgainstRunning(const framework::ConfigFile& file) {
+  Logger::setLevel(LogType::Error);
+  for (const std::string& name : servicesToBuild(file.host())) {
+    const auto look = framework::RunningCheck::of(name);
+    if (look == nullptr) continue;
+    framework::Console console;
+    const std::vector<std::string> warnings = look(file.config(), name.c_str(), console.output());
+    std::string text;
+    console.takeReply(text);
+    std::fputs(text.c_str(), stdout);
+    for (const std::string& warning : warnings) {
+      std::fprintf(stderr, "warning: %s: %s\n", name.c_str(), warning.c_str());
+    }
+  }
+}
+
 // Serves the console and runs the services until the stop is asked for.
 int serve(const framework::HostSettings& settings, framework::ConsoleServer& console,
-          StopControl& stop) {
+          StopControl& stop, std::atomic<bool>& reports) {
   auto& services = framework::ServiceHost::instance();
   auto& shell = framework::Shell::instance();
   framework::registerHostCommands(shell, [&stop] { stop.request(); });
@@ -87,6 +137,7 @@ int serve(const framework::HostSettings& settings, framework::ConsoleServer& con
     Logger::StaticLog(LogType::Error, "%s", failure.c_str());
     return EXIT_FAILURE;
   }
+  reports = true;
   services.start();
   notify("READY=1");
   Logger::StaticLog(LogType::Info, "controller %s: %zu services run", settings.slot.c_str(),
@@ -104,7 +155,9 @@ int serve(const framework::HostSettings& settings, framework::ConsoleServer& con
 int check(const Options& options) {
   std::vector<std::string> failures;
   const framework::ConfigFile file = readConfig(options, failures);
-  return report(file, failures) ? EXIT_SUCCESS : EXIT_FAILURE;
+  if (!report(file, failures)) return EXIT_FAILURE;
+  if (options.againstRunning) checkAgainstRunning(file);
+  return EXIT_SUCCESS;
 }
 
 int run(const Options& options) {
@@ -114,12 +167,21 @@ int run(const Options& options) {
   StopControl stop;
   if (!startLog(file.host())) return EXIT_FAILURE;
   framework::Config::setConfig(file.config());
-  services::sysinfo::SysInfoManager::getManager()->load(file.config(), file.host().slot[0]);
+  services::sysinfo::SysInfoManager::getManager()->open(file.config(), file.host().slot[0]);
+  if (!file.host().midplane.empty()) {
+    services::sysinfo::adoptMidplane(file.host().midplane.c_str());
+  }
   framework::Container::setCommandLimit(file.host().commandSeconds);
   auto& services = framework::ServiceHost::instance();
-  framework::ConsoleServer console;  // services switch it while they are built
+  framework::ConsoleServer console;  // services switch it while they are built, and the listeners
+  std::atomic<bool> reports = false;
+  std::optional<services::http::HttpServer> web;
+  web.emplace(services::http::webSettings(file.config()),
+              [&reports] { return reports ? servicesReport() : std::string(); });
+  openListeners(*web);
   services.build(servicesToBuild(file.host()));
-  const int status = serve(file.host(), console, stop);
+  const int status = serve(file.host(), console, stop, reports);
+  web.reset();  // its page reads the services
   services.destroy();
   Logger::stop();
   return status;

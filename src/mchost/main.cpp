@@ -9,6 +9,7 @@
 #include <exception>
 
 #include "host/framework/fw_ApplicationArguments.h"
+#include "host/platform/DescriptorLimit.h"
 #include "mchost/Daemon.h"
 
 namespace {
@@ -31,7 +32,11 @@ int start(int count, char** values) {
   parser.add_option("--config", options.config, "The configuration file")->required();
   parser.add_option("--plugin", options.plugins, "A plug-in to load beside those of the file")
       ->allow_extra_args(false);
-  parser.add_flag("--check", checkOnly, "Check the configuration, build no service");
+  auto* check = parser.add_flag("--check", checkOnly, "Check the configuration, build no service");
+  parser
+      .add_flag("--against-running", options.againstRunning,
+                "Check the list of daemons against the processes that run, too")
+      ->needs(check);
   CLI11_PARSE(parser, count, values);
   return checkOnly ? mchost::check(options) : mchost::run(options);
 }
@@ -41,6 +46,7 @@ int start(int count, char** values) {
 int main(int count, char** values) {
   openStandardDescriptors();
   ::umask(077);
+  platform::raiseDescriptorLimit();
   try {
     return start(count, values);
   } catch (const std::exception& failure) {

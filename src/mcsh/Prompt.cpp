@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "mcsh/Completion.h"
+#include "mcsh/Secrets.h"
 
 namespace mcsh {
 
@@ -42,7 +43,7 @@ void setCompletedCommands(std::vector<std::string> commands) {
 std::optional<std::string> promptedLine() {
   const std::unique_ptr<char, void (*)(void*)> line(::readline("mc> "), std::free);
   if (line == nullptr) return std::nullopt;
-  if (*line != '\0') ::add_history(line.get());
+  if (*line != '\0' && !mayHoldSecret(line.get())) ::add_history(line.get());
   return line.get();
 }
 

@@ -10,7 +10,8 @@ namespace mcsh {
 /// Sets the commands whose words are completed, each as its words joined by blanks.
 void setCompletedCommands(std::vector<std::string> commands);
 
-/// Prompts for a line and adds it to the history; nothing at the end of input.
+/// Prompts for a line and adds it to the history unless it may hold a secret; nothing at the end of
+/// input.
 std::optional<std::string> promptedLine();
 
 }  // namespace mcsh

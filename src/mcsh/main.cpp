@@ -13,6 +13,8 @@
 #include "host/framework/fw_CommandLine.h"
 #include "mcsh/Client.h"
 #include "mcsh/Prompt.h"
+#include "mcsh/SecretSource.h"
+#include "mcsh/Secrets.h"
 
 namespace {
 
@@ -25,6 +27,10 @@ constexpr const char* usage =
     "\n"
     "  --socket PATH  the console's socket ($MC_CONSOLE, else /run/mc/console)\n"
     "  --help         show this text\n"
+    "\n"
+    "A secret stays off the command line with \"@\" behind its key: its value is then the path of "
+    "a\n"
+    "file, or \"-\" to be asked: sysinfo set KEY@ FILE, user add NAME KEY@=-.\n"
     "\n"
     "Exit status: 0 when the commands were done, 1 when one was not, 2 when there is no console\n"
     "or the call is wrong.\n";
@@ -62,7 +68,7 @@ void print(const mcsh::Reply& reply) {
 }
 
 int runOne(const Options& options) {
-  const std::string line = framework::joinWords(options.command);
+  const std::string line = framework::joinWords(mcsh::withSecrets(options.command));
   if (std::ranges::any_of(line, framework::isControl)) {
     std::fputs("mcsh: a command holds no control characters\n", stderr);
     return unusable;
@@ -85,11 +91,25 @@ int runLines(const Options& options) {
     const std::string command = commandOf(line);
     if (command == "exit") break;
     if (command.empty()) continue;
-    const mcsh::Reply reply = client.ask(command);
+    const mcsh::Reply reply = client.ask(mcsh::withSecrets(command));
     print(reply);
     if (reply.code != 0) return failed;
   }
   return succeeded;
+}
+
+// Asks the host; a secret that cannot be had ends the command alone.
+void runTyped(mcsh::Client& client, const std::string& command) {
+  std::string line;
+  try {
+    line = mcsh::withSecrets(command);
+  } catch (const mcsh::SecretError& failure) {
+    std::printf("%s\n", failure.what());
+    return;
+  }
+  mcsh::Reply reply = client.ask(line);
+  if (!reply.text.empty() && !reply.text.ends_with('\n')) reply.text += '\n';
+  print(reply);
 }
 
 int runPrompt(const Options& options) {
@@ -106,10 +126,7 @@ int runPrompt(const Options& options) {
   while (const auto line = mcsh::promptedLine()) {
     const std::string command = commandOf(*line);
     if (command == "exit") return succeeded;
-    if (command.empty()) continue;
-    mcsh::Reply reply = client.ask(command);
-    if (!reply.text.empty() && !reply.text.ends_with('\n')) reply.text += '\n';
-    print(reply);
+    if (!command.empty()) runTyped(client, command);
   }
   std::putchar('\n');
   return succeeded;

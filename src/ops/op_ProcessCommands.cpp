@@ -62,6 +62,11 @@ const CommandHandler::commanddata resumeData = {
     "ProcessResume", "process resume: start a daemon again when it is down.\n",
     "process resume NAME\n", resumePath.size(), resumePath.data()};
 
+constexpr std::array<stringtoken, 2> explainPath = {strings::tGSprocess, strings::tGSexplain};
+const CommandHandler::commanddata explainData = {
+    "ProcessExplain", "process explain: show which processes are taken for a daemon, and why.\n",
+    "process explain NAME\n", explainPath.size(), explainPath.data()};
+
 std::vector<std::string> rowOf(const Claim& process) {
   std::array<char, 512> pids{};
   const Process::State state = process->getState();
@@ -133,6 +138,12 @@ int stop(Console& console, const Arguments& arguments) {
   });
 }
 
+int explain(Console& console, const Arguments& arguments) {
+  return withDaemon(console, arguments, [&](stringtoken daemon, const char*) {
+    AppManager::getSingleton()->explainProcess(daemon, console.output());
+  });
+}
+
 framework::FunctionCommand::Function issuing(const char* action, Operation operation) {
   return [action, operation](Console& console, const Arguments& arguments) {
     return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
@@ -168,6 +179,7 @@ void ProcessCommands::initializeCommands(framework::Shell& shell) {
   add(restartData, issuing("restart", AppManager::restartProcess));
   add(suspendData, suspending(true));
   add(resumeData, suspending(false));
+  add(explainData, explain);
 }
 
 }  // namespace services::ops

@@ -5,8 +5,9 @@
 
 namespace services::ops {
 
-/// Brings "process list" and "process start|stop|restart|suspend|resume NAME" to the console. They
-/// work through what the supervision service exports, and answer when there is no such service.
+/// Brings "process list" and "process start|stop|restart|suspend|resume|explain NAME" to the
+/// console. They work through what the supervision service exports, and answer when there is no
+/// such service.
 class ProcessCommands : public framework::CommandBundle {
  public:
   using CommandBundle::CommandBundle;

@@ -21,6 +21,15 @@ using stringtoken = std::uint32_t;
   TOKEN(serviceClass, "mcapp")                              \
   TOKEN(ProcessCommands, "ProcessCommands")                 \
   TOKEN(MailCommands, "MailCommands")                       \
+  TOKEN(SysInfoCommands, "SysInfoCommands")                 \
+  TOKEN(UserCommands, "UserCommands")                       \
+  TOKEN(InterfaceCommands, "InterfaceCommands")             \
+  TOKEN(ConsoleHold, "ConsoleHold")                         \
+  TOKEN(PairingCommands, "PairingCommands")                 \
+  TOKEN(PathCommands, "PathCommands")                       \
+  TOKEN(PartnerLink, "PartnerLink")                         \
+  TOKEN(PartnerCommands, "PartnerCommands")                 \
+  TOKEN(peerClass, "mcpeer")                                \
   TOKEN(operatorClass, "mcops")                             \
   /* debug flags that are no service's */                   \
   TOKEN(Process, "Process")                                 \
@@ -33,9 +42,47 @@ using stringtoken = std::uint32_t;
   TOKEN(Down, "Down")                                       \
   TOKEN(Starting, "Starting")                               \
   TOKEN(GoingDown, "GoingDown")                             \
+  /* management interfaces */                               \
+  TOKEN(Http, "Http")                                       \
+  TOKEN(Https, "Https")                                     \
+  TOKEN(Telnet, "Telnet")                                   \
+  TOKEN(Ssh, "Ssh")                                         \
+  TOKEN(Smis, "Smis")                                       \
+  TOKEN(Ftp, "Ftp")                                         \
+  TOKEN(Snmp, "Snmp")                                       \
+  TOKEN(Debug, "Debug")                                     \
+  TOKEN(Usmis, "Usmis")                                     \
+  TOKEN(ActivityProgress, "ActivityProgress")               \
+  /* roles and types of a user's SNMP access */             \
+  TOKEN(SnmpUser, "SnmpUser")                               \
+  TOKEN(SnmpTarget, "SnmpTarget")                           \
+  TOKEN(MD5, "MD5")                                         \
+  TOKEN(SHA, "SHA")                                         \
+  TOKEN(DES, "DES")                                         \
+  TOKEN(AES, "AES")                                         \
+  TOKEN(none, "none")                                       \
+  /* sync roles and actions */                              \
+  TOKEN(Undetermined, "Undetermined")                       \
+  TOKEN(MasterUnpaired, "MasterUnpaired")                   \
+  TOKEN(MasterPaired, "MasterPaired")                       \
+  TOKEN(SlaveUnpaired, "SlaveUnpaired")                     \
+  TOKEN(SlavePaired, "SlavePaired")                         \
+  TOKEN(None, "None")                                       \
+  TOKEN(Push, "Push")                                       \
+  TOKEN(Receive, "Receive")                                 \
+  TOKEN(Merge, "Merge")                                     \
+  /* accesses to a dataset, and the datasets */             \
+  TOKEN(readAccess, "read")                                 \
+  TOKEN(components, "components")                           \
   /* daemons that the services know by name */              \
   TOKEN(sfcbd, "sfcbd")                                     \
   TOKEN(logMigrator, "logmigrated")                         \
+  TOKEN(telnetd, "telnetd")                                 \
+  TOKEN(sshd, "sshd")                                       \
+  TOKEN(ftpd, "ftpd")                                       \
+  TOKEN(snmpd, "snmpd")                                     \
+  TOKEN(slpd, "slpd")                                       \
+  TOKEN(activityd, "activityd")                             \
   /* events */                                              \
   TOKEN(goingDown, "goingDown")                             \
   TOKEN(killNonEssentialEvent, "killNonEssentialProcesses") \
@@ -43,6 +90,10 @@ using stringtoken = std::uint32_t;
   TOKEN(logMigrationMc1, "logMigrationMc1")                 \
   TOKEN(logMigrationMc2, "logMigrationMc2")                 \
   TOKEN(logMigrationMc3, "logMigrationMc3")                 \
+  TOKEN(sysInfoChanged, "sysInfoChanged")                   \
+  TOKEN(userChanged, "userChanged")                         \
+  TOKEN(userAccessChanged, "userAccessChanged")             \
+  TOKEN(updateWakeUp, "updateWakeUp")                       \
   /* keys of the limits */                                  \
   TOKEN(pageCache, "pageCache")                             \
   /* command words */                                       \
@@ -80,6 +131,23 @@ using stringtoken = std::uint32_t;
   TOKEN(mail, "mail")                                       \
   TOKEN(simple, "simple")                                   \
   TOKEN(managedLogsMail, "managed-logs")                    \
+  TOKEN(sysinfo, "sysinfo")                                 \
+  TOKEN(show, "show")                                       \
+  TOKEN(get, "get")                                         \
+  TOKEN(set, "set")                                         \
+  TOKEN(user, "user")                                       \
+  TOKEN(add, "add")                                         \
+  TOKEN(delete, "delete")                                   \
+  TOKEN(interface, "interface")                             \
+  TOKEN(up, "up")                                           \
+  TOKEN(down, "down")                                       \
+  TOKEN(console, "console")                                 \
+  TOKEN(hold, "hold")                                       \
+  TOKEN(explain, "explain")                                 \
+  TOKEN(role, "role")                                       \
+  TOKEN(action, "action")                                   \
+  TOKEN(path, "path")                                       \
+  TOKEN(partner, "partner")                                 \
   /* errors that exceptions carry */                        \
   TOKEN(streamOverflow, "stream overflow")                  \
   TOKEN(processGone, "process gone")

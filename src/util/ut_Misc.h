@@ -1,6 +1,7 @@
 // Small helpers for texts.
 #pragma once
 
+#include <cstdint>
 #include <cstring>
 
 namespace utility::Misc {
@@ -17,5 +18,17 @@ inline char* trim(char* text) {
   *end = '\0';
   return text;
 }
+
+/// Whether the character is a hexadecimal digit of either letter case.
+bool isHexChar(char c);
+
+/// Writes the value in hexadecimal, capital letters, into `buffer` of `size` bytes, terminated and
+/// cut at the size; `padded` gives it all 16 digits. A null buffer or a size below 1 writes
+/// nothing.
+void toHexString(unsigned long long value, bool padded, char* buffer, int size);
+
+/// The value of the hexadecimal digits with which a text begins, 0 when there are none; of more
+/// than 16 digits the last 16 count.
+std::uint64_t uint64FromHexString(const char* text);
 
 }  // namespace utility::Misc

@@ -1,10 +1,13 @@
 // A steady poll cycle allocates nothing: nothing in it grows, and nothing wears the heap out.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <new>
 
+#include "host/framework/fw_LockManager.h"
 #include "support/SimulatedController.h"
 
 namespace {
@@ -26,7 +29,8 @@ std::atomic<int> allocations = 0;
 
 namespace {
 
-TEST(Allocation, NoneInSteadyCycles) {
+// Of 10 cycles, the memory samples of the second minute among them.
+void expectNoneInSteadyCycles() {
   test::SimulatedController controller;
   controller.setList("data", {"named", "patterned/tool --[a-z]+", "absent"});
   controller.setInt("pollSeconds", 10);
@@ -37,7 +41,6 @@ TEST(Allocation, NoneInSteadyCycles) {
   framework::Logger::setLevel(framework::LogType::Debug);
   controller.build();
   int steady = -1;
-  // Ten cycles, the memory samples of the second minute among them.
   controller.at(25, [] { counting = true; });
   controller.at(125, [&] {
     counting = false;
@@ -45,6 +48,19 @@ TEST(Allocation, NoneInSteadyCycles) {
   });
   controller.runUntil(126);
   EXPECT_EQ(steady, 0);
+}
+
+TEST(Allocation, NoneInSteadyCycles) {
+  auto& locks = *framework::LockManager::getInstance();
+  ASSERT_TRUE(locks.take("flash", ::getpid()));
+  expectNoneInSteadyCycles();
+  locks.release("flash", ::getpid());
+}
+
+TEST(Allocation, NoneWhereDescriptorsRunShort) {
+  const rlimit few{64, 64};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+  expectNoneInSteadyCycles();
 }
 
 }  // namespace

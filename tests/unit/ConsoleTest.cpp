@@ -6,6 +6,7 @@
 #include <cstring>
 #include <future>
 
+#include "host/framework/fw_ConsoleHold.h"
 #include "host/framework/fw_Container.h"
 #include "support/ConsoleSetting.h"
 
@@ -17,6 +18,8 @@ using test::Peer;
 
 constexpr strings::stringtoken echoPath[] = {strings::tGSoutput};
 constexpr strings::stringtoken bigPath[] = {strings::tGSstats};
+constexpr strings::stringtoken upPath[] = {strings::tGSinterface, strings::tGSup};
+const CommandHandler::commanddata upData = {"Up", "", "", 2, upPath};
 const CommandHandler::commanddata echoData = {"Echo", "", "", 1, echoPath};
 const CommandHandler::commanddata bigData = {"Big", "", "", 1, bigPath};
 constexpr std::size_t bigSize = 4 << 20;
@@ -32,6 +35,11 @@ class ConsoleServing : public test::ConsoleServing {
       console.output().PutS(std::string(bigSize, 'x').c_str());
       return 1;
     });
+    test::addCommand(m_shell, upData, [](auto&, const auto&) {
+      Container::getConsole()->enable();
+      return 1;
+    });
+    registerHoldCommands(m_shell);
   }
 };
 
@@ -123,34 +131,81 @@ TEST_F(ConsoleServing, OneClientTooManyIsToldSoUntilAnotherLeaves) {
   EXPECT_TRUE(test::eventually([this] { return Peer(m_path).ask("output b") == "0 b\n"; }));
 }
 
-TEST_F(ConsoleServing, DisabledConsoleServesTheLocalRootAlone) {
+const char* const disabledText =
+    "the console is disabled; the local root enables it by: interface up Debug\n";
+
+TEST_F(ConsoleServing, DisabledConsoleLetsTheLocalRootEnableItAndNothingElse) {
+  const bool root = ::geteuid() == 0;
+  const std::string refusal = std::string("13 ") + disabledText;
   Peer before(m_path);
   EXPECT_EQ(before.ask("output a"), "0 a\n");
   ASSERT_NE(Container::getConsole(), nullptr);
   EXPECT_TRUE(Container::getConsole()->disable());
-  const std::string expected = ::geteuid() == 0 ? "0 b\n" : "13 the console is disabled\n";
-  EXPECT_EQ(before.ask("output b"), expected);
-  EXPECT_EQ(Peer(m_path).ask("output b"), expected);
+  for (const char* line : {"output b", "", "console hold", "interface up Http"}) {
+    EXPECT_EQ(before.ask(line), refusal) << line;
+  }
+  Peer after(m_path);
+  EXPECT_EQ(after.ask("output b"), refusal);
+  EXPECT_EQ(after.ask("interface up Debug"), root ? "0 " : "closed");
+  EXPECT_EQ(Container::getConsole()->isEnabled(), root);
   EXPECT_TRUE(Container::getConsole()->enable());
-  EXPECT_EQ(Peer(m_path).ask("output c"), "0 c\n");
+  EXPECT_EQ(before.ask("output c"), "0 c\n");
+}
+
+TEST_F(ConsoleServing, IsHeldUntilTheLastHoldEnds) {
+  const auto current = [] { return Container::getConsole()->getCurrentService(); };
+  Peer first(m_path);
+  Peer second(m_path);
+  EXPECT_EQ(first.ask("console release"), "13 this client does not hold the console\n");
+  EXPECT_EQ(current(), nullptr);
+  for (Peer* peer : {&first, &first, &second}) {
+    EXPECT_EQ(peer->ask("console hold"), "0 console held\n");
+  }
+  EXPECT_EQ(second.ask("console release"), "0 hold released; others are left\n");
+  EXPECT_EQ(second.ask("console release"), "13 this client does not hold the console\n");
+  EXPECT_EQ(first.ask("console release"), "0 hold released; others are left\n");
+  ASSERT_NE(current(), nullptr);
+  EXPECT_EQ(current()->ServiceName(), strings::tGSConsoleHold);
+  EXPECT_EQ(first.ask("console release"), "0 console released\n");
+  EXPECT_EQ(current(), nullptr);
+  EXPECT_EQ(first.ask("console hold"), "0 console held\n");
+  EXPECT_EQ(first.ask("console hold"), "0 console held\n");
+  first.close();
+  EXPECT_TRUE(test::eventually([&] { return current() == nullptr; }));
 }
 
 TEST(ConsoleServer, ServesItsOwnUserAndRoot) {
   const char* foreign = "the console is for the host's own user\n";
-  const char* disabled = "the console is disabled\n";
+  const char* disabled = disabledText;
   const struct {
     const char* name;
     uid_t peer;
     uid_t host;
     bool enabled;
-    const char* refusal;
+    const char* line;
+    const char* refusal;      // of the client
+    const char* lineRefusal;  // of its line
   } rows[] = {
-      {"own user", 5, 5, true, nullptr},        {"root", 0, 5, true, nullptr},
-      {"other user", 6, 5, true, foreign},      {"own user, disabled", 5, 5, false, disabled},
-      {"root, disabled", 0, 5, false, nullptr}, {"root's own", 0, 0, false, nullptr},
-      {"other of root's", 5, 0, true, foreign}};
+      {"own user", 5, 5, true, "services", nullptr, nullptr},
+      {"root", 0, 5, true, "services", nullptr, nullptr},
+      {"other user", 6, 5, true, "services", foreign, foreign},
+      {"other of root's", 5, 0, true, "services", foreign, foreign},
+      {"own user, disabled", 5, 5, false, "interface up Debug", disabled, disabled},
+      {"other user, disabled", 6, 5, false, "interface up Debug", foreign, foreign},
+      {"root, disabled", 0, 5, false, "services", nullptr, disabled},
+      {"root's own, disabled", 0, 0, false, "services", nullptr, disabled},
+      {"enabling", 0, 5, false, "interface up Debug", nullptr, nullptr},
+      {"root's own enabling", 0, 0, false, " interface  up \"Debug\" ", nullptr, nullptr},
+      {"another one", 0, 0, false, "interface up Http", nullptr, disabled},
+      {"one word more", 0, 0, false, "interface up Debug Http", nullptr, disabled},
+      {"other case", 0, 0, false, "interface up debug", nullptr, disabled},
+      {"malformed", 0, 0, false, "interface up \"Debug", nullptr, disabled},
+  };
   for (const auto& row : rows) {
     EXPECT_STREQ(ConsoleServer::refusalOf(row.peer, row.host, row.enabled), row.refusal)
+        << row.name;
+    EXPECT_STREQ(ConsoleServer::refusalOf(row.peer, row.host, row.enabled, row.line),
+                 row.lineRefusal)
         << row.name;
   }
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 
 #include "host/framework/fw_Container.h"
 #include "host/framework/ut_Waiter.h"
+#include "host/platform/DescriptorLimit.h"
 #include "host/platform/LinuxPlatform.h"
 #include "support/Temporary.h"
 #include "util/ut_BufferStream.h"
@@ -132,6 +134,18 @@ TEST_F(Linux, ACommandFindsACleanProcess) {
        "read -r p c s pp g sid rest </proc/$$/stat; [ $g-$sid = $$-$$ ] && echo own", "own\n"},
   };
   for (const auto& row : rows) EXPECT_EQ(run(machine, row.line).output, row.output) << row.name;
+}
+
+TEST_F(Linux, ACommandKeepsTheDescriptorLimitOfTheStart) {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = 200;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  platform::raiseDescriptorLimit();
+  rlimit raised{};
+  ::getrlimit(RLIMIT_NOFILE, &raised);
+  EXPECT_EQ(raised.rlim_cur, limit.rlim_max);
+  EXPECT_EQ(run(machine, "ulimit -n; exit 3"), (Ended{Outcome::Exited, 3, "200\n"}));
 }
 
 TEST_F(Linux, ACommandReadsItsInputStream) {

@@ -22,9 +22,9 @@ const Texts both = {{"A.IpV4Address", "10.0.0.1"}, {"A.ControllerSerial", "SNA"}
                     {"EmailSender", "enclosure7"}, {"EmailDomain", "site.example.com"},
                     {"EmailServer", "relay.site"}, {"EmailAddr4", "logs@site.example.com"}};
 
-Texts without(const char* key) {
+Texts without(const std::string& start) {
   Texts texts = both;
-  texts.erase(key);
+  std::erase_if(texts, [&start](const auto& text) { return text.first.starts_with(start); });
   return texts;
 }
 
@@ -134,8 +134,7 @@ TEST_F(Mail, IsNotSentWhereSomethingIsMissing) {
   } rows[] = {
       {"no information", std::nullopt, true, "/tmp",
        "AppManager::sendManagedLogsMail did not get lock on sysInfo exit", false, false},
-      {"no A", without("A.IpV4Address"), true, "/tmp", noController, false, false},
-      {"no B", without("B.IpV4Address"), true, "/tmp", noController, false, false},
+      {"no B", without("B."), true, "/tmp", noController, false, false},
       {"MC_TEMP unset", both, true, nullptr, "no mail: MC_TEMP is not set", false, false},
       {"disabled", both, false, "/tmp", "SendManagedLogsMail managed logs is disabled exit", true,
        true},

@@ -13,8 +13,12 @@ namespace framework {
 namespace {
 
 constexpr strings::stringtoken echoPath[] = {strings::tGSmemory, strings::tGSoutput};
+constexpr strings::stringtoken setPath[] = {strings::tGSsysinfo, strings::tGSset};
+constexpr strings::stringtoken addPath[] = {strings::tGSuser, strings::tGSadd};
 constexpr strings::stringtoken failPath[] = {strings::tGSmemory, strings::tGSreset};
 const CommandHandler::commanddata echoData = {"Echo", "", "memory output\n", 2, echoPath};
+const CommandHandler::commanddata setData = {"Set", "", "sysinfo set\n", 2, setPath};
+const CommandHandler::commanddata addData = {"Add", "", "user add\n", 2, addPath};
 const CommandHandler::commanddata failData = {"Fail", "", "memory reset\n", 2, failPath};
 
 const std::string program = test::built("bin/mcsh");
@@ -24,12 +28,14 @@ using Ended = std::pair<int, std::string>;  // the exit status and the output
 class Mcsh : public test::ConsoleServing {
  protected:
   Mcsh() {
-    test::addCommand(m_shell, echoData, [](auto& console, const auto& arguments) {
-      for (unsigned int i = 0; i < arguments.ArgCount(); ++i) {
-        console.reply(Ok, "[%s]", arguments.ArgValue(i));
-      }
-      return 1;
-    });
+    for (const auto* data : {&echoData, &setData, &addData}) {
+      test::addCommand(m_shell, *data, [](auto& console, const auto& arguments) {
+        for (unsigned int i = 0; i < arguments.ArgCount(); ++i) {
+          console.reply(Ok, "[%s]", arguments.ArgValue(i));
+        }
+        return 1;
+      });
+    }
     test::addCommand(m_shell, failData, [](auto& console, const auto&) {
       console.reply(Refused, "failed\n");
       return 1;
@@ -108,6 +114,41 @@ TEST_F(Mcsh, FindsTheSocketInTheEnvironment) {
   EXPECT_EQ(run(line + " memory output y"), Ended(0, "[y]"));
 }
 
+TEST_F(Mcsh, ReadsSecretsFromFiles) {
+  m_files.write("one", "a b\"c\\d@=e\nmore\n");
+  m_files.write("bare", "x=y");
+  m_files.write("empty", "\nmore\n");
+  m_files.write("tab", "a\tb\n");
+  m_files.write("long", std::string(5000, 'l'));
+  const std::string one = m_files.path("one");
+  const std::string bare = m_files.path("bare");
+  const std::string missing = m_files.path("missing");
+  const struct {
+    std::string arguments;
+    Ended ended;
+  } rows[] = {
+      {"sysinfo set K@ " + one + " L v M@ " + bare, {0, "[K][a b\"c\\d@=e][L][v][M][x=y]"}},
+      {"sysinfo set K '@" + one + "' L@", {0, "[K][@" + one + "][L@]"}},
+      {"user add bob@ K@=" + one + " L=@=v M=v@ N@=" + bare,
+       {0, "[bob@][K=a b\"c\\d@=e][L=@=v][M=v@][N=x=y]"}},
+      {"memory output K@=" + one + " K@ " + one, {0, "[K@=" + one + "][K@][" + one + "]"}},
+      {"sysinfo set K@ " + missing, {2, "mcsh: " + missing + ": No such file or directory\n"}},
+      {"sysinfo set K@ /", {2, "mcsh: K: the secret is empty\n"}},
+      {"user add bob K@=" + m_files.path("empty"), {2, "mcsh: K: the secret is empty\n"}},
+      {"user add bob K@=" + m_files.path("tab"),
+       {2, "mcsh: K: the secret holds a control character\n"}},
+      {"user add bob K@=" + m_files.path("long"),
+       {1, "a line may have 4096 bytes; this one was skipped\n"}},
+  };
+  for (const auto& row : rows) EXPECT_EQ(runHere(row.arguments), row.ended) << row.arguments;
+  EXPECT_EQ(runHere("", "sysinfo set K@ " + bare + "\nuser add bob K@=" + missing + "\nhelp\n"),
+            Ended(2, "[K][x=y]mcsh: " + missing + ": No such file or directory\n"));
+  EXPECT_EQ(
+      run("--help >/dev/null; setsid -w " + program + " --socket " + m_path + " sysinfo set K@ -",
+          "secret\nsecret\n"),
+      Ended(2, "mcsh: there is no terminal to ask for a secret\n"));
+}
+
 // A terminal on which mcsh prompts.
 class Terminal {
  public:
@@ -123,7 +164,7 @@ class Terminal {
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
 
-  // Types a text and waits until another is shown.
+  // Types a text and waits until another is shown; what was shown before it goes to `m_before`.
   void type(const std::string& text, const std::string& expected) {
     EXPECT_EQ(::write(m_terminal, text.data(), text.size()), ssize_t(text.size()));
     std::size_t place = m_shown.find(expected);
@@ -135,8 +176,11 @@ class Terminal {
       ASSERT_GT(size, 0) << expected << " after " << m_shown;
       m_shown.append(chunk, static_cast<std::size_t>(size));
     }
+    m_before = m_shown.substr(0, place);
     m_shown.erase(0, place + expected.size());
   }
+
+  std::string m_before;
 
   int exitStatus() const {
     int status = 0;
@@ -159,6 +203,37 @@ TEST_F(Mcsh, PromptsOnATerminalWithCompletionAndHistory) {
   terminal.type("", "mc> ");
   terminal.type("ex\t\n", "\n");
   EXPECT_EQ(terminal.exitStatus(), 0);
+}
+
+TEST_F(Mcsh, AsksForSecretsWithoutEcho) {
+  Terminal terminal(m_path);
+  terminal.type("", "mc> ");
+  terminal.type("user add bob K@=- L=v\n", "K: ");
+  terminal.type("hush \"\n", "K again: ");
+  EXPECT_EQ(terminal.m_before, "\r\n");
+  terminal.type("hush \"\n", "[bob][K=hush \"][L=v]");
+  EXPECT_EQ(terminal.m_before, "\r\n");
+  terminal.type("sysinfo set K@ -\n", "K: ");
+  terminal.type("hush\n", "K again: ");
+  terminal.type("\x03push\n", "K: the two differ\r\n");
+  terminal.type("memory output shown\n", "memory output shown");
+  terminal.type("", "[shown]");
+  terminal.type("\x04", "\n");
+  EXPECT_EQ(terminal.exitStatus(), 0);
+}
+
+TEST_F(Mcsh, KeepsNoLineInTheHistoryThatMayHoldASecret) {
+  Terminal terminal(m_path);
+  terminal.type("", "mc> ");
+  terminal.type("memory output kept\n", "[kept]");
+  terminal.type("", "\nmc> ");
+  for (const char* line :
+       {"sysinfo set K hush", "user add bob K=hush", "user ad bob K=hush", "memory reset \"hush"}) {
+    terminal.type(std::string(line) + "\n", "\nmc> ");
+  }
+  terminal.type("\x10\n", "[kept]");
+  terminal.type("sysinfo set\n", "\nmc> ");
+  terminal.type("\x10", "sysinfo set");
 }
 
 TEST_F(Mcsh, EndOfInputEndsThePromptAndALostHostIsTold) {

@@ -94,6 +94,8 @@ TEST_F(ProcessCommands, RefusedAndMalformed) {
       {"process start slow",
        "13 start of slow refused: process control is off here (see MC_ARCH)\n"},
       {"process start nobody", "13 no such process: nobody\n"},
+      {"process explain nobody", "13 no such process: nobody\n"},
+      {"process explain slow", "0 slow: programs of that name\nno running process\n"},
       {"process suspend nobody", "13 no such process: nobody\n"},
       {"process start", "1 usage: process start NAME\n"},
       {"process list slow", "1 usage: process list\n"},

@@ -212,7 +212,8 @@ TEST_F(HostCommands, Replies) {
       {"help memory stats", "0 memory stats: s.\nusage: memory stats\n"},
       {"help me", "1 no command begins with these words; try help\n"},
       {"help words",
-       "0 debug list\ndebug off\ndebug on\nevent send\nhelp\nhelp words\ninformation\n"
+       "0 console hold\nconsole release\ndebug list\ndebug off\ndebug on\nevent send\nhelp\n"
+       "help words\ninformation\n"
        "lock list\nlock release\nlock take\nlog level\nmanagedlogs list\nmemory stats\n"
        "portal list\nportal register\nservices\nshutdown\n"},
   };

@@ -97,8 +97,10 @@ std::vector<PropertyFinding> apply(const PropertyRule& rule, const Property& pro
   } else if (rule.type == PropertyType::Integer) {
     const long value = std::get<long>(property.value);
     if (value < rule.minimum || value > rule.maximum) findings.push_back({true, rangeText(rule)});
-  } else if (rule.check != nullptr && rule.type == PropertyType::Text) {
-    rule.check(std::get<std::string>(property.value).c_str(), findings);
+  } else if (rule.type == PropertyType::Text) {
+    const char* value = std::get<std::string>(property.value).c_str();
+    if (rule.check != nullptr) rule.check(value, findings);
+    if (rule.holds != nullptr && !rule.holds(value)) findings.push_back({true, rule.rule});
   } else if (rule.type == PropertyType::List) {
     applyToList(rule, property, findings);
   }
@@ -141,6 +143,7 @@ constexpr PropertyRule hostRules[] = {
     {.key = "log.destination", .type = PropertyType::Text, .check = checkDestination},
     {.key = "log.level", .type = PropertyType::Text, .check = checkLevel},
     {.key = "debug", .type = PropertyType::List},
+    {.key = "midplane", .type = PropertyType::Text, .check = checkPath},
     {.key = "commandSeconds", .type = PropertyType::Integer, .minimum = 1, .maximum = 3600},
 };
 
@@ -262,6 +265,7 @@ void ConfigFile::checkHost() {
   text("host.console", m_host.console);
   text("host.log.destination", m_host.logDestination);
   text("host.log.level", m_host.logLevel);
+  text("host.midplane", m_host.midplane);
   list("host.plugins", m_host.plugins);
   list("host.debug", m_host.debug);
   m_host.servicesGiven = list("host.services", m_host.services);

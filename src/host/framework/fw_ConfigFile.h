@@ -26,6 +26,7 @@ struct HostSettings {
   std::string logDestination = "stderr";
   std::string logLevel = "debug";
   std::vector<std::string> debug;
+  std::string midplane;  ///< file of the midplane's serial number; empty for none
   int commandSeconds = 60;
 };
 

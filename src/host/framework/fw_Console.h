@@ -12,6 +12,8 @@
 
 namespace framework {
 
+class Service;
+
 /// The reply codes of the console; any but Ok makes the client's exit status 1.
 enum ReplyCode {
   Ok = 0,
@@ -22,8 +24,8 @@ enum ReplyCode {
 /// A console: that of one client, or the host's own, which stands for all of them.
 ///
 /// A command's answer is rendered into memory and sent when the command is done, so that no lock
-/// of a service is ever held while a client's socket is written. Apart from the switch and the
-/// output lock, a console belongs to one thread at a time.
+/// of a service is ever held while a client's socket is written. Apart from the switch, the
+/// current service and the output lock, a console belongs to one thread at a time.
 class Console {
  public:
   /// `peer` is the process id of the client, 0 when there is none.
@@ -64,9 +66,14 @@ class Console {
   /// Whether clients are served; at first they are. Of the host's console it counts for all
   /// clients. Any thread may call.
   bool isEnabled() const { return m_enabled; }
-  /// Switch that, and answer true. A disabled console goes on serving the local root alone.
+  /// Switch that, and answer true. What a disabled console still does is ConsoleServer's to say.
   bool enable();
   bool disable();
+
+  /// The service that the host's console serves at present, null for none; while it is ConsoleHold
+  /// the console is not to be switched. The service outlives that time. Any thread may call.
+  Service* getCurrentService() const { return m_currentService; }
+  void setCurrentService(Service* service) { m_currentService = service; }
 
  private:
   // Collects the answer.
@@ -85,6 +92,7 @@ class Console {
   int m_peer;
   int m_code = Ok;
   std::atomic<bool> m_enabled = true;
+  std::atomic<Service*> m_currentService = nullptr;
   TextStream m_text;
   utility::VirtualPutStream m_stream;
   std::mutex m_outputMutex;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/framework/fw_CommandLine.h"
 #include "host/framework/fw_ConsoleSocket.h"
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_Guarded.h"
@@ -18,6 +19,13 @@ namespace framework {
 namespace {
 
 constexpr int pauseMilliseconds = 1000;
+constexpr const char* disabledText =
+    "the console is disabled; the local root enables it by: interface up Debug\n";
+
+bool isEnabling(const std::string& line) {
+  std::string error;
+  return splitLine(line, error) == std::vector<std::string>{"interface", "up", "Debug"};
+}
 
 // Answers one line that was read. False when the client does not take the reply.
 bool answer(int socket, Console& console) {
@@ -45,8 +53,15 @@ ConsoleServer::~ConsoleServer() {
 
 const char* ConsoleServer::refusalOf(uid_t peer, uid_t host, bool enabled) {
   if (peer != host && peer != 0) return "the console is for the host's own user\n";
-  if (!enabled && peer != 0) return "the console is disabled\n";
+  if (!enabled && peer != 0) return disabledText;
   return nullptr;
+}
+
+const char* ConsoleServer::refusalOf(uid_t peer, uid_t host, bool enabled,
+                                     const std::string& line) {
+  const char* refusal = refusalOf(peer, host, enabled);
+  if (refusal != nullptr || enabled || isEnabling(line)) return refusal;
+  return disabledText;
 }
 
 std::string ConsoleServer::start(const std::string& path) {
@@ -130,7 +145,7 @@ void ConsoleServer::converse(const Client& client) const {
   LineReader reader(client.socket.get());
   std::string line;
   for (auto read = reader.next(line); read != LineReader::Result::End; read = reader.next(line)) {
-    const char* refusal = refusalOf(client.peer.uid, ::geteuid(), m_console.isEnabled());
+    const char* refusal = refusalOf(client.peer.uid, ::geteuid(), m_console.isEnabled(), line);
     if (refusal != nullptr) {
       console.reply(Refused, "%s", refusal);
     } else if (read == LineReader::Result::TooLong) {

@@ -39,9 +39,11 @@ class ConsoleServer {
   /// socket. A command that runs is waited for; its reply is lost. Not to be called by a command.
   void stop();
 
-  /// Why a client of user `peer` is not served by the host of user `host`: one line, or null when
+  /// Why a client of user `peer` is not admitted by the host of user `host`: one line, or null when
   /// it is.
   static const char* refusalOf(uid_t peer, uid_t host, bool enabled);
+  /// The same of a line of that client: of a disabled console root's "interface up Debug" remains.
+  static const char* refusalOf(uid_t peer, uid_t host, bool enabled, const std::string& line);
 
  private:
   struct Client {

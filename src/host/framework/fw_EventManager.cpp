@@ -79,10 +79,11 @@ void EventManager::stop() {
 void EventManager::deliverAll(const std::stop_token& stop) {
   std::unique_lock lock(m_mutex);
   while (m_changed.wait(lock, stop, [this] { return !m_queue.empty(); })) {
-    const Event event = std::move(m_queue.front());
+    Event event = std::move(m_queue.front());
     m_queue.pop_front();
     lock.unlock();
     deliver(event);
+    event.data.reset();  // may act, as a record of the system information does: without the lock
     lock.lock();
   }
 }

@@ -7,6 +7,7 @@
 
 #include "host/framework/fw_CommandHandler.h"
 #include "host/framework/fw_Console.h"
+#include "host/framework/fw_ConsoleHold.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_EventManager.h"
 #include "host/framework/fw_ServiceFactory.h"
@@ -179,6 +180,7 @@ void registerHostCommands(Shell& shell, std::function<void()> shutdown) {
   });
   registerLogCommands(shell);
   registerRegistryCommands(shell);
+  registerHoldCommands(shell);
 }
 
 }  // namespace framework

@@ -7,9 +7,9 @@ namespace framework {
 
 class Shell;
 
-/// Registers help, services, information, event, debug, log, lock, portal, managedlogs and
-/// shutdown. `shutdown` is called on a client's thread once the reply to "shutdown" was sent; it
-/// asks the main thread to stop the host and returns. The shell outlives its commands.
+/// Registers help, services, information, event, debug, log, lock, portal, managedlogs, console
+/// and shutdown. `shutdown` is called on a client's thread once the reply to "shutdown" was sent;
+/// it asks the main thread to stop the host and returns. The shell outlives its commands.
 void registerHostCommands(Shell& shell, std::function<void()> shutdown);
 
 /// The part of them that steers the log: debug and log.

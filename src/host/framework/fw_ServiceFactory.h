@@ -59,6 +59,9 @@ struct PropertyRule {
   /// Adds what is wrong with a list as a whole; may be null.
   void (*checkAll)(const utility::StringArray& list,
                    std::vector<PropertyFinding>& findings) = nullptr;
+  /// What a text must hold, and the words for it: the plain form of `check`; may be null.
+  bool (*holds)(const char* value) = nullptr;
+  const char* rule = nullptr;
 };
 
 /// Registers the rules of a service's properties, by static initialisers beside its factory; or

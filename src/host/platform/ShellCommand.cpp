@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 
+#include "host/platform/DescriptorLimit.h"
 #include "util/fw_Exception.h"
 #include "util/fw_InputStream.h"
 #include "util/fw_OutputStream.h"
@@ -121,7 +122,7 @@ void ShellCommand::start(const Command& command, int input, int output) {
   setDescriptor(settings.actions, output, STDOUT_FILENO, O_WRONLY);
   setDescriptor(settings.actions, -1, STDERR_FILENO, O_WRONLY);
   posix_spawn_file_actions_addclosefrom_np(&settings.actions, STDERR_FILENO + 1);
-  std::string line = std::string("umask 022\n") + command.line;
+  std::string line = "umask 022\n" + descriptorLimitLine() + command.line;
   std::string shell = "sh";
   std::string option = "-c";
   std::array<char*, 4> arguments = {shell.data(), option.data(), line.data(), nullptr};

@@ -1,96 +1,95 @@
-// Access to the system information, and its properties in the configuration.
+// Access to the system information: shared for reading, exclusive for writing.
 #include "host/sysinfo/si_SysInfoManager.h"
 
-#include <cstring>
+#include <algorithm>
 
-#include "host/framework/fw_Config.h"
-#include "host/framework/fw_Entrance.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "util/ut_IPV4Address.h"
+#include "host/framework/fw_EventManager.h"
+#include "host/framework/fw_Logger.h"
+#include "host/framework/ut_Environment.h"
+#include "host/sysinfo/dm_Component.h"
+#include "host/sysinfo/ri_RelInfo.h"
+#include "host/sysinfo/si_Change.h"
+#include "host/sysinfo/si_Config.h"
+#include "host/sysinfo/si_Scopes.h"
+#include "host/sysinfo/si_Xml.h"
+#include "host/sysinfo/us_UserManager.h"
 
 namespace services::sysinfo {
 
-using framework::PropertyFinding;
-using framework::PropertyType;
+using framework::Logger;
+using framework::LogType;
 
 namespace {
 
-constexpr const char* section = "sysinfo";
+std::string storePath() {
+  const char* directory = utility::Environment::GetEnv("MC_CONFIG");
+  return std::string(directory == nullptr ? "/cfg" : directory) + "/sysinfo/system.db";
+}
 
-using Findings = std::vector<PropertyFinding>;
-
-// An empty text stands for a setting that is not set.
-void checkMailAddress(const char* value, Findings& findings) {
-  if (*value != '\0' && !framework::isMailAddress(value)) {
-    findings.push_back({true, framework::mailAddressRule});
+// A controller that was moved to the other slot keeps its own record as its own.
+void followSlot(Rows& rows, char node) {
+  const auto slot = rows.find(slotPlace);
+  if (slot != rows.end() && slot->second[0] != node) {
+    Logger::StaticLog(
+        LogType::Warning,
+        "system information: this controller was in slot %s, is in %c: the records of "
+        "A and B change places",
+        slot->second.c_str(), node);
+    Rows moved;
+    for (const auto& [place, value] : rows) {
+      const bool isA = place.scope == "A";
+      moved[isA || place.scope == "B" ? Place{isA ? "B" : "A", place.key} : place] = value;
+    }
+    rows = std::move(moved);
   }
+  rows[slotPlace] = std::string(1, node);
 }
 
-void checkLocalPart(const char* value, Findings& findings) {
-  if (*value != '\0' && !framework::isMailLocalPart(value)) {
-    findings.push_back({true, framework::mailLocalPartRule});
+Rows othersOf(const Rows& rows) {
+  Rows others;
+  for (const auto& [place, value] : rows) {
+    if (place.scope == "release" || place.scope == "store" ||
+        place.scope.starts_with(componentScope)) {
+      others[place] = value;
+    }
   }
+  return others;
 }
 
-void checkHost(const char* value, Findings& findings) {
-  if (*value != '\0' && !framework::isHostName(value)) {
-    findings.push_back({true, framework::hostNameRule});
+// Puts the values of the release and of the components in force.
+void publish(const Rows& others) {
+  const auto release = others.find(burnToActivePlace);
+  relinfo::RelInfo::setBurnToActive(release != others.end() && release->second == "true");
+  dom::Revisions revisions;
+  for (const auto& [place, value] : others) {
+    if (place.scope.starts_with(componentScope)) {
+      revisions[place.scope.substr(componentScope.size())] = value;
+    }
   }
+  dom::Component::load(std::move(revisions));
 }
 
-// The relay stands in a command line of bounded length.
-void checkServer(const char* value, Findings& findings) {
-  constexpr std::size_t longest = 63;
-  checkHost(value, findings);
-  if (std::strlen(value) > longest) findings.push_back({true, "must have at most 63 characters"});
-}
-
-void checkAddress(const char* value, Findings& findings) {
-  if (!utility::IPV4Address::parse(value)) findings.push_back({true, "must be an IPv4 address"});
-}
-
-void checkSerial(const char* value, Findings& findings) {
-  if (*value != '\0' && !framework::isDaemonName(value)) {
-    findings.push_back({true,
-                        "must be 1 to 64 letters, digits, \"_\", \"-\" and \".\" and begin with "
-                        "none of the last two"});
+std::vector<std::string> scopesOf(const Rows& before, const Rows& after) {
+  std::vector<std::string> scopes;
+  for (const Rows* rows : {&before, &after}) {
+    for (const auto& [place, value] : *rows) {
+      if (scopes.empty() || scopes.back() != place.scope) scopes.push_back(place.scope);
+    }
   }
+  return scopes;
 }
 
-constexpr framework::PropertyRule rules[] = {
-    {.key = "ManagedLogsEnable", .type = PropertyType::Boolean},
-    {.key = "EmailIncludeLogsEnable", .type = PropertyType::Boolean},
-    {.key = "EmailAddr4", .type = PropertyType::Text, .check = checkMailAddress},
-    {.key = "EmailSender", .type = PropertyType::Text, .check = checkLocalPart},
-    {.key = "EmailDomain", .type = PropertyType::Text, .check = checkHost},
-    {.key = "EmailServer", .type = PropertyType::Text, .check = checkServer},
-    {.key = "A.IpV4Address", .type = PropertyType::Text, .check = checkAddress},
-    {.key = "A.ControllerSerial", .type = PropertyType::Text, .check = checkSerial},
-    {.key = "B.IpV4Address", .type = PropertyType::Text, .check = checkAddress},
-    {.key = "B.ControllerSerial", .type = PropertyType::Text, .check = checkSerial},
-};
-
-const framework::ServiceProperties properties(section, rules);
-
-std::string textOf(const framework::Config& config, const std::string& key) {
-  const char* value = "";
-  config.getStringValueOf(section, key.c_str(), false, &value);
-  return value;
-}
-
-bool flagOf(const framework::Config& config, const char* key) {
-  bool value = false;
-  config.getBoolValueOf(section, key, false, &value);
-  return value;
-}
-
-void loadController(const framework::Config& config, char letter, SysInfo& sysInfo) {
-  const std::string prefix = std::string(1, letter) + ".";
-  const std::string address = textOf(config, prefix + "IpV4Address");
-  if (address.empty()) return;
-  MCInfo& controller = sysInfo.makeMCInfo(letter);
-  controller.setIpV4Address(*utility::IPV4Address::parse(address.c_str()));
-  controller.setControllerSerial(textOf(config, prefix + "ControllerSerial"));
+// Whether there is more to tell than that changed flags were cleared.
+bool isNews(const Rows& before, const Rows& after) {
+  const auto saysMore = [](const Rows& rows, const Rows& others) {
+    return std::ranges::any_of(rows, [&others](const auto& row) {
+      if (isOwnFlag(row.first.key) && row.second == "false") return false;
+      const auto other = others.find(row.first);
+      return !isOwnFlag(row.first.key) ? other == others.end() || other->second != row.second
+                                       : other != others.end() && other->second == "false";
+    });
+  };
+  return saysMore(after, before) || before.size() != after.size();
 }
 
 }  // namespace
@@ -100,35 +99,114 @@ SysInfoManager* SysInfoManager::getManager() {
   return &only;
 }
 
-const SysInfo* SysInfoManager::readSysInfo() {
+SysInfo* SysInfoManager::readSysInfo() {
   if (!m_loaded) return nullptr;
   m_mutex.lock_shared();
   return &m_sysInfo;
 }
 
-void SysInfoManager::unReadSysInfo() { m_mutex.unlock_shared(); }
+void SysInfoManager::unReadSysInfo() {
+  std::unique_ptr<SysInfo> news;
+  if (m_seen != Text::changes()) commit(news);
+  m_mutex.unlock_shared();
+  if (news != nullptr) raiseChange(std::move(news));
+}
 
 SysInfo* SysInfoManager::writeSysInfo() {
   if (!m_loaded) return nullptr;
   m_mutex.lock();
+  Text::freeRetired();
   return &m_sysInfo;
 }
 
-void SysInfoManager::unWriteSysInfo() { m_mutex.unlock(); }
+bool SysInfoManager::unWriteSysInfo() {
+  std::unique_ptr<SysInfo> news;
+  markChanges();
+  const bool stored = commit(news);
+  if (!stored) restore();
+  m_mutex.unlock();
+  if (news != nullptr) raiseChange(std::move(news));
+  return stored;
+}
+
+Rows SysInfoManager::currentRows() const {
+  Rows rows = rowsOf(m_sysInfo);
+  rows.insert(m_others.begin(), m_others.end());
+  return rows;
+}
+
+// Sets the flags over the settings that the writer changed.
+void SysInfoManager::markChanges() {
+  const Rows rows = rowsOf(m_sysInfo);
+  const auto differ = [&](std::string_view flag) {
+    return rowsUnder(flag, rows) != rowsUnder(flag, m_committed);
+  };
+  if (differ("SnmpChanged")) m_sysInfo.setSnmpChanged(true);
+  if (differ("SmisChanged")) m_sysInfo.setSmisChanged(true);
+}
+
+// Stores what differs from the last commit. Where there is something to tell the services, `news`
+// becomes a copy of the record.
+bool SysInfoManager::commit(std::unique_ptr<SysInfo>& news) {
+  const std::lock_guard lock(m_committing);
+  m_seen = Text::changes();
+  Rows rows = currentRows();
+  if (rows == m_committed) return true;
+  if (m_store != nullptr && !m_store->replace(scopesOf(m_committed, rows), rows)) return false;
+  if (isNews(m_committed, rows)) news = std::make_unique<SysInfo>(m_sysInfo);
+  if (othersOf(rows) != othersOf(m_committed)) publish(m_others);
+  m_committed = std::move(rows);
+  return true;
+}
+
+void SysInfoManager::restore() {
+  SysInfo fresh;
+  std::string refused;
+  takeRows(m_committed, fresh, refused);
+  m_sysInfo = fresh;
+  m_others = othersOf(m_committed);
+}
+
+void SysInfoManager::open(const framework::Config& config, char node) {
+  framework::EventManager::instance().declareRecord(strings::tGSsysInfoChanged);
+  framework::EventManager::instance().declareRecord(strings::tGSuserChanged);
+  framework::EventManager::instance().declareRecord(strings::tGSuserAccessChanged);
+  m_store = std::make_unique<Store>(storePath(), firstRows(config, node), writeXml);
+  const Rows rows = m_store->rows();
+  user::UserManager::getManager()->load(rows);
+  take(rows, node);
+}
 
 void SysInfoManager::load(const framework::Config& config, char node) {
+  m_store.reset();
+  take(firstRows(config, node), node);
+}
+
+void SysInfoManager::unload() {
+  const std::lock_guard lock(m_mutex);
+  m_loaded = false;
+  m_store.reset();
+}
+
+void SysInfoManager::take(Rows rows, char node) {
+  std::erase_if(rows, [](const auto& row) { return row.first.scope.starts_with(userScope); });
+  followSlot(rows, node);
   SysInfo fresh;
-  fresh.setManagedLogsEnable(flagOf(config, "ManagedLogsEnable"));
-  fresh.setEmailIncludeLogsEnable(flagOf(config, "EmailIncludeLogsEnable"));
-  fresh.setEmailAddr4(textOf(config, "EmailAddr4"));
-  fresh.setEmailSender(textOf(config, "EmailSender"));
-  fresh.setEmailDomain(textOf(config, "EmailDomain"));
-  fresh.setEmailServer(textOf(config, "EmailServer"));
-  loadController(config, 'A', fresh);
-  loadController(config, 'B', fresh);
+  std::string refused;
+  takeRows(rows, fresh, refused);
+  if (!refused.empty()) {
+    Logger::StaticLog(LogType::Error, "system information: values were left out: %s",
+                      refused.c_str());
+  }
+  std::unique_ptr<SysInfo> news;
   const std::lock_guard lock(m_mutex);
   m_sysInfo = fresh;
+  m_others = othersOf(rows);
   m_node = node;
+  m_validPartner = false;
+  m_committed = m_store == nullptr ? currentRows() : rows;
+  publish(m_others);
+  commit(news);
   m_loaded = true;
 }
 

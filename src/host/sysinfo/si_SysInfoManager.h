@@ -2,8 +2,12 @@
 #pragma once
 
 #include <atomic>
-#include <shared_mutex>
+#include <memory>
+#include <mutex>
+#include <string>
 
+#include "host/sysinfo/si_ReadersFirst.h"
+#include "host/sysinfo/si_Store.h"
 #include "host/sysinfo/si_SysInfo.h"
 
 namespace framework {
@@ -12,18 +16,25 @@ class Config;
 
 namespace services::sysinfo {
 
-/// The process's system information and the lock over it. Readers go first: a reader never waits
-/// for a writer that is itself only waiting.
+/// The process's system information, the lock over it and the store beneath it. Readers go first: a
+/// reader never waits for a writer that is itself only waiting.
+///
+/// What a writer changed is durable when its access ends; where it cannot be stored it is undone,
+/// with an error line. Then the event sysInfoChanged is raised with a copy of the record that has
+/// its changed flags set; what a handler clears of them in the copy is cleared in the store as soon
+/// as the last handler has returned, unless those settings were changed again meanwhile. Clearing
+/// flags alone raises no event.
 class SysInfoManager {
  public:
   static SysInfoManager* getManager();
 
-  /// Takes the information for reading or for writing; null, and nothing is taken, before load().
-  /// Each is given back by the call of the same thread that its name says.
-  const SysInfo* readSysInfo();
+  /// Takes the information for reading or for writing; null, and nothing is taken, before it is
+  /// loaded. Each is given back by the call of the same thread that its name says.
+  SysInfo* readSysInfo();
   void unReadSysInfo();
   SysInfo* writeSysInfo();
-  void unWriteSysInfo();
+  /// True when what was changed is stored, or nothing was.
+  bool unWriteSysInfo();
 
   /// Whether the partner's information is valid.
   bool isValidPartner() const { return m_validPartner; }
@@ -32,15 +43,35 @@ class SysInfoManager {
   /// This controller's letter, 'A' or 'B'.
   char getMCNode() const { return m_node; }
 
-  /// Takes the table [sysinfo] of the configuration for the information, and the letter. Call
-  /// before services are built.
+  /// Opens the store "<configuration directory>/sysinfo/system.db" and takes what it holds. A new
+  /// store begins with the table [sysinfo] of the configuration. Call before services are built.
+  void open(const framework::Config& config, char node);
+  /// Takes the table [sysinfo] alone, in memory.
   void load(const framework::Config& config, char node);
-  /// Forgets the information again.
-  void unload() { m_loaded = false; }
+  /// Forgets the information and closes the store.
+  void unload();
+
+  /// The values of the other scopes, release and components. Touch them while the information is
+  /// held for writing.
+  Rows& others() { return m_others; }
+
+  /// The store, null while the information is in memory alone.
+  Store* store() { return m_store.get(); }
 
  private:
-  std::shared_mutex m_mutex;
+  void take(Rows rows, char node);
+  void restore();
+  Rows currentRows() const;
+  void markChanges();
+  bool commit(std::unique_ptr<SysInfo>& news);
+
+  ReadersFirst m_mutex;
   SysInfo m_sysInfo;
+  Rows m_others;
+  std::unique_ptr<Store> m_store;
+  Rows m_committed;                       // what m_sysInfo said when it was last committed
+  std::mutex m_committing;                // guards m_committed; taken with m_mutex held either way
+  std::atomic<std::uint64_t> m_seen = 0;  // Text::changes() at that time
   std::atomic<bool> m_loaded = false;
   std::atomic<bool> m_validPartner = false;
   std::atomic<char> m_node = 'A';
@@ -54,15 +85,15 @@ class SysInfoReadGuard {
   SysInfoReadGuard(const SysInfoReadGuard&) = delete;
   SysInfoReadGuard& operator=(const SysInfoReadGuard&) = delete;
 
-  /// The information, or null.
-  const SysInfo* getObject() const { return m_object; }
+  /// The information, or null. Nothing but texts may be set in it.
+  SysInfo* getObject() const { return m_object; }
   void freeObject() {
     if (m_object != nullptr) SysInfoManager::getManager()->unReadSysInfo();
     m_object = nullptr;
   }
 
  private:
-  const SysInfo* m_object;
+  SysInfo* m_object;
 };
 
 /// Holds the information for writing until freeObject() or its own end.
@@ -75,9 +106,11 @@ class SysInfoWriteGuard {
 
   /// The information, or null.
   SysInfo* getObject() const { return m_object; }
-  void freeObject() {
-    if (m_object != nullptr) SysInfoManager::getManager()->unWriteSysInfo();
+  /// Answers whether what was changed is stored.
+  bool freeObject() {
+    if (m_object == nullptr) return false;
     m_object = nullptr;
+    return SysInfoManager::getManager()->unWriteSysInfo();
   }
 
  private:

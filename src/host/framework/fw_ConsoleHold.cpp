@@ -1,0 +1,99 @@
+// Holding the console, so that nobody switches it off in the middle of an operator's work.
+#include "host/framework/fw_ConsoleHold.h"
+
+#include <array>
+
+#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_Container.h"
+#include "host/framework/fw_Shell.h"
+#include "host/framework/st_StringRepository.h"
+
+namespace framework {
+
+namespace {
+
+using strings::stringtoken;
+using utility::Arguments;
+
+constexpr std::array<stringtoken, 2> holdPath = {strings::tGSconsole, strings::tGShold};
+const CommandHandler::commanddata holdData = {
+    "ConsoleHold",
+    "console hold: keep the console from being switched until this client disconnects.\n",
+    "console hold\n", holdPath.size(), holdPath.data()};
+
+constexpr std::array<stringtoken, 2> releasePath = {strings::tGSconsole, strings::tGSrelease};
+const CommandHandler::commanddata releaseData = {
+    "ConsoleRelease", "console release: take a hold back.\n", "console release\n",
+    releasePath.size(), releasePath.data()};
+
+const ServiceInfo info = {strings::tGSConsoleHold, strings::tGSConsoleHold,
+                          strings::tGSConsoleHold};
+
+int hold(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
+  ConsoleHold::instance().take(console);
+  console.atClose("console", [&console] { ConsoleHold::instance().releaseAll(console); });
+  console.reply(Ok, "console held\n");
+  return 1;
+}
+
+int release(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
+  ConsoleHold& holder = ConsoleHold::instance();
+  if (!holder.release(console)) {
+    console.reply(Refused, "this client does not hold the console\n");
+  } else {
+    console.reply(Ok, holder.isHeld() ? "hold released; others are left\n" : "console released\n");
+  }
+  return 1;
+}
+
+}  // namespace
+
+ConsoleHold::ConsoleHold() : Service(strings::StringRepository::toString(info.name)) {}
+
+ConsoleHold& ConsoleHold::instance() {
+  static ConsoleHold only;
+  return only;
+}
+
+const ServiceInfo* ConsoleHold::serviceInfo() const { return &info; }
+
+void ConsoleHold::take(const Console& client) {
+  const std::lock_guard lock(m_mutex);
+  ++m_holds[&client];
+  settle();
+}
+
+bool ConsoleHold::release(const Console& client) {
+  const std::lock_guard lock(m_mutex);
+  const auto found = m_holds.find(&client);
+  if (found == m_holds.end()) return false;
+  if (--found->second == 0) m_holds.erase(found);
+  settle();
+  return true;
+}
+
+void ConsoleHold::releaseAll(const Console& client) {
+  const std::lock_guard lock(m_mutex);
+  m_holds.erase(&client);
+  settle();
+}
+
+bool ConsoleHold::isHeld() const {
+  const std::lock_guard lock(m_mutex);
+  return !m_holds.empty();
+}
+
+void ConsoleHold::settle() {
+  Console* console = Container::getConsole();
+  if (console != nullptr) console->setCurrentService(m_holds.empty() ? nullptr : this);
+}
+
+void registerHoldCommands(Shell& shell) {
+  shell.registerCommand(new FunctionCommand(holdData, hold));
+  shell.registerCommand(new FunctionCommand(releaseData, release));
+}
+
+}  // namespace framework

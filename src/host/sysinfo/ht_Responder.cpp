@@ -1,0 +1,99 @@
+// Answers the requests of web clients: one request a connection.
+#include "host/sysinfo/ht_Responder.h"
+
+#include <httplib.h>
+
+#include "host/framework/fw_Guarded.h"
+#include "host/sysinfo/ht_ClientStream.h"
+
+namespace services::http {
+
+namespace {
+
+enum Status { Ok = 200, NotFound = 404, WrongMethod = 405, Failed = 500, NotReady = 503 };
+
+// Gives the client's stream to the library.
+class RequestStream : public httplib::Stream {
+ public:
+  explicit RequestStream(ClientStream& client, int socket) : m_client(client), m_socket(socket) {}
+
+  bool is_readable() const override { return true; }
+  bool is_writable() const override { return true; }
+  ssize_t read(char* data, std::size_t size) override { return m_client.read(data, size); }
+  ssize_t write(const char* data, std::size_t size) override { return m_client.write(data, size); }
+  void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
+  void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
+  socket_t socket() const override { return m_socket; }
+
+ private:
+  ClientStream& m_client;
+  const int m_socket;
+};
+
+void answer(httplib::Response& response, Status status, const std::string& text) {
+  response.status = status;
+  response.set_content(text, "text/plain; charset=utf-8");
+}
+
+void answerPage(httplib::Response& response, const Responder::Page& page) {
+  std::string text;
+  if (!framework::guarded("web", "page", [&] { text = page(); })) {
+    answer(response, Failed, "the page could not be rendered; the log says why\n");
+  } else if (text.empty()) {
+    answer(response, NotReady, "the services are not running\n");
+  } else {
+    answer(response, Ok, text);
+  }
+}
+
+}  // namespace
+
+// The library's reading of requests and writing of responses, without its sockets and threads.
+class Responder::Protocol : public httplib::Server {
+ public:
+  explicit Protocol(Page page) : m_page(std::move(page)) {
+    set_default_headers({{"Cache-Control", "no-store"},
+                         {"Content-Security-Policy", "default-src 'none'; frame-ancestors 'none'"},
+                         {"Referrer-Policy", "no-referrer"},
+                         {"X-Content-Type-Options", "nosniff"},
+                         {"X-Frame-Options", "DENY"}});
+    set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+      route(request, response);
+      return HandlerResponse::Handled;
+    });
+  }
+
+  // Ranges are left out: many small ones would multiply the page.
+  void converse(httplib::Stream& stream) {
+    bool closed = false;
+    process_request(stream, true, closed,
+                    [](httplib::Request& request) { request.ranges.clear(); });
+  }
+
+ private:
+  void route(const httplib::Request& request, httplib::Response& response) const {
+    if (request.method != "GET" && request.method != "HEAD") {
+      response.set_header("Allow", "GET, HEAD");
+      answer(response, WrongMethod, "the page can only be read\n");
+    } else if (request.path != "/") {
+      answer(response, NotFound, "the only page is /\n");
+    } else {
+      answerPage(response, m_page);
+    }
+  }
+
+  const Page m_page;
+};
+
+Responder::Responder(Page page) : m_protocol(std::make_unique<Protocol>(std::move(page))) {}
+
+Responder::~Responder() = default;
+
+void Responder::serve(int socket, ssl_ctx_st* tls) const {
+  ClientStream client(socket, tls);
+  RequestStream stream(client, socket);
+  if (client.begin()) m_protocol->converse(stream);
+  client.end();
+}
+
+}  // namespace services::http

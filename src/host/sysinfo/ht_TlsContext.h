@@ -1,0 +1,20 @@
+// What the TLS listener needs before it can talk: the protocol's settings and the certificate.
+#pragma once
+
+#include <memory>
+
+#include "host/sysinfo/ht_WebSettings.h"
+
+struct ssl_ctx_st;
+
+namespace services::http {
+
+/// The file under `directory` that keeps a certificate of our own, and its key.
+inline constexpr const char* ownCertificate = "web.pem";
+
+/// A context for TLS 1.2 and later, with the configured certificate, else one of our own. That is
+/// made when it is missing, for its owner alone; a damaged one is set aside as web.pem.damaged,
+/// with a warning, and made anew. Null when there is no usable one: an error line says why.
+std::shared_ptr<ssl_ctx_st> openTlsContext(const WebSettings& settings);
+
+}  // namespace services::http

@@ -1,0 +1,79 @@
+// The table [sysinfo] of the configuration: the values with which a new store begins.
+#include "host/sysinfo/si_Config.h"
+
+#include <list>
+#include <vector>
+
+#include "host/framework/fw_Config.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/sysinfo/si_Field.h"
+#include "host/sysinfo/si_Scopes.h"
+#include "host/sysinfo/si_SysInfo.h"
+
+namespace services::sysinfo {
+
+namespace {
+
+using framework::PropertyRule;
+using framework::PropertyType;
+
+constexpr const char* section = "sysinfo";
+
+// The keys that the table may hold; the list keeps their texts in place.
+std::list<std::string> keys;
+
+PropertyRule ruleOf(const std::string& key, const Grammar& grammar) {
+  const bool isFlag = &grammar == &flagGrammar;
+  return {.key = keys.emplace_back(key).c_str(),
+          .type = isFlag ? PropertyType::Boolean : PropertyType::Text,
+          .holds = grammar.holds,
+          .rule = grammar.rule};
+}
+
+std::vector<PropertyRule> allRules() {
+  std::vector<PropertyRule> rules;
+  for (const auto& field : settingFields()) {
+    if (!isOwnFlag(field.key)) rules.push_back(ruleOf(field.key, *field.grammar));
+  }
+  for (const char* letter : {"A.", "B."}) {
+    for (const auto& field : controllerFields()) {
+      rules.push_back(ruleOf(std::string(letter) + field.key, *field.grammar));
+    }
+  }
+  rules.push_back(ruleOf("release.HasBurnToActive", flagGrammar));
+  for (const char* controller : {"controller_a_0", "controller_b_0"}) {
+    rules.push_back(
+        ruleOf(std::string("component.") + controller + ".CpldRevision", versionGrammar));
+  }
+  return rules;
+}
+
+const std::vector<PropertyRule> rules = allRules();
+const framework::ServiceProperties properties(section, rules);
+
+std::string textOf(const framework::Config& config, const PropertyRule& rule) {
+  bool flag = false;
+  if (config.getBoolValueOf(section, rule.key, false, &flag)) {
+    return flag ? strings::pGStrue : strings::pGSfalse;
+  }
+  const char* text = "";
+  config.getStringValueOf(section, rule.key, false, &text);
+  return text;
+}
+
+}  // namespace
+
+Rows firstRows(const framework::Config& config, char node) {
+  SysInfo initial;
+  initial.makeMCInfo(node);
+  Rows rows = rowsOf(initial);
+  rows[burnToActivePlace] = strings::pGStrue;
+  for (const auto& rule : rules) {
+    const std::string text = textOf(config, rule);
+    if (!text.empty() && rule.holds(text.c_str())) rows[*placeOf(rule.key)] = text;
+  }
+  return rows;
+}
+
+}  // namespace services::sysinfo

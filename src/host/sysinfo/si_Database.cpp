@@ -1,0 +1,179 @@
+// Rows in an SQLite file.
+#include "host/sysinfo/si_Database.h"
+
+#include <sqlite3.h>
+
+#include <cstdlib>
+#include <iterator>
+
+#include "host/sysinfo/si_Transfer.h"
+
+namespace services::sysinfo {
+
+namespace {
+
+// Each brings a file of the schema of its index to the next one.
+constexpr const char* migrations[] = {
+    // 1: the rows
+    "PRAGMA application_id = 1296258932;"
+    "CREATE TABLE value (scope TEXT NOT NULL, key TEXT NOT NULL, value TEXT NOT NULL,"
+    " PRIMARY KEY (scope, key)) STRICT, WITHOUT ROWID;",
+    // 2: the digest over them, in one row
+    "CREATE TABLE digest (one INTEGER PRIMARY KEY CHECK (one = 1), sha256 TEXT NOT NULL) STRICT;",
+};
+
+constexpr int busyMilliseconds = 5000;  // another program may look into the file
+
+// One prepared statement.
+class Statement {
+ public:
+  Statement(sqlite3* database, const char* text) {
+    sqlite3_prepare_v2(database, text, -1, &m_statement, nullptr);
+  }
+  ~Statement() { sqlite3_finalize(m_statement); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  Statement& bind(const std::string& text) {
+    sqlite3_bind_text(m_statement, ++m_bound, text.data(), static_cast<int>(text.size()),
+                      SQLITE_TRANSIENT);
+    return *this;
+  }
+  /// SQLITE_ROW, SQLITE_DONE or an error; a statement that could not be prepared is an error.
+  int step() { return m_statement == nullptr ? SQLITE_ERROR : sqlite3_step(m_statement); }
+  bool isDone() { return step() == SQLITE_DONE; }
+  std::string text(int column) const {
+    const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column));
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column));
+    return data == nullptr ? std::string() : std::string(data, size);
+  }
+
+ private:
+  sqlite3_stmt* m_statement = nullptr;
+  int m_bound = 0;
+};
+
+// The first column of the first row; nothing when there is no row or the query fails.
+std::string firstText(sqlite3* database, const char* query) {
+  Statement statement(database, query);
+  return statement.step() == SQLITE_ROW ? statement.text(0) : std::string();
+}
+
+bool isDamage(int code) {
+  return (code & 0xFF) == SQLITE_NOTADB || (code & 0xFF) == SQLITE_CORRUPT;
+}
+
+}  // namespace
+
+void Database::Close::operator()(sqlite3* database) const { sqlite3_close(database); }
+
+int Database::schemaVersion() { return std::ssize(migrations); }
+
+Database::Database(const std::string& path) {
+  sqlite3* database = nullptr;
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+  const int code = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
+  m_database.reset(database);
+  if (code == SQLITE_OK) {
+    sqlite3_busy_timeout(database, busyMilliseconds);
+    m_state = verify();
+  }
+  if (m_state == State::Good || m_state == State::Empty) return;
+  if (m_error.empty()) m_error = sqlite3_errmsg(database);
+  m_database.reset();
+}
+
+Database::State Database::verify() {
+  const bool readable = run("PRAGMA journal_mode = DELETE") && run("PRAGMA synchronous = EXTRA") &&
+                        run("PRAGMA cell_size_check = ON") &&
+                        run("SELECT count(*) FROM sqlite_schema");
+  if (!readable) {
+    return isDamage(sqlite3_errcode(m_database.get())) ? State::Damaged : State::Failed;
+  }
+  const std::string check = firstText(m_database.get(), "PRAGMA integrity_check(1)");
+  if (check != "ok") {
+    m_error = check.empty() ? "" : check;
+    return State::Damaged;
+  }
+  const int version = std::atoi(firstText(m_database.get(), "PRAGMA user_version").c_str());
+  if (version > schemaVersion()) {
+    m_error = "its schema is " + std::to_string(version) + ", known are those to " +
+              std::to_string(schemaVersion());
+    return State::Newer;
+  }
+  if (version > 0 && !readRows()) return State::Damaged;
+  if (version > 1 && firstText(m_database.get(), "SELECT sha256 FROM digest") != digestOf(m_rows)) {
+    m_error = "its digest does not match its rows";
+    return State::Damaged;
+  }
+  if (version < schemaVersion() && !migrate(version)) return State::Failed;
+  return m_rows.empty() ? State::Empty : State::Good;
+}
+
+bool Database::readRows() {
+  Statement statement(m_database.get(), "SELECT scope, key, value FROM value");
+  int code = statement.step();
+  for (; code == SQLITE_ROW; code = statement.step()) {
+    m_rows[{statement.text(0), statement.text(1)}] = statement.text(2);
+  }
+  return code == SQLITE_DONE;
+}
+
+bool Database::migrate(int from) {
+  bool done = run("BEGIN IMMEDIATE");
+  for (int version = from; done && version < schemaVersion(); ++version) {
+    done = run(migrations[version]);
+  }
+  const std::string stamp = "PRAGMA user_version = " + std::to_string(schemaVersion());
+  done = done && run(stamp.c_str()) && write(m_rows) && run("COMMIT");
+  if (!done) run("ROLLBACK");
+  return done;
+}
+
+// Remembers the first error of a run of statements.
+bool Database::run(const char* statement) {
+  if (sqlite3_exec(m_database.get(), statement, nullptr, nullptr, nullptr) == SQLITE_OK)
+    return true;
+  if (m_error.empty()) m_error = sqlite3_errmsg(m_database.get());
+  return false;
+}
+
+bool Database::write(const Rows& rows) {
+  bool done = true;
+  for (const auto& [place, value] : m_rows) {
+    if (rows.contains(place)) continue;
+    Statement remove(m_database.get(), "DELETE FROM value WHERE scope = ? AND key = ?");
+    done = done && remove.bind(place.scope).bind(place.key).isDone();
+  }
+  for (const auto& [place, value] : rows) {
+    const auto known = m_rows.find(place);
+    if (known != m_rows.end() && known->second == value) continue;
+    Statement set(m_database.get(), "INSERT OR REPLACE INTO value VALUES (?, ?, ?)");
+    done = done && set.bind(place.scope).bind(place.key).bind(value).isDone();
+  }
+  Statement digest(m_database.get(), "INSERT OR REPLACE INTO digest VALUES (1, ?)");
+  done = done && digest.bind(digestOf(rows)).isDone();
+  if (!done && m_error.empty()) m_error = sqlite3_errmsg(m_database.get());
+  return done;
+}
+
+bool Database::commit(const Rows& rows) {
+  m_error.clear();
+  if (!(run("BEGIN IMMEDIATE") && write(rows) && run("COMMIT"))) {
+    const std::string cause = m_error;
+    run("ROLLBACK");
+    m_error = cause;
+    return false;
+  }
+  m_rows = rows;
+  return true;
+}
+
+bool Database::copyTo(const std::string& path) {
+  Statement copy(m_database.get(), "VACUUM INTO ?");
+  if (copy.bind(path).isDone()) return true;
+  m_error = sqlite3_errmsg(m_database.get());
+  return false;
+}
+
+}  // namespace services::sysinfo

@@ -1,0 +1,152 @@
+// The operator's commands over the management interfaces.
+#include "ops/op_InterfaceCommands.h"
+
+#include <array>
+#include <cstring>
+
+#include "app/app_InterfaceManager.h"
+#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_ConsoleTable.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_Shell.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/sysinfo/si_SysInfoManager.h"
+
+namespace services::ops {
+
+namespace {
+
+using app::Carrier;
+using app::InterfaceManager;
+using app::ManagementInterface;
+using framework::CommandHandler;
+using framework::Console;
+using framework::Ok;
+using framework::Refused;
+using strings::stringtoken;
+using utility::Arguments;
+
+framework::Service* BuildInterfaceCommands(const char* name) { return new InterfaceCommands(name); }
+const framework::ServiceFactory pFactoryInterfaceCommands(BuildInterfaceCommands,
+                                                          "InterfaceCommands");
+
+constexpr std::array<stringtoken, 2> listPath = {strings::tGSinterface, strings::tGSlist};
+const CommandHandler::commanddata listData = {
+    "InterfaceList", "interface list: list the management interfaces and whether they are up.\n",
+    "interface list\n", listPath.size(), listPath.data()};
+
+constexpr std::array<stringtoken, 2> upPath = {strings::tGSinterface, strings::tGSup};
+const CommandHandler::commanddata upData = {
+    "InterfaceUp", "interface up: switch a management interface on until the next start.\n",
+    "interface up NAME\n", upPath.size(), upPath.data()};
+
+constexpr std::array<stringtoken, 2> downPath = {strings::tGSinterface, strings::tGSdown};
+const CommandHandler::commanddata downData = {
+    "InterfaceDown", "interface down: switch a management interface off until the next start.\n",
+    "interface down NAME\n", downPath.size(), downPath.data()};
+
+const char* nameOf(const ManagementInterface& interface) {
+  return strings::StringRepository::toString(interface.name);
+}
+
+InterfaceManager::Interfaces memberOf(const ManagementInterface& interface) {
+  return static_cast<InterfaceManager::Interfaces>(interface.name);
+}
+
+const char* stateText(bool up) { return up ? "up" : "down"; }
+
+const InterfaceManager* managerOrReply(Console& console) {
+  const InterfaceManager* manager = InterfaceManager::getSingleton();
+  if (manager == nullptr) console.reply(Refused, "no interface service runs in this host\n");
+  return manager;
+}
+
+// By text, so that what is typed makes no token.
+const ManagementInterface* findOrReply(Console& console, const char* name) {
+  std::string names;
+  for (const ManagementInterface& interface : app::managementInterfaces()) {
+    if (std::strcmp(nameOf(interface), name) == 0) return &interface;
+    names += names.empty() ? "" : ", ";
+    names += nameOf(interface);
+  }
+  console.reply(Refused, "no such interface: %s; it is one of %s\n", name, names.c_str());
+  return nullptr;
+}
+
+int list(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
+  const InterfaceManager* manager = managerOrReply(console);
+  if (manager == nullptr) return 1;
+  const sysinfo::SysInfoReadGuard guard;
+  const sysinfo::SysInfo* stored = guard.getObject();
+  framework::TableRows rows = {{"NAME", "MANAGED", "STATE", "NEXT START"}};
+  for (const ManagementInterface& interface : app::managementInterfaces()) {
+    const bool managed = manager->managing(memberOf(interface));
+    rows.push_back({nameOf(interface), managed ? "yes" : "no",
+                    managed ? stateText(InterfaceManager::isUp(memberOf(interface))) : "",
+                    managed && stored != nullptr ? stateText(interface.wanted(*stored)) : ""});
+  }
+  framework::writeTable(console.output(), rows);
+  return 1;
+}
+
+const char* refusalOf(Carrier carrier) {
+  switch (carrier) {
+    case Carrier::Listener:
+      return "there is no web server";
+    case Carrier::Console:
+      return "there is no console";
+    case Carrier::Daemon:
+    case Carrier::DaemonNow:
+    case Carrier::SmisPair:
+      break;
+  }
+  return "its daemon is not supervised, or process control is off here (see MC_ARCH)";
+}
+
+void switchInterface(Console& console, const ManagementInterface& interface, bool up) {
+  const char* name = nameOf(interface);
+  const char* state = up ? "on" : "off";
+  if (!InterfaceManager::setUp(memberOf(interface), up)) {
+    console.reply(Refused, "switching %s %s was refused: %s\n", name, state,
+                  refusalOf(interface.carrier));
+  } else if (interface.carrier == Carrier::Console &&
+             InterfaceManager::isUp(memberOf(interface)) != up) {
+    console.reply(Refused, "%s stays as it is: a client holds the console\n", name);
+  } else {
+    console.reply(Ok, "%s switched %s\n", name, state);
+  }
+}
+
+framework::FunctionCommand::Function switching(bool up) {
+  return [up](Console& console, const Arguments& arguments) {
+    if (arguments.ArgCount() != 1) return 0;
+    const InterfaceManager* manager = managerOrReply(console);
+    if (manager == nullptr) return 1;
+    const ManagementInterface* interface = findOrReply(console, arguments.ArgValue(0));
+    if (interface == nullptr) return 1;
+    if (manager->managing(memberOf(*interface))) {
+      switchInterface(console, *interface, up);
+    } else {
+      console.reply(Refused, "%s is not managed in this host's configuration\n",
+                    nameOf(*interface));
+    }
+    return 1;
+  };
+}
+
+const framework::ServiceInfo info = {strings::tGSInterfaceCommands, strings::tGSInterfaceCommands,
+                                     strings::tGSoperatorClass};
+
+}  // namespace
+
+const framework::ServiceInfo* InterfaceCommands::serviceInfo() const { return &info; }
+
+void InterfaceCommands::initializeCommands(framework::Shell& shell) {
+  shell.registerCommand(new framework::FunctionCommand(listData, list));
+  shell.registerCommand(new framework::FunctionCommand(upData, switching(true)));
+  shell.registerCommand(new framework::FunctionCommand(downData, switching(false)));
+}
+
+}  // namespace services::ops

@@ -1,0 +1,94 @@
+// The operator's commands over the system information.
+#include "ops/op_SysInfoCommands.h"
+
+#include <array>
+
+#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_ConsoleTable.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_Shell.h"
+#include "host/sysinfo/si_Values.h"
+
+namespace services::ops {
+
+namespace {
+
+using framework::CommandHandler;
+using framework::Console;
+using framework::Ok;
+using framework::Refused;
+using strings::stringtoken;
+using utility::Arguments;
+
+framework::Service* BuildSysInfoCommands(const char* name) { return new SysInfoCommands(name); }
+const framework::ServiceFactory pFactorySysInfoCommands(BuildSysInfoCommands, "SysInfoCommands");
+
+constexpr std::array<stringtoken, 2> showPath = {strings::tGSsysinfo, strings::tGSshow};
+const CommandHandler::commanddata showData = {
+    "SysInfoShow", "sysinfo show: list the values of the system information.\n", "sysinfo show\n",
+    showPath.size(), showPath.data()};
+
+constexpr std::array<stringtoken, 2> getPath = {strings::tGSsysinfo, strings::tGSget};
+const CommandHandler::commanddata getData = {"SysInfoGet",
+                                             "sysinfo get: show one value that is no secret.\n",
+                                             "sysinfo get KEY\n", getPath.size(), getPath.data()};
+
+constexpr std::array<stringtoken, 2> setPath = {strings::tGSsysinfo, strings::tGSset};
+const CommandHandler::commanddata setData = {
+    "SysInfoSet", "sysinfo set: change values, all in one; an empty one gives the initial value.\n",
+    "sysinfo set KEY VALUE [KEY VALUE]...\n", setPath.size(), setPath.data()};
+
+int show(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
+  framework::TableRows rows = {{"KEY", "VALUE"}};
+  for (const sysinfo::Value& value : sysinfo::listValues()) {
+    rows.push_back({value.key, value.secret ? "(secret)" : value.text});
+  }
+  framework::writeTable(console.output(), rows);
+  return 1;
+}
+
+int get(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() != 1) return 0;
+  const char* key = arguments.ArgValue(0);
+  const auto value = sysinfo::findValue(key);
+  if (!value) {
+    console.reply(Refused, "no such key: %s; see: sysinfo show\n", key);
+  } else if (value->secret) {
+    console.reply(Refused, "%s is a secret and not shown\n", key);
+  } else {
+    console.reply(Ok, "%s\n", value->text.c_str());
+  }
+  return 1;
+}
+
+int set(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() == 0 || arguments.ArgCount() % 2 != 0) return 0;
+  std::vector<std::pair<std::string, std::string>> changes;
+  for (unsigned int i = 0; i < arguments.ArgCount(); i += 2) {
+    changes.emplace_back(arguments.ArgValue(i), arguments.ArgValue(i + 1));
+  }
+  const std::string refusal = sysinfo::changeValues(changes);
+  if (!refusal.empty()) {
+    console.reply(Refused, "%s\n", refusal.c_str());
+    return 1;
+  }
+  for (const auto& [key, value] : changes) console.reply(Ok, "%s set\n", key.c_str());
+  return 1;
+}
+
+const framework::ServiceInfo info = {strings::tGSSysInfoCommands, strings::tGSSysInfoCommands,
+                                     strings::tGSoperatorClass};
+
+}  // namespace
+
+const framework::ServiceInfo* SysInfoCommands::serviceInfo() const { return &info; }
+
+void SysInfoCommands::initializeCommands(framework::Shell& shell) {
+  shell.registerCommand(new framework::FunctionCommand(showData, show));
+  shell.registerCommand(new framework::FunctionCommand(getData, get));
+  shell.registerCommand(new framework::FunctionCommand(setData, set));
+}
+
+}  // namespace services::ops

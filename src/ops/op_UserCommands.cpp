@@ -1,0 +1,170 @@
+// The operator's commands over the users.
+#include "ops/op_UserCommands.h"
+
+#include <array>
+#include <vector>
+
+#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_ConsoleTable.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_Shell.h"
+#include "host/sysinfo/us_UserManager.h"
+
+namespace services::ops {
+
+namespace {
+
+using framework::CommandHandler;
+using framework::Console;
+using framework::Ok;
+using framework::Refused;
+using strings::stringtoken;
+using user::User;
+using user::UserManager;
+using utility::Arguments;
+
+framework::Service* BuildUserCommands(const char* name) { return new UserCommands(name); }
+const framework::ServiceFactory pFactoryUserCommands(BuildUserCommands, "UserCommands");
+
+constexpr std::array<stringtoken, 2> listPath = {strings::tGSuser, strings::tGSlist};
+const CommandHandler::commanddata listData = {
+    "UserList", "user list: list the users of the management interfaces.\n", "user list\n",
+    listPath.size(), listPath.data()};
+
+constexpr std::array<stringtoken, 2> addPath = {strings::tGSuser, strings::tGSadd};
+const CommandHandler::commanddata addData = {"UserAdd", "user add: add a user.\n",
+                                             "user add NAME [KEY=VALUE]...\n", addPath.size(),
+                                             addPath.data()};
+
+constexpr std::array<stringtoken, 2> setPath = {strings::tGSuser, strings::tGSset};
+const CommandHandler::commanddata setData = {
+    "UserSet", "user set: change a user; an empty value gives the initial one.\n",
+    "user set NAME KEY=VALUE...\n", setPath.size(), setPath.data()};
+
+constexpr std::array<stringtoken, 2> deletePath = {strings::tGSuser, strings::tGSdelete};
+const CommandHandler::commanddata deleteData = {"UserDelete", "user delete: take a user out.\n",
+                                                "user delete NAME\n", deletePath.size(),
+                                                deletePath.data()};
+
+// Attributes as they are typed.
+using Attributes = std::vector<std::pair<std::string, std::string>>;
+
+// Those behind the name. False when a word is none; what it says may be a secret.
+bool readAttributes(const Arguments& arguments, Attributes& attributes) {
+  for (unsigned int i = 1; i < arguments.ArgCount(); ++i) {
+    const std::string word = arguments.ArgValue(i);
+    const std::size_t equals = word.find('=');
+    if (equals == std::string::npos) return false;
+    attributes.emplace_back(word.substr(0, equals), word.substr(equals + 1));
+  }
+  return true;
+}
+
+std::string keysOfAll() {
+  std::string keys;
+  for (const auto& field : user::userFields()) {
+    if (!keys.empty()) keys += ", ";
+    keys += field.key;
+  }
+  return keys;
+}
+
+// Sets an attribute, or says why not.
+std::string setAttribute(User& record, const std::string& key, const std::string& value) {
+  const auto* field = sysinfo::findField(user::userFields(), key);
+  if (field == nullptr) return "no such attribute: " + key + "; it is one of " + keysOfAll();
+  if (value.empty()) {
+    field->set(record, nullptr);
+  } else if (field->grammar->holds(value.c_str())) {
+    field->set(record, value.c_str());
+  } else {
+    return key + " " + field->grammar->rule;
+  }
+  return "";
+}
+
+std::string setAttributes(User& record, const Attributes& attributes) {
+  for (const auto& [key, value] : attributes) {
+    std::string refusal = setAttribute(record, key, value);
+    if (!refusal.empty()) return refusal;
+  }
+  return "";
+}
+
+int answer(Console& console, const std::string& refusal, const char* name, const char* done) {
+  if (refusal.empty()) {
+    console.reply(Ok, "user %s %s\n", name, done);
+  } else {
+    console.reply(Refused, "%s\n", refusal.c_str());
+  }
+  return 1;
+}
+
+std::vector<std::string> rowOf(const User& record) {
+  std::vector<std::string> row = {record.getNameString()};
+  for (const auto& field : user::userFields()) {
+    const std::string value = field.get(record).value_or("");
+    row.push_back(field.grammar->secret && !value.empty() ? "(set)" : value);
+  }
+  return row;
+}
+
+int list(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
+  framework::TableRows rows = {{"Name"}};
+  for (const auto& field : user::userFields()) rows[0].emplace_back(field.key);
+  UserManager& users = *UserManager::getManager();
+  for (int i = 0; const auto* entity = users.getUser(i, strings::tGSreadAccess); ++i) {
+    if (const auto* record = dynamic_cast<const User*>(entity)) rows.push_back(rowOf(*record));
+    users.releaseUser(entity, strings::tGSreadAccess);
+  }
+  framework::writeTable(console.output(), rows);
+  return 1;
+}
+
+int add(Console& console, const Arguments& arguments) {
+  Attributes attributes;
+  if (arguments.ArgCount() < 1 || !readAttributes(arguments, attributes)) return 0;
+  const char* name = arguments.ArgValue(0);
+  if (!sysinfo::userNameGrammar.holds(name)) {
+    return answer(console, sysinfo::userNameGrammar.rule, name, "");
+  }
+  User record(name);
+  std::string refusal = setAttributes(record, attributes);
+  if (refusal.empty()) refusal = UserManager::getManager()->addUser(record);
+  return answer(console, refusal, name, "added");
+}
+
+int set(Console& console, const Arguments& arguments) {
+  Attributes attributes;
+  if (arguments.ArgCount() < 2 || !readAttributes(arguments, attributes)) return 0;
+  const char* name = arguments.ArgValue(0);
+  const auto record = UserManager::getManager()->findUser(name);
+  if (record == nullptr) return answer(console, "there is no user of this name", name, "");
+  std::string refusal = setAttributes(*record, attributes);
+  if (refusal.empty()) refusal = UserManager::getManager()->changeUser(*record);
+  return answer(console, refusal, name, "changed");
+}
+
+int erase(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() != 1) return 0;
+  const char* name = arguments.ArgValue(0);
+  return answer(console, UserManager::getManager()->deleteUser(name), name, "deleted");
+}
+
+const framework::ServiceInfo info = {strings::tGSUserCommands, strings::tGSUserCommands,
+                                     strings::tGSoperatorClass};
+
+}  // namespace
+
+const framework::ServiceInfo* UserCommands::serviceInfo() const { return &info; }
+
+void UserCommands::initializeCommands(framework::Shell& shell) {
+  shell.registerCommand(new framework::FunctionCommand(listData, list));
+  shell.registerCommand(new framework::FunctionCommand(addData, add));
+  shell.registerCommand(new framework::FunctionCommand(setData, set));
+  shell.registerCommand(new framework::FunctionCommand(deleteData, erase));
+}
+
+}  // namespace services::ops

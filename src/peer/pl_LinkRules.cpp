@@ -1,0 +1,120 @@
+// The rules of the partner link: what an answer of the partner means.
+#include "peer/pl_LinkRules.h"
+
+#include <cstring>
+
+#include "app/app_SyncRules.h"
+
+namespace services::peer {
+
+namespace {
+
+using sysinfo::MCInfo;
+
+const char* orEmpty(const char* text) { return text == nullptr ? "" : text; }
+bool isSame(const char* one, const char* other) {
+  return std::strcmp(orEmpty(one), orEmpty(other)) == 0;
+}
+
+// A bundle or CPLD version of one character stands for none.
+bool isUnavailable(const char* version) { return std::strlen(orEmpty(version)) == 1; }
+
+bool haveVersions(const MCInfo& controller) {
+  return *orEmpty(controller.getMcVersion()) != '\0' &&
+         !isUnavailable(controller.getBundleVersion()) &&
+         !isUnavailable(controller.getCpldVersion());
+}
+
+bool haveSameVersions(const MCInfo& own, const MCInfo& partner) {
+  const bool noCpld = *orEmpty(partner.getCpldVersion()) == '\0';
+  return haveVersions(own) && haveVersions(partner) &&
+         isSame(own.getMcVersion(), partner.getMcVersion()) &&
+         isSame(own.getBundleVersion(), partner.getBundleVersion()) &&
+         (noCpld || isSame(own.getCpldVersion(), partner.getCpldVersion()));
+}
+
+bool haveSameSettings(const Own& own, const PeerRecord& partner) {
+  return !own.record.digest.empty() && own.record.digest == partner.digest;
+}
+
+app::ActionFacts actionFacts(const PeerRecord& one, const PeerRecord& other, char letter) {
+  return {.mine = one.role,
+          .partner = other.role,
+          .letter = letter,
+          .myTime = one.controller.getLastLoadedTime(),
+          .partnerTime = other.controller.getLastLoadedTime()};
+}
+
+}  // namespace
+
+bool areEqual(const Own& own, const PeerRecord& partner) {
+  const bool versions =
+      own.isUpdateDisabled || haveSameVersions(own.record.controller, partner.controller);
+  return versions && haveSameSettings(own, partner);
+}
+
+bool hasPaired(const PeerRecord& one, const PeerRecord& other) {
+  return BurnToActive::comparePairedSN(other.controller.getControllerSerial(),
+                                       one.controller.getLastPairedPartnerSerial());
+}
+
+bool areConfirmed(const Own& own, const PeerRecord& partner) {
+  return hasPaired(own.record, partner) && hasPaired(partner, own.record);
+}
+
+bool isHeld(const Own& own, const PeerRecord& partner) {
+  return areEqual(own, partner) && !areConfirmed(own, partner);
+}
+
+BurnToActive::SyncRole usableRole(const Own& own, const PeerRecord& partner) {
+  const bool forUs =
+      isSame(own.record.controller.getControllerSerial(), partner.roleForSerial.c_str()) &&
+      own.record.bootId == partner.roleForBoot;
+  return forUs && !isHeld(own, partner) ? partner.role : BurnToActive::Undetermined;
+}
+
+ResetFacts factsOf(const Own& own, const PeerRecord& partner) {
+  const MCInfo& controller = partner.controller;
+  return {.serial = orEmpty(controller.getControllerSerial()),
+          .mac = controller.getMacAddress(),
+          .bootId = partner.bootId,
+          .loadMidplane = orEmpty(controller.getLoadMidplaneSerial()),
+          .loadedTime = orEmpty(controller.getLastLoadedTime()),
+          .role = usableRole(own, partner),
+          .held = isHeld(own, partner)};
+}
+
+const char* resetReason(const std::optional<ResetFacts>& before, const ResetFacts& now) {
+  if (!before) return "a partner is there";
+  if (now.serial != before->serial || now.mac != before->mac) return "the partner is another one";
+  if (now.bootId != before->bootId) return "the partner started anew";
+  if (now.loadMidplane != before->loadMidplane) return "the partner recorded another midplane";
+  if (now.loadedTime != before->loadedTime) return "the partner was loaded";
+  if (now.held && !before->held) return "both are equal";
+  const bool determined = now.role != BurnToActive::Undetermined;
+  return determined && now.role != before->role ? "the partner's role is known" : nullptr;
+}
+
+bool shouldPair(const Own& own, const PeerRecord& partner) {
+  return areEqual(own, partner) && !hasPaired(own.record, partner);
+}
+
+const char* stallOf(const Own& own, const PeerRecord& partner) {
+  const bool known = own.record.role != BurnToActive::Undetermined &&
+                     usableRole(own, partner) != BurnToActive::Undetermined;
+  if (!known || areEqual(own, partner)) return nullptr;
+  const bool versions = haveSameVersions(own.record.controller, partner.controller);
+  if (!versions && !own.isUpdateDisabled) {
+    const auto mine = app::decideFirmwareAction(actionFacts(own.record, partner, 'A')).action;
+    const auto its = app::decideFirmwareAction(actionFacts(partner, own.record, 'B')).action;
+    const bool nobody = mine != BurnToActive::Push && its != BurnToActive::Push;
+    return nobody ? "versions differ, and neither was loaded later: nobody gives its firmware"
+                  : nullptr;
+  }
+  const auto config = app::decideConfigAction(actionFacts(own.record, partner, 'A')).action;
+  return config == BurnToActive::Merge
+             ? "settings differ, and both are paired: nobody gives its settings"
+             : nullptr;
+}
+
+}  // namespace services::peer

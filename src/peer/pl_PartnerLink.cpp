@@ -1,0 +1,320 @@
+// The service that makes two controllers know each other.
+#include "peer/pl_PartnerLink.h"
+
+#include <array>
+#include <random>
+
+#include "app/app_PartnerFirmwareUpdate.h"
+#include "host/framework/fw_Config.h"
+#include "host/framework/fw_Entrance.h"
+#include "host/framework/fw_Guarded.h"
+#include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/sysinfo/nw_NetworkManager.h"
+#include "host/sysinfo/si_Hexadecimal.h"
+#include "host/sysinfo/si_SysInfoManager.h"
+#include "host/sysinfo/si_Transfer.h"
+#include "util/ut_IPV4Address.h"
+#include "util/ut_PutStream.h"
+#include "util/ut_TimeMeasure.h"
+
+namespace services::peer {
+
+using app::PartnerFirmwareUpdate;
+using network::NetworkManager;
+using strings::StringRepository;
+using sysinfo::SysInfoManager;
+
+namespace {
+
+constexpr const char* partnerHost = "othermc";
+constexpr int answerMilliseconds = 3000;
+constexpr int defaultPort = 4110;
+
+void checkAddress(const char* value, std::vector<framework::PropertyFinding>& findings) {
+  if (!utility::IPV4Address::parse(value)) findings.push_back({true, "must be an IPv4 address"});
+}
+
+constexpr framework::PropertyRule rules[] = {
+    {.key = "key",
+     .type = framework::PropertyType::Text,
+     .expected = true,
+     .holds = framework::isSafePath,
+     .rule = framework::safePathRule},
+    {.key = "listen",
+     .type = framework::PropertyType::List,
+     .expected = true,
+     .check = checkAddress},
+    {.key = "port", .type = framework::PropertyType::Integer, .minimum = 1, .maximum = 65535},
+    {.key = "pollSeconds", .type = framework::PropertyType::Integer, .minimum = 1, .maximum = 3600},
+    {.key = "silenceSeconds",
+     .type = framework::PropertyType::Integer,
+     .minimum = 2,
+     .maximum = 86400},
+};
+
+constexpr const char* name = "PartnerLink";
+const framework::ServiceProperties properties(name, rules);
+framework::Service* BuildPartnerLink(const char* instance) { return new PartnerLink(instance); }
+const framework::ServiceFactory pFactoryPartnerLink(BuildPartnerLink, name);
+
+const framework::ServiceInfo info = {strings::tGSPartnerLink, strings::tGSPartnerLink,
+                                     strings::tGSpeerClass};
+// Whatever changes here may be what the partner waits for, or what was waited for here.
+constexpr strings::stringtoken events[] = {strings::tGSsysInfoChanged, strings::tGSuserChanged,
+                                           strings::tGSuserAccessChanged, strings::tGSendOfList};
+
+std::string newBootId() {
+  std::random_device device;
+  std::array<unsigned char, 8> bytes;
+  for (auto& byte : bytes) byte = static_cast<unsigned char>(device());
+  return hexadecimal(bytes);
+}
+
+std::vector<std::string> listenAddresses(const char* instance) {
+  const auto* list = framework::Config::getConfig()->propertyAsStringArray(
+      framework::Config::concatName(instance, "listen", false));
+  std::vector<std::string> addresses;
+  for (unsigned int i = 0; list != nullptr && i < list->Length(); ++i) {
+    addresses.emplace_back(list->ElementAt(i));
+  }
+  return addresses;
+}
+
+std::string settingsDigest() {
+  const sysinfo::Store* store = SysInfoManager::getManager()->store();
+  return store == nullptr ? std::string() : digestOf(sysinfo::transferable(store->rows()));
+}
+
+// A record that the update service and the decisions can work with.
+bool isComplete(const PeerRecord& record) {
+  const char* version = record.controller.getMcVersion();
+  return version != nullptr && *version != '\0';
+}
+
+}  // namespace
+
+PartnerLink* PartnerLink::m_pSingleton = nullptr;
+
+PartnerLink::PartnerLink(const char* instance) : ActiveService(instance), m_bootId(newBootId()) {
+  const auto* config = framework::Config::getConfig();
+  config->getIntValueOf(instance, "pollSeconds", false, &m_pollSeconds);
+  config->getIntValueOf(instance, "silenceSeconds", false, &m_silenceSeconds);
+  int port = defaultPort;
+  config->getIntValueOf(instance, "port", false, &port);
+  const char* path = "";
+  config->getStringValueOf(instance, "key", true, &path);
+  std::string failure;
+  if (auto key = network::readExchangeKey(path, failure)) {
+    m_settings = {static_cast<std::uint16_t>(port), std::move(*key)};
+    m_listener = std::make_unique<network::SignedListener>(listenAddresses(instance), *m_settings,
+                                                           [this] { return textOf(own().record); });
+    failure = m_listener->failure();
+  }
+  if (!failure.empty()) LogError("the link to the partner is down: %s", failure.c_str());
+  setRequestedThreads(1);
+  m_pSingleton = this;
+}
+
+PartnerLink::~PartnerLink() {
+  m_pSingleton = nullptr;
+  m_listener.reset();
+}
+
+void PartnerLink::Shutdown() {
+  m_listener.reset();  // its answers need services that are destroyed before this one
+  ActiveService::Shutdown();
+}
+
+bool PartnerLink::serviceEvent(strings::stringtoken /*event*/, const void* /*data*/) {
+  m_waiter.signal();
+  return false;
+}
+
+const framework::ServiceInfo* PartnerLink::serviceInfo() const { return &info; }
+const strings::stringtoken* PartnerLink::eventSubscription() const { return events; }
+
+void PartnerLink::threadDo(int /*index*/) {
+  framework::guarded(name, "start", [this] { forget(); });
+  while (!requestToShutdown()) {
+    framework::guarded(name, "cycle", [this] { cycle(); });
+    m_waiter.lock();
+    if (!requestToShutdown()) m_waiter.wait(m_pollSeconds);
+    m_waiter.unlock();
+  }
+}
+
+void PartnerLink::cycle() {
+  if (const auto partner = ask()) {
+    act(*partner);
+    return;
+  }
+  const std::lock_guard lock(m_mutex);
+  const auto silence =
+      utility::TimeMeasure::getSeconds(utility::TimeMeasure::getTimestamp() - m_lastAnswer);
+  if (!m_facts || silence < m_silenceSeconds) return;
+  LogWarning("the partner has been silent for %d seconds: %s", m_silenceSeconds, m_failure.c_str());
+  forget();
+}
+
+std::optional<PeerRecord> PartnerLink::ask() {
+  std::array<char, 32> address;
+  std::string failure = "the link has no key";
+  std::optional<PeerRecord> record;
+  if (m_settings && !NetworkManager::getHosts(address.data(), address.size(), partnerHost)) {
+    failure = std::string("the hosts table has no ") + partnerHost;
+  } else if (m_settings) {
+    const auto text = network::askSigned(address.data(), *m_settings, answerMilliseconds, failure);
+    if (text) record = recordOf(*text, failure);
+    if (record && record->bootId == m_bootId) {
+      failure = std::string(partnerHost) + " is this controller itself";
+      record.reset();
+    }
+  }
+  noteFailure(record ? std::string() : failure);
+  return record;
+}
+
+// What this controller tells: its role is worked out for the partner of the last reset.
+Own PartnerLink::own() const {
+  Own own;
+  {
+    const std::lock_guard lock(m_mutex);
+    own.record.role = app::BurnToActive::getInstance()->getLocalSyncRole();
+    if (m_facts) own.record.roleForSerial = m_facts->serial;
+    if (m_facts) own.record.roleForBoot = m_facts->bootId;
+  }
+  own.record.bootId = m_bootId;
+  own.record.digest = settingsDigest();
+  const sysinfo::SysInfoReadGuard guard;
+  const sysinfo::SysInfo* sysInfo = guard.getObject();
+  if (sysInfo == nullptr) return own;
+  own.isUpdateDisabled = sysInfo->getPfuDisabled();
+  if (sysInfo->getMyMCInfo() != nullptr) own.record.controller = *sysInfo->getMyMCInfo();
+  return own;
+}
+
+void PartnerLink::act(const PeerRecord& partner) {
+  const std::lock_guard lock(m_mutex);
+  m_lastAnswer = utility::TimeMeasure::getTimestamp();
+  Own mine = own();
+  const bool isNew = !m_partner || textOf(m_partner->controller) != textOf(partner.controller);
+  m_partner = partner;
+  if (shouldPair(mine, partner)) {
+    // The decisions hold the partner's serial number since the last reset.
+    if (!m_facts || m_facts->serial != factsOf(mine, partner).serial) reset(mine, partner);
+    app::BurnToActive::getInstance()->pairLocalControllerToPartner();
+    LogInfo("paired with %s", partner.controller.getControllerSerial());
+    mine = own();
+    reset(mine, partner);
+  } else if (const char* reason = resetReason(m_facts, factsOf(mine, partner))) {
+    LogInfo("partner %s: %s", partner.controller.getControllerSerial(), reason);
+    reset(mine, partner);
+  } else if (isNew) {
+    keepRecord(partner);
+  }
+  noteStall(stallOf(own(), partner));
+}
+
+// Has all decisions made afresh, for this partner. The order matters: nothing is decided on the
+// partner's old facts, and it is valid only once all that is known of it is in its place.
+void PartnerLink::reset(const Own& own, const PeerRecord& partner) {
+  auto* decisions = app::BurnToActive::getInstance();
+  auto* update = PartnerFirmwareUpdate::getSingleton();
+  const sysinfo::MCInfo& controller = partner.controller;
+  const ResetFacts facts = factsOf(own, partner);
+  SysInfoManager::getManager()->setValidPartner(false);
+  decisions->clearDecisionParameters();
+  keepRecord(partner);
+  decisions->setCurrentPartnerSN(controller.getControllerSerial());
+  decisions->setPartnerCodeloadTimestamp(controller.getLastLoadedTime());
+  const bool known = facts.role != BurnToActive::Undetermined;
+  if (known) decisions->setPartnerSyncRole(facts.role);
+  if (known && isComplete(partner)) SysInfoManager::getManager()->setValidPartner(true);
+  m_facts = facts;
+  if (update == nullptr) return;
+  handOverVersions(*update, partner, facts);
+  update->kickstart();
+}
+
+// Without the partner's role the update service has a slave of the same versions record the
+// midplane. That is right when nothing is left to give; before, it would make a master of a
+// controller that still has to take the other's settings. So it learns no versions till then.
+void PartnerLink::handOverVersions(PartnerFirmwareUpdate& update, const PeerRecord& partner,
+                                   const ResetFacts& facts) {
+  if (facts.held) {
+    update.setVersions(partner.controller.getMcVersion(), partner.controller.getBundleVersion());
+  } else {
+    update.clearVersions();
+  }
+}
+
+void PartnerLink::keepRecord(const PeerRecord& partner) {
+  const sysinfo::SysInfoWriteGuard guard;
+  sysinfo::SysInfo* sysInfo = guard.getObject();
+  if (sysInfo == nullptr) return;
+  const char other = SysInfoManager::getManager()->getMCNode() == 'A' ? 'B' : 'A';
+  sysInfo->makeMCInfo(other) = partner.controller;
+}
+
+// The partner is silent: nothing that was learned of it counts any more.
+void PartnerLink::forget() {
+  const std::lock_guard lock(m_mutex);
+  SysInfoManager::getManager()->setValidPartner(false);
+  app::BurnToActive::getInstance()->clearDecisionParameters();
+  if (auto* update = PartnerFirmwareUpdate::getSingleton()) update->clearVersions();
+  m_facts.reset();
+  m_partner.reset();
+  m_stall = nullptr;
+}
+
+void PartnerLink::noteFailure(const std::string& failure) {
+  const std::lock_guard lock(m_mutex);
+  if (failure == m_failure) return;
+  m_failure = failure;
+  if (failure.empty()) {
+    LogInfo("the partner answers");
+  } else {
+    LogWarning("the partner was not heard: %s", failure.c_str());
+  }
+}
+
+void PartnerLink::noteStall(const char* stall) {
+  if (stall == m_stall) return;
+  m_stall = stall;
+  if (stall != nullptr) LogWarning("the controllers stay different: %s", stall);
+}
+
+PartnerLink::Standing PartnerLink::standing() const {
+  Standing standing;
+  const Own mine = own();
+  standing.own = mine.record;
+  const std::lock_guard lock(m_mutex);
+  standing.failure = m_failure;
+  standing.isThere = m_partner.has_value();
+  if (!m_partner) return standing;
+  standing.partner = *m_partner;
+  standing.secondsSince =
+      utility::TimeMeasure::getSeconds(utility::TimeMeasure::getTimestamp() - m_lastAnswer);
+  standing.equal = areEqual(mine, *m_partner);
+  standing.held = isHeld(mine, *m_partner);
+  standing.stall = stallOf(mine, *m_partner);
+  return standing;
+}
+
+void PartnerLink::information(utility::PutStream& stream, int indentation,
+                              bool /*detailed*/) const {
+  const Standing now = standing();
+  stream.Indent(indentation);
+  if (!now.isThere) {
+    stream.PutF("partner: silent, %s\n",
+                now.failure.empty() ? "not yet asked" : now.failure.c_str());
+    return;
+  }
+  stream.PutF("partner: %s, role %s, %s%s%s\n", now.partner.controller.getControllerSerial(),
+              StringRepository::toString(now.partner.role), now.equal ? "equal" : "different",
+              now.held ? ", not yet paired on both sides" : "",
+              now.stall == nullptr ? "" : ", stalled");
+}
+
+}  // namespace services::peer

@@ -1,0 +1,102 @@
+// What a controller tells its partner about itself.
+#include "peer/pl_PeerRecord.h"
+
+#include <sstream>
+
+#include "host/framework/st_StringRepository.h"
+#include "host/sysinfo/si_Field.h"
+
+namespace services::peer {
+
+using app::BurnToActive;
+using sysinfo::Grammar;
+
+namespace {
+
+// The values beside those of the controller. A boot id is a serial number by its form, and so is a
+// digest.
+struct Extra {
+  const char* key;
+  std::string PeerRecord::*value;
+};
+constexpr Extra extras[] = {
+    {"BootId", &PeerRecord::bootId},
+    {"Digest", &PeerRecord::digest},
+    {"RoleForSerial", &PeerRecord::roleForSerial},
+    {"RoleForBoot", &PeerRecord::roleForBoot},
+};
+constexpr const char* roleKey = "SyncRole";
+
+constexpr BurnToActive::SyncRole roles[] = {
+    BurnToActive::Undetermined,  BurnToActive::MasterUnpaired, BurnToActive::MasterPaired,
+    BurnToActive::SlaveUnpaired, BurnToActive::SlavePaired,
+};
+
+std::string lineOf(const char* key, const std::string& value) {
+  return std::string(key) + "=" + value + "\n";
+}
+
+// Takes one value. Answers the rule that it breaks, or null.
+const char* take(PeerRecord& record, const std::string& key, const std::string& value) {
+  if (const auto* field = findField(sysinfo::controllerFields(), key)) {
+    if (!field->grammar->holds(value.c_str())) return field->grammar->rule;
+    field->set(record.controller, value.c_str());
+    return nullptr;
+  }
+  for (const Extra& extra : extras) {
+    if (key != extra.key) continue;
+    if (!sysinfo::serialGrammar.holds(value.c_str())) return sysinfo::serialGrammar.rule;
+    record.*extra.value = value;
+  }
+  if (key != roleKey) return nullptr;
+  for (const auto role : roles) {
+    if (value != strings::StringRepository::toString(role)) continue;
+    record.role = role;
+    return nullptr;
+  }
+  return "must be a sync role";
+}
+
+const char* missingIn(const PeerRecord& record) {
+  const char* serial = record.controller.getControllerSerial();
+  if (serial == nullptr || *serial == '\0') return "no serial number";
+  if (record.controller.getMacAddress() == 0) return "no MAC address";
+  return record.bootId.empty() ? "no boot id" : nullptr;
+}
+
+}  // namespace
+
+std::string textOf(const sysinfo::MCInfo& controller) {
+  std::string text;
+  for (const auto& field : sysinfo::controllerFields()) {
+    if (const auto value = field.get(controller)) text += lineOf(field.key, *value);
+  }
+  return text;
+}
+
+std::string textOf(const PeerRecord& record) {
+  std::string text = textOf(record.controller);
+  for (const Extra& extra : extras) text += lineOf(extra.key, record.*extra.value);
+  return text + lineOf(roleKey, strings::StringRepository::toString(record.role));
+}
+
+std::optional<PeerRecord> recordOf(const std::string& text, std::string& failure) {
+  PeerRecord record;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t equals = line.find('=');
+    const std::string key = line.substr(0, equals);
+    const char* broken = equals == std::string::npos ? "a line is KEY=VALUE"
+                                                     : take(record, key, line.substr(equals + 1));
+    if (broken == nullptr) continue;
+    failure = key.substr(0, 32) + " " + broken;
+    return std::nullopt;
+  }
+  if (const char* missing = missingIn(record)) {
+    failure = missing;
+    return std::nullopt;
+  }
+  return record;
+}
+
+}  // namespace services::peer

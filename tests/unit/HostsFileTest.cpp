@@ -1,0 +1,114 @@
+// The hosts table: looking names up, and changing one without touching the rest.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "host/platform/SimulatedPlatform.h"
+#include "host/sysinfo/nw_HostsTable.h"
+#include "host/sysinfo/nw_NetworkManager.h"
+#include "support/LogCapture.h"
+
+namespace services::network {
+namespace {
+
+TEST(HostsTable, Finds) {
+  const char* const table =
+      "# 9.9.9.9 mc\n"
+      "9.9.9.9\n"
+      "not-an-address mc\n"
+      "\t10.0.0.1\tother mc-a  MC # mc-b\n"
+      "fe80::1 six\r\n"
+      "10.0.0.2 mc last";
+  const std::array<const char*, 2> rows[] = {
+      {"mc", "10.0.0.1"}, {"OTHER", "10.0.0.1"}, {"six", "fe80::1"}, {"last", "10.0.0.2"},
+      {"mc-b", "-"},      {"mc-", "-"},          {"10.0.0.1", "-"},  {"", "-"}};
+  for (const auto& [name, address] : rows) {
+    EXPECT_EQ(findHost(table, name).value_or("-"), address) << name;
+  }
+}
+
+// "mc" is pointed at 10.0.0.9.
+TEST(HostsTable, PointsOneNameAndKeepsTheRest) {
+  const std::array<const char*, 3> rows[] = {
+      {"empty", "", "10.0.0.9\tmc\n"},
+      {"absent", "# a\n\n1.1.1.1 x", "# a\n\n1.1.1.1 x\n10.0.0.9\tmc\n"},
+      {"alone", " 1.1.1.1 \tmc  # our partner\r\n\n# z\n",
+       " 10.0.0.9 \tmc  # our partner\r\n\n# z\n"},
+      {"there already", "10.0.0.9 x MC\n#", "10.0.0.9 x MC\n#"},
+      {"first of several", "1.1.1.1\tmc  x y # c\n", "10.0.0.9\tmc\n1.1.1.1  x y # c\n"},
+      {"amid others", "1.1.1.1 x  mc\ty\n", "10.0.0.9\tmc\n1.1.1.1 x\ty\n"},
+      {"last of several", "1.1.1.1 x mc", "10.0.0.9\tmc\n1.1.1.1 x"},
+      {"twice in a line", "1.1.1.1 mc x mc mc\n", "10.0.0.9\tmc\n1.1.1.1 x\n"},
+      {"in more lines", "1.1.1.1 mc\n::1 mc\n2.2.2.2 mc # c\n10.0.0.9 x mc\n",
+       "10.0.0.9 mc\n# c\n10.0.0.9 x\n"},
+      {"longer names", "1.1.1.1 mcinner xmc\n", "1.1.1.1 mcinner xmc\n10.0.0.9\tmc\n"},
+      {"in a comment", "#1.1.1.1 mc\n", "#1.1.1.1 mc\n10.0.0.9\tmc\n"},
+  };
+  for (const auto& [name, before, after] : rows) {
+    EXPECT_EQ(pointHost(before, "10.0.0.9", "mc"), after) << name;
+    EXPECT_EQ(pointHost(after, "10.0.0.9", "mc"), after) << name;
+  }
+}
+
+class HostsFile : public testing::Test {
+ protected:
+  HostsFile() {
+    std::filesystem::create_directory(m_machine.root() + "/etc");
+    std::ofstream(m_path) << "1.1.1.1 mc\n";
+  }
+  std::string content() const {
+    std::ifstream file(m_path);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  struct stat status() const {
+    struct stat status {};
+    ::stat(m_path.c_str(), &status);
+    return status;
+  }
+
+  platform::SimulatedPlatform m_machine;
+  const std::string m_path = m_machine.root() + "/etc/hosts";
+  test::LogCapture m_log;
+};
+
+TEST_F(HostsFile, IsReplacedWithItsModeAndOnlyForAChange) {
+  ::chmod(m_path.c_str(), 0644);
+  const ino_t before = status().st_ino;
+  const std::ifstream reader(m_path);  // keeps the old file's number from being given again
+  EXPECT_TRUE(NetworkManager::setHosts("1.1.1.1", "mc"));
+  EXPECT_EQ(status().st_ino, before);
+  EXPECT_TRUE(NetworkManager::setHosts("2.2.2.2", "mc"));
+  EXPECT_NE(status().st_ino, before);
+  EXPECT_EQ(status().st_mode & 07777U, 0644U);
+  EXPECT_EQ(content(), "2.2.2.2 mc\n");
+  std::array<char, 7> small{"-"};
+  EXPECT_FALSE(NetworkManager::getHosts(small.data(), small.size(), "mc"));
+  EXPECT_STREQ(small.data(), "-");
+  EXPECT_FALSE(NetworkManager::getHosts(small.data(), small.size(), "nobody"));
+}
+
+TEST_F(HostsFile, RefusesWhatIsNoAddressOrName) {
+  const std::array<const char*, 2> rows[] = {
+      {"1.1.1", "mc"},     {"1.1.1.1 x", "mc"}, {"", "mc"},      {"2.2.2.2", "mc\n3.3.3.3 root"},
+      {"2.2.2.2", "mc x"}, {"2.2.2.2", "#mc"},  {"2.2.2.2", ""},
+  };
+  for (const auto& [address, name] : rows) EXPECT_FALSE(NetworkManager::setHosts(address, name));
+  EXPECT_EQ(content(), "1.1.1.1 mc\n");
+  EXPECT_EQ(m_log.count("hosts table: "), 7);
+}
+
+// What cannot be read whole must not be written back.
+TEST_F(HostsFile, IsLeftAloneWhenItCannotBeRead) {
+  std::filesystem::remove(m_path);
+  std::filesystem::create_directory(m_path);
+  EXPECT_FALSE(NetworkManager::setHosts("2.2.2.2", "mc"));
+  EXPECT_TRUE(m_log.has("hosts table: /etc/hosts: cannot be read"));
+  EXPECT_TRUE(std::filesystem::is_directory(m_path));
+}
+
+}  // namespace
+}  // namespace services::network

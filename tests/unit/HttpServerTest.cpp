@@ -1,0 +1,374 @@
+// The web listeners with real clients: switching, draining, TLS, and clients that misbehave.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <openssl/conf.h>
+#include <sys/stat.h>
+
+#include <future>
+#include <list>
+#include <optional>
+
+#include "host/framework/fw_ConfigFile.h"
+#include "host/platform/Descriptor.h"
+#include "host/sysinfo/ht_HttpServer.h"
+#include "host/sysinfo/ht_TlsContext.h"
+#include "support/LogCapture.h"
+#include "support/Temporary.h"
+
+namespace services::http {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr const char* plain = "StandardListener";
+constexpr const char* secure = "SSLListener";
+constexpr const char* get = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
+
+// A loopback address of this process alone, so that its ports are free and stay free.
+std::string ownAddress() {
+  const in_addr address{.s_addr = htonl(0x7f400000U + static_cast<unsigned>(::getpid()))};
+  return ::inet_ntoa(address);
+}
+
+// The library's own settings of the machine forbid old protocols; ours must do so without them.
+const bool anyProtocol = [] {
+  const test::Temporary files;
+  files.write("openssl.cnf",
+              "openssl_conf = init\n[init]\nssl_conf = ssl\n[ssl]\nsystem_default = any\n"
+              "[any]\nMinProtocol = TLSv1\nCipherString = DEFAULT@SECLEVEL=0\n");
+  return CONF_modules_load_file(files.path("openssl.cnf").c_str(), nullptr, 0) == 1;
+}();
+
+// A client that sends and reads bytes; reads give up after ten seconds.
+class Client {
+ public:
+  explicit Client(int port, timeval connectLimit = {.tv_sec = 10, .tv_usec = 0})
+      : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_port = htons(static_cast<std::uint16_t>(port));
+    ::inet_pton(AF_INET, ownAddress().c_str(), &place.sin_addr);
+    const timeval limit{.tv_sec = 10, .tv_usec = 0};
+    ::setsockopt(m_socket.get(), SOL_SOCKET, SO_SNDTIMEO, &connectLimit, sizeof connectLimit);
+    ::setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    const auto* generic = reinterpret_cast<const sockaddr*>(&place);
+    m_error = ::connect(m_socket.get(), generic, sizeof place) == 0 ? 0 : errno;
+  }
+
+  bool connected() const { return m_error == 0; }
+  bool refused() const { return m_error == ECONNREFUSED; }
+  bool send(const std::string& text) {
+    return ::send(m_socket.get(), text.data(), text.size(), MSG_NOSIGNAL) >= 0;
+  }
+  /// All that comes until the server ends the connection, and " LOST" when that is not in order.
+  std::string reply() {
+    std::string text;
+    std::array<char, 4096> part;
+    ssize_t count = 0;
+    while ((count = ::recv(m_socket.get(), part.data(), part.size(), 0)) > 0) {
+      text.append(part.data(), static_cast<std::size_t>(count));
+    }
+    return count == 0 ? text : text + " LOST";
+  }
+  std::string ask(const std::string& request) {
+    send(request);
+    return reply();
+  }
+
+ private:
+  platform::Descriptor m_socket;
+  int m_error = 0;
+};
+
+bool isGood(const std::string& reply) {
+  return reply.starts_with("HTTP/1.1 200") && reply.ends_with("\r\n\r\npage");
+}
+
+std::size_t countOf(const char* directory) {
+  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(directory),
+                                                std::filesystem::directory_iterator()));
+}
+
+class WebServing : public testing::Test {
+ protected:
+  WebServing() {
+    settings.address = ownAddress();
+    settings.directory = files.path("etc/config/");
+  }
+  void serve(Responder::Page page = [] { return "page"; }) {
+    server.reset();
+    server.emplace(settings, std::move(page));
+  }
+  int portOf(const char* listener) const {
+    return listener == plain ? settings.port : settings.sslPort;
+  }
+  // What a TLS client of at most this version gets, verifying against this certificate if any.
+  std::string askSecurely(int version, const std::string& certificate = "") const {
+    httplib::SSLClient client(settings.address, settings.sslPort);
+    SSL_CTX_set_max_proto_version(client.ssl_context(), version);
+    client.enable_server_certificate_verification(!certificate.empty());
+    if (!certificate.empty()) client.set_ca_cert_path(certificate);
+    const auto result = client.Get("/");
+    return result ? result->body : httplib::to_string(result.error());
+  }
+
+  test::Temporary files;
+  WebSettings settings;
+  test::LogCapture log;
+  std::optional<HttpServer> server;
+};
+
+TEST_F(WebServing, RequestsAreAnsweredOrRefused) {
+  serve();
+  server->enableConnections(plain);
+  std::string manyRanges = "GET / HTTP/1.1\r\nRange: bytes=0-";
+  while (manyRanges.size() < 8000) manyRanges += ",0-";
+  const std::string body(100000, 'b');
+  const struct {
+    const char* name;
+    std::string request;
+    std::string status;
+    std::string end;
+  } rows[] = {
+      {"page", get, "200", "\r\n\r\npage"},
+      {"head", "HEAD / HTTP/1.1\r\n\r\n", "200", "\r\n\r\n"},
+      {"other page", "GET /x HTTP/1.1\r\n\r\n", "404", "the only page is /\n"},
+      {"writing", "PUT / HTTP/1.1\r\nContent-Length: 100000\r\n\r\n" + body, "405", "be read\n"},
+      {"no request", "\r\n\r\n", "400", "\r\n\r\n"},
+      {"two requests", std::string(get) + get, "200", "\r\n\r\npage"},
+      {"many ranges", manyRanges + "\r\n\r\n", "200", "\r\n\r\npage"},
+      {"long header", "GET / HTTP/1.1\r\nX: " + body + "\r\n\r\n", "400", "\r\n\r\n"},
+      {"long path", "GET /" + body + " HTTP/1.1\r\n\r\n", "", ""},
+  };
+  for (const auto& row : rows) {
+    const std::string reply = Client(settings.port).ask(row.request);
+    EXPECT_EQ(reply.substr(0, 12), row.status.empty() ? "" : "HTTP/1.1 " + row.status) << row.name;
+    EXPECT_TRUE(reply.ends_with(row.end)) << row.name << ": " << reply;
+    EXPECT_EQ(reply.find("HTTP/1.1 ", 1), std::string::npos) << row.name << ": " << reply;
+  }
+}
+
+TEST_F(WebServing, PageThatIsNotThereIsAnError) {
+  std::atomic<bool> fails = false;
+  serve([&]() -> std::string { return fails ? throw std::runtime_error("secret") : ""; });
+  server->enableConnections(plain);
+  EXPECT_TRUE(Client(settings.port).ask(get).starts_with("HTTP/1.1 503"));
+  fails = true;
+  const std::string reply = Client(settings.port).ask(get);
+  EXPECT_TRUE(reply.starts_with("HTTP/1.1 500"));
+  EXPECT_EQ(reply.find("secret"), std::string::npos);
+  EXPECT_TRUE(log.has("web: page ended by an exception: secret"));
+}
+
+TEST_F(WebServing, SwitchedListenersOpenAndClosePorts) {
+  EXPECT_EQ(HttpServer::getSingleton(), nullptr);
+  serve();
+  EXPECT_EQ(HttpServer::getSingleton(), &*server);
+  for (const char* listener : {plain, secure}) {
+    EXPECT_FALSE(server->isEnabledConnections(listener));
+    EXPECT_TRUE(Client(portOf(listener)).refused());
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(server->enableConnections(listener));
+    EXPECT_TRUE(server->isEnabledConnections(listener));
+    EXPECT_TRUE(Client(portOf(listener)).connected());
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(server->disableConnections(listener));
+    EXPECT_FALSE(server->isEnabledConnections(listener));
+    EXPECT_TRUE(Client(portOf(listener)).refused());
+  }
+  EXPECT_FALSE(server->enableConnections("Listener"));
+  EXPECT_FALSE(server->disableConnections("Listener"));
+  EXPECT_EQ(log.count("web: no listener is named Listener"), 2);
+
+  settings.sslPort = settings.port;  // somebody else's
+  HttpServer other(settings, [] { return "other"; });
+  EXPECT_TRUE(server->enableConnections(plain));
+  EXPECT_FALSE(other.enableConnections(secure));
+  EXPECT_TRUE(log.has("cannot listen at " + settings.address + ":8080: Address already in use"));
+  EXPECT_TRUE(isGood(Client(settings.port).ask(get)));
+}
+
+// The page waits for a lock that the switching thread holds, as a report does for a guard.
+TEST_F(WebServing, RunningRequestOutlivesSwitches) {
+  const struct {
+    const char* name;
+    bool byItself;
+    bool again;
+  } rows[] = {{"another thread closes", false, false},
+              {"another thread closes and opens", false, true},
+              {"its own thread closes", true, false},
+              {"its own thread closes and opens", true, true}};
+  for (const auto& row : rows) {
+    std::mutex guard;
+    std::promise<void> started;
+    std::atomic<int> pages = 0;
+    const auto toggle = [&] {
+      EXPECT_TRUE(server->disableConnections(plain)) << row.name;
+      EXPECT_TRUE(Client(settings.port).refused()) << row.name;
+      EXPECT_TRUE(!row.again || server->enableConnections(plain)) << row.name;
+    };
+    serve([&] {
+      if (pages++ > 0) return "page";
+      if (row.byItself) toggle();
+      started.set_value();
+      const std::lock_guard lock(guard);
+      return "page";
+    });
+    server->enableConnections(plain);
+    std::unique_lock lock(guard);
+    Client running(settings.port);
+    running.send(get);
+    started.get_future().wait();
+    if (!row.byItself) toggle();
+    EXPECT_TRUE(!row.again || isGood(Client(settings.port).ask(get))) << row.name;
+    lock.unlock();
+    EXPECT_TRUE(isGood(running.reply())) << row.name;
+  }
+}
+
+// More than threads: some wait for one, and some in the kernel.
+TEST_F(WebServing, ClosingServesWhoWaits) {
+  std::promise<void> free;
+  const auto freed = free.get_future().share();
+  serve([&] {
+    freed.wait();
+    return "page";
+  });
+  server->enableConnections(plain);
+  std::list<Client> clients;
+  for (int i = 0; i < 150; ++i) clients.emplace_back(settings.port).send(get);
+  EXPECT_TRUE(server->disableConnections(plain));
+  EXPECT_TRUE(Client(settings.port).refused());
+  free.set_value();
+  for (; !clients.empty(); clients.pop_front()) EXPECT_TRUE(isGood(clients.front().reply()));
+}
+
+TEST_F(WebServing, HangingClientsDoNotHoldTheStop) {
+  serve([] { return std::string(32 << 20, 'x'); });
+  server->enableConnections(plain);
+  server->enableConnections(secure);
+  std::list<Client> clients;
+  for (const char* text : {"", "GET / HT", get}) {
+    for (const int port : {settings.port, settings.sslPort}) {
+      for (int i = 0; i < 5; ++i) clients.emplace_back(port).send(text);
+    }
+  }
+  const auto before = steady_clock::now();
+  server.reset();
+  EXPECT_LT(steady_clock::now() - before, std::chrono::seconds(2));
+  EXPECT_EQ(HttpServer::getSingleton(), nullptr);
+}
+
+TEST_F(WebServing, OnlyCurrentTlsIsSpoken) {
+  ASSERT_TRUE(anyProtocol);
+  serve();
+  ASSERT_TRUE(server->enableConnections(secure));
+  EXPECT_EQ(askSecurely(TLS1_1_VERSION), "SSLConnection");
+  EXPECT_EQ(askSecurely(TLS1_2_VERSION), "page");
+  EXPECT_EQ(askSecurely(TLS1_3_VERSION), "page");
+  EXPECT_EQ(Client(settings.sslPort).ask(get).find("HTTP"), std::string::npos);
+}
+
+TEST_F(WebServing, OwnCertificateIsMadeOnceAndKept) {
+  const std::string path = settings.directory + ownCertificate;
+  const auto serves = [&] {
+    serve();
+    return server->enableConnections(secure) && askSecurely(0, path) == "page";
+  };
+  EXPECT_TRUE(serves());
+  const std::string first = files.read("etc/config/web.pem");
+  struct stat status {};
+  ASSERT_EQ(::stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode, S_IFREG | 0600U);
+  EXPECT_TRUE(serves());
+  EXPECT_EQ(files.read("etc/config/web.pem"), first);
+
+  files.write("etc/config/web.pem", first.substr(0, first.size() / 2));  // the key alone
+  EXPECT_TRUE(serves());
+  EXPECT_TRUE(log.has(path + ".damaged and made anew"));
+  EXPECT_TRUE(first.starts_with(files.read("etc/config/web.pem.damaged")));
+  EXPECT_NE(files.read("etc/config/web.pem"), first);
+
+  files.write("given.pem", first);
+  settings.certificate = settings.key = files.path("given.pem");
+  serve();
+  EXPECT_TRUE(server->enableConnections(secure));
+  EXPECT_EQ(askSecurely(0, settings.certificate), "page");
+  settings.key = path;  // of another certificate
+  serve();
+  EXPECT_FALSE(server->enableConnections(secure));
+  EXPECT_TRUE(server->enableConnections(plain));
+  EXPECT_TRUE(log.has("key values mismatch"));
+  EXPECT_TRUE(log.has("web: SSLListener has no certificate"));
+}
+
+TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
+  const std::size_t threads = countOf("/proc/self/task");
+  serve();
+  const std::size_t descriptors = countOf("/proc/self/fd");
+  server->enableConnections(plain);
+  std::atomic<bool> done = false;
+  std::atomic<int> served = 0;
+  std::atomic<int> lost = 0;
+  std::vector<std::future<void>> clients;
+  clients.push_back(std::async(std::launch::async, [&] {  // its time is up after five seconds
+    Client dribbling(settings.port);
+    const auto begin = steady_clock::now();
+    while (dribbling.send("x")) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(8));
+  }));
+  for (int i = 0; i < 4; ++i) {
+    clients.push_back(std::async(std::launch::async, [&] {
+      while (!done) {
+        Client client(settings.port, {.tv_sec = 0, .tv_usec = 4000});
+        if (client.connected()) ++(isGood(client.ask(get)) ? served : lost);
+      }
+    }));
+  }
+  for (int i = 0; i < 1000; ++i) {
+    const int before = served;
+    ASSERT_TRUE(server->enableConnections(plain));
+    if (i % 10 == 0) test::eventually([&] { return served > before; });
+    ASSERT_TRUE(server->disableConnections(plain));
+  }
+  done = true;
+  clients.clear();
+  EXPECT_EQ(lost, 0);
+  EXPECT_GE(served, 100);
+  EXPECT_TRUE(test::eventually([&] { return countOf("/proc/self/fd") == descriptors; }));
+  server.reset();
+  EXPECT_EQ(countOf("/proc/self/task"), threads);
+}
+
+TEST_F(WebServing, FaultsOfTheTableAreFoundWithTheirLine) {
+  const struct {
+    const char* name;
+    const char* table;
+    const char* fault;
+  } rows[] = {
+      {"good", "address = '0.0.0.0'\nport = 80\nsslPort = 443", ""},
+      {"pair", "certificate = '/c'\nkey = '/k'", ""},
+      {"address", "port = 1\naddress = '1.2.3'", ":5: web.address: must be an IPv4 address"},
+      {"port", "port = 65536", ":4: web.port: must be from 1 to 65535"},
+      {"path", "key = 'k'\ncertificate = '/c'", ":4: web.key: must be an absolute path"},
+      {"half a pair", "port = 1\nkey = '/k'",
+       ":5: web: certificate and key must be given together"},
+      {"one port", "port = 1\nsslPort = 1", ":5: web: port and sslPort must differ"},
+      {"default port", "port = 8443", ":4: web: port and sslPort must differ"},
+  };
+  for (const auto& row : rows) {
+    files.write("mc.toml", std::string("[host]\nslot = 'A'\n[web]\n") + row.table);
+    framework::ConfigFile file(files.path("mc.toml"));
+    file.checkInstances();
+    std::string found;
+    for (const auto& finding : file.findings()) found += finding.fatal ? finding.text : "";
+    if (const auto fault = webFault(file.config()); fault && found.empty()) {
+      found = files.path("mc.toml") + ":" + std::to_string(fault->line) + ": " + fault->text;
+    }
+    const std::string expected = row.fault;
+    EXPECT_EQ(found.empty(), expected.empty()) << row.name << found;
+    EXPECT_NE(found.find(expected), std::string::npos) << row.name << found;
+  }
+}
+
+}  // namespace
+}  // namespace services::http

@@ -1,0 +1,121 @@
+// The path tracker in simulated time: its phases, what it logs, and where "othermc" points.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <set>
+
+#include "app/app_NetTracker.h"
+#include "host/sysinfo/nw_NetworkManager.h"
+#include "support/TwoControllers.h"
+
+namespace services::app {
+namespace {
+
+constexpr std::int64_t second = 1000000;
+
+class Paths : public test::TwoControllers {
+ public:
+  explicit Paths(const std::string& outer = "10.0.2.2") : TwoControllers("A.IpV4Address=10.0.2.1") {
+    std::filesystem::create_directory(machine.root() + "/etc");
+    writeHosts("10.0.1.2 othermcinner othermc\n" + outer + " othermcouter\n");
+    for (const char* path : {"inner", "outer"}) {
+      machine.onCommand(std::string("ping -c 1 -W 10 othermc") + path, [this, path](const auto&) {
+        return platform::Result{.status = down.count(path) > 0 ? 1 : 0};
+      });
+    }
+    tracker = std::make_unique<NetTracker>("NetTracker");
+  }
+
+  void writeHosts(const std::string& table) {
+    std::ofstream(machine.root() + "/etc/hosts") << table;
+  }
+
+  void at(std::int64_t seconds, std::function<void()> happening) {
+    machine.at(seconds * second, std::move(happening));
+  }
+
+  void runUntil(std::int64_t seconds) {
+    at(seconds, [this] { tracker->Shutdown(); });
+    tracker->threadDo(0);
+  }
+
+  // The times of the pings of a path.
+  std::string pings(const std::string& path) const {
+    std::string text;
+    for (const auto& ran : machine.commands()) {
+      if (ran.line == "ping -c 1 -W 10 othermc" + path) text += std::to_string(ran.at) + " ";
+    }
+    return text;
+  }
+
+  static std::string partnerAddress() {
+    std::array<char, 32> address{};
+    network::NetworkManager::getHosts(address.data(), address.size(), "othermc");
+    return address.data();
+  }
+
+  std::set<std::string> down;
+  std::unique_ptr<NetTracker> tracker;
+};
+
+// The start-up phase ends with the cycle at 120 seconds, the first one past 119, which is still
+// followed after the fast period.
+TEST(NetTracker, PingsNoMoreInTheStartUpPhaseOnceBothPathsAreUp) {
+  Paths test;
+  test.runUntil(251);
+  EXPECT_EQ(test.pings("outer"), "0 130 190 250 ");
+  EXPECT_EQ(test.pings("inner"), "0 130 190 250 ");
+  EXPECT_EQ(test.log.count("MC Outer Path is now UP ^^^^^"), 1);
+  EXPECT_EQ(test.log.count("MC Inner Path is now UP ^^^^^"), 1);
+  EXPECT_EQ(test.partnerAddress(), "10.0.2.2");
+  EXPECT_EQ(test.machine.elapsed(), 251 * second);  // the shutdown ends a wait
+}
+
+TEST(NetTracker, PingsAllThroughTheStartUpPhaseWhileOnePathIsDown) {
+  Paths test;
+  test.down = {"outer"};
+  test.runUntil(191);
+  EXPECT_EQ(test.pings("inner"), "0 10 20 30 40 50 60 70 80 90 100 110 120 130 190 ");
+  const auto report = [&](auto& stream) { test.tracker->information(stream, 0, false); };
+  EXPECT_EQ(test::printed(report), "inner path: ^^^^^, outer path: vvvvv\n");
+  EXPECT_FALSE(test.log.has("Outer"));
+  EXPECT_EQ(test.partnerAddress(), "10.0.1.2");  // as it was: never touched
+}
+
+TEST(NetTracker, FollowsTheOuterPath) {
+  Paths test;
+  test.at(185, [&] { test.down = {"outer"}; });
+  test.at(300, [&] { test.down = {}; });
+  test.at(310, [&] { EXPECT_EQ(test.partnerAddress(), "10.0.1.2"); });
+  test.at(330, [&] { test.down = {"inner"}; });
+  test.runUntil(460);
+  EXPECT_EQ(test.pings("outer"), "0 130 190 200 260 320 380 390 450 ");
+  EXPECT_EQ(test.log.count("MC Outer Path is now DOWN vvvvv"), 1);
+  EXPECT_EQ(test.log.count("MC Outer Path is now UP ^^^^^"), 2);
+  EXPECT_EQ(test.log.count("MC Inner Path is now DOWN vvvvv"), 1);
+  EXPECT_EQ(test.partnerAddress(), "10.0.2.2");
+}
+
+TEST(NetTracker, LeavesTheNameWhereAnAddressIsMissing) {
+  Paths test;
+  test.at(50, [&] { test.writeHosts("10.0.2.2 othermc\n"); });
+  test.at(60, [&] { test.down = {"outer"}; });
+  test.runUntil(131);
+  EXPECT_EQ(test.pings("outer"), "0 130 ");  // by its name, also when the table lacks it
+  EXPECT_TRUE(test.log.has("MC Outer Path is now DOWN"));
+  EXPECT_EQ(test.partnerAddress(), "10.0.2.2");
+}
+
+TEST(NetTracker, NeverPingsThisController) {
+  for (const char* own : {"0.0.0.0", "10.0.2.1"}) {
+    Paths test(own);
+    test.runUntil(15);
+    EXPECT_EQ(test.pings("outer"), "");
+    EXPECT_EQ(test.log.count(std::string("NetTracker::ping:: Not allowing ping of self (") + own),
+              2);
+  }
+}
+
+}  // namespace
+}  // namespace services::app

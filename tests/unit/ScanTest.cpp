@@ -1,0 +1,196 @@
+// The scan for the daemons' instances: which record gets a process, kept files and their limits.
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/sched.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <csignal>
+
+#include "app/app_CommandLine.h"
+#include "app/app_ProcessScan.h"
+#include "host/framework/st_StringRepository.h"
+#include "support/Printed.h"
+#include "support/SimulatedController.h"
+
+namespace services::app {
+namespace {
+
+using test::SimulatedController;
+
+// Records in table order, each "NAME" or "NAME/PATTERN".
+template <typename Taker>
+std::vector<std::unique_ptr<Process>> recordsOf(const std::vector<std::string>& entries,
+                                                Taker& taker) {
+  std::vector<std::unique_ptr<Process>> records;
+  for (const std::string& entry : entries) {
+    const std::size_t slash = entry.find('/');
+    const bool named = slash == std::string::npos;
+    records.push_back(std::make_unique<Process>(strings::GS.toToken(entry.substr(0, slash).c_str()),
+                                                false,
+                                                named ? nullptr : entry.c_str() + slash + 1));
+    taker.add(*records.back());
+  }
+  return records;
+}
+
+TEST(Matcher, TheFirstRecordInTableOrderGetsTheProcess) {
+  const struct {
+    const char* name;
+    std::vector<std::string> records;
+    int found;  // the record's place, -1 for none
+  } rows[] = {
+      {"by name", {"a", "web", "b"}, 1},
+      {"a pattern before the name", {"a", "p/--port", "web"}, 1},
+      {"a pattern behind the name", {"a", "web", "p/--port"}, 1},
+      {"patterns in their order", {"q/--none", "p/web", "r/--port"}, 1},
+      {"one name twice", {"a/--none", "web", "web"}, 1},
+      {"a broken pattern goes by the name", {"p/--port$", "web/(", "r/web"}, 1},
+      {"nothing", {"we", "web2", "p/^web"}, -1},
+  };
+  for (const auto& row : rows) {
+    SimulatedController controller;
+    controller.addProcess(70, "/app/bin/web --port 80");
+    ProcessMatcher matcher;
+    const auto records = recordsOf(row.records, matcher);
+    CommandLine commandLine;
+    ASSERT_TRUE(commandLine.read("/proc/70"));
+    const Process* expected =
+        row.found < 0 ? nullptr : records[static_cast<std::size_t>(row.found)].get();
+    EXPECT_EQ(matcher.find(commandLine).record, expected) << row.name;
+  }
+}
+
+TEST(Matcher, MatchesByteForByteUnderAnyLocale) {
+  ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
+  const Process process(strings::GS.toToken("web"), false, "^..$");
+  EXPECT_TRUE(process.match("", "\xc3\xa4"));
+  std::setlocale(LC_ALL, "C");
+}
+
+TEST(Matcher, SaysAtDebugLevelWhatEachPatternTook) {
+  SimulatedController controller({"web/--port", "named", "p/^/app"}, 10);
+  controller.addProcess(70, "/app/bin/other");
+  controller.addProcess(71, "/app/bin/web --port");
+  const test::DebugLines debug(strings::tGSAppManager);
+  controller.build();
+  controller.runUntil(35);
+  EXPECT_EQ(controller.log.count("pattern tried on"), 2) << "only when there is something new";
+  EXPECT_TRUE(controller.log.has("web: pattern tried on 2 command lines, 0 microseconds in all"));
+  EXPECT_TRUE(controller.log.has("p: pattern tried on 1 command lines, "));
+}
+
+// Sets the number of descriptors that the test may have open, while it lives.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t count) {
+    ::getrlimit(RLIMIT_NOFILE, &m_before);
+    const rlimit limit{count, m_before.rlim_max};
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  }
+  ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+ private:
+  rlimit m_before{};
+};
+
+int openFrom(int first, int end) {
+  int count = 0;
+  for (int i = first; i < end; ++i) count += ::fcntl(i, F_GETFD) < 0 ? 0 : 1;
+  return count;
+}
+
+std::string scanned(ProcessScan& scan, Process& record) {
+  record.startScan();
+  scan.run();
+  record.endScan();
+  std::array<char, 512> pids;
+  return record.getInstanceInfo(pids.data(), pids.size());
+}
+
+TEST(Scan, AnswersTheSameWhenDescriptorsRunShort) {
+  const struct {
+    const char* name;
+    rlim_t limit;
+    int share;    // descriptor numbers that are left to others
+    int kept[3];  // files that are kept after each scan
+  } rows[] = {
+      {"plenty", 5000, 1024, {60, 61, 21}},
+      {"few", 160, 40, {60, 61, 21}},
+      {"short", 48, 12, {36, 36, 21}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    SimulatedController controller;
+    for (int pid = 100; pid < 160; ++pid) {
+      controller.addProcess(pid, pid % 20 == 0 ? "/bin/web" : "/bin/other");
+    }
+    ProcessScan scan;
+    const auto records = recordsOf({"web"}, scan);
+    const DescriptorLimit limit(row.limit);
+    const auto kept = [&] { return openFrom(row.share, static_cast<int>(row.limit)); };
+    EXPECT_EQ(scanned(scan, *records[0]), "100,120,140");
+    EXPECT_EQ(kept(), row.kept[0]);
+    const int before = openFrom(0, row.share);  // the host itself opens some at its first work
+    controller.addProcess(101, "/bin/web -x");  // an exec
+    controller.addProcess(140, "/bin/else");
+    controller.addProcess(99, "/bin/web");
+    EXPECT_EQ(scanned(scan, *records[0]), "100,120,99,101") << "in the order of their finding";
+    EXPECT_EQ(kept(), row.kept[1]);
+    for (int pid = 100; pid < 140; ++pid) controller.removeProcess(pid);
+    controller.addProcess(159, "/bin/web");
+    EXPECT_EQ(scanned(scan, *records[0]), "99,159");
+    EXPECT_EQ(kept(), row.kept[2]) << "files of the dead are closed, those of the rest kept now";
+    EXPECT_EQ(openFrom(0, row.share), before) << "the share is left free";
+  }
+}
+
+// A child of the test, with its command line, that waits for its end. With a pid, it gets that one.
+pid_t child(pid_t pid = 0) {
+  clone_args arguments{};
+  arguments.exit_signal = SIGCHLD;
+  if (pid > 0) {
+    arguments.set_tid = reinterpret_cast<std::uintptr_t>(&pid);
+    arguments.set_tid_size = 1;
+  }
+  const auto made = static_cast<pid_t>(::syscall(SYS_clone3, &arguments, sizeof arguments));
+  if (made == 0) {
+    for (;;) ::pause();
+  }
+  return made;
+}
+
+void end(pid_t pid) {
+  ::kill(pid, SIGKILL);
+  ::waitpid(pid, nullptr, 0);
+}
+
+TEST(Scan, AKeptFileTellsAProcessFromItsSuccessorOfTheSamePid) {
+  ProcessScan scan;
+  const auto records = recordsOf({"self/ScanTest"}, scan);
+  Process& record = *records[0];
+  const pid_t pid = child();
+  ASSERT_GT(pid, 0);
+  scanned(scan, record);
+  EXPECT_TRUE(scan.isStill(pid, record));
+  EXPECT_FALSE(scan.isStill(pid, Process(strings::GS.toToken("another"), false, nullptr)));
+  EXPECT_FALSE(scan.isStill(1, record));
+  end(pid);
+  EXPECT_FALSE(scan.isStill(pid, record));
+  const pid_t successor = child(pid);
+  if (successor != pid) GTEST_SKIP() << "this machine does not let a process choose a pid";
+  EXPECT_FALSE(scan.isStill(pid, record)) << "it looks the same, but it is another one";
+  scanned(scan, record);
+  EXPECT_TRUE(scan.isStill(pid, record)) << "the next scan takes it in";
+  end(pid);
+}
+
+}  // namespace
+}  // namespace services::app

@@ -1,0 +1,366 @@
+// The durable store: damage, schemas, full disks; and what of the system information reaches it.
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+
+#include <csignal>
+
+#include "host/framework/fw_Config.h"
+#include "host/framework/fw_EventManager.h"
+#include "host/framework/fw_Service.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/platform/SimulatedPlatform.h"
+#include "host/sysinfo/ri_RelInfo.h"
+#include "host/sysinfo/si_Change.h"
+#include "host/sysinfo/si_SysInfoManager.h"
+#include "host/sysinfo/si_Values.h"
+#include "host/sysinfo/us_UserManager.h"
+#include "support/LogCapture.h"
+#include "support/Temporary.h"
+
+namespace services::sysinfo {
+namespace {
+
+const Rows first = {{{"system", "x"}, "1"}, {{"user u", "Password"}, "hidden"}};
+const Rows second = {{{"system", "x"}, "2"}};
+
+class StoreFile : public testing::Test {
+ protected:
+  Store open(const Rows& initial = first) const {
+    return Store(path, initial, [](const Rows&) {});
+  }
+
+  // Changes the database behind the store's back.
+  void execute(const std::string& statements) const {
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, statements.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(database);
+    sqlite3_close(database);
+  }
+
+  const test::Temporary directory;
+  const std::string path = directory.path("system.db");
+  test::LogCapture log;
+};
+
+struct Damage {
+  const char* name;
+  void (*inflict)(const test::Temporary& directory, const std::string& content);
+  bool withCopy;
+  const char* value;  // of "x" afterwards
+};
+
+class DamagedFile : public StoreFile, public testing::WithParamInterface<Damage> {};
+
+TEST_P(DamagedFile, IsSetAsideAndReplaced) {
+  ASSERT_TRUE(open().replace({"system"}, second));
+  if (!GetParam().withCopy) std::filesystem::remove(path + ".good");
+  GetParam().inflict(directory, directory.read("system.db"));
+  EXPECT_EQ((open().rows()[{"system", "x"}]), GetParam().value);
+  EXPECT_TRUE(directory.has("system.db.damaged-1"));
+  EXPECT_TRUE(log.has("cannot be used"));
+  EXPECT_EQ(log.has("last good copy"), GetParam().withCopy);
+  EXPECT_EQ((open().rows()[{"system", "x"}]), GetParam().value) << "and is sound again";
+  EXPECT_FALSE(directory.has("system.db.damaged-2"));
+}
+
+void overwriteValue(const test::Temporary& directory, const std::string& content) {
+  std::string changed = content;
+  changed.replace(changed.find("hidden"), 6, "hidxen");  // the structure stays whole
+  directory.write("system.db", changed);
+}
+
+constexpr Damage damages[] = {
+    {"NoDatabase", [](auto& d, auto&) { d.write("system.db", std::string(5000, 'z')); }, true, "2"},
+    {"Torn", [](auto& d, auto& c) { d.write("system.db", c.substr(0, c.size() / 2)); }, true, "2"},
+    {"OneByte", overwriteValue, true, "2"},
+    {"NoCopy", overwriteValue, false, "1"},
+};
+INSTANTIATE_TEST_SUITE_P(All, DamagedFile, testing::ValuesIn(damages),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_F(StoreFile, UsesNoDamagedCopyAndComesBackFromAMissingFile) {
+  ASSERT_TRUE(open().replace({"system"}, second));
+  std::filesystem::remove(path);
+  EXPECT_EQ((open().rows()[{"system", "x"}]), "2");
+  EXPECT_TRUE(log.has("last good copy"));
+  directory.write("system.db", "no database at all, nor its copy, whatever their names say");
+  directory.write("system.db.good", directory.read("system.db"));
+  EXPECT_EQ(open().rows(), first);
+  EXPECT_TRUE(directory.has("system.db.good.damaged-1"));
+}
+
+TEST_F(StoreFile, KeepsANewerSchemaAsideAndBringsAnOlderForward) {
+  ASSERT_TRUE(open().replace({"system"}, second));
+  execute("PRAGMA user_version = 99");
+  EXPECT_EQ((open().rows()[{"system", "x"}]), "2");
+  EXPECT_TRUE(directory.has("system.db.newer-1"));
+
+  execute("DROP TABLE digest; PRAGMA user_version = 1; UPDATE value SET value = '3'");
+  EXPECT_EQ((open().rows()[{"system", "x"}]), "3");
+  EXPECT_EQ(Database(path).state(), Database::State::Good);
+  EXPECT_FALSE(directory.has("system.db.damaged-1"));
+}
+
+// A limit on the size of files fails writes in the middle, as a full disk does.
+TEST_F(StoreFile, ChangesNothingWhereTheDiskIsFull) {
+  Store store = open();
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  for (const rlim_t size : {0U, 100U, 1000U, 5000U}) {
+    const rlimit limit = {.rlim_cur = size, .rlim_max = before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    Rows large = second;
+    large[{"system", "y"}] = std::string(100000, 'y');
+    EXPECT_FALSE(store.replace({"system"}, large)) << size;
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(store.rows(), first) << size;
+    EXPECT_EQ(Database(path).rows(), first) << size;
+  }
+  EXPECT_TRUE(log.has("a change was not stored"));
+  EXPECT_TRUE(store.replace({"system"}, second)) << "as soon as there is room";
+}
+
+// Takes the events of the store.
+class Listener : public framework::Service {
+ public:
+  Listener() : Service("Listener") {}
+  const framework::ServiceInfo* serviceInfo() const override { return nullptr; }
+  const strings::stringtoken* eventSubscription() const override { return events; }
+  bool serviceEvent(strings::stringtoken event, const void* data) override {
+    std::string text = strings::StringRepository::toString(event);
+    if (event == strings::tGSsysInfoChanged) {
+      // The handler owns the record for the time of the call, and clears its flag in it.
+      auto& record = *static_cast<SysInfo*>(const_cast<void*>(data));
+      if (record.getSnmpChanged()) text += " snmp";
+      if (record.getSmisChanged()) text += " smis";
+      if (clears) record.setSnmpChanged(false);
+    } else {
+      const auto* user = static_cast<const user::User*>(data);
+      text += std::string(" ") + user->getNameString() + (user->getDeleted() ? " deleted" : "");
+    }
+    const std::lock_guard lock(mutex);
+    seen.push_back(text);
+    return false;
+  }
+  std::vector<std::string> take() {
+    const std::lock_guard lock(mutex);
+    return std::exchange(seen, {});
+  }
+  // The next `count` events.
+  std::vector<std::string> next(std::size_t count) {
+    std::vector<std::string> taken;
+    EXPECT_TRUE(test::eventually([&] {
+      for (auto& event : take()) taken.push_back(event);
+      return taken.size() >= count;
+    }));
+    return taken;
+  }
+
+  std::atomic<bool> clears = true;
+
+ private:
+  static constexpr strings::stringtoken events[] = {
+      strings::tGSsysInfoChanged, strings::tGSuserChanged, strings::tGSuserAccessChanged,
+      strings::tGSendOfList};
+  std::mutex mutex;
+  std::vector<std::string> seen;
+};
+
+// A host's store under the simulated root, with a listener to its events.
+class Information : public testing::Test {
+ protected:
+  Information() {
+    std::filesystem::create_directories(machine.root() + "/cfg");
+    config.set("sysinfo.A.MacAddress", {.value = std::string("00:c0:ff:00:00:0a")});
+    manager.open(config, 'A');
+    framework::EventManager::instance().start({&listener});
+  }
+  ~Information() override {
+    framework::EventManager::instance().stop();
+    manager.unload();
+  }
+  // As the next start would find it.
+  void reopen(char node = 'A') {
+    manager.unload();
+    manager.open(config, node);
+  }
+  static std::string textOf(const char* key) { return findValue(key).value_or(Value{}).text; }
+
+  platform::SimulatedPlatform machine;
+  test::LogCapture log;
+  framework::Config config;
+  SysInfoManager& manager = *SysInfoManager::getManager();
+  Listener listener;
+};
+
+using Events = std::vector<std::string>;
+
+TEST_F(Information, TellsOfChangesAndLearnsOfClearedFlags) {
+  EXPECT_EQ(changeValues({{"EmailSender", "mc"}}), "");
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged"}));
+  EXPECT_EQ(changeValues({{"SnmpTrap2V4Address", "10.0.0.9"}, {"UsmisEnable", "true"}}), "");
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged snmp smis"}));
+  EXPECT_TRUE(test::eventually([] { return textOf("SnmpChanged") == "false"; }));
+  EXPECT_EQ(textOf("SmisChanged"), "true") << "nobody acted upon it";
+  reopen();
+  EXPECT_EQ(textOf("SmisChanged"), "true");
+  EXPECT_EQ(changeValues({{"EmailSender", "mc"}}), "") << "no change";
+  EXPECT_EQ(changeValues({{"PfuDisabled", "true"}}), "");
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged smis"})) << "and none for a cleared flag";
+}
+
+TEST_F(Information, KeepsAFlagThatWasSetAgainMeanwhile) {
+  auto older = std::make_unique<SysInfo>(*SysInfoReadGuard().getObject());
+  older->setSnmpChanged(true);
+  listener.clears = false;
+  EXPECT_EQ(changeValues({{"SnmpReadCommunity", "newer"}}), "");
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged snmp"}));
+  listener.clears = true;
+  raiseChange(std::move(older));
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged snmp"}));
+  EXPECT_EQ(changeValues({{"EmailSender", "x"}}), "");
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged snmp"})) << "not cleared for the newer one";
+  EXPECT_TRUE(test::eventually([] { return textOf("SnmpChanged") == "false"; }));
+}
+
+TEST_F(Information, StoresUsersAndTellsTheTwoKindsOfTheirChanges) {
+  auto& users = *user::UserManager::getManager();
+  user::User bob("bob");
+  utility::TokenSet roles(4);
+  roles.SetFromStringList("SnmpUser");
+  bob.setInterfaces(roles);
+  EXPECT_EQ(users.addUser(bob), "");
+  EXPECT_NE(users.addUser(bob), "");
+  bob.setAuthType(strings::tGSMD5);
+  EXPECT_EQ(users.changeUser(bob), "AuthType needs a Password");
+  bob.setPassword("long enough");
+  EXPECT_EQ(users.changeUser(bob), "");
+  bob.setTrapDestination("sink:162");
+  EXPECT_EQ(users.changeUser(bob), "");
+  EXPECT_EQ(listener.next(3),
+            Events({"userAccessChanged bob", "userAccessChanged bob", "userChanged bob"}));
+  reopen();
+  const auto found = users.findUser("bob");
+  ASSERT_NE(found, nullptr);
+  EXPECT_STREQ(found->getPassword(), "long enough");
+  EXPECT_EQ(found->getAuthType(), strings::tGSMD5);
+  EXPECT_TRUE(found->getInterfaces().inSet(strings::tGSSnmpUser));
+
+  const auto* held = users.getUser(0, strings::tGSreadAccess);
+  EXPECT_EQ(users.getUserExcept(0, held->getName(), strings::tGSreadAccess), nullptr);
+  EXPECT_EQ(users.deleteUser("bob"), "");
+  EXPECT_STREQ(held->getNameString(), "bob") << "held by a reader";
+  users.releaseUser(held, strings::tGSreadAccess);
+  EXPECT_EQ(listener.next(1), Events({"userAccessChanged bob deleted"}));
+  reopen();
+  EXPECT_EQ(users.numUsers(strings::tGSreadAccess), 0);
+}
+
+TEST_F(Information, KeepsWhatAReaderSeededAndTextsThatOthersRead) {
+  {
+    const SysInfoReadGuard reader;
+    MCInfo* mine = reader.getObject()->getMyMCInfo();
+    mine->setLoadMidplaneSerial("MP1");
+    const char* seen = mine->getLoadMidplaneSerial();
+    mine->setLoadMidplaneSerial("MP2");
+    EXPECT_STREQ(seen, "MP1");
+  }
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged"}));
+  reopen();
+  EXPECT_EQ(textOf("A.LoadMidplaneSerial"), "MP2");
+}
+
+TEST_F(Information, UndoesAChangeThatCannotBeStored) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit limit = {.rlim_cur = 100, .rlim_max = before.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  EXPECT_NE(changeValues({{"HttpDisable", "true"}, {"B.McVersion", "7"}}), "");
+  ::setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(textOf("HttpDisable"), "false");
+  EXPECT_EQ(SysInfoReadGuard().getObject()->getMCBInfo(), nullptr);
+  EXPECT_EQ(changeValues({{"B.McVersion", "7"}}), "");
+  EXPECT_EQ(listener.next(1).size(), 1U);
+}
+
+TEST_F(Information, FollowsItsControllerIntoTheOtherSlot) {
+  EXPECT_EQ(changeValues({{"B.ControllerSerial", "PARTNER"},
+                          {"release.HasBurnToActive", "false"},
+                          {"component.controller_b_0.CpldRevision", "C7"}}),
+            "");
+  EXPECT_FALSE(relinfo::RelInfo::hasBurnToActive());
+  reopen('B');
+  EXPECT_EQ(textOf("A.ControllerSerial"), "PARTNER");
+  EXPECT_EQ(textOf("B.MacAddress"), "00:c0:ff:00:00:0a");
+  EXPECT_EQ(textOf("component.controller_b_0.CpldRevision"), "C7");
+  EXPECT_FALSE(relinfo::RelInfo::hasBurnToActive());
+}
+
+TEST_F(Information, RendersNoSecret) {
+  user::User user("eve");
+  user.setPassword("s3cret-pass");
+  EXPECT_EQ(user::UserManager::getManager()->addUser(user), "");
+  EXPECT_EQ(changeValues({{"SnmpWriteCommunity", "s3cret<comm>"}, {"EmailSender", "visible"}}), "");
+  std::stringstream xml;
+  xml << std::ifstream(machine.root() + "/cfg/sysinfo/system.xml").rdbuf();
+  EXPECT_NE(xml.str().find("visible"), std::string::npos);
+  EXPECT_NE(xml.str().find("user eve"), std::string::npos);
+  EXPECT_EQ(xml.str().find("s3cret"), std::string::npos);
+  for (const auto& value : listValues()) EXPECT_EQ(value.text.find("s3cret"), std::string::npos);
+}
+
+// Whatever could break out of a command line, a header or the agent's file.
+TEST_F(Information, RefusesHostileValues) {
+  const std::vector<std::pair<const char*, std::vector<std::string>>> hostile = {
+      {"SnmpReadCommunity",
+       {"", "a b", "a\"b", "a'b", "a\\", "a\nb", "-s", "#x", "\xc3\xa4", std::string(65, 'c')}},
+      {"SnmpWriteCommunity", {"a\tb", "x\nrwcommunity y"}},
+      {"SnmpTrap1V4Address", {"host", "1.2.3", "1.2.3.4\nx", "256.1.1.1"}},
+      {"EmailServer", {"a;reboot", "$(x)", "-S", "a b", std::string(64, 'h')}},
+      {"EmailAddr4", {"a@b;c", "a b@c", "a@b\nBcc: d@e", "@b"}},
+      {"EmailSender", {"a b", "a\nb", "-f"}},
+      {"EmailDomain", {"a..b", "a/b", "`x`"}},
+      {"MidplaneSN", {"a b", "-x", "a;b"}},
+      {"A.LastLoadedTime", {"12x", "-1"}},
+      {"A.McVersion", {"1 2", std::string(32, 'v')}},
+      {"A.IpV4Address", {"10.0.0"}},
+      {"A.MacAddress", {"00c0ff000001", "00:c0:ff:00:00", "00:c0:ff:00:00:0g"}},
+      {"HttpDisable", {"yes", "TRUE", "1"}},
+      {"SnmpChanged", {"true"}},
+      {"component.a b.CpldRevision", {"1"}},
+      {"store.Slot", {"B"}},
+      {"user bob.Password", {"long enough"}},
+      {"Nothing", {"1"}},
+  };
+  const auto before = manager.store()->rows();
+  for (const auto& [key, values] : hostile) {
+    for (const auto& value : values) {
+      EXPECT_NE(changeValues({{"EmailSender", "innocent"}, {key, value}}), "") << key << value;
+    }
+  }
+  const std::vector<std::pair<const char*, std::vector<std::string>>> hostileUsers = {
+      {"Password", {"short", "with \" quote", "back\\slash", "line\nbreak"}},
+      {"PrivacyPassword", {"tab\tbetween"}},
+      {"TrapDestination", {"a b", "a;b", "host:0", "host:70000", "-x", "udp:a:1", "h\"x"}},
+      {"Interfaces", {"Nonsense", "Snmp,,Ssh", "Snmp,"}},
+      {"AuthType", {"MD4", ""}},
+      {"PrivacyType", {"3DES"}},
+  };
+  for (const auto& [key, values] : hostileUsers) {
+    for (const auto& value : values) {
+      EXPECT_FALSE(findField(user::userFields(), key)->grammar->holds(value.c_str())) << value;
+    }
+  }
+  for (const char* name :
+       {"", "1st", "a b", "a\"b", "a\nb", "-a", "thisnameisfartoolongforthemodelof"}) {
+    EXPECT_NE(user::UserManager::getManager()->addUser(user::User(name)), "") << name;
+  }
+  EXPECT_EQ(manager.store()->rows(), before);
+}
+
+}  // namespace
+}  // namespace services::sysinfo
