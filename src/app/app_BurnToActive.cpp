@@ -2,6 +2,7 @@
 #include "app/app_BurnToActive.h"
 
 #include <array>
+#include <atomic>
 
 #include "host/framework/fw_Logger.h"
 #include "host/sysinfo/si_Grammar.h"
@@ -18,14 +19,24 @@ std::optional<std::string> copyOf(const framework::StaticText& text) {
   return text == nullptr ? std::nullopt : std::optional<std::string>(text.get());
 }
 
+struct SeedFile {
+  const char* path;
+  std::atomic<bool> isRefused = false;
+};
+SeedFile midplaneSeed = {"/cfg/burn2active/MidPlaneSerNum"};
+SeedFile loadedTimeSeed = {"/cfg/burn2active/LastLoadedTime"};
+
 // The value in a seed file, or nothing when it has none or one that may not be stored.
-std::optional<std::string> readSeed(const char* path, const sysinfo::Grammar& grammar) {
-  const utility::BufferStream file(path);
+std::optional<std::string> readSeed(SeedFile& seed, const sysinfo::Grammar& grammar) {
+  const utility::BufferStream file(seed.path);
   if (file.ReadAvailable() <= 0) return std::nullopt;
   std::string value = file.pTail();
   while (value.ends_with('\n')) value.pop_back();
   if (grammar.holds(value.c_str())) return value;
-  framework::Logger::StaticLog(framework::LogType::Error, "%s: the value %s", path, grammar.rule);
+  if (!seed.isRefused.exchange(true)) {  // said once, though it is read again each time
+    framework::Logger::StaticLog(framework::LogType::Error, "%s: the value %s", seed.path,
+                                 grammar.rule);
+  }
   return std::nullopt;
 }
 
@@ -59,10 +70,10 @@ void BurnToActive::setUseMacSerials(bool use) {
 const char* BurnToActive::getMyLoadMidplaneSN(sysinfo::MCInfo* local) const {
   if (local == nullptr) return nullptr;
   if (local->getLoadMidplaneSerial() != nullptr) return local->getLoadMidplaneSerial();
-  if (const auto midplane = readSeed("/cfg/burn2active/MidPlaneSerNum", sysinfo::serialGrammar)) {
+  if (const auto midplane = readSeed(midplaneSeed, sysinfo::serialGrammar)) {
     local->setLoadMidplaneSerial(midplane->c_str());
   }
-  if (const auto time = readSeed("/cfg/burn2active/LastLoadedTime", sysinfo::timestampGrammar)) {
+  if (const auto time = readSeed(loadedTimeSeed, sysinfo::timestampGrammar)) {
     local->setLastLoadedTime(time->c_str());
   }
   return local->getLoadMidplaneSerial();

@@ -158,7 +158,11 @@ BurnToActive::SyncRole BurnToActive::calculatePartnerSyncRole() {
 // Completes what is known by the local role. False, and said, while a role is missing.
 bool BurnToActive::findRoles(Decisions& known, const char* operation) {
   if (known.partnerSyncRole != Undetermined && known.mySyncRole == Undetermined) {
-    known.mySyncRole = getLocalSyncRole();
+    const std::uint64_t begun = known.generation;
+    const SyncRole mine = getLocalSyncRole();
+    known = decisions();  // what was handed over meanwhile counts
+    known.mySyncRole = mine;
+    known.generation = begun;
   }
   const char* missing = missingRole(known.mySyncRole, known.partnerSyncRole);
   if (missing != nullptr) debug(operation, __LINE__, missing);

@@ -138,8 +138,8 @@ class InterfaceManager : public framework::Service {
 
   utility::TokenSet m_managing{20};
   utility::TokenSet m_upInterfaces{20};
-  const Registration m_registration;
   mutable std::mutex m_upLock;  // guards m_upInterfaces; a leaf
+  const Registration m_registration;
 };
 
 }  // namespace services::app

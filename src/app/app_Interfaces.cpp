@@ -95,7 +95,7 @@ const ManagementInterface* findInterface(strings::stringtoken name) {
 void checkInterfaceName(const char* entry, std::vector<framework::PropertyFinding>& findings) {
   const std::string name = trimmedName(entry);
   if (name.empty() || findInterface(strings::GS.toToken(name.c_str())) != nullptr) return;
-  findings.push_back({true, "\"" + name + "\": an interface is one of " + namesOfAll()});
+  findings.push_back({false, "\"" + name + "\": an interface is one of " + namesOfAll()});
 }
 
 strings::stringtoken otherSmisForm(strings::stringtoken form) {

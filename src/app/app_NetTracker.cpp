@@ -107,7 +107,6 @@ void NetTracker::threadDo(int /*index*/) {
 }
 
 void NetTracker::cycle(std::int64_t start) {
-  const framework::CommandBudget oneLimitForBothPings;
   const utility::Duration since = utility::TimeStamp::now() - utility::TimeStamp(start);
   const CyclePlan plan = planCycle({.isStartUp = m_isStartUp,
                                     .sinceStart = TimeMeasure::getSeconds(since.Value()),

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 
 #include "app/app_CommandLine.h"
 #include "app/app_Process.h"
@@ -63,11 +64,15 @@ Process* ProcessScan::recordOf(Known& known) {
 bool ProcessScan::isStill(int pid, const Process& record) const {
   const auto known = std::ranges::lower_bound(m_known, pid, {}, &Known::pid);
   if (known == m_known.end() || known->pid != pid) return false;
-  CommandLine now;
   // A kept file knows its process; without one, the command line has to do.
-  const bool runs =
-      known->file.isOpen() ? now.read(known->file) : now.read(utility::ProcessDirectory::open(pid));
-  if (!runs) return false;
+  utility::ProcessFile opened;
+  if (!known->file.isOpen()) {
+    opened = utility::ProcessDirectory::open(pid);
+    const bool noDescriptor = !opened.isOpen() && (errno == EMFILE || errno == ENFILE);
+    if (noDescriptor) return known->answered && known->record == &record;
+  }
+  CommandLine now;
+  if (!now.read(known->file.isOpen() ? known->file : opened)) return false;
   if (known->answered && known->commandLine == now.bytes()) return known->record == &record;
   std::array<char, 256> baseName;
   now.copyBaseName(baseName.data(), baseName.size());

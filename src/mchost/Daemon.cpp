@@ -139,6 +139,7 @@ int serve(const framework::HostSettings& settings, framework::ConsoleServer& con
   }
   reports = true;
   services.start();
+  services::sysinfo::SysInfoManager::getManager()->tellUntold();
   notify("READY=1");
   Logger::StaticLog(LogType::Info, "controller %s: %zu services run", settings.slot.c_str(),
                     services.services().size());

@@ -26,7 +26,8 @@ bool haveVersions(const MCInfo& controller) {
 }
 
 bool haveSameVersions(const MCInfo& own, const MCInfo& partner) {
-  const bool noCpld = *orEmpty(partner.getCpldVersion()) == '\0';
+  const bool noCpld =
+      *orEmpty(partner.getCpldVersion()) == '\0' || *orEmpty(own.getCpldVersion()) == '\0';
   return haveVersions(own) && haveVersions(partner) &&
          isSame(own.getMcVersion(), partner.getMcVersion()) &&
          isSame(own.getBundleVersion(), partner.getBundleVersion()) &&
@@ -37,19 +38,25 @@ bool haveSameSettings(const Own& own, const PeerRecord& partner) {
   return !own.record.digest.empty() && own.record.digest == partner.digest;
 }
 
-app::ActionFacts actionFacts(const PeerRecord& one, const PeerRecord& other, char letter) {
-  return {.mine = one.role,
-          .partner = other.role,
-          .letter = letter,
-          .myTime = one.controller.getLastLoadedTime(),
-          .partnerTime = other.controller.getLastLoadedTime()};
+// Whether one controller gives the other anything, as the update service goes by its actions.
+bool gives(const PeerRecord& giver, char letter, const PeerRecord& taker) {
+  const app::ActionFacts facts = {.mine = giver.role,
+                                  .partner = taker.role,
+                                  .letter = letter,
+                                  .myTime = giver.controller.getLastLoadedTime(),
+                                  .partnerTime = taker.controller.getLastLoadedTime()};
+  const bool firmware =
+      !giver.isUpdateDisabled && !haveSameVersions(giver.controller, taker.controller);
+  const auto decision =
+      firmware ? app::decideFirmwareAction(facts) : app::decideConfigAction(facts);
+  return decision.action == BurnToActive::Push;
 }
 
 }  // namespace
 
 bool areEqual(const Own& own, const PeerRecord& partner) {
   const bool versions =
-      own.isUpdateDisabled || haveSameVersions(own.record.controller, partner.controller);
+      own.record.isUpdateDisabled || haveSameVersions(own.record.controller, partner.controller);
   return versions && haveSameSettings(own, partner);
 }
 
@@ -70,7 +77,9 @@ BurnToActive::SyncRole usableRole(const Own& own, const PeerRecord& partner) {
   const bool forUs =
       isSame(own.record.controller.getControllerSerial(), partner.roleForSerial.c_str()) &&
       own.record.bootId == partner.roleForBoot;
-  return forUs && !isHeld(own, partner) ? partner.role : BurnToActive::Undetermined;
+  const bool byOurRole =
+      partner.partnerRole == BurnToActive::Undetermined || partner.partnerRole == own.record.role;
+  return forUs && byOurRole && !isHeld(own, partner) ? partner.role : BurnToActive::Undetermined;
 }
 
 ResetFacts factsOf(const Own& own, const PeerRecord& partner) {
@@ -102,19 +111,22 @@ bool shouldPair(const Own& own, const PeerRecord& partner) {
 const char* stallOf(const Own& own, const PeerRecord& partner) {
   const bool known = own.record.role != BurnToActive::Undetermined &&
                      usableRole(own, partner) != BurnToActive::Undetermined;
-  if (!known || areEqual(own, partner)) return nullptr;
   const bool versions = haveSameVersions(own.record.controller, partner.controller);
-  if (!versions && !own.isUpdateDisabled) {
-    const auto mine = app::decideFirmwareAction(actionFacts(own.record, partner, 'A')).action;
-    const auto its = app::decideFirmwareAction(actionFacts(partner, own.record, 'B')).action;
-    const bool nobody = mine != BurnToActive::Push && its != BurnToActive::Push;
-    return nobody ? "versions differ, and neither was loaded later: nobody gives its firmware"
-                  : nullptr;
+  if (!own.decides && versions && !areEqual(own, partner)) {
+    return "settings differ, and this release gives none";
   }
-  const auto config = app::decideConfigAction(actionFacts(own.record, partner, 'A')).action;
-  return config == BurnToActive::Merge
+  if (!own.decides || !known || areEqual(own, partner)) return nullptr;
+  const bool mine = gives(own.record, own.letter, partner);
+  const bool its = gives(partner, own.letter == 'A' ? 'B' : 'A', own.record);
+  if (mine != its) return nullptr;
+  if (own.record.isUpdateDisabled != partner.isUpdateDisabled) {
+    return mine ? "firmware update is switched off on one of the two: each gives at once"
+                : "firmware update is switched off on one of the two: nobody gives";
+  }
+  if (mine) return "each gives at once";
+  return versions || own.record.isUpdateDisabled
              ? "settings differ, and both are paired: nobody gives its settings"
-             : nullptr;
+             : "versions differ, and neither was loaded later: nobody gives its firmware";
 }
 
 }  // namespace services::peer

@@ -15,7 +15,8 @@ using app::BurnToActive;
 /// What this controller knows of itself.
 struct Own {
   PeerRecord record;
-  bool isUpdateDisabled = false;  ///< partner firmware update is switched off
+  char letter = 'A';
+  bool decides = true;  ///< its release carries the pairing decisions
 };
 
 /// Whether nothing is left to give: versions and settings are the same. Versions compare as the
@@ -31,7 +32,9 @@ bool areConfirmed(const Own& own, const PeerRecord& partner);
 bool isHeld(const Own& own, const PeerRecord& partner);
 
 /// The partner's role, where it is determined, was worked out for this controller in its present
-/// boot and is not held; else Undetermined, which means "not yet".
+/// boot and is not held; else Undetermined, which means "not yet". Nor does it count while the
+/// partner still decides by another role of this controller than the present one: by two views of
+/// the same moment both could push.
 BurnToActive::SyncRole usableRole(const Own& own, const PeerRecord& partner);
 
 /// What the last reset was made for.
@@ -53,7 +56,8 @@ const char* resetReason(const std::optional<ResetFacts>& before, const ResetFact
 /// Whether this controller should record the partner as paired.
 bool shouldPair(const Own& own, const PeerRecord& partner);
 
-/// Why the two will stay different by the rules of pairing, in words; null when they will not.
+/// Why the two will stay different by the rules of pairing, or push at each other, in words; null
+/// when they will not.
 const char* stallOf(const Own& own, const PeerRecord& partner);
 
 }  // namespace services::peer

@@ -11,6 +11,7 @@
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/sysinfo/nw_NetworkManager.h"
+#include "host/sysinfo/ri_RelInfo.h"
 #include "host/sysinfo/si_Hexadecimal.h"
 #include "host/sysinfo/si_SysInfoManager.h"
 #include "host/sysinfo/si_Transfer.h"
@@ -181,15 +182,18 @@ Own PartnerLink::own() const {
   {
     const std::lock_guard lock(m_mutex);
     own.record.role = app::BurnToActive::getInstance()->getLocalSyncRole();
+    own.record.partnerRole = app::BurnToActive::getInstance()->getPartnerSyncRole();
     if (m_facts) own.record.roleForSerial = m_facts->serial;
     if (m_facts) own.record.roleForBoot = m_facts->bootId;
   }
+  own.letter = SysInfoManager::getManager()->getMCNode();
+  own.decides = relinfo::RelInfo::hasBurnToActive();
   own.record.bootId = m_bootId;
   own.record.digest = settingsDigest();
   const sysinfo::SysInfoReadGuard guard;
   const sysinfo::SysInfo* sysInfo = guard.getObject();
   if (sysInfo == nullptr) return own;
-  own.isUpdateDisabled = sysInfo->getPfuDisabled();
+  own.record.isUpdateDisabled = sysInfo->getPfuDisabled();
   if (sysInfo->getMyMCInfo() != nullptr) own.record.controller = *sysInfo->getMyMCInfo();
   return own;
 }
@@ -199,13 +203,14 @@ void PartnerLink::act(const PeerRecord& partner) {
   m_lastAnswer = utility::TimeMeasure::getTimestamp();
   Own mine = own();
   const bool isNew = !m_partner || textOf(m_partner->controller) != textOf(partner.controller);
-  m_partner = partner;
+  m_partner.emplace(partner);
   if (shouldPair(mine, partner)) {
     // The decisions hold the partner's serial number since the last reset.
     if (!m_facts || m_facts->serial != factsOf(mine, partner).serial) reset(mine, partner);
     app::BurnToActive::getInstance()->pairLocalControllerToPartner();
-    LogInfo("paired with %s", partner.controller.getControllerSerial());
     mine = own();
+    if (!hasPaired(mine.record, partner)) return;  // the store has said why
+    LogInfo("paired with %s", partner.controller.getControllerSerial());
     reset(mine, partner);
   } else if (const char* reason = resetReason(m_facts, factsOf(mine, partner))) {
     LogInfo("partner %s: %s", partner.controller.getControllerSerial(), reason);
@@ -218,16 +223,17 @@ void PartnerLink::act(const PeerRecord& partner) {
 
 // Has all decisions made afresh, for this partner. The order matters: nothing is decided on the
 // partner's old facts, and it is valid only once all that is known of it is in its place.
-void PartnerLink::reset(const Own& own, const PeerRecord& partner) {
+void PartnerLink::reset(Own own, const PeerRecord& partner) {
   auto* decisions = app::BurnToActive::getInstance();
   auto* update = PartnerFirmwareUpdate::getSingleton();
   const sysinfo::MCInfo& controller = partner.controller;
-  const ResetFacts facts = factsOf(own, partner);
   SysInfoManager::getManager()->setValidPartner(false);
   decisions->clearDecisionParameters();
   keepRecord(partner);
   decisions->setCurrentPartnerSN(controller.getControllerSerial());
   decisions->setPartnerCodeloadTimestamp(controller.getLastLoadedTime());
+  own.record.role = decisions->getLocalSyncRole();  // afresh: the partner's counts only beside it
+  const ResetFacts facts = factsOf(own, partner);
   const bool known = facts.role != BurnToActive::Undetermined;
   if (known) decisions->setPartnerSyncRole(facts.role);
   if (known && isComplete(partner)) SysInfoManager::getManager()->setValidPartner(true);
@@ -239,10 +245,11 @@ void PartnerLink::reset(const Own& own, const PeerRecord& partner) {
 
 // Without the partner's role the update service has a slave of the same versions record the
 // midplane. That is right when nothing is left to give; before, it would make a master of a
-// controller that still has to take the other's settings. So it learns no versions till then.
+// controller that still has to take the other's settings. So it learns no versions till then, but
+// in a release without these decisions, which goes by the versions alone.
 void PartnerLink::handOverVersions(PartnerFirmwareUpdate& update, const PeerRecord& partner,
                                    const ResetFacts& facts) {
-  if (facts.held) {
+  if (facts.held || !relinfo::RelInfo::hasBurnToActive()) {
     update.setVersions(partner.controller.getMcVersion(), partner.controller.getBundleVersion());
   } else {
     update.clearVersions();

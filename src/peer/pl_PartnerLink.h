@@ -59,7 +59,7 @@ class PartnerLink : public framework::ActiveService {
   void cycle();
   std::optional<PeerRecord> ask();
   void act(const PeerRecord& partner);
-  void reset(const Own& own, const PeerRecord& partner);
+  void reset(Own own, const PeerRecord& partner);
   static void handOverVersions(app::PartnerFirmwareUpdate& update, const PeerRecord& partner,
                                const ResetFacts& facts);
   static void keepRecord(const PeerRecord& partner);

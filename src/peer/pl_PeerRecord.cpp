@@ -25,7 +25,13 @@ constexpr Extra extras[] = {
     {"RoleForSerial", &PeerRecord::roleForSerial},
     {"RoleForBoot", &PeerRecord::roleForBoot},
 };
-constexpr const char* roleKey = "SyncRole";
+struct RoleKey {
+  const char* key;
+  BurnToActive::SyncRole PeerRecord::*value;
+};
+constexpr RoleKey roleKeys[] = {{"SyncRole", &PeerRecord::role},
+                                {"PartnerRole", &PeerRecord::partnerRole}};
+constexpr const char* disabledKey = "PfuDisabled";
 
 constexpr BurnToActive::SyncRole roles[] = {
     BurnToActive::Undetermined,  BurnToActive::MasterUnpaired, BurnToActive::MasterPaired,
@@ -34,6 +40,15 @@ constexpr BurnToActive::SyncRole roles[] = {
 
 std::string lineOf(const char* key, const std::string& value) {
   return std::string(key) + "=" + value + "\n";
+}
+
+const char* takeRole(BurnToActive::SyncRole& taken, const std::string& value) {
+  for (const auto role : roles) {
+    if (value != strings::StringRepository::toString(role)) continue;
+    taken = role;
+    return nullptr;
+  }
+  return "must be a sync role";
 }
 
 // Takes one value. Answers the rule that it breaks, or null.
@@ -48,13 +63,11 @@ const char* take(PeerRecord& record, const std::string& key, const std::string& 
     if (!sysinfo::serialGrammar.holds(value.c_str())) return sysinfo::serialGrammar.rule;
     record.*extra.value = value;
   }
-  if (key != roleKey) return nullptr;
-  for (const auto role : roles) {
-    if (value != strings::StringRepository::toString(role)) continue;
-    record.role = role;
-    return nullptr;
+  if (key == disabledKey) record.isUpdateDisabled = value == strings::pGStrue;
+  for (const RoleKey& known : roleKeys) {
+    if (key == known.key) return takeRole(record.*known.value, value);
   }
-  return "must be a sync role";
+  return nullptr;
 }
 
 const char* missingIn(const PeerRecord& record) {
@@ -77,7 +90,10 @@ std::string textOf(const sysinfo::MCInfo& controller) {
 std::string textOf(const PeerRecord& record) {
   std::string text = textOf(record.controller);
   for (const Extra& extra : extras) text += lineOf(extra.key, record.*extra.value);
-  return text + lineOf(roleKey, strings::StringRepository::toString(record.role));
+  for (const RoleKey& known : roleKeys) {
+    text += lineOf(known.key, strings::StringRepository::toString(record.*known.value));
+  }
+  return text + lineOf(disabledKey, record.isUpdateDisabled ? strings::pGStrue : strings::pGSfalse);
 }
 
 std::optional<PeerRecord> recordOf(const std::string& text, std::string& failure) {

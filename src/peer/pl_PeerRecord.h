@@ -18,6 +18,9 @@ struct PeerRecord {
   app::BurnToActive::SyncRole role = app::BurnToActive::Undetermined;
   std::string roleForSerial;
   std::string roleForBoot;
+  /// The role of that partner by which it decides at present.
+  app::BurnToActive::SyncRole partnerRole = app::BurnToActive::Undetermined;
+  bool isUpdateDisabled = false;  ///< partner firmware update is switched off
 };
 
 /// The record as text: a line KEY=VALUE for each value there is, the keys of the controller those

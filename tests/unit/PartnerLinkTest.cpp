@@ -133,7 +133,7 @@ class LinkRules : public testing::TestWithParam<RuleRow> {};
 
 TEST_P(LinkRules, Hold) {
   const RuleRow& row = GetParam();
-  Own own{recordWith("SN0000A1", "SN0000B1"), false};
+  Own own{recordWith("SN0000A1", "SN0000B1")};
   own.record.role = BurnToActive::MasterPaired;
   PeerRecord partner = partnerWith("SN0000A1", BurnToActive::SlavePaired);
   row.change(own, partner);
@@ -161,7 +161,7 @@ constexpr RuleRow ruleRows[] = {
      false, true, false},
     {"OtherVersionsButUpdateDisabled",
      [](Own& o, PeerRecord& p) {
-       o.isUpdateDisabled = true;
+       o.record.isUpdateDisabled = true;
        p.controller.setMcVersion("M2");
      },
      true, false, false, true, false},
@@ -182,6 +182,37 @@ constexpr RuleRow ruleRows[] = {
        o.record.controller.setLastLoadedTime("7");
      },
      false, false, false, true, false},
+    {"DisabledThereWhereItsFirmwareWasLoadedLater",
+     [](Own&, PeerRecord& p) {
+       p.role = BurnToActive::MasterPaired;
+       p.controller.setMcVersion("M2");
+       p.controller.setLastLoadedTime("7");
+       p.isUpdateDisabled = true;
+     },
+     false, false, false, true, true},
+    {"EachGives",
+     [](Own& o, PeerRecord& p) {
+       o.record.role = p.partnerRole = BurnToActive::MasterUnpaired;
+       p.role = BurnToActive::MasterPaired;
+       o.record.controller.setLastPairedPartnerSerial("OLD");
+       p.controller.setMcVersion("M2");
+       p.controller.setLastLoadedTime("7");
+       o.record.isUpdateDisabled = true;
+       p.digest = "d2";
+     },
+     false, false, false, true, true},
+    {"NoDecisionsInTheRelease",
+     [](Own& o, PeerRecord& p) {
+       o.decides = false;
+       p.digest = "d2";
+     },
+     false, false, false, true, true},
+    {"DecidedByAnotherRoleOfOurs",
+     [](Own&, PeerRecord& p) {
+       p.partnerRole = BurnToActive::SlaveUnpaired;
+       p.digest = "d2";
+     },
+     false, false, false, false, false},
     {"RoleOfAnEarlierBoot", [](Own&, PeerRecord& p) { p.roleForBoot = "bootA0"; }, true, false,
      false, false, false},
     {"RoleForAnother", [](Own&, PeerRecord& p) { p.roleForSerial = "A2"; }, true, false, false,
@@ -191,7 +222,7 @@ INSTANTIATE_TEST_SUITE_P(All, LinkRules, testing::ValuesIn(ruleRows),
                          [](const auto& row) { return row.param.name; });
 
 TEST(LinkReset, IsMadeForEachFactOnce) {
-  const Own own{recordWith("SN0000A1", "SN0000B1"), false};
+  const Own own{recordWith("SN0000A1", "SN0000B1")};
   const ResetFacts before = factsOf(own, partnerWith("SN0000A1", BurnToActive::SlavePaired));
   const struct {
     const char* name;

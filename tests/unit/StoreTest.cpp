@@ -123,6 +123,20 @@ TEST_F(StoreFile, ChangesNothingWhereTheDiskIsFull) {
   EXPECT_TRUE(store.replace({"system"}, second)) << "as soon as there is room";
 }
 
+// Somebody holds the file over the start: what it says is not known, and not written over.
+TEST_F(StoreFile, WritesNothingOverAFileThatCouldNotBeOpened) {
+  ASSERT_TRUE(open().replace({"system"}, second));
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+  Store store = open();
+  sqlite3_close(other);
+  EXPECT_EQ((store.rows()[{"system", "x"}]), "2") << "as in the good copy";
+  EXPECT_FALSE(store.replace({"system"}, first));
+  EXPECT_FALSE(directory.has("system.db.damaged-1"));
+  EXPECT_EQ((open().rows()[{"system", "x"}]), "2");
+}
+
 // Takes the events of the store.
 class Listener : public framework::Service {
  public:
@@ -184,8 +198,10 @@ class Information : public testing::Test {
   }
   // As the next start would find it.
   void reopen(char node = 'A') {
+    framework::EventManager::instance().stop();
     manager.unload();
     manager.open(config, node);
+    framework::EventManager::instance().start({&listener});
   }
   static std::string textOf(const char* key) { return findValue(key).value_or(Value{}).text; }
 
@@ -259,6 +275,34 @@ TEST_F(Information, StoresUsersAndTellsTheTwoKindsOfTheirChanges) {
   EXPECT_EQ(users.numUsers(strings::tGSreadAccess), 0);
 }
 
+// A change whose event the process did not live to deliver is made up for by the next one.
+TEST_F(Information, TellsAtTheNextStartWhatWasNotTold) {
+  auto& events = framework::EventManager::instance();
+  const auto restart = [&] {
+    reopen();
+    manager.tellUntold();
+  };
+  events.stop();
+  EXPECT_EQ(user::UserManager::getManager()->addUser(user::User("zoe")), "");
+  restart();
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged snmp"}));
+  EXPECT_TRUE(test::eventually([] { return textOf("SnmpChanged") == "false"; }));
+  events.stop();
+  EXPECT_EQ(changeValues({{"SnmpTrap1V4Address", "10.0.0.1"}}), "");
+  restart();
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged snmp"}));
+  EXPECT_TRUE(test::eventually([] { return textOf("SnmpChanged") == "false"; }));
+  EXPECT_EQ(user::UserManager::getManager()->deleteUser("zoe"), "");
+  EXPECT_EQ(listener.next(1), Events({"userAccessChanged zoe deleted"}));
+  EXPECT_TRUE(test::eventually([&] {
+    return manager.store()->rows().size() > 0 &&
+           !manager.store()->rows().contains({"untold", "Users"});
+  }));
+  restart();
+  EXPECT_EQ(changeValues({{"EmailSender", "x"}}), "");
+  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged"})) << "all was told";
+}
+
 TEST_F(Information, KeepsWhatAReaderSeededAndTextsThatOthersRead) {
   {
     const SysInfoReadGuard reader;
@@ -294,7 +338,10 @@ TEST_F(Information, FollowsItsControllerIntoTheOtherSlot) {
             "");
   EXPECT_FALSE(relinfo::RelInfo::hasBurnToActive());
   reopen('B');
+  EXPECT_EQ(changeValues({{"EmailSender", "x"}}), "");
+  reopen('B');
   EXPECT_EQ(textOf("A.ControllerSerial"), "PARTNER");
+  EXPECT_EQ(textOf("B.ControllerSerial"), "");
   EXPECT_EQ(textOf("B.MacAddress"), "00:c0:ff:00:00:0a");
   EXPECT_EQ(textOf("component.controller_b_0.CpldRevision"), "C7");
   EXPECT_FALSE(relinfo::RelInfo::hasBurnToActive());

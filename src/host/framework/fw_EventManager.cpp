@@ -66,14 +66,21 @@ void EventManager::start(std::vector<Service*> services) {
 }
 
 void EventManager::stop() {
+  std::deque<Event> dropped;  // let go without the lock: their data may act
   {
     const std::lock_guard lock(m_mutex);
     m_delivering = false;
-    m_queue.clear();
+    dropped.swap(m_queue);
   }
+  dropped.clear();
   if (!m_thread.joinable()) return;
   m_thread.request_stop();
   m_thread.join();
+}
+
+bool EventManager::isDelivering() {
+  const std::lock_guard lock(m_mutex);
+  return m_delivering;
 }
 
 void EventManager::deliverAll(const std::stop_token& stop) {

@@ -36,6 +36,8 @@ class EventManager {
   void start(std::vector<Service*> services);
   /// Ends delivery: the handler that runs is finished, what is still queued is dropped.
   void stop();
+  /// Whether events are delivered: not any more for the data of what stop() drops.
+  bool isDelivering();
 
  private:
   struct Event {

@@ -22,7 +22,7 @@ constexpr const char* migrations[] = {
     "CREATE TABLE digest (one INTEGER PRIMARY KEY CHECK (one = 1), sha256 TEXT NOT NULL) STRICT;",
 };
 
-constexpr int busyMilliseconds = 5000;  // another program may look into the file
+constexpr int busyMilliseconds = 2000;  // another program may look into the file
 
 // One prepared statement.
 class Statement {
@@ -53,16 +53,6 @@ class Statement {
   int m_bound = 0;
 };
 
-// The first column of the first row; nothing when there is no row or the query fails.
-std::string firstText(sqlite3* database, const char* query) {
-  Statement statement(database, query);
-  return statement.step() == SQLITE_ROW ? statement.text(0) : std::string();
-}
-
-bool isDamage(int code) {
-  return (code & 0xFF) == SQLITE_NOTADB || (code & 0xFF) == SQLITE_CORRUPT;
-}
-
 }  // namespace
 
 void Database::Close::operator()(sqlite3* database) const { sqlite3_close(database); }
@@ -83,31 +73,55 @@ Database::Database(const std::string& path) {
   m_database.reset();
 }
 
+// What a failed call says of the file: damage, or trouble that may pass.
+Database::State Database::failure() {
+  const int code = sqlite3_errcode(m_database.get()) & 0xFF;
+  if (m_error.empty()) m_error = sqlite3_errmsg(m_database.get());
+  const bool damage = code == SQLITE_NOTADB || code == SQLITE_CORRUPT || code == SQLITE_ERROR;
+  return damage ? State::Damaged : State::Failed;
+}
+
 Database::State Database::verify() {
-  const bool readable = run("PRAGMA journal_mode = DELETE") && run("PRAGMA synchronous = EXTRA") &&
-                        run("PRAGMA cell_size_check = ON") &&
-                        run("SELECT count(*) FROM sqlite_schema");
-  if (!readable) {
-    return isDamage(sqlite3_errcode(m_database.get())) ? State::Damaged : State::Failed;
-  }
-  const std::string check = firstText(m_database.get(), "PRAGMA integrity_check(1)");
-  if (check != "ok") {
-    m_error = check.empty() ? "" : check;
+  const bool set = run("PRAGMA journal_mode = DELETE") && run("PRAGMA synchronous = EXTRA") &&
+                   run("PRAGMA cell_size_check = ON");
+  // All is read in one transaction, since another program may look in and change the file.
+  if (!set || !run("BEGIN")) return failure();
+  int version = 0;
+  const State state = check(version);
+  if (state != State::Good) return state;
+  if (!run("COMMIT")) return failure();
+  if (version < schemaVersion() && !migrate(version)) return State::Failed;
+  return m_rows.empty() ? State::Empty : State::Good;
+}
+
+Database::State Database::check(int& version) {
+  std::string text;
+  if (!query("PRAGMA integrity_check(1)", text)) return failure();
+  if (text != "ok") {
+    m_error = text;
     return State::Damaged;
   }
-  const int version = std::atoi(firstText(m_database.get(), "PRAGMA user_version").c_str());
+  if (!query("PRAGMA user_version", text)) return failure();
+  version = std::atoi(text.c_str());
   if (version > schemaVersion()) {
-    m_error = "its schema is " + std::to_string(version) + ", known are those to " +
-              std::to_string(schemaVersion());
+    m_error = "its schema is " + text + ", known are those to " + std::to_string(schemaVersion());
     return State::Newer;
   }
-  if (version > 0 && !readRows()) return State::Damaged;
-  if (version > 1 && firstText(m_database.get(), "SELECT sha256 FROM digest") != digestOf(m_rows)) {
+  if (version > 0 && !readRows()) return failure();
+  if (version > 1 && !query("SELECT sha256 FROM digest", text)) return failure();
+  if (version > 1 && text != digestOf(m_rows)) {
     m_error = "its digest does not match its rows";
     return State::Damaged;
   }
-  if (version < schemaVersion() && !migrate(version)) return State::Failed;
-  return m_rows.empty() ? State::Empty : State::Good;
+  return State::Good;
+}
+
+// The first column of the first row. False when the query fails.
+bool Database::query(const char* statement, std::string& text) {
+  Statement prepared(m_database.get(), statement);
+  const int code = prepared.step();
+  text = code == SQLITE_ROW ? prepared.text(0) : "";
+  return code == SQLITE_ROW || code == SQLITE_DONE;
 }
 
 bool Database::readRows() {

@@ -46,7 +46,10 @@ class Database {
   };
 
   State verify();
+  State check(int& version);
+  State failure();
   bool run(const char* statement);
+  bool query(const char* statement, std::string& text);
   bool migrate(int from);
   bool write(const Rows& rows);
   bool readRows();

@@ -87,7 +87,7 @@ Store::Store(const std::string& path, const Rows& initial, Render render)
   const std::string directory = located(path.substr(0, path.rfind('/')));
   ::mkdir(directory.c_str(), 0777);
   const std::lock_guard lock(m_mutex);
-  open(initial);
+  if (!open(initial)) readCopy();
   m_render(m_rows);
 }
 
@@ -122,6 +122,17 @@ bool Store::open(const Rows& initial) {
   return true;
 }
 
+void Store::readCopy() {
+  if (!Path::exists(copyOf(m_path).c_str())) return;
+  const Database copy(located(copyOf(m_path)));
+  if (copy.state() != State::Good) return;
+  m_rows = copy.rows();
+  Logger::StaticLog(LogType::Error,
+                    "system information: as in the last good copy %s; no change is possible until "
+                    "the next start",
+                    copyOf(m_path).c_str());
+}
+
 void Store::keepCopy() {
   if (copyInto(*m_database, copyOf(m_path))) return;
   Logger::StaticLog(LogType::Warning, "system information: the copy %s could not be renewed: %s",
@@ -135,7 +146,11 @@ Rows Store::rows() const {
 
 bool Store::replace(const std::vector<std::string>& scopes, const Rows& rows) {
   const std::lock_guard lock(m_mutex);
-  if (m_database == nullptr && !open(m_rows)) return false;
+  if (m_database == nullptr) {
+    Logger::StaticLog(LogType::Error, "system information: a change was not stored: %s is not open",
+                      m_path.c_str());
+    return false;
+  }
   Rows wanted = m_rows;
   std::erase_if(wanted, [&scopes](const auto& row) {
     return std::ranges::find(scopes, row.first.scope) != scopes.end();

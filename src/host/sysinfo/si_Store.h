@@ -23,8 +23,10 @@ class Store {
   /// Renders the rows after each change, as the last step of it.
   using Render = std::function<void(const Rows& rows)>;
 
-  /// Opens the file, whose directory is made when it is missing. When no file can be had the store
-  /// says so in an error line and lives in memory alone.
+  /// Opens the file, whose directory is made when it is missing. When it cannot be opened the store
+  /// says so in an error line, answers the rows of the good copy where there is one, and refuses
+  /// every change until the next start: what the file holds is not known, so it is not written
+  /// over.
   Store(const std::string& path, const Rows& initial, Render render);
 
   /// What is stored now.
@@ -36,6 +38,7 @@ class Store {
 
  private:
   bool open(const Rows& initial);
+  void readCopy();
   void keepCopy();
 
   const std::string m_path;

@@ -177,6 +177,23 @@ void SysInfoManager::open(const framework::Config& config, char node) {
   take(rows, node);
 }
 
+void SysInfoManager::tellUntold() {
+  std::unique_ptr<SysInfo> news;
+  const bool users = m_store != nullptr && m_store->rows().contains(untoldPlace);
+  {
+    const SysInfoWriteGuard guard;
+    SysInfo* sysInfo = guard.getObject();
+    if (sysInfo == nullptr) return;
+    const bool known = sysInfo->getSnmpChanged() || sysInfo->getSmisChanged();
+    if (known) news = std::make_unique<SysInfo>(*sysInfo);
+    // A changed user stands in the same file as the SNMP settings.
+    if (users) sysInfo->setSnmpChanged(true);
+    if (users && known) news->setSnmpChanged(true);
+  }
+  if (users) m_store->replace({untoldPlace.scope}, {});
+  if (news != nullptr) raiseChange(std::move(news));
+}
+
 void SysInfoManager::load(const framework::Config& config, char node) {
   m_store.reset();
   take(firstRows(config, node), node);
@@ -189,7 +206,10 @@ void SysInfoManager::unload() {
 }
 
 void SysInfoManager::take(Rows rows, char node) {
-  std::erase_if(rows, [](const auto& row) { return row.first.scope.starts_with(userScope); });
+  std::erase_if(rows, [](const auto& row) {  // the user manager's
+    return row.first.scope.starts_with(userScope) || row.first == untoldPlace;
+  });
+  const Rows stored = rows;
   followSlot(rows, node);
   SysInfo fresh;
   std::string refused;
@@ -204,7 +224,7 @@ void SysInfoManager::take(Rows rows, char node) {
   m_others = othersOf(rows);
   m_node = node;
   m_validPartner = false;
-  m_committed = m_store == nullptr ? currentRows() : rows;
+  m_committed = m_store == nullptr ? currentRows() : stored;
   publish(m_others);
   commit(news);
   m_loaded = true;

@@ -46,6 +46,9 @@ class SysInfoManager {
   /// Opens the store "<configuration directory>/sysinfo/system.db" and takes what it holds. A new
   /// store begins with the table [sysinfo] of the configuration. Call before services are built.
   void open(const framework::Config& config, char node);
+  /// Raises sysInfoChanged where a changed flag is set, or a change of users was not told: an
+  /// earlier process ended before its services had acted. Call once events are delivered.
+  void tellUntold();
   /// Takes the table [sysinfo] alone, in memory.
   void load(const framework::Config& config, char node);
   /// Forgets the information and closes the store.

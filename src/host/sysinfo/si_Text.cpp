@@ -30,7 +30,8 @@ std::atomic<std::uint64_t> changeCount = 0;
 Text::Text(const char* text) : m_text(Memory::StaticAllocString(text)) {}
 
 Text& Text::operator=(const Text& other) {
-  if (this != &other) set(other.get());
+  if (this == &other) return *this;
+  Memory::StaticFreeString(m_text.exchange(Memory::StaticAllocString(other.get())));
   return *this;
 }
 

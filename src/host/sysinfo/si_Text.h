@@ -8,6 +8,7 @@ namespace services::sysinfo {
 
 /// An owned text or null. While the store is held for reading one thread may set a text that others
 /// read: what they may still see is retired, not freed, until the store is next held exclusively.
+/// Assignment frees at once: it is for records that nobody else sees, and under the write guard.
 class Text {
  public:
   Text() = default;

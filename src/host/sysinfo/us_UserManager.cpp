@@ -51,10 +51,6 @@ bool concernsAccess(const User& before, const User& after) {
          textOf(before, "Interfaces") != textOf(after, "Interfaces");
 }
 
-void raise(stringtoken event, const User& user) {
-  framework::EventManager::instance().raise(event, std::make_shared<const User>(user));
-}
-
 std::string refusalOf(const User& user) {
   if (!sysinfo::userNameGrammar.holds(user.getNameString())) return sysinfo::userNameGrammar.rule;
   for (const auto& field : userFields()) {
@@ -140,11 +136,39 @@ std::string UserManager::deleteUser(const std::string& name) {
   return failure;
 }
 
+// The event's record says when the last handler has returned.
+void UserManager::raise(stringtoken event, const User& user) {
+  const auto finish = [this](const User* handed) {
+    const std::unique_ptr<const User> owned(handed);
+    if (framework::EventManager::instance().isDelivering()) told();
+  };
+  {
+    const std::lock_guard lock(m_mutex);
+    ++m_untold;
+  }
+  const std::shared_ptr<const User> record(new User(user), finish);
+  const auto untyped = std::shared_ptr<const void>(record);
+  if (framework::EventManager::instance().raise(event, untyped)) return;
+  const std::lock_guard lock(m_mutex);
+  ++m_untold;  // for good: the mark stays
+}
+
+// The mark goes with the last change that was under way.
+void UserManager::told() {
+  {
+    const std::lock_guard lock(m_mutex);
+    if (--m_untold > 0) return;
+  }
+  sysinfo::Store* store = SysInfoManager::getManager()->store();
+  if (store != nullptr) store->replace({sysinfo::untoldPlace.scope}, {});
+}
+
 // Stores the record in place of that of the name, null to take it out, and puts it in force.
 std::string UserManager::replace(const std::string& name, const Record& record) {
   sysinfo::Store* store = SysInfoManager::getManager()->store();
-  const Rows rows = record == nullptr ? Rows() : rowsOf(*record);
-  if (store != nullptr && !store->replace({scopeOf(name)}, rows)) {
+  Rows rows = record == nullptr ? Rows() : rowsOf(*record);
+  rows[sysinfo::untoldPlace] = strings::pGStrue;
+  if (store != nullptr && !store->replace({scopeOf(name), sysinfo::untoldPlace.scope}, rows)) {
     return "the change could not be stored; the log says why";
   }
   const std::lock_guard lock(m_mutex);
@@ -168,6 +192,7 @@ void UserManager::load(const Rows& rows) {
   }
   const std::lock_guard lock(m_mutex);
   m_users.assign(users.begin(), users.end());
+  m_untold = 0;
 }
 
 }  // namespace services::user

@@ -38,7 +38,8 @@ class UserManager {
   ///
   /// userAccessChanged is raised by an addition, a removal (with the record marked deleted), and a
   /// change of Interfaces or Password: what the daemons that log users in must learn. userChanged
-  /// is raised by any other change.
+  /// is raised by any other change. A change that the process did not live to tell is made up for
+  /// at the next start (see SysInfoManager::tellUntold()).
   std::string addUser(const User& user);
   std::string changeUser(const User& user);
   std::string deleteUser(const std::string& name);
@@ -51,12 +52,15 @@ class UserManager {
   using Record = std::shared_ptr<const User>;
 
   Record find(const std::string& name) const;
+  void raise(strings::stringtoken event, const User& user);
+  void told();
   std::string replace(const std::string& name, const Record& record);
 
   mutable std::mutex m_mutex;
   std::mutex m_changing;  // one change at a time; taken before m_mutex and the store's lock
   std::vector<Record> m_users;
   std::vector<Record> m_held;  // what readers have taken, once for each taking
+  int m_untold = 0;            // changes whose event has not been handled to the end
 };
 
 }  // namespace services::user
