@@ -1,14 +1,12 @@
 // The manifests under kill -9 at any moment: no listed file is lost and no line is torn.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <csignal>
 #include <random>
 #include <set>
 
 #include "app/app_AppFileLogger.h"
+#include "support/Killed.h"
 #include "support/SysInfoSetting.h"
 #include "support/Temporary.h"
 
@@ -36,27 +34,9 @@ void consume(const test::Temporary& directory) {
   const std::string path = directory.path("");
   for (int number = first;; ++number) {
     if (logger.addLogFileToArchive(fileOf(number).c_str(), path.c_str(), fileSize) != 0) ::_exit(1);
-    if (::write(said, &number, sizeof number) != sizeof number) ::_exit(1);
+    test::say(said, number);
     if (number % 7 == 0 && directory.has(manifest)) consume(directory);
   }
-}
-
-// Lets a child list files from `first` on, kills it after `microseconds`, and answers the last
-// number that it said.
-int listAndKill(const test::Temporary& directory, int first, unsigned int microseconds) {
-  std::array<int, 2> ends{};
-  EXPECT_EQ(::pipe(ends.data()), 0);
-  const pid_t child = ::fork();
-  if (child == 0) listFiles(directory, first, ends[1]);
-  ::close(ends[1]);
-  int last = first - 1;
-  EXPECT_EQ(::read(ends[0], &last, sizeof last), ssize_t(sizeof last)) << "the child lists none";
-  ::usleep(microseconds);
-  ::kill(child, SIGKILL);
-  ::waitpid(child, nullptr, 0);
-  for (int number = 0; ::read(ends[0], &number, sizeof number) == sizeof number;) last = number;
-  ::close(ends[0]);
-  return last;
 }
 
 TEST(ArchiveKill, LosesAndTearsNothing) {
@@ -69,7 +49,8 @@ TEST(ArchiveKill, LosesAndTearsNothing) {
   std::minstd_rand random(1);
   int last = 0;
   for (int kills = 0; kills < 100; ++kills) {
-    last = listAndKill(directory, last + 1, static_cast<unsigned int>(random() % 3000));
+    const auto moment = static_cast<unsigned int>(random() % 3000);
+    last = test::runAndKill(last, moment, [&](int end) { listFiles(directory, last + 1, end); });
   }
   std::set<std::string> listed;
   for (const char* file : {archived, manifest, working}) {

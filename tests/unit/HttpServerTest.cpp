@@ -336,7 +336,7 @@ TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
   EXPECT_GE(served, 100);
   EXPECT_TRUE(test::eventually([&] { return countOf("/proc/self/fd") == descriptors; }));
   server.reset();
-  EXPECT_EQ(countOf("/proc/self/task"), threads);
+  EXPECT_TRUE(test::eventually([&] { return countOf("/proc/self/task") == threads; }));
 }
 
 TEST_F(WebServing, FaultsOfTheTableAreFoundWithTheirLine) {

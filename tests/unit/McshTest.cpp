@@ -213,12 +213,16 @@ TEST_F(Mcsh, AsksForSecretsWithoutEcho) {
   EXPECT_EQ(terminal.m_before, "\r\n");
   terminal.type("hush \"\n", "[bob][K=hush \"][L=v]");
   EXPECT_EQ(terminal.m_before, "\r\n");
+  terminal.type("", "\nmc> ");
   terminal.type("sysinfo set K@ -\n", "K: ");
   terminal.type("hush\n", "K again: ");
   terminal.type("\x03push\n", "K: the two differ\r\n");
+  terminal.type("", "mc> ");  // keys typed before are not yet the prompt's
   terminal.type("memory output shown\n", "memory output shown");
   terminal.type("", "[shown]");
-  terminal.type("\x04", "\n");
+  terminal.type("", "\nmc> ");
+  terminal.type("serv\t", "ices");  // so that an end of input is a key like any other
+  terminal.type("\x15\x04", "\n");
   EXPECT_EQ(terminal.exitStatus(), 0);
 }
 

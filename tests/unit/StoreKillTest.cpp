@@ -1,14 +1,12 @@
 // The store under kill -9 at any moment: nothing committed is lost, nothing half is seen.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <csignal>
 #include <random>
 
 #include "host/framework/fw_Logger.h"
 #include "host/sysinfo/si_Store.h"
+#include "support/Killed.h"
 #include "support/Temporary.h"
 
 namespace services::sysinfo {
@@ -32,26 +30,8 @@ Rows rowsOf(int number) {
   Store store(path, rowsOf(0), [](const Rows&) {});
   for (int number = first;; ++number) {
     if (!store.replace({"system", "user u"}, rowsOf(number))) ::_exit(1);
-    if (::write(said, &number, sizeof number) != sizeof number) ::_exit(1);
+    test::say(said, number);
   }
-}
-
-// Lets a child change the store from `first` on, kills it `microseconds` after its first change,
-// and answers the last number that it said.
-int changeAndKill(const std::string& path, int first, unsigned int microseconds) {
-  std::array<int, 2> ends{};
-  EXPECT_EQ(::pipe(ends.data()), 0);
-  const pid_t child = ::fork();
-  if (child == 0) change(path, first, ends[1]);
-  ::close(ends[1]);
-  int last = first - 1;
-  EXPECT_EQ(::read(ends[0], &last, sizeof last), ssize_t(sizeof last)) << "nothing is committed";
-  ::usleep(microseconds);
-  ::kill(child, SIGKILL);
-  ::waitpid(child, nullptr, 0);
-  for (int number = 0; ::read(ends[0], &number, sizeof number) == sizeof number;) last = number;
-  ::close(ends[0]);
-  return last;
 }
 
 TEST(StoreKill, LosesNothingAndShowsNothingHalf) {
@@ -60,8 +40,9 @@ TEST(StoreKill, LosesNothingAndShowsNothingHalf) {
   std::mt19937 random(20261123);
   int committed = 0;
   for (int kill = 0; kill < kills; ++kill) {
+    const auto moment = static_cast<unsigned int>(random() % 25000);
     const int said =
-        changeAndKill(path, committed + 1, static_cast<unsigned int>(random() % 25000));
+        test::runAndKill(committed, moment, [&](int end) { change(path, committed + 1, end); });
     const Database found(path);
     ASSERT_EQ(found.state(), Database::State::Good) << found.error();
     const int seen = std::stoi(found.rows().begin()->second);

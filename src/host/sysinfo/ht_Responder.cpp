@@ -3,6 +3,8 @@
 
 #include <httplib.h>
 
+#include <string_view>
+
 #include "host/framework/fw_Guarded.h"
 #include "host/sysinfo/ht_ClientStream.h"
 
@@ -48,6 +50,27 @@ void answerPage(httplib::Response& response, const Responder::Page& page) {
 
 }  // namespace
 
+// A request of the host's own, whose response goes nowhere.
+class OwnRequest : public httplib::Stream {
+ public:
+  bool is_readable() const override { return true; }
+  bool is_writable() const override { return true; }
+  ssize_t read(char* data, std::size_t size) override {
+    const std::size_t count = m_left.copy(data, size);
+    m_left.remove_prefix(count);
+    return static_cast<ssize_t>(count);
+  }
+  ssize_t write(const char* /*data*/, std::size_t size) override {
+    return static_cast<ssize_t>(size);
+  }
+  void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
+  void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
+  socket_t socket() const override { return -1; }
+
+ private:
+  std::string_view m_left = "GET /none HTTP/1.1\r\nHost: mc\r\n\r\n";
+};
+
 // The library's reading of requests and writing of responses, without its sockets and threads.
 class Responder::Protocol : public httplib::Server {
  public:
@@ -85,7 +108,12 @@ class Responder::Protocol : public httplib::Server {
   const Page m_page;
 };
 
-Responder::Responder(Page page) : m_protocol(std::make_unique<Protocol>(std::move(page))) {}
+// The library makes its tables of methods and texts at its first request: here, before there are
+// threads that could meet over them.
+Responder::Responder(Page page) : m_protocol(std::make_unique<Protocol>(std::move(page))) {
+  OwnRequest first;
+  m_protocol->converse(first);
+}
 
 Responder::~Responder() = default;
 
