@@ -138,7 +138,7 @@ int Process::getStateTime() const {
 
 void Process::startScan() {
   const std::lock_guard lock(m_mutex);
-  for (ProcessInstance& instance : m_instances) instance.seen = false;
+  for (unsigned int i = 0; i < m_instanceCount; ++i) m_instances[i].seen = false;
 }
 
 void Process::addInstance(int pid) {
