@@ -302,6 +302,7 @@ TEST_F(WebServing, OwnCertificateIsMadeOnceAndKept) {
 }
 
 TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
+  std::thread([] {}).join();  // a sanitizer has a thread of its own from the first one on
   const std::size_t threads = countOf("/proc/self/task");
   serve();
   const std::size_t descriptors = countOf("/proc/self/fd");
@@ -336,7 +337,7 @@ TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
   EXPECT_GE(served, 100);
   EXPECT_TRUE(test::eventually([&] { return countOf("/proc/self/fd") == descriptors; }));
   server.reset();
-  EXPECT_TRUE(test::eventually([&] { return countOf("/proc/self/task") == threads; }));
+  EXPECT_TRUE(test::eventually([&] { return countOf("/proc/self/task") <= threads; }));
 }
 
 TEST_F(WebServing, FaultsOfTheTableAreFoundWithTheirLine) {
