@@ -26,7 +26,8 @@ void takeFields(const std::string& scope, const Rows& rows, std::span<const Fiel
     const auto row = rows.find({scope, field.key});
     const bool holds = row != rows.end() && field.grammar->holds(row->second.c_str());
     if (row != rows.end() && !holds) {
-      refused += scope + "." + field.key + " " + field.grammar->rule + "\n";
+      if (!refused.empty()) refused += "; ";
+      refused += scope + "." + field.key + " " + field.grammar->rule;
     }
     if (row == rows.end() || holds) field.set(record, holds ? row->second.c_str() : nullptr);
   }

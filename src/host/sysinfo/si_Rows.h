@@ -30,7 +30,8 @@ class SysInfo;
 Rows rowsOf(const SysInfo& sysInfo);
 
 /// Sets what the rows say; fields without a row get their initial values, controllers without one
-/// stay unknown. Adds a line to `refused` for each row that breaks its grammar and leaves it out.
+/// stay unknown. Leaves out each row that breaks its grammar and adds its place and rule to
+/// `refused`, with "; " between them.
 void takeRows(const Rows& rows, SysInfo& sysInfo, std::string& refused);
 
 }  // namespace services::sysinfo

@@ -74,11 +74,6 @@ std::optional<Value> findValue(const std::string& key) {
   return place ? std::optional(valueOf(*place, "")) : std::nullopt;
 }
 
-bool isSecretKey(const std::string& key) {
-  const auto place = placeOf(key);
-  return place && grammarAt(*place)->secret;
-}
-
 std::string changeValues(const std::vector<std::pair<std::string, std::string>>& changes) {
   for (const auto& [key, value] : changes) {
     if (std::string refusal = refusalOf(key, value); !refusal.empty()) return refusal;

@@ -19,14 +19,11 @@ struct Value {
 // stands before it (A.ControllerSerial), of the release "release." (release.HasBurnToActive), of a
 // component's CPLD revision "component.NAME.CpldRevision".
 
-/// All values, in the order in which they are shown. Any thread may call these three.
+/// All values, in the order in which they are shown. Any thread may call these.
 std::vector<Value> listValues();
 
 /// The value of a key, its text empty when it is null; nothing when there is no such key.
 std::optional<Value> findValue(const std::string& key);
-
-/// Whether the key's value is a secret; false when there is no such key.
-bool isSecretKey(const std::string& key);
 
 /// Sets several values in one durable change; an empty text gives the initial value. The answer is
 /// empty, or one line that names the key and its rule, and then nothing was changed.
