@@ -9,7 +9,6 @@
 namespace services::peer {
 
 using app::BurnToActive;
-using sysinfo::Grammar;
 
 namespace {
 

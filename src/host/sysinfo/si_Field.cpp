@@ -50,7 +50,7 @@ std::uint64_t macOf(const char* text) {
    [](auto& r, const char* v) { r.set##name(macOf(v)); }},
 #define MC_TEXT(name, initial, grammar)                                         \
   {#name, &grammar##Grammar, [](auto& r) { return textOrNone(r.get##name()); }, \
-   [](auto& r, const char* v) { r.set##name(v == nullptr ? initial : v); }},
+   [](auto& r, const char* v) { r.set##name(v == nullptr ? (initial) : v); }},
 
 constexpr Field<SysInfo> settings[] = {MC_SETTING_FIELDS(MC_FLAG, MC_ADDRESS, MC_TEXT)};
 constexpr Field<MCInfo> controller[] = {MC_CONTROLLER_FIELDS(MC_ADDRESS, MC_MAC, MC_TEXT)};

@@ -52,7 +52,8 @@ std::unique_ptr<Database> openUsable(const std::string& path) {
   const std::string aside = setAside(path, state == State::Newer ? "newer" : "damaged");
   Logger::StaticLog(LogType::Error, "system information: %s cannot be used (%s): kept as %s",
                     path.c_str(), cause.c_str(), aside.empty() ? "it is" : aside.c_str());
-  return aside.empty() ? nullptr : std::make_unique<Database>(located(path));
+  if (aside.empty()) return nullptr;
+  return std::make_unique<Database>(located(path));
 }
 
 // Writes a complete copy of the database to `path`, in place of what is there.
