@@ -1,15 +1,10 @@
-// The operator's commands over the management interfaces.
-#include "ops/op_InterfaceCommands.h"
-
-#include <array>
+// The operator's commands over the management interfaces: "interface list" and "interface up|down".
 #include <cstring>
 
 #include "app/app_InterfaceManager.h"
-#include "host/framework/fw_CommandHandler.h"
-#include "host/framework/fw_Console.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_Shell.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/sysinfo/si_SysInfoManager.h"
 
@@ -20,31 +15,11 @@ namespace {
 using app::Carrier;
 using app::InterfaceManager;
 using app::ManagementInterface;
-using framework::CommandHandler;
+using framework::commandOf;
 using framework::Console;
 using framework::Ok;
 using framework::Refused;
-using strings::stringtoken;
 using utility::Arguments;
-
-framework::Service* BuildInterfaceCommands(const char* name) { return new InterfaceCommands(name); }
-const framework::ServiceFactory pFactoryInterfaceCommands(BuildInterfaceCommands,
-                                                          "InterfaceCommands");
-
-constexpr std::array<stringtoken, 2> listPath = {strings::tGSinterface, strings::tGSlist};
-const CommandHandler::commanddata listData = {
-    "InterfaceList", "interface list: list the management interfaces and whether they are up.\n",
-    "interface list\n", listPath.size(), listPath.data()};
-
-constexpr std::array<stringtoken, 2> upPath = {strings::tGSinterface, strings::tGSup};
-const CommandHandler::commanddata upData = {
-    "InterfaceUp", "interface up: switch a management interface on until the next start.\n",
-    "interface up NAME\n", upPath.size(), upPath.data()};
-
-constexpr std::array<stringtoken, 2> downPath = {strings::tGSinterface, strings::tGSdown};
-const CommandHandler::commanddata downData = {
-    "InterfaceDown", "interface down: switch a management interface off until the next start.\n",
-    "interface down NAME\n", downPath.size(), downPath.data()};
 
 const char* nameOf(const ManagementInterface& interface) {
   return strings::StringRepository::toString(interface.name);
@@ -57,9 +32,7 @@ InterfaceManager::Interfaces memberOf(const ManagementInterface& interface) {
 const char* stateText(bool up) { return up ? "up" : "down"; }
 
 const InterfaceManager* managerOrReply(Console& console) {
-  const InterfaceManager* manager = InterfaceManager::getSingleton();
-  if (manager == nullptr) console.reply(Refused, "no interface service runs in this host\n");
-  return manager;
+  return framework::runningOrReply<InterfaceManager>(console, "interface service");
 }
 
 // By text, so that what is typed makes no token.
@@ -119,34 +92,41 @@ void switchInterface(Console& console, const ManagementInterface& interface, boo
   }
 }
 
-framework::FunctionCommand::Function switching(bool up) {
-  return [up](Console& console, const Arguments& arguments) {
-    if (arguments.ArgCount() != 1) return 0;
-    const InterfaceManager* manager = managerOrReply(console);
-    if (manager == nullptr) return 1;
-    const ManagementInterface* interface = findOrReply(console, arguments.ArgValue(0));
-    if (interface == nullptr) return 1;
-    if (manager->managing(memberOf(*interface))) {
-      switchInterface(console, *interface, up);
-    } else {
-      console.reply(Refused, "%s is not managed in this host's configuration\n",
-                    nameOf(*interface));
-    }
-    return 1;
-  };
+template <bool up>
+int switchTo(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() != 1) return 0;
+  const InterfaceManager* manager = managerOrReply(console);
+  if (manager == nullptr) return 1;
+  const ManagementInterface* interface = findOrReply(console, arguments.ArgValue(0));
+  if (interface == nullptr) return 1;
+  if (manager->managing(memberOf(*interface))) {
+    switchInterface(console, *interface, up);
+  } else {
+    console.reply(Refused, "%s is not managed in this host's configuration\n", nameOf(*interface));
+  }
+  return 1;
 }
 
-const framework::ServiceInfo info = {strings::tGSInterfaceCommands, strings::tGSInterfaceCommands,
-                                     strings::tGSoperatorClass};
+constexpr framework::TableCommand commands[] = {
+    {list, commandOf<strings::tGSinterface, strings::tGSlist>(
+               "InterfaceList",
+               "interface list: list the management interfaces and whether they are up.\n",
+               "interface list\n")},
+    {switchTo<true>,
+     commandOf<strings::tGSinterface, strings::tGSup>(
+         "InterfaceUp", "interface up: switch a management interface on until the next start.\n",
+         "interface up NAME\n")},
+    {switchTo<false>,
+     commandOf<strings::tGSinterface, strings::tGSdown>(
+         "InterfaceDown",
+         "interface down: switch a management interface off until the next start.\n",
+         "interface down NAME\n")},
+};
+
+using InterfaceCommands =
+    framework::CommandTable<strings::tGSInterfaceCommands, strings::tGSoperatorClass, commands>;
+const framework::ServiceFactory factory(InterfaceCommands::build, "InterfaceCommands");
 
 }  // namespace
-
-const framework::ServiceInfo* InterfaceCommands::serviceInfo() const { return &info; }
-
-void InterfaceCommands::initializeCommands(framework::Shell& shell) {
-  shell.registerCommand(new framework::FunctionCommand(listData, list));
-  shell.registerCommand(new framework::FunctionCommand(upData, switching(true)));
-  shell.registerCommand(new framework::FunctionCommand(downData, switching(false)));
-}
 
 }  // namespace services::ops

@@ -1,6 +1,5 @@
-// The operator's commands over the pairing of the controllers.
-#include "ops/op_PairingCommands.h"
-
+// The operator's commands over the pairing of the controllers: "pairing show", which shows what was
+// decided and decides nothing, and "pairing explain", which applies the rules to what is typed.
 #include <algorithm>
 #include <array>
 #include <map>
@@ -9,11 +8,9 @@
 
 #include "app/app_BurnToActive.h"
 #include "app/app_SyncRules.h"
-#include "host/framework/fw_CommandHandler.h"
-#include "host/framework/fw_Console.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_Shell.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/sysinfo/si_Grammar.h"
 #include "host/sysinfo/si_SysInfoManager.h"
@@ -23,37 +20,13 @@ namespace services::ops {
 namespace {
 
 using app::BurnToActive;
-using framework::CommandHandler;
+using framework::commandOf;
 using framework::Console;
 using framework::Ok;
 using strings::StringRepository;
 using strings::stringtoken;
 using sysinfo::MCInfo;
 using utility::Arguments;
-
-framework::Service* BuildPairingCommands(const char* name) { return new PairingCommands(name); }
-const framework::ServiceFactory pFactoryPairingCommands(BuildPairingCommands, "PairingCommands");
-
-constexpr std::array<stringtoken, 2> showPath = {strings::tGSpairing, strings::tGSshow};
-const CommandHandler::commanddata showData = {
-    "PairingShow", "pairing show: show roles, actions, the rules behind them, and the records.\n",
-    "pairing show\n", showPath.size(), showPath.data()};
-
-constexpr std::array<stringtoken, 3> rolePath = {strings::tGSpairing, strings::tGSexplain,
-                                                 strings::tGSrole};
-const CommandHandler::commanddata roleData = {
-    "PairingExplainRole", "pairing explain role: the role that these serial numbers give.\n",
-    "pairing explain role --midplane S [--last-midplane S] [--partner S] [--last-partner S]\n",
-    rolePath.size(), rolePath.data()};
-
-constexpr std::array<stringtoken, 3> actionPath = {strings::tGSpairing, strings::tGSexplain,
-                                                   strings::tGSaction};
-const CommandHandler::commanddata actionData = {
-    "PairingExplainAction", "pairing explain action: the actions that these roles give.\n",
-    "pairing explain action --local ROLE --partner ROLE --letter A|B [--local-time T] "
-    "[--partner-time T]; ROLE is Undetermined, MasterUnpaired, MasterPaired, SlaveUnpaired or "
-    "SlavePaired, T digits\n",
-    actionPath.size(), actionPath.data()};
 
 std::string textOf(const char* text) { return text == nullptr ? "" : text; }
 
@@ -209,17 +182,28 @@ int explainAction(Console& console, const Arguments& arguments) {
   return 1;
 }
 
-const framework::ServiceInfo info = {strings::tGSPairingCommands, strings::tGSPairingCommands,
-                                     strings::tGSoperatorClass};
+constexpr framework::TableCommand commands[] = {
+    {show, commandOf<strings::tGSpairing, strings::tGSshow>(
+               "PairingShow",
+               "pairing show: show roles, actions, the rules behind them, and the records.\n",
+               "pairing show\n")},
+    {explainRole,
+     commandOf<strings::tGSpairing, strings::tGSexplain, strings::tGSrole>(
+         "PairingExplainRole", "pairing explain role: the role that these serial numbers give.\n",
+         "pairing explain role --midplane S [--last-midplane S] [--partner S] [--last-partner "
+         "S]\n")},
+    {explainAction,
+     commandOf<strings::tGSpairing, strings::tGSexplain, strings::tGSaction>(
+         "PairingExplainAction", "pairing explain action: the actions that these roles give.\n",
+         "pairing explain action --local ROLE --partner ROLE --letter A|B [--local-time T] "
+         "[--partner-time T]; ROLE is Undetermined, MasterUnpaired, MasterPaired, SlaveUnpaired or "
+         "SlavePaired, T digits\n")},
+};
+
+using PairingCommands =
+    framework::CommandTable<strings::tGSPairingCommands, strings::tGSoperatorClass, commands>;
+const framework::ServiceFactory factory(PairingCommands::build, "PairingCommands");
 
 }  // namespace
-
-const framework::ServiceInfo* PairingCommands::serviceInfo() const { return &info; }
-
-void PairingCommands::initializeCommands(framework::Shell& shell) {
-  shell.registerCommand(new framework::FunctionCommand(showData, show));
-  shell.registerCommand(new framework::FunctionCommand(roleData, explainRole));
-  shell.registerCommand(new framework::FunctionCommand(actionData, explainAction));
-}
 
 }  // namespace services::ops

@@ -1,32 +1,19 @@
-// The operator's commands over the network paths to the partner.
-#include "ops/op_PathCommands.h"
-
+// The operator's command over the network paths to the partner: "path show".
 #include <array>
 #include <string>
 
 #include "app/app_NetTracker.h"
-#include "host/framework/fw_CommandHandler.h"
-#include "host/framework/fw_Console.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_Shell.h"
 #include "host/sysinfo/nw_NetworkManager.h"
 
 namespace services::ops {
 
 namespace {
 
-using framework::CommandHandler;
+using framework::commandOf;
 using framework::Console;
-using strings::stringtoken;
-
-framework::Service* BuildPathCommands(const char* name) { return new PathCommands(name); }
-const framework::ServiceFactory pFactoryPathCommands(BuildPathCommands, "PathCommands");
-
-constexpr std::array<stringtoken, 2> showPath = {strings::tGSpath, strings::tGSshow};
-const CommandHandler::commanddata showData = {"PathShow",
-                                              "path show: show the network paths to the partner.\n",
-                                              "path show\n", showPath.size(), showPath.data()};
 
 // The address of a host name, empty where the hosts table lacks it.
 std::string addressOf(const char* hostName) {
@@ -45,11 +32,8 @@ std::string followed(const std::string& partner, const std::string& outer,
 
 int show(Console& console, const utility::Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
-  const app::NetTracker* tracker = app::NetTracker::getSingleton();
-  if (tracker == nullptr) {
-    console.reply(framework::Refused, "no path tracker runs in this host\n");
-    return 1;
-  }
+  const auto* tracker = framework::runningOrReply<app::NetTracker>(console, "path tracker");
+  if (tracker == nullptr) return 1;
   const std::string outer = addressOf("othermcouter");
   const std::string inner = addressOf("othermcinner");
   const std::string partner = addressOf("othermc");
@@ -61,15 +45,15 @@ int show(Console& console, const utility::Arguments& arguments) {
   return 1;
 }
 
-const framework::ServiceInfo info = {strings::tGSPathCommands, strings::tGSPathCommands,
-                                     strings::tGSoperatorClass};
+constexpr framework::TableCommand commands[] = {
+    {show, commandOf<strings::tGSpath, strings::tGSshow>(
+               "PathShow", "path show: show the network paths to the partner.\n", "path show\n")},
+};
+
+using PathCommands =
+    framework::CommandTable<strings::tGSPathCommands, strings::tGSoperatorClass, commands>;
+const framework::ServiceFactory factory(PathCommands::build, "PathCommands");
 
 }  // namespace
-
-const framework::ServiceInfo* PathCommands::serviceInfo() const { return &info; }
-
-void PathCommands::initializeCommands(framework::Shell& shell) {
-  shell.registerCommand(new framework::FunctionCommand(showData, show));
-}
 
 }  // namespace services::ops

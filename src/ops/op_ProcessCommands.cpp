@@ -1,6 +1,5 @@
-// The operator's commands over the process supervision.
-#include "ops/op_ProcessCommands.h"
-
+// The operator's commands over the process supervision: "process list" and "process
+// start|stop|restart|suspend|resume|explain NAME".
 #include <array>
 #include <cstring>
 #include <optional>
@@ -8,11 +7,9 @@
 
 #include "app/app_AppManager.h"
 #include "app/app_Claim.h"
-#include "host/framework/fw_CommandHandler.h"
-#include "host/framework/fw_Console.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_Shell.h"
 #include "host/framework/st_StringRepository.h"
 
 namespace services::ops {
@@ -22,50 +19,12 @@ namespace {
 using app::AppManager;
 using app::Claim;
 using app::Process;
-using framework::CommandHandler;
+using framework::commandOf;
 using framework::Console;
 using framework::Ok;
 using framework::Refused;
 using strings::stringtoken;
 using utility::Arguments;
-
-framework::Service* BuildProcessCommands(const char* name) { return new ProcessCommands(name); }
-const framework::ServiceFactory pFactoryProcessCommands(BuildProcessCommands, "ProcessCommands");
-
-constexpr std::array<stringtoken, 2> listPath = {strings::tGSprocess, strings::tGSlist};
-const CommandHandler::commanddata listData = {"ProcessList",
-                                              "process list: list the supervised daemons.\n",
-                                              "process list\n", listPath.size(), listPath.data()};
-
-constexpr std::array<stringtoken, 2> startPath = {strings::tGSprocess, strings::tGSstart};
-const CommandHandler::commanddata startData = {
-    "ProcessStart", "process start: run a daemon's init script to start it.\n",
-    "process start NAME\n", startPath.size(), startPath.data()};
-
-constexpr std::array<stringtoken, 2> stopPath = {strings::tGSprocess, strings::tGSstop};
-const CommandHandler::commanddata stopData = {
-    "ProcessStop", "process stop: run a daemon's init script to stop it.\n", "process stop NAME\n",
-    stopPath.size(), stopPath.data()};
-
-constexpr std::array<stringtoken, 2> restartPath = {strings::tGSprocess, strings::tGSrestart};
-const CommandHandler::commanddata restartData = {
-    "ProcessRestart", "process restart: run a daemon's init script to restart it.\n",
-    "process restart NAME\n", restartPath.size(), restartPath.data()};
-
-constexpr std::array<stringtoken, 2> suspendPath = {strings::tGSprocess, strings::tGSsuspend};
-const CommandHandler::commanddata suspendData = {
-    "ProcessSuspend", "process suspend: leave a daemon down once it is down.\n",
-    "process suspend NAME\n", suspendPath.size(), suspendPath.data()};
-
-constexpr std::array<stringtoken, 2> resumePath = {strings::tGSprocess, strings::tGSresume};
-const CommandHandler::commanddata resumeData = {
-    "ProcessResume", "process resume: start a daemon again when it is down.\n",
-    "process resume NAME\n", resumePath.size(), resumePath.data()};
-
-constexpr std::array<stringtoken, 2> explainPath = {strings::tGSprocess, strings::tGSexplain};
-const CommandHandler::commanddata explainData = {
-    "ProcessExplain", "process explain: show which processes are taken for a daemon, and why.\n",
-    "process explain NAME\n", explainPath.size(), explainPath.data()};
 
 std::vector<std::string> rowOf(const Claim& process) {
   std::array<char, 512> pids{};
@@ -85,9 +44,7 @@ std::optional<stringtoken> findDaemon(const AppManager& manager, const char* nam
 }
 
 const AppManager* managerOrReply(Console& console) {
-  const AppManager* manager = AppManager::getSingleton();
-  if (manager == nullptr) console.reply(Refused, "no process supervision runs in this host\n");
-  return manager;
+  return framework::runningOrReply<AppManager>(console, "process supervision");
 }
 
 int list(Console& console, const Arguments& arguments) {
@@ -144,42 +101,58 @@ int explain(Console& console, const Arguments& arguments) {
   });
 }
 
-framework::FunctionCommand::Function issuing(const char* action, Operation operation) {
-  return [action, operation](Console& console, const Arguments& arguments) {
-    return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
-      control(console, action, name, operation(daemon));
-    });
-  };
+int issue(Console& console, const Arguments& arguments, const char* action, Operation operation) {
+  return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
+    control(console, action, name, operation(daemon));
+  });
 }
 
-framework::FunctionCommand::Function suspending(bool suspend) {
-  return [suspend](Console& console, const Arguments& arguments) {
-    return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
-      AppManager::setProcessSuspend(daemon, suspend);
-      console.reply(Ok, "%s %s\n", name, suspend ? "suspended" : "resumed");
-    });
-  };
+int start(Console& console, const Arguments& arguments) {
+  return issue(console, arguments, "start", AppManager::startProcess);
 }
 
-const framework::ServiceInfo info = {strings::tGSProcessCommands, strings::tGSProcessCommands,
-                                     strings::tGSoperatorClass};
+int restart(Console& console, const Arguments& arguments) {
+  return issue(console, arguments, "restart", AppManager::restartProcess);
+}
+
+template <bool suspended>
+int setSuspend(Console& console, const Arguments& arguments) {
+  return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
+    AppManager::setProcessSuspend(daemon, suspended);
+    console.reply(Ok, "%s %s\n", name, suspended ? "suspended" : "resumed");
+  });
+}
+
+constexpr framework::TableCommand commands[] = {
+    {list, commandOf<strings::tGSprocess, strings::tGSlist>(
+               "ProcessList", "process list: list the supervised daemons.\n", "process list\n")},
+    {start, commandOf<strings::tGSprocess, strings::tGSstart>(
+                "ProcessStart", "process start: run a daemon's init script to start it.\n",
+                "process start NAME\n")},
+    {stop, commandOf<strings::tGSprocess, strings::tGSstop>(
+               "ProcessStop", "process stop: run a daemon's init script to stop it.\n",
+               "process stop NAME\n")},
+    {restart, commandOf<strings::tGSprocess, strings::tGSrestart>(
+                  "ProcessRestart", "process restart: run a daemon's init script to restart it.\n",
+                  "process restart NAME\n")},
+    {setSuspend<true>,
+     commandOf<strings::tGSprocess, strings::tGSsuspend>(
+         "ProcessSuspend", "process suspend: leave a daemon down once it is down.\n",
+         "process suspend NAME\n")},
+    {setSuspend<false>,
+     commandOf<strings::tGSprocess, strings::tGSresume>(
+         "ProcessResume", "process resume: start a daemon again when it is down.\n",
+         "process resume NAME\n")},
+    {explain, commandOf<strings::tGSprocess, strings::tGSexplain>(
+                  "ProcessExplain",
+                  "process explain: show which processes are taken for a daemon, and why.\n",
+                  "process explain NAME\n")},
+};
+
+using ProcessCommands =
+    framework::CommandTable<strings::tGSProcessCommands, strings::tGSoperatorClass, commands>;
+const framework::ServiceFactory factory(ProcessCommands::build, "ProcessCommands");
 
 }  // namespace
-
-const framework::ServiceInfo* ProcessCommands::serviceInfo() const { return &info; }
-
-void ProcessCommands::initializeCommands(framework::Shell& shell) {
-  const auto add = [&shell](const CommandHandler::commanddata& data,
-                            framework::FunctionCommand::Function function) {
-    shell.registerCommand(new framework::FunctionCommand(data, std::move(function)));
-  };
-  add(listData, list);
-  add(startData, issuing("start", AppManager::startProcess));
-  add(stopData, stop);
-  add(restartData, issuing("restart", AppManager::restartProcess));
-  add(suspendData, suspending(true));
-  add(resumeData, suspending(false));
-  add(explainData, explain);
-}
 
 }  // namespace services::ops

@@ -1,43 +1,19 @@
-// The operator's commands over the system information.
-#include "ops/op_SysInfoCommands.h"
-
-#include <array>
-
-#include "host/framework/fw_CommandHandler.h"
-#include "host/framework/fw_Console.h"
+// The operator's commands over the system information: "sysinfo show|get|set". No secret is ever in
+// a reply.
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_Shell.h"
 #include "host/sysinfo/si_Values.h"
 
 namespace services::ops {
 
 namespace {
 
-using framework::CommandHandler;
+using framework::commandOf;
 using framework::Console;
 using framework::Ok;
 using framework::Refused;
-using strings::stringtoken;
 using utility::Arguments;
-
-framework::Service* BuildSysInfoCommands(const char* name) { return new SysInfoCommands(name); }
-const framework::ServiceFactory pFactorySysInfoCommands(BuildSysInfoCommands, "SysInfoCommands");
-
-constexpr std::array<stringtoken, 2> showPath = {strings::tGSsysinfo, strings::tGSshow};
-const CommandHandler::commanddata showData = {
-    "SysInfoShow", "sysinfo show: list the values of the system information.\n", "sysinfo show\n",
-    showPath.size(), showPath.data()};
-
-constexpr std::array<stringtoken, 2> getPath = {strings::tGSsysinfo, strings::tGSget};
-const CommandHandler::commanddata getData = {"SysInfoGet",
-                                             "sysinfo get: show one value that is no secret.\n",
-                                             "sysinfo get KEY\n", getPath.size(), getPath.data()};
-
-constexpr std::array<stringtoken, 2> setPath = {strings::tGSsysinfo, strings::tGSset};
-const CommandHandler::commanddata setData = {
-    "SysInfoSet", "sysinfo set: change values, all in one; an empty one gives the initial value.\n",
-    "sysinfo set KEY VALUE [KEY VALUE]...\n", setPath.size(), setPath.data()};
 
 int show(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
@@ -78,17 +54,23 @@ int set(Console& console, const Arguments& arguments) {
   return 1;
 }
 
-const framework::ServiceInfo info = {strings::tGSSysInfoCommands, strings::tGSSysInfoCommands,
-                                     strings::tGSoperatorClass};
+constexpr framework::TableCommand commands[] = {
+    {show, commandOf<strings::tGSsysinfo, strings::tGSshow>(
+               "SysInfoShow", "sysinfo show: list the values of the system information.\n",
+               "sysinfo show\n")},
+    {get,
+     commandOf<strings::tGSsysinfo, strings::tGSget>(
+         "SysInfoGet", "sysinfo get: show one value that is no secret.\n", "sysinfo get KEY\n")},
+    {set, commandOf<strings::tGSsysinfo, strings::tGSset>(
+              "SysInfoSet",
+              "sysinfo set: change values, all in one; an empty one gives the initial value.\n",
+              "sysinfo set KEY VALUE [KEY VALUE]...\n")},
+};
+
+using SysInfoCommands =
+    framework::CommandTable<strings::tGSSysInfoCommands, strings::tGSoperatorClass, commands>;
+const framework::ServiceFactory factory(SysInfoCommands::build, "SysInfoCommands");
 
 }  // namespace
-
-const framework::ServiceInfo* SysInfoCommands::serviceInfo() const { return &info; }
-
-void SysInfoCommands::initializeCommands(framework::Shell& shell) {
-  shell.registerCommand(new framework::FunctionCommand(showData, show));
-  shell.registerCommand(new framework::FunctionCommand(getData, get));
-  shell.registerCommand(new framework::FunctionCommand(setData, set));
-}
 
 }  // namespace services::ops

@@ -1,51 +1,22 @@
-// The operator's commands over the users.
-#include "ops/op_UserCommands.h"
-
-#include <array>
+// The operator's commands over the users: "user list|add|set|delete". No secret is ever in a reply.
 #include <vector>
 
-#include "host/framework/fw_CommandHandler.h"
-#include "host/framework/fw_Console.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_Shell.h"
 #include "host/sysinfo/us_UserManager.h"
 
 namespace services::ops {
 
 namespace {
 
-using framework::CommandHandler;
+using framework::commandOf;
 using framework::Console;
 using framework::Ok;
 using framework::Refused;
-using strings::stringtoken;
 using user::User;
 using user::UserManager;
 using utility::Arguments;
-
-framework::Service* BuildUserCommands(const char* name) { return new UserCommands(name); }
-const framework::ServiceFactory pFactoryUserCommands(BuildUserCommands, "UserCommands");
-
-constexpr std::array<stringtoken, 2> listPath = {strings::tGSuser, strings::tGSlist};
-const CommandHandler::commanddata listData = {
-    "UserList", "user list: list the users of the management interfaces.\n", "user list\n",
-    listPath.size(), listPath.data()};
-
-constexpr std::array<stringtoken, 2> addPath = {strings::tGSuser, strings::tGSadd};
-const CommandHandler::commanddata addData = {"UserAdd", "user add: add a user.\n",
-                                             "user add NAME [KEY=VALUE]...\n", addPath.size(),
-                                             addPath.data()};
-
-constexpr std::array<stringtoken, 2> setPath = {strings::tGSuser, strings::tGSset};
-const CommandHandler::commanddata setData = {
-    "UserSet", "user set: change a user; an empty value gives the initial one.\n",
-    "user set NAME KEY=VALUE...\n", setPath.size(), setPath.data()};
-
-constexpr std::array<stringtoken, 2> deletePath = {strings::tGSuser, strings::tGSdelete};
-const CommandHandler::commanddata deleteData = {"UserDelete", "user delete: take a user out.\n",
-                                                "user delete NAME\n", deletePath.size(),
-                                                deletePath.data()};
 
 // Attributes as they are typed.
 using Attributes = std::vector<std::pair<std::string, std::string>>;
@@ -153,18 +124,23 @@ int erase(Console& console, const Arguments& arguments) {
   return answer(console, UserManager::getManager()->deleteUser(name), name, "deleted");
 }
 
-const framework::ServiceInfo info = {strings::tGSUserCommands, strings::tGSUserCommands,
-                                     strings::tGSoperatorClass};
+constexpr framework::TableCommand commands[] = {
+    {list,
+     commandOf<strings::tGSuser, strings::tGSlist>(
+         "UserList", "user list: list the users of the management interfaces.\n", "user list\n")},
+    {add, commandOf<strings::tGSuser, strings::tGSadd>("UserAdd", "user add: add a user.\n",
+                                                       "user add NAME [KEY=VALUE]...\n")},
+    {set, commandOf<strings::tGSuser, strings::tGSset>(
+              "UserSet", "user set: change a user; an empty value gives the initial one.\n",
+              "user set NAME KEY=VALUE...\n")},
+    {erase, commandOf<strings::tGSuser, strings::tGSdelete>(
+                "UserDelete", "user delete: take a user out.\n", "user delete NAME\n")},
+};
+
+using UserCommands =
+    framework::CommandTable<strings::tGSUserCommands, strings::tGSoperatorClass, commands>;
+const framework::ServiceFactory factory(UserCommands::build, "UserCommands");
 
 }  // namespace
-
-const framework::ServiceInfo* UserCommands::serviceInfo() const { return &info; }
-
-void UserCommands::initializeCommands(framework::Shell& shell) {
-  shell.registerCommand(new framework::FunctionCommand(listData, list));
-  shell.registerCommand(new framework::FunctionCommand(addData, add));
-  shell.registerCommand(new framework::FunctionCommand(setData, set));
-  shell.registerCommand(new framework::FunctionCommand(deleteData, erase));
-}
 
 }  // namespace services::ops

@@ -1,13 +1,7 @@
 // The operator's command on the partner link.
-#include "peer/pl_PartnerCommands.h"
-
-#include <array>
-
-#include "host/framework/fw_CommandHandler.h"
-#include "host/framework/fw_Console.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_Shell.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/sysinfo/si_Field.h"
 #include "peer/pl_PartnerLink.h"
@@ -16,17 +10,9 @@ namespace services::peer {
 
 namespace {
 
-using framework::CommandHandler;
+using framework::commandOf;
 using framework::Console;
 using strings::StringRepository;
-
-framework::Service* BuildPartnerCommands(const char* name) { return new PartnerCommands(name); }
-const framework::ServiceFactory pFactoryPartnerCommands(BuildPartnerCommands, "PartnerCommands");
-
-constexpr std::array<strings::stringtoken, 2> showPath = {strings::tGSpartner, strings::tGSshow};
-const CommandHandler::commanddata showData = {
-    "PartnerShow", "partner show: what the link knows of both controllers.\n", "partner show\n",
-    showPath.size(), showPath.data()};
 
 // Both controllers side by side, a line a value.
 framework::TableRows tableOf(const PartnerLink::Standing& now) {
@@ -44,11 +30,8 @@ framework::TableRows tableOf(const PartnerLink::Standing& now) {
 
 int show(Console& console, const utility::Arguments& arguments) {
   if (arguments.ArgCount() != 0) return 0;
-  const PartnerLink* link = PartnerLink::getSingleton();
-  if (link == nullptr) {
-    console.reply(framework::Refused, "no partner link runs in this host\n");
-    return 1;
-  }
+  const auto* link = framework::runningOrReply<PartnerLink>(console, "partner link");
+  if (link == nullptr) return 1;
   const auto now = link->standing();
   if (!now.isThere) {
     console.reply(framework::Ok, "the partner is silent: %s\n",
@@ -64,15 +47,16 @@ int show(Console& console, const utility::Arguments& arguments) {
   return 1;
 }
 
-const framework::ServiceInfo info = {strings::tGSPartnerCommands, strings::tGSPartnerCommands,
-                                     strings::tGSpeerClass};
+constexpr framework::TableCommand commands[] = {
+    {show, commandOf<strings::tGSpartner, strings::tGSshow>(
+               "PartnerShow", "partner show: what the link knows of both controllers.\n",
+               "partner show\n")},
+};
+
+using PartnerCommands =
+    framework::CommandTable<strings::tGSPartnerCommands, strings::tGSpeerClass, commands>;
+const framework::ServiceFactory factory(PartnerCommands::build, "PartnerCommands");
 
 }  // namespace
-
-const framework::ServiceInfo* PartnerCommands::serviceInfo() const { return &info; }
-
-void PartnerCommands::initializeCommands(framework::Shell& shell) {
-  shell.registerCommand(new framework::FunctionCommand(showData, show));
-}
 
 }  // namespace services::peer

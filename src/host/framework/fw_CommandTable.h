@@ -1,0 +1,60 @@
+// A plug-in's console commands, written as a table.
+#pragma once
+
+#include <array>
+
+#include "host/framework/fw_CommandBundle.h"
+#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_Console.h"
+#include "host/framework/fw_Shell.h"
+
+namespace framework {
+
+/// A row of a table: what does a command, and its texts.
+struct TableCommand {
+  /// Answers like CommandHandler::execute().
+  int (*run)(Console& console, const utility::Arguments& arguments);
+  CommandHandler::commanddata data;
+};
+
+template <strings::stringtoken... words>
+inline constexpr std::array<strings::stringtoken, sizeof...(words)> pathOf = {words...};
+
+/// The texts of the command that these words make.
+template <strings::stringtoken... words>
+constexpr CommandHandler::commanddata commandOf(const char* name, const char* help,
+                                                const char* usage) {
+  return {name, help, usage, sizeof...(words), pathOf<words...>.data()};
+}
+
+/// The service of this name and class whose commands are those of `table`, an array of
+/// TableCommand that lives as long as the program.
+template <strings::stringtoken name, strings::stringtoken serviceClass, const auto& table>
+class CommandTable : public CommandBundle {
+ public:
+  using CommandBundle::CommandBundle;
+
+  /// What the service's factory takes.
+  static Service* build(const char* instanceName) { return new CommandTable(instanceName); }
+
+  const ServiceInfo* serviceInfo() const override { return &m_info; }
+  void initializeCommands(Shell& shell) override {
+    for (const TableCommand& row : table) {
+      shell.registerCommand(new FunctionCommand(row.data, row.run));
+    }
+  }
+
+ private:
+  static constexpr ServiceInfo m_info = {name, name, serviceClass};
+};
+
+/// The service of this class that runs in the host; where none does, the command replies that
+/// `what` does not run, and the answer is null.
+template <typename Service>
+auto* runningOrReply(Console& console, const char* what) {
+  auto* service = Service::getSingleton();
+  if (service == nullptr) console.reply(Refused, "no %s runs in this host\n", what);
+  return service;
+}
+
+}  // namespace framework
