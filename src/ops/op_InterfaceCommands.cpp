@@ -107,7 +107,7 @@ int switchTo(Console& console, const Arguments& arguments) {
   return 1;
 }
 
-constexpr framework::TableCommand commands[] = {
+const std::vector<framework::TableCommand> commands = {
     {list, commandOf<strings::tGSinterface, strings::tGSlist>(
                "InterfaceList",
                "interface list: list the management interfaces and whether they are up.\n",

@@ -68,7 +68,7 @@ int sendManagedLogs(Console& console, const Arguments& arguments) {
   return 1;
 }
 
-constexpr framework::TableCommand commands[] = {
+const std::vector<framework::TableCommand> commands = {
     {sendSimple, commandOf<strings::tGSmail, strings::tGSsimple>(
                      "MailSimple", "mail simple: mail a text through the product's relay.\n",
                      "mail simple TO FROM SUBJECT TEXT\n")},

@@ -182,7 +182,7 @@ int explainAction(Console& console, const Arguments& arguments) {
   return 1;
 }
 
-constexpr framework::TableCommand commands[] = {
+const std::vector<framework::TableCommand> commands = {
     {show, commandOf<strings::tGSpairing, strings::tGSshow>(
                "PairingShow",
                "pairing show: show roles, actions, the rules behind them, and the records.\n",

@@ -45,7 +45,7 @@ int show(Console& console, const utility::Arguments& arguments) {
   return 1;
 }
 
-constexpr framework::TableCommand commands[] = {
+const std::vector<framework::TableCommand> commands = {
     {show, commandOf<strings::tGSpath, strings::tGSshow>(
                "PathShow", "path show: show the network paths to the partner.\n", "path show\n")},
 };

@@ -123,7 +123,7 @@ int setSuspend(Console& console, const Arguments& arguments) {
   });
 }
 
-constexpr framework::TableCommand commands[] = {
+const std::vector<framework::TableCommand> commands = {
     {list, commandOf<strings::tGSprocess, strings::tGSlist>(
                "ProcessList", "process list: list the supervised daemons.\n", "process list\n")},
     {start, commandOf<strings::tGSprocess, strings::tGSstart>(

@@ -54,7 +54,7 @@ int set(Console& console, const Arguments& arguments) {
   return 1;
 }
 
-constexpr framework::TableCommand commands[] = {
+const std::vector<framework::TableCommand> commands = {
     {show, commandOf<strings::tGSsysinfo, strings::tGSshow>(
                "SysInfoShow", "sysinfo show: list the values of the system information.\n",
                "sysinfo show\n")},

@@ -1,6 +1,4 @@
 // The operator's commands over the users: "user list|add|set|delete". No secret is ever in a reply.
-#include <vector>
-
 #include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_ServiceFactory.h"
@@ -124,7 +122,7 @@ int erase(Console& console, const Arguments& arguments) {
   return answer(console, UserManager::getManager()->deleteUser(name), name, "deleted");
 }
 
-constexpr framework::TableCommand commands[] = {
+const std::vector<framework::TableCommand> commands = {
     {list,
      commandOf<strings::tGSuser, strings::tGSlist>(
          "UserList", "user list: list the users of the management interfaces.\n", "user list\n")},

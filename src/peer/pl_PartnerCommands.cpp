@@ -47,7 +47,7 @@ int show(Console& console, const utility::Arguments& arguments) {
   return 1;
 }
 
-constexpr framework::TableCommand commands[] = {
+const std::vector<framework::TableCommand> commands = {
     {show, commandOf<strings::tGSpartner, strings::tGSshow>(
                "PartnerShow", "partner show: what the link knows of both controllers.\n",
                "partner show\n")},

@@ -15,7 +15,7 @@ class Console;
 /// execute() may run on several at once.
 class CommandHandler : public virtual Item {
  public:
-  /// What a command is made of: a record of whoever defines the command, which outlives it.
+  /// What a command is made of. What it points to outlives the command.
   struct commanddata {
     const char* name;
     const char* help;         ///< one line with its line end, shown by "help"
@@ -42,7 +42,7 @@ class CommandHandler : public virtual Item {
   const commanddata& data() const { return m_data; }
 
  private:
-  const commanddata& m_data;
+  commanddata m_data;
 };
 
 /// A command that is a function.

@@ -1,7 +1,8 @@
-// A plug-in's console commands, written as a table.
+// Console commands, written as a table.
 #pragma once
 
 #include <array>
+#include <vector>
 
 #include "host/framework/fw_CommandBundle.h"
 #include "host/framework/fw_CommandHandler.h"
@@ -12,8 +13,7 @@ namespace framework {
 
 /// A row of a table: what does a command, and its texts.
 struct TableCommand {
-  /// Answers like CommandHandler::execute().
-  int (*run)(Console& console, const utility::Arguments& arguments);
+  FunctionCommand::Function run;
   CommandHandler::commanddata data;
 };
 
@@ -27,9 +27,15 @@ constexpr CommandHandler::commanddata commandOf(const char* name, const char* he
   return {name, help, usage, sizeof...(words), pathOf<words...>.data()};
 }
 
-/// The service of this name and class whose commands are those of `table`, an array of
-/// TableCommand that lives as long as the program.
-template <strings::stringtoken name, strings::stringtoken serviceClass, const auto& table>
+/// Registers the commands of a table.
+inline void registerCommands(Shell& shell, const std::vector<TableCommand>& table) {
+  for (const auto& [run, data] : table) shell.registerCommand(new FunctionCommand(data, run));
+}
+
+/// The service of this name and class whose commands are those of `table`, which lives as
+/// long as the program.
+template <strings::stringtoken name, strings::stringtoken serviceClass,
+          const std::vector<TableCommand>& table>
 class CommandTable : public CommandBundle {
  public:
   using CommandBundle::CommandBundle;
@@ -38,11 +44,7 @@ class CommandTable : public CommandBundle {
   static Service* build(const char* instanceName) { return new CommandTable(instanceName); }
 
   const ServiceInfo* serviceInfo() const override { return &m_info; }
-  void initializeCommands(Shell& shell) override {
-    for (const TableCommand& row : table) {
-      shell.registerCommand(new FunctionCommand(row.data, row.run));
-    }
-  }
+  void initializeCommands(Shell& shell) override { registerCommands(shell, table); }
 
  private:
   static constexpr ServiceInfo m_info = {name, name, serviceClass};

@@ -1,31 +1,16 @@
 // Holding the console, so that nobody switches it off in the middle of an operator's work.
 #include "host/framework/fw_ConsoleHold.h"
 
-#include <array>
-
-#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_Console.h"
 #include "host/framework/fw_Container.h"
-#include "host/framework/fw_Shell.h"
 #include "host/framework/st_StringRepository.h"
 
 namespace framework {
 
 namespace {
 
-using strings::stringtoken;
 using utility::Arguments;
-
-constexpr std::array<stringtoken, 2> holdPath = {strings::tGSconsole, strings::tGShold};
-const CommandHandler::commanddata holdData = {
-    "ConsoleHold",
-    "console hold: keep the console from being switched until this client disconnects.\n",
-    "console hold\n", holdPath.size(), holdPath.data()};
-
-constexpr std::array<stringtoken, 2> releasePath = {strings::tGSconsole, strings::tGSrelease};
-const CommandHandler::commanddata releaseData = {
-    "ConsoleRelease", "console release: take a hold back.\n", "console release\n",
-    releasePath.size(), releasePath.data()};
 
 const ServiceInfo info = {strings::tGSConsoleHold, strings::tGSConsoleHold,
                           strings::tGSConsoleHold};
@@ -92,8 +77,17 @@ void ConsoleHold::settle() {
 }
 
 void registerHoldCommands(Shell& shell) {
-  shell.registerCommand(new FunctionCommand(holdData, hold));
-  shell.registerCommand(new FunctionCommand(releaseData, release));
+  registerCommands(shell,
+                   {
+                       {hold, commandOf<strings::tGSconsole, strings::tGShold>(
+                                  "ConsoleHold",
+                                  "console hold: keep the console from being switched until this "
+                                  "client disconnects.\n",
+                                  "console hold\n")},
+                       {release, commandOf<strings::tGSconsole, strings::tGSrelease>(
+                                     "ConsoleRelease", "console release: take a hold back.\n",
+                                     "console release\n")},
+                   });
 }
 
 }  // namespace framework

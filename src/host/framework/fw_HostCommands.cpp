@@ -1,18 +1,16 @@
 // The console commands help, services, information, event and shutdown.
 #include "host/framework/fw_HostCommands.h"
 
-#include <array>
 #include <cstring>
 #include <optional>
 
-#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_Console.h"
 #include "host/framework/fw_ConsoleHold.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_EventManager.h"
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/fw_ServiceHost.h"
-#include "host/framework/fw_Shell.h"
 #include "host/framework/st_StringRepository.h"
 
 namespace framework {
@@ -21,36 +19,6 @@ namespace {
 
 using strings::stringtoken;
 using utility::Arguments;
-
-constexpr std::array<stringtoken, 1> helpPath = {strings::tGShelp};
-const CommandHandler::commanddata helpData = {
-    "Help", "help: list the commands, or those that begin with the words given.\n",
-    "help [WORD...]\n", helpPath.size(), helpPath.data()};
-
-constexpr std::array<stringtoken, 2> helpWordsPath = {strings::tGShelp, strings::tGSwords};
-const CommandHandler::commanddata helpWordsData = {
-    "HelpWords", "help words: list the words of every command, one command a line.\n",
-    "help words\n", helpWordsPath.size(), helpWordsPath.data()};
-
-constexpr std::array<stringtoken, 1> servicesPath = {strings::tGSservices};
-const CommandHandler::commanddata servicesData = {
-    "Services", "services: list the services, their states and their threads.\n", "services\n",
-    servicesPath.size(), servicesPath.data()};
-
-constexpr std::array<stringtoken, 1> informationPath = {strings::tGSinformation};
-const CommandHandler::commanddata informationData = {
-    "Information", "information: show the report of one service or of all.\n",
-    "information [SERVICE]\n", informationPath.size(), informationPath.data()};
-
-constexpr std::array<stringtoken, 2> eventSendPath = {strings::tGSevent, strings::tGSsend};
-const CommandHandler::commanddata eventSendData = {
-    "EventSend", "event send: raise an event, without data or with a text.\n",
-    "event send NAME [TEXT]\n", eventSendPath.size(), eventSendPath.data()};
-
-constexpr std::array<stringtoken, 1> shutdownPath = {strings::tGSshutdown};
-const CommandHandler::commanddata shutdownData = {"Shutdown", "shutdown: stop the host.\n",
-                                                  "shutdown\n", shutdownPath.size(),
-                                                  shutdownPath.data()};
 
 int help(const Shell& shell, Console& console, const Arguments& arguments) {
   const auto commands = shell.commandsFrom(arguments);
@@ -62,7 +30,8 @@ int help(const Shell& shell, Console& console, const Arguments& arguments) {
   return 1;
 }
 
-int helpWords(const Shell& shell, Console& console) {
+int helpWords(const Shell& shell, Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
   for (const CommandHandler* command : shell.commandsFrom(Arguments())) {
     console.output().PutF("%s\n", Shell::pathOf(*command).c_str());
   }
@@ -151,8 +120,8 @@ int eventSend(Console& console, const Arguments& arguments) {
   return 1;
 }
 
-int shutdownHost(Console& console, const Arguments& arguments,
-                 const std::function<void()>& shutdown) {
+int shutdownHost(const std::function<void()>& shutdown, Console& console,
+                 const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
   console.reply(Ok, "shutting down\n");
   console.afterReply(shutdown);
@@ -162,22 +131,31 @@ int shutdownHost(Console& console, const Arguments& arguments,
 }  // namespace
 
 void registerHostCommands(Shell& shell, std::function<void()> shutdown) {
-  const auto add = [&shell](const CommandHandler::commanddata& data,
-                            FunctionCommand::Function function) {
-    shell.registerCommand(new FunctionCommand(data, std::move(function)));
-  };
-  add(helpData, [&shell](Console& console, const Arguments& arguments) {
-    return help(shell, console, arguments);
-  });
-  add(helpWordsData, [&shell](Console& console, const Arguments& arguments) {
-    return arguments.ArgCount() > 0 ? 0 : helpWords(shell, console);
-  });
-  add(servicesData, services);
-  add(informationData, information);
-  add(eventSendData, eventSend);
-  add(shutdownData, [shutdown = std::move(shutdown)](Console& console, const Arguments& arguments) {
-    return shutdownHost(console, arguments, shutdown);
-  });
+  registerCommands(
+      shell,
+      {
+          {std::bind_front(help, std::cref(shell)),
+           commandOf<strings::tGShelp>(
+               "Help", "help: list the commands, or those that begin with the words given.\n",
+               "help [WORD...]\n")},
+          {std::bind_front(helpWords, std::cref(shell)),
+           commandOf<strings::tGShelp, strings::tGSwords>(
+               "HelpWords", "help words: list the words of every command, one command a line.\n",
+               "help words\n")},
+          {services,
+           commandOf<strings::tGSservices>(
+               "Services", "services: list the services, their states and their threads.\n",
+               "services\n")},
+          {information,
+           commandOf<strings::tGSinformation>(
+               "Information", "information: show the report of one service or of all.\n",
+               "information [SERVICE]\n")},
+          {eventSend, commandOf<strings::tGSevent, strings::tGSsend>(
+                          "EventSend", "event send: raise an event, without data or with a text.\n",
+                          "event send NAME [TEXT]\n")},
+          {std::bind_front(shutdownHost, std::move(shutdown)),
+           commandOf<strings::tGSshutdown>("Shutdown", "shutdown: stop the host.\n", "shutdown\n")},
+      });
   registerLogCommands(shell);
   registerRegistryCommands(shell);
   registerHoldCommands(shell);

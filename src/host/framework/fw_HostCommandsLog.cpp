@@ -2,13 +2,12 @@
 #include <algorithm>
 #include <array>
 
-#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_Console.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_DebugFlags.h"
 #include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_Logger.h"
-#include "host/framework/fw_Shell.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
 
@@ -16,31 +15,11 @@ namespace framework {
 
 namespace {
 
-using strings::stringtoken;
 using utility::Arguments;
 using utility::Debug;
 
-constexpr std::array<stringtoken, 2> debugOnPath = {strings::tGSdebug, strings::tGSon};
-const CommandHandler::commanddata debugOnData = {
-    "DebugOn", "debug on: write the debug lines of a service or of a flag.\n", "debug on NAME\n",
-    debugOnPath.size(), debugOnPath.data()};
-
-constexpr std::array<stringtoken, 2> debugOffPath = {strings::tGSdebug, strings::tGSoff};
-const CommandHandler::commanddata debugOffData = {"DebugOff", "debug off: write them no more.\n",
-                                                  "debug off NAME\n", debugOffPath.size(),
-                                                  debugOffPath.data()};
-
-constexpr std::array<stringtoken, 2> debugListPath = {strings::tGSdebug, strings::tGSlist};
-const CommandHandler::commanddata debugListData = {
-    "DebugList", "debug list: list the debug flags.\n", "debug list\n", debugListPath.size(),
-    debugListPath.data()};
-
-constexpr std::array<stringtoken, 2> logLevelPath = {strings::tGSlog, strings::tGSlevel};
-const CommandHandler::commanddata logLevelData = {
-    "LogLevel", "log level: show or set the log's level: error, warning, info or debug.\n",
-    "log level [error|warning|info|debug]\n", logLevelPath.size(), logLevelPath.data()};
-
-int switchFlag(Console& console, const Arguments& arguments, bool on) {
+template <bool on>
+int switchFlag(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() != 1) return 0;
   const char* name = arguments.ArgValue(0);
   const auto names = debugFlagNames();
@@ -91,16 +70,23 @@ int logLevel(Console& console, const Arguments& arguments) {
 }  // namespace
 
 void registerLogCommands(Shell& shell) {
-  shell.registerCommand(
-      new FunctionCommand(debugOnData, [](Console& console, const Arguments& arguments) {
-        return switchFlag(console, arguments, true);
-      }));
-  shell.registerCommand(
-      new FunctionCommand(debugOffData, [](Console& console, const Arguments& arguments) {
-        return switchFlag(console, arguments, false);
-      }));
-  shell.registerCommand(new FunctionCommand(debugListData, listFlags));
-  shell.registerCommand(new FunctionCommand(logLevelData, logLevel));
+  registerCommands(
+      shell,
+      {
+          {switchFlag<true>,
+           commandOf<strings::tGSdebug, strings::tGSon>(
+               "DebugOn", "debug on: write the debug lines of a service or of a flag.\n",
+               "debug on NAME\n")},
+          {switchFlag<false>,
+           commandOf<strings::tGSdebug, strings::tGSoff>(
+               "DebugOff", "debug off: write them no more.\n", "debug off NAME\n")},
+          {listFlags, commandOf<strings::tGSdebug, strings::tGSlist>(
+                          "DebugList", "debug list: list the debug flags.\n", "debug list\n")},
+          {logLevel, commandOf<strings::tGSlog, strings::tGSlevel>(
+                         "LogLevel",
+                         "log level: show or set the log's level: error, warning, info or debug.\n",
+                         "log level [error|warning|info|debug]\n")},
+      });
 }
 
 }  // namespace framework

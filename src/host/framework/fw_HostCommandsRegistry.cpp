@@ -2,14 +2,13 @@
 #include <array>
 
 #include "host/framework/ap_ApplicationService.h"
-#include "host/framework/fw_CommandHandler.h"
+#include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_Console.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_LockManager.h"
 #include "host/framework/fw_ManagedLogs.h"
-#include "host/framework/fw_Shell.h"
 #include "util/ut_TimeMeasure.h"
 
 namespace framework {
@@ -17,40 +16,7 @@ namespace framework {
 namespace {
 
 using services::app::ApplicationService;
-using strings::stringtoken;
 using utility::Arguments;
-
-constexpr std::array<stringtoken, 2> lockTakePath = {strings::tGSlock, strings::tGStake};
-const CommandHandler::commanddata lockTakeData = {
-    "LockTake", "lock take: take a named lock until this client disconnects.\n", "lock take NAME\n",
-    lockTakePath.size(), lockTakePath.data()};
-
-constexpr std::array<stringtoken, 2> lockReleasePath = {strings::tGSlock, strings::tGSrelease};
-const CommandHandler::commanddata lockReleaseData = {
-    "LockRelease", "lock release: give a named lock back.\n", "lock release NAME\n",
-    lockReleasePath.size(), lockReleasePath.data()};
-
-constexpr std::array<stringtoken, 2> lockListPath = {strings::tGSlock, strings::tGSlist};
-const CommandHandler::commanddata lockListData = {
-    "LockList", "lock list: list the locks and the processes that hold them.\n", "lock list\n",
-    lockListPath.size(), lockListPath.data()};
-
-constexpr std::array<stringtoken, 2> portalRegisterPath = {strings::tGSportal,
-                                                           strings::tGSregister};
-const CommandHandler::commanddata portalRegisterData = {
-    "PortalRegister",
-    "portal register: make this client's process a daemon's portal until it disconnects.\n",
-    "portal register NAME\n", portalRegisterPath.size(), portalRegisterPath.data()};
-
-constexpr std::array<stringtoken, 2> portalListPath = {strings::tGSportal, strings::tGSlist};
-const CommandHandler::commanddata portalListData = {
-    "PortalList", "portal list: list the daemons that have a portal, and its process.\n",
-    "portal list\n", portalListPath.size(), portalListPath.data()};
-
-constexpr std::array<stringtoken, 2> managedLogsPath = {strings::tGSmanagedlogs, strings::tGSlist};
-const CommandHandler::commanddata managedLogsData = {
-    "ManagedLogsList", "managedlogs list: list the latest managed-logs reports.\n",
-    "managedlogs list\n", managedLogsPath.size(), managedLogsPath.data()};
 
 // Whether the client may hold something of that name; if not, says why.
 bool mayHold(Console& console, const char* name) {
@@ -105,13 +71,21 @@ int registerPortal(Console& console, const Arguments& arguments) {
   return 1;
 }
 
-int listHolders(Console& console, const Arguments& arguments,
-                const std::vector<std::pair<std::string, int>>& holders) {
-  if (arguments.ArgCount() > 0) return 0;
+int listHolders(Console& console, const std::vector<std::pair<std::string, int>>& holders) {
   TableRows rows = {{"NAME", "PID"}};
   for (const auto& [name, pid] : holders) rows.push_back({name, std::to_string(pid)});
   writeTable(console.output(), rows);
   return 1;
+}
+
+int listLocks(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
+  return listHolders(console, LockManager::getInstance()->list());
+}
+
+int listPortals(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
+  return listHolders(console, ApplicationService::listPortals());
 }
 
 int listReports(Console& console, const Arguments& arguments) {
@@ -129,20 +103,34 @@ int listReports(Console& console, const Arguments& arguments) {
 }  // namespace
 
 void registerRegistryCommands(Shell& shell) {
-  const auto add = [&shell](const CommandHandler::commanddata& data,
-                            FunctionCommand::Function function) {
-    shell.registerCommand(new FunctionCommand(data, std::move(function)));
-  };
-  add(lockTakeData, takeLock);
-  add(lockReleaseData, releaseLock);
-  add(lockListData, [](Console& console, const Arguments& arguments) {
-    return listHolders(console, arguments, LockManager::getInstance()->list());
-  });
-  add(portalRegisterData, registerPortal);
-  add(portalListData, [](Console& console, const Arguments& arguments) {
-    return listHolders(console, arguments, ApplicationService::listPortals());
-  });
-  add(managedLogsData, listReports);
+  registerCommands(
+      shell,
+      {
+          {takeLock,
+           commandOf<strings::tGSlock, strings::tGStake>(
+               "LockTake", "lock take: take a named lock until this client disconnects.\n",
+               "lock take NAME\n")},
+          {releaseLock,
+           commandOf<strings::tGSlock, strings::tGSrelease>(
+               "LockRelease", "lock release: give a named lock back.\n", "lock release NAME\n")},
+          {listLocks,
+           commandOf<strings::tGSlock, strings::tGSlist>(
+               "LockList", "lock list: list the locks and the processes that hold them.\n",
+               "lock list\n")},
+          {registerPortal, commandOf<strings::tGSportal, strings::tGSregister>(
+                               "PortalRegister",
+                               "portal register: make this client's process a daemon's portal "
+                               "until it disconnects.\n",
+                               "portal register NAME\n")},
+          {listPortals,
+           commandOf<strings::tGSportal, strings::tGSlist>(
+               "PortalList", "portal list: list the daemons that have a portal, and its process.\n",
+               "portal list\n")},
+          {listReports,
+           commandOf<strings::tGSmanagedlogs, strings::tGSlist>(
+               "ManagedLogsList", "managedlogs list: list the latest managed-logs reports.\n",
+               "managedlogs list\n")},
+      });
 }
 
 }  // namespace framework
