@@ -134,6 +134,7 @@ void AppManager::killInstance(const Process& process, unsigned int index) const 
              process.getNameString(), index, process.numInstances());
     return;
   }
+  if (!m_scan.isStill(pid, process)) return;  // it ended while commands ran before this one
   LogWarning("%s: %s (%d) is still up, killing it ...", getNameString(), process.getNameString(),
              pid);
   std::array<char, 64> text;

@@ -20,18 +20,30 @@ namespace {
 
 constexpr unsigned int entrySize = 128;
 
-// The error text of a pattern that does not compile; empty for a good one.
-std::string compileError(const std::string& pattern) {
+bool hasBackReference(const std::string& pattern) {
+  for (std::size_t i = 0; i + 1 < pattern.size(); ++i) {
+    if (pattern[i] != '\\') continue;
+    const char escaped = pattern[++i];
+    if (escaped >= '1' && escaped <= '9') return true;
+  }
+  return false;
+}
+
+// What an operator should know of a pattern; empty for a good one.
+std::string complaintOf(const std::string& pattern) {
   const CLocale byteForByte;
   regex_t compiled;
-  const int result = ::regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB);
-  if (result == 0) {
-    ::regfree(&compiled);
-    return "";
+  if (const int result = ::regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB)) {
+    std::array<char, 256> text;
+    ::regerror(result, &compiled, text.data(), text.size());
+    return std::string("the pattern does not compile (") + text.data() +
+           "), the daemon is found by its name";
   }
-  std::array<char, 256> text;
-  ::regerror(result, &compiled, text.data(), text.size());
-  return text.data();
+  const bool matchesNothing = ::regexec(&compiled, "", 0, nullptr, 0) == 0;
+  ::regfree(&compiled);
+  if (matchesNothing) return "the pattern matches an empty text and so may match every process";
+  if (hasBackReference(pattern)) return "the pattern has a back-reference, which can take for ever";
+  return "";
 }
 
 void checkName(const std::string& name, std::vector<framework::PropertyFinding>& findings) {
@@ -67,10 +79,8 @@ void checkDaemonEntry(const char* entry, std::vector<framework::PropertyFinding>
   if (std::strlen(entry) >= entrySize) {
     findings.push_back({false, "\"" + parsed.name + "\": the entry is cut at 127 characters"});
   }
-  const std::string error = parsed.hasPattern ? compileError(parsed.pattern) : "";
-  if (error.empty()) return;
-  findings.push_back({false, "\"" + parsed.name + "\": the pattern does not compile (" + error +
-                                 "), the daemon is found by its name"});
+  const std::string complaint = parsed.hasPattern ? complaintOf(parsed.pattern) : "";
+  if (!complaint.empty()) findings.push_back({false, "\"" + parsed.name + "\": " + complaint});
 }
 
 void checkDaemonList(const utility::StringArray& entries,

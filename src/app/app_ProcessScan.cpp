@@ -36,7 +36,7 @@ void ProcessScan::follow() {
 
 // A file that cannot be read any more is one of a process that is gone: another may have its pid.
 bool ProcessScan::read(Known& known, CommandLine& commandLine) {
-  if (commandLine.read(known.file)) return true;
+  if (known.file.isOpen() && commandLine.read(known.file)) return true;
   known.file = utility::ProcessDirectory::open(known.pid);
   if (!known.file.isOpen()) {
     logOpenFailure();

@@ -119,6 +119,7 @@ void checkAgainstRunning(const framework::ConfigFile& file) {
     std::string text;
     console.takeReply(text);
     std::fputs(text.c_str(), stdout);
+    std::fflush(stdout);
     for (const std::string& warning : warnings) {
       std::fprintf(stderr, "warning: %s: %s\n", name.c_str(), warning.c_str());
     }
@@ -126,17 +127,13 @@ void checkAgainstRunning(const framework::ConfigFile& file) {
 }
 
 // Serves the console and runs the services until the stop is asked for.
-int serve(const framework::HostSettings& settings, framework::ConsoleServer& console,
-          StopControl& stop, std::atomic<bool>& reports) {
+void serve(const framework::HostSettings& settings, framework::ConsoleServer& console,
+           StopControl& stop, std::atomic<bool>& reports) {
   auto& services = framework::ServiceHost::instance();
   auto& shell = framework::Shell::instance();
   framework::registerHostCommands(shell, [&stop] { stop.request(); });
   framework::CommandBundle::registerAll(shell);
-  const std::string failure = console.start(settings.console);
-  if (!failure.empty()) {
-    Logger::StaticLog(LogType::Error, "%s", failure.c_str());
-    return EXIT_FAILURE;
-  }
+  console.start();
   reports = true;
   services.start();
   services::sysinfo::SysInfoManager::getManager()->tellUntold();
@@ -148,7 +145,6 @@ int serve(const framework::HostSettings& settings, framework::ConsoleServer& con
   Logger::StaticLog(LogType::Info, "stopping");
   console.stop();
   services.stop();
-  return EXIT_SUCCESS;
 }
 
 }  // namespace
@@ -167,6 +163,13 @@ int run(const Options& options) {
   if (!report(file, failures)) return EXIT_FAILURE;
   StopControl stop;
   if (!startLog(file.host())) return EXIT_FAILURE;
+  framework::ConsoleServer console;  // services switch it while they are built
+  // Before anything acts: a second host would stop daemons and open listeners of the first.
+  if (const std::string failure = console.listen(file.host().console); !failure.empty()) {
+    Logger::StaticLog(LogType::Error, "%s", failure.c_str());
+    Logger::stop();
+    return EXIT_FAILURE;
+  }
   framework::Config::setConfig(file.config());
   services::sysinfo::SysInfoManager::getManager()->open(file.config(), file.host().slot[0]);
   if (!file.host().midplane.empty()) {
@@ -174,18 +177,17 @@ int run(const Options& options) {
   }
   framework::Container::setCommandLimit(file.host().commandSeconds);
   auto& services = framework::ServiceHost::instance();
-  framework::ConsoleServer console;  // services switch it while they are built, and the listeners
   std::atomic<bool> reports = false;
   std::optional<services::http::HttpServer> web;
   web.emplace(services::http::webSettings(file.config()),
               [&reports] { return reports ? servicesReport() : std::string(); });
   openListeners(*web);
   services.build(servicesToBuild(file.host()));
-  const int status = serve(file.host(), console, stop, reports);
+  serve(file.host(), console, stop, reports);
   web.reset();  // its page reads the services
   services.destroy();
   Logger::stop();
-  return status;
+  return EXIT_SUCCESS;
 }
 
 }  // namespace mchost

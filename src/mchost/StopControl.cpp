@@ -50,6 +50,8 @@ StopControl::StopControl() {
   const sigset_t set = stopSignals();
   ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
   ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGHUP, SIG_IGN);
+  ::signal(SIGCHLD, SIG_DFL);  // inherited as ignored it would make every command a success
   m_signals.reset(::signalfd(-1, &set, SFD_CLOEXEC));
   m_wake.reset(::eventfd(0, EFD_CLOEXEC));
   m_done.reset(::eventfd(0, EFD_CLOEXEC));

@@ -2,6 +2,7 @@
 #include "util/ut_FileOutputStream.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -41,8 +42,12 @@ bool FileOutputStream::StartOutputStream() { return m_open; }
 void FileOutputStream::EndOutputStream() {}
 
 bool FileOutputStream::SendOutputStream(const char* data, unsigned int size) {
+  struct stat before {};
+  const bool isFile = m_open && ::fstat(m_descriptor, &before) == 0 && S_ISREG(before.st_mode);
   if (m_open && writeAll(m_descriptor, data, size)) return true;
   m_error = true;
+  // What was written of it would be the beginning of the next line.
+  if (isFile && ::ftruncate(m_descriptor, before.st_size) != 0) return false;
   return false;
 }
 

@@ -73,7 +73,10 @@ inline void addCommand(framework::Shell& shell, const framework::CommandHandler:
 /// A test with a shell behind a socket in a temporary directory.
 class ConsoleServing : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_EQ(m_server.start(m_path), ""); }
+  void SetUp() override {
+    ASSERT_EQ(m_server.listen(m_path), "");
+    m_server.start();
+  }
 
   Temporary m_files;
   const std::string m_path = m_files.path("run/console");

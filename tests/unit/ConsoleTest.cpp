@@ -110,7 +110,8 @@ TEST_F(ConsoleServing, HangingClientsDisturbNeitherTheOthersNorTheStop) {
 TEST_F(ConsoleServing, ClientThatNeverReadsIsClosed) {
   const std::string path = m_files.path("impatient");
   ConsoleServer server(m_shell, std::chrono::milliseconds(50));
-  ASSERT_EQ(server.start(path), "");
+  ASSERT_EQ(server.listen(path), "");
+  server.start();
   Peer deaf(path);
   deaf.send("stats\n");
   EXPECT_TRUE(deaf.hungUp());
@@ -214,7 +215,8 @@ TEST_F(ConsoleServing, SocketIsItsOwnersAlone) {
   m_server.stop();
   const mode_t before = ::umask(0);
   std::filesystem::remove(m_files.path("run"));
-  EXPECT_EQ(m_server.start(m_path), "");
+  EXPECT_EQ(m_server.listen(m_path), "");
+  m_server.start();
   ::umask(before);
   struct stat status {};
   ASSERT_EQ(::stat(m_path.c_str(), &status), 0);
@@ -228,9 +230,9 @@ TEST_F(ConsoleServing, PathThatIsTakenIsLeftAlone) {
   const std::string file = m_files.path("file");
   const std::string tooLong = m_files.path(std::string(108, 'x'));
   ConsoleServer second(m_shell);
-  EXPECT_EQ(second.start(m_path), m_path + ": another host answers there");
-  EXPECT_EQ(second.start(file), file + ": is there and is no socket");
-  EXPECT_EQ(second.start(tooLong), tooLong + ": is no path for a socket (1 to 107 bytes)");
+  EXPECT_EQ(second.listen(m_path), m_path + ": another host answers there");
+  EXPECT_EQ(second.listen(file), file + ": is there and is no socket");
+  EXPECT_EQ(second.listen(tooLong), tooLong + ": is no path for a socket (1 to 107 bytes)");
   second.stop();
   EXPECT_EQ(Peer(m_path).ask("output a"), "0 a\n");
   EXPECT_EQ(m_files.read("file"), "content");
@@ -241,7 +243,8 @@ TEST_F(ConsoleServing, SocketThatNobodyAnswersOnIsReplaced) {
   std::string error;
   EXPECT_TRUE(listenAt(m_path, error).isOpen()) << error;  // closed at once, its file stays
   EXPECT_TRUE(std::filesystem::exists(m_path));
-  EXPECT_EQ(m_server.start(m_path), "");
+  EXPECT_EQ(m_server.listen(m_path), "");
+  m_server.start();
   EXPECT_EQ(Peer(m_path).ask("output a"), "0 a\n");
 }
 

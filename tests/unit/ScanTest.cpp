@@ -123,8 +123,8 @@ TEST(Scan, AnswersTheSameWhenDescriptorsRunShort) {
     int kept[3];  // files that are kept after each scan
   } rows[] = {
       {"plenty", 5000, 1024, {60, 61, 21}},
-      {"few", 160, 40, {60, 61, 21}},
-      {"short", 48, 12, {36, 36, 21}},
+      {"few", 160, 128, {32, 32, 21}},
+      {"none to spare", 48, 48, {0, 0, 0}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);

@@ -64,21 +64,23 @@ const char* ConsoleServer::refusalOf(uid_t peer, uid_t host, bool enabled,
   return disabledText;
 }
 
-std::string ConsoleServer::start(const std::string& path) {
+std::string ConsoleServer::listen(const std::string& path) {
   std::string error;
   m_listener = listenAt(path, error);
-  if (!m_listener.isOpen()) return error;
   m_path = path;
-  m_stopping = false;
-  m_thread = std::thread([this] { run(); });
   return error;
 }
 
+void ConsoleServer::start() {
+  m_stopping = false;
+  m_thread = std::thread([this] { run(); });
+}
+
 void ConsoleServer::stop() {
-  if (!m_thread.joinable()) return;
+  if (!m_listener.isOpen()) return;
   m_stopping = true;
   ::eventfd_write(m_wake.get(), 1);
-  m_thread.join();
+  if (m_thread.joinable()) m_thread.join();
   ::unlink(m_path.c_str());
   m_listener.reset();
   for (Client& client : m_clients) ::shutdown(client.socket.get(), SHUT_RDWR);

@@ -31,9 +31,11 @@ class ConsoleServer {
   ConsoleServer(const ConsoleServer&) = delete;
   ConsoleServer& operator=(const ConsoleServer&) = delete;
 
-  /// Begins to serve at `path`. The answer is empty, or one line that says why it cannot, without
-  /// its line end.
-  std::string start(const std::string& path);
+  /// Takes `path`, so that no other host does; clients that connect wait until start(). The answer
+  /// is empty, or one line that says why it cannot, without its line end.
+  std::string listen(const std::string& path);
+  /// Begins to serve there.
+  void start();
 
   /// Takes no more clients, disconnects those there are, waits for their threads and removes the
   /// socket. A command that runs is waited for; its reply is lost. Not to be called by a command.

@@ -9,15 +9,22 @@ namespace framework {
 
 namespace {
 
-std::size_t widthOf(const TableRows& rows, std::size_t column) {
-  std::size_t width = 1;
-  for (const auto& row : rows) width = std::max(width, row[column].size());
-  return width;
+// Of every column but the last, which ends the line.
+std::vector<int> widthsOf(const TableRows& rows) {
+  std::vector<int> widths;
+  for (const auto& row : rows) {
+    widths.resize(row.size(), 1);
+    for (std::size_t i = 0; i + 1 < row.size(); ++i) {
+      widths[i] = std::max(widths[i], static_cast<int>(row[i].size()));
+    }
+  }
+  return widths;
 }
 
 }  // namespace
 
 void writeTable(utility::PutStream& stream, const TableRows& rows) {
+  const std::vector<int> widths = widthsOf(rows);
   for (const auto& row : rows) {
     for (std::size_t i = 0; i < row.size(); ++i) {
       const char* cell = row[i].empty() ? "-" : row[i].c_str();
@@ -25,7 +32,7 @@ void writeTable(utility::PutStream& stream, const TableRows& rows) {
       if (last) {
         stream.PutF("%s\n", cell);
       } else {
-        stream.PutF("%-*s  ", static_cast<int>(widthOf(rows, i)), cell);
+        stream.PutF("%-*s  ", widths[i], cell);
       }
     }
   }

@@ -5,6 +5,8 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <vector>
 
 #include "host/framework/fw_Config.h"
 #include "host/framework/ut_DirIterator.h"
@@ -82,6 +84,8 @@ void FileLogger::takeLine(int /*type*/, const char* line, std::size_t size) {
 }
 
 void FileLogger::moveAside() {
+  // Lines that a full disk lost are counted too; moving that file aside would push a full one out.
+  if (utility::Path::fileSize(m_path.c_str()) < m_maxSize) return open();
   const PathBuffer dest = numbered(m_path, ++m_lastNumber);
   migrateFile(m_path.c_str(), dest.data(), m_archive);
   open();
@@ -96,11 +100,13 @@ int FileLogger::migrateFile(const char* source, const char* dest, bool /*archive
 }
 
 void FileLogger::removeOldest() const {
-  const unsigned int kept = static_cast<unsigned int>(m_keep);
-  if (m_lastNumber <= kept) return;
-  forEachMoved(m_directory, m_path, [this, kept](unsigned int number) {
-    if (number <= m_lastNumber - kept) utility::Path::remove(numbered(m_path, number).data());
-  });
+  // By how many there are: a file like mc.log.20261122, made by hand, must not make the others old.
+  std::vector<unsigned int> numbers;
+  forEachMoved(m_directory, m_path, [&](unsigned int number) { numbers.push_back(number); });
+  std::ranges::sort(numbers, std::greater());
+  for (std::size_t i = static_cast<std::size_t>(m_keep); i < numbers.size(); ++i) {
+    utility::Path::remove(numbered(m_path, numbers[i]).data());
+  }
 }
 
 void FileLogger::information(utility::PutStream& stream, int indentation, bool /*detailed*/) const {

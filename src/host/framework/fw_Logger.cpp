@@ -2,6 +2,8 @@
 #include "host/framework/fw_Logger.h"
 
 #include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
 #include <spdlog/async.h>
 #include <spdlog/async_logger.h>
 #include <spdlog/sinks/base_sink.h>
@@ -22,6 +24,7 @@ namespace {
 
 constexpr std::size_t queueLength = 1024;
 constexpr std::size_t lineSize = 9216;  // the longest report and its prefix
+constexpr int patience = 1000;          // milliseconds
 constexpr const char* pattern = "%Y-%m-%d %H:%M:%S.%e %-7l %v";
 
 // Writes every line to the destination and to the registered takers.
@@ -78,11 +81,15 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     for (Logger* taker : m_takers) taker->takeLine(type, line.data(), line.size());
   }
 
-  // A destination that takes no more (a full disk, a closed pipe) loses the line; there is nowhere
-  // left to say so.
-  void writeAll(const char* data, std::size_t size) const {
+  // A destination that takes no more (a full disk, a closed pipe, one that nobody reads) loses the
+  // line; there is nowhere left to say so. It is waited for once: the takers have lines to write,
+  // and a stop waits for this thread.
+  void writeAll(const char* data, std::size_t size) {
     while (size > 0) {
-      const ssize_t written = ::write(m_descriptor, data, size);
+      pollfd room{m_descriptor, POLLOUT, 0};
+      m_stuck = ::poll(&room, 1, m_stuck ? 0 : patience) == 0;
+      if (m_stuck) return;
+      const ssize_t written = ::write(m_descriptor, data, std::min<std::size_t>(size, PIPE_BUF));
       if (written < 0 && errno == EINTR) continue;
       if (written <= 0) return;
       data += written;
@@ -91,6 +98,7 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
   }
 
   int m_descriptor = STDERR_FILENO;
+  bool m_stuck = false;  // it took nothing when it was last written to
   spdlog::details::thread_pool* m_pool = nullptr;
   std::size_t m_dropped = 0;
   std::vector<Logger*> m_takers;

@@ -61,13 +61,13 @@ void ProcessFile::keep() {
 int ProcessFile::freeDescriptors() {
   rlimit limit{};
   ::getrlimit(RLIMIT_NOFILE, &limit);
-  return static_cast<int>(std::min<rlim_t>(1024, limit.rlim_cur / 4));
+  return static_cast<int>(std::clamp<rlim_t>(limit.rlim_cur / 4, 128, 1024));
 }
 
 void ProcessDirectory::list(std::vector<int>& pids) {
-  pids.clear();
   const int directory = openFile("/proc/", O_RDONLY | O_DIRECTORY, 0);
   if (directory < 0) return;
+  pids.clear();
   for (;;) {
     const ssize_t filled = ::getdents64(directory, m_entries.data(), m_entries.size());
     if (filled <= 0) break;

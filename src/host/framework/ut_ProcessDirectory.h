@@ -29,8 +29,8 @@ class ProcessFile {
   /// to everyone else (see freeDescriptors()). With no such number left the file is closed.
   void keep();
 
-  /// The share: the descriptor numbers below it are never taken for long. It is 1024, or a quarter
-  /// of the process's limit where that is less.
+  /// The share: the descriptor numbers below it are never taken for long. It is a quarter of
+  /// the process's limit, but 128 at least and 1024 at most.
   static int freeDescriptors();
 
  private:
@@ -43,7 +43,8 @@ class ProcessFile {
 class ProcessDirectory {
  public:
   /// Replaces `pids` by the pids of all processes, in ascending order. It allocates nothing but
-  /// `pids`'s growth. Empty when /proc cannot be read.
+  /// `pids`'s growth. It stays as it is when /proc cannot be
+  /// opened: one lack of descriptors does not make every daemon dead.
   void list(std::vector<int>& pids);
 
   /// Opens the command line of a process. Not open when there is none, or no descriptor.

@@ -9,11 +9,13 @@
 
 namespace platform {
 
+Reaper::Reaper() : m_wake(::eventfd(0, EFD_CLOEXEC)) {}
+
 Reaper::~Reaper() {
   {
     const std::lock_guard lock(m_mutex);
     m_stop = true;
-    if (m_wake.isOpen()) ::eventfd_write(m_wake.get(), 1);
+    ::eventfd_write(m_wake.get(), 1);
   }
   if (m_thread.joinable()) m_thread.join();
 }
@@ -21,7 +23,6 @@ Reaper::~Reaper() {
 void Reaper::adopt(ShellCommand::Running child) {
   const std::lock_guard lock(m_mutex);
   m_new.push_back(std::move(child));
-  if (!m_wake.isOpen()) m_wake.reset(::eventfd(0, EFD_CLOEXEC));
   ::eventfd_write(m_wake.get(), 1);
   if (!m_thread.joinable()) m_thread = std::thread([this] { run(); });
 }

@@ -14,7 +14,7 @@ namespace platform {
 /// Reaps its children one by one, by pid, on a thread of its own that starts with the first.
 class Reaper {
  public:
-  Reaper() = default;
+  Reaper();
   ~Reaper();
   Reaper(const Reaper&) = delete;
   Reaper& operator=(const Reaper&) = delete;
