@@ -3,7 +3,6 @@
 //   put                      makes the store say what it reads of these; no host may run on it
 // The scope "firmware" stands for this controller's own record.
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <optional>
@@ -27,11 +26,6 @@ constexpr std::string_view settings = "settings";
 constexpr std::string_view firmwareKeys[] = {"McVersion", "BundleVersion", "CpldVersion",
                                              "LastLoadedTime"};
 constexpr const char* flags[] = {"SnmpChanged", "SmisChanged"};
-
-std::string storePath() {
-  const char* directory = std::getenv("MC_CONFIG");
-  return std::string(directory == nullptr ? "/cfg" : directory) + "/sysinfo/system.db";
-}
 
 std::string ownLetter(const Rows& rows) {
   const auto slot = rows.find(slotPlace);
@@ -74,10 +68,17 @@ void takeLine(const std::string& line, Rows& rows) {
   if (place.scope == firmware) place.scope = ownLetter(rows);
   const std::string value = line.substr(second + 1);
   const Grammar* grammar = grammarAt(place);
+  const bool isUser = place.scope.starts_with(userScope);
+  if (isUser && !userNameGrammar.holds(place.scope.c_str() + userScope.size())) grammar = nullptr;
   if (grammar == nullptr || !grammar->holds(value.c_str())) {
     throw std::runtime_error("refused: " + line);
   }
   rows[place] = value;
+}
+
+Rows usersOf(Rows rows) {
+  std::erase_if(rows, [](const auto& row) { return !row.first.scope.starts_with(userScope); });
+  return rows;
 }
 
 void put() {
@@ -88,6 +89,7 @@ void put() {
   for (const char* flag : flags) {
     if (rowsUnder(flag, before) != rowsUnder(flag, rows)) rows[{systemScope, flag}] = "true";
   }
+  if (usersOf(before) != usersOf(rows)) rows[untoldPlace] = "true";
   std::vector<std::string> scopes;
   for (const auto& [place, value] : before) scopes.push_back(place.scope);
   if (!store.replace(scopes, rows)) throw std::runtime_error("the store cannot be written");

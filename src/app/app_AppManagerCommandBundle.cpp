@@ -97,6 +97,10 @@ int MemoryStatsSave::execute(framework::Console& console, utility::Arguments& ar
     stream.StartOutputStream();
     manager->dumpMemSaveTrack(stream);
     stream.EndOutputStream();
+    if (file.isOutputStreamInError()) {
+      console.reply(framework::Refused, "Cannot write file %s\n", name);
+      return 1;
+    }
   }
   console.reply(framework::Ok, "Saved memory statistics to %s\n", name);
   return 1;

@@ -64,8 +64,7 @@ const void* address(const void* record) { return record; }
   if (isDebugOn()) Logger::StaticLogMethod(LogType::Trace, operation, __LINE__, __VA_ARGS__)
 
 void InterfaceManager::getSnmpdConfName(utility::PutStream& stream) const {
-  const char* directory = utility::Environment::GetEnv("MC_CONFIG");
-  stream.PutF("%s/etc/config/snmpd.conf", directory == nullptr ? "/cfg" : directory);
+  stream.PutF("%s/etc/config/snmpd.conf", utility::Environment::configDirectory());
 }
 
 bool InterfaceManager::handleSnmpV3User(const User& user, utility::VirtualPutStream& stream) const {

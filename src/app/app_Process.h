@@ -74,6 +74,9 @@ class Process : public framework::Entity {
   /// The pattern that processes are matched by; null for a record that goes by its name.
   const char* getPattern() const { return m_compiled == nullptr ? nullptr : m_pattern.get(); }
 
+  /// Whether a pattern is stored that does not compile.
+  bool isPatternBroken() const { return m_compiled == nullptr && m_pattern.get() != nullptr; }
+
   /// Whether a process with that base name and command line is an instance of this daemon.
   bool match(const char* baseName, const char* commandLine) const;
   /// The same, telling apart a matching error, which is logged, from no match.

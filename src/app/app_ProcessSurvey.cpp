@@ -114,10 +114,11 @@ std::vector<SurveyedProcess> surveyProcesses(const utility::ItemDirectory& table
 void explainRecord(const Process& record, const std::vector<SurveyedProcess>& survey,
                    utility::PutStream& stream) {
   const char* const pattern = record.getPattern();
-  if (pattern == nullptr) {
-    stream.PutF("%s: programs of that name\n", record.getNameString());
-  } else {
+  if (pattern != nullptr) {
     stream.PutF("%s: command lines that match %s\n", record.getNameString(), pattern);
+  } else {
+    stream.PutF("%s: programs of that name%s\n", record.getNameString(),
+                record.isPatternBroken() ? ", since its pattern does not compile" : "");
   }
   framework::TableRows rows = {{"HOW", "PID", "PROGRAM", "COMMAND LINE"}};
   for (const SurveyedProcess& process : survey) {

@@ -23,6 +23,7 @@
 #include "host/sysinfo/ht_HttpServer.h"
 #include "host/sysinfo/si_Midplane.h"
 #include "host/sysinfo/si_SysInfoManager.h"
+#include "host/sysinfo/us_UserManager.h"
 #include "mchost/Notify.h"
 #include "mchost/Plugins.h"
 #include "mchost/StopControl.h"
@@ -137,6 +138,7 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   reports = true;
   services.start();
   services::sysinfo::SysInfoManager::getManager()->tellUntold();
+  services::user::UserManager::getManager()->tellUntold();
   notify("READY=1");
   Logger::StaticLog(LogType::Info, "controller %s: %zu services run", settings.slot.c_str(),
                     services.services().size());

@@ -10,6 +10,7 @@
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/ut_Path.h"
+#include "host/sysinfo/si_SysInfoManager.h"
 
 namespace services::ops {
 
@@ -53,6 +54,14 @@ int sendSimple(Console& console, const Arguments& arguments) {
   return 1;
 }
 
+// Why no managed-log mail can be sent; null when one can.
+const char* managedLogsRefusal() {
+  const sysinfo::SysInfoReadGuard guard;
+  const sysinfo::SysInfo* sysInfo = guard.getObject();
+  if (sysInfo == nullptr || !sysInfo->getManagedLogsEnable()) return "ManagedLogsEnable is off";
+  return *sysInfo->getEmailAddr4() == '\0' ? "EmailAddr4 is empty" : nullptr;
+}
+
 int sendManagedLogs(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() != 1) return 0;
   const char* file = arguments.ArgValue(0);
@@ -60,6 +69,8 @@ int sendManagedLogs(Console& console, const Arguments& arguments) {
     console.reply(Refused, "FILE %s\n", framework::safePathRule);
   } else if (!utility::Path::exists(file)) {
     console.reply(Refused, "no such file: %s\n", file);
+  } else if (const char* refusal = managedLogsRefusal()) {
+    console.reply(Refused, "nothing is mailed: %s; see: sysinfo show\n", refusal);
   } else if (const auto* manager =
                  framework::runningOrReply<AppManager>(console, "process supervision")) {
     manager->sendManagedLogsMail(0, 0, file);

@@ -100,6 +100,10 @@ int add(Console& console, const Arguments& arguments) {
     return answer(console, sysinfo::userNameGrammar.rule, name, "");
   }
   User record(name);
+  if (record.getName() == strings::tGSendOfList) {
+    return answer(console, "the host knows as many names as it can until it is restarted", name,
+                  "");
+  }
   std::string refusal = setAttributes(record, attributes);
   if (refusal.empty()) refusal = UserManager::getManager()->addUser(record);
   return answer(console, refusal, name, "added");
@@ -109,10 +113,8 @@ int set(Console& console, const Arguments& arguments) {
   Attributes attributes;
   if (arguments.ArgCount() < 2 || !readAttributes(arguments, attributes)) return 0;
   const char* name = arguments.ArgValue(0);
-  const auto record = UserManager::getManager()->findUser(name);
-  if (record == nullptr) return answer(console, "there is no user of this name", name, "");
-  std::string refusal = setAttributes(*record, attributes);
-  if (refusal.empty()) refusal = UserManager::getManager()->changeUser(*record);
+  const std::string refusal = UserManager::getManager()->changeUser(
+      name, [&](User& record) { return setAttributes(record, attributes); });
   return answer(console, refusal, name, "changed");
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "app/app_SyncRules.h"
+#include "app/app_UpdateRules.h"
 
 namespace services::peer {
 
@@ -34,6 +35,24 @@ bool haveSameVersions(const MCInfo& own, const MCInfo& partner) {
          (noCpld || isSame(own.getCpldVersion(), partner.getCpldVersion()));
 }
 
+app::VersionTexts textsOf(const MCInfo& controller) {
+  app::VersionTexts texts;
+  const auto copy = [](std::array<char, 32>& text, const char* version) {
+    std::strncpy(text.data(), orEmpty(version), text.size() - 1);
+  };
+  copy(texts.mc, controller.getMcVersion());
+  copy(texts.cpld, controller.getCpldVersion());
+  copy(texts.bundle, controller.getBundleVersion());
+  return texts;
+}
+
+// Whether a controller whose release lacks the pairing decisions pushes to the other.
+bool givesByVersions(const PeerRecord& giver, const PeerRecord& taker) {
+  return !giver.isUpdateDisabled &&
+         app::compareVersions(textsOf(giver.controller), textsOf(taker.controller)) ==
+             app::Standing::PartnerOlder;
+}
+
 bool haveSameSettings(const Own& own, const PeerRecord& partner) {
   return !own.record.digest.empty() && own.record.digest == partner.digest;
 }
@@ -50,6 +69,17 @@ bool gives(const PeerRecord& giver, char letter, const PeerRecord& taker) {
   const auto decision =
       firmware ? app::decideFirmwareAction(facts) : app::decideConfigAction(facts);
   return decision.action == BurnToActive::Push;
+}
+
+// The stall where a release lacks the pairing decisions. One that has them gives nothing to one
+// that has not.
+const char* stallByVersions(const PeerRecord& own, const PeerRecord& partner, bool sameVersions) {
+  if (sameVersions) return "settings differ, and a release without pairing decisions gives none";
+  const bool mine = !own.decides && givesByVersions(own, partner);
+  const bool its = !partner.decides && givesByVersions(partner, own);
+  if (mine != its) return nullptr;
+  return mine ? "each gives at once"
+              : "versions differ, and nobody gives: a release lacks the pairing decisions";
 }
 
 }  // namespace
@@ -79,7 +109,9 @@ BurnToActive::SyncRole usableRole(const Own& own, const PeerRecord& partner) {
       own.record.bootId == partner.roleForBoot;
   const bool byOurRole =
       partner.partnerRole == BurnToActive::Undetermined || partner.partnerRole == own.record.role;
-  return forUs && byOurRole && !isHeld(own, partner) ? partner.role : BurnToActive::Undetermined;
+  const bool alike = own.record.decides == partner.decides;
+  return alike && forUs && byOurRole && !isHeld(own, partner) ? partner.role
+                                                              : BurnToActive::Undetermined;
 }
 
 ResetFacts factsOf(const Own& own, const PeerRecord& partner) {
@@ -90,7 +122,9 @@ ResetFacts factsOf(const Own& own, const PeerRecord& partner) {
           .loadMidplane = orEmpty(controller.getLoadMidplaneSerial()),
           .loadedTime = orEmpty(controller.getLastLoadedTime()),
           .role = usableRole(own, partner),
-          .held = isHeld(own, partner)};
+          .held = isHeld(own, partner),
+          .complete = *orEmpty(controller.getMcVersion()) != '\0',
+          .alike = own.record.decides == partner.decides};
 }
 
 const char* resetReason(const std::optional<ResetFacts>& before, const ResetFacts& now) {
@@ -100,6 +134,8 @@ const char* resetReason(const std::optional<ResetFacts>& before, const ResetFact
   if (now.loadMidplane != before->loadMidplane) return "the partner recorded another midplane";
   if (now.loadedTime != before->loadedTime) return "the partner was loaded";
   if (now.held && !before->held) return "both are equal";
+  if (now.alike != before->alike) return "one of the releases decides otherwise";
+  if (now.complete && !before->complete) return "the partner's version is known";
   const bool determined = now.role != BurnToActive::Undetermined;
   return determined && now.role != before->role ? "the partner's role is known" : nullptr;
 }
@@ -112,10 +148,10 @@ const char* stallOf(const Own& own, const PeerRecord& partner) {
   const bool known = own.record.role != BurnToActive::Undetermined &&
                      usableRole(own, partner) != BurnToActive::Undetermined;
   const bool versions = haveSameVersions(own.record.controller, partner.controller);
-  if (!own.decides && versions && !areEqual(own, partner)) {
-    return "settings differ, and this release gives none";
-  }
-  if (!own.decides || !known || areEqual(own, partner)) return nullptr;
+  if (areEqual(own, partner)) return nullptr;
+  if (!own.record.decides || !partner.decides)
+    return stallByVersions(own.record, partner, versions);
+  if (!known) return nullptr;
   const bool mine = gives(own.record, own.letter, partner);
   const bool its = gives(partner, own.letter == 'A' ? 'B' : 'A', own.record);
   if (mine != its) return nullptr;
@@ -124,9 +160,12 @@ const char* stallOf(const Own& own, const PeerRecord& partner) {
                 : "firmware update is switched off on one of the two: nobody gives";
   }
   if (mine) return "each gives at once";
-  return versions || own.record.isUpdateDisabled
-             ? "settings differ, and both are paired: nobody gives its settings"
-             : "versions differ, and neither was loaded later: nobody gives its firmware";
+  if (versions || own.record.isUpdateDisabled) {
+    return "settings differ, and both are paired: nobody gives its settings";
+  }
+  return haveVersions(own.record.controller) && haveVersions(partner.controller)
+             ? "versions differ, and neither was loaded later: nobody gives its firmware"
+             : "a version is not known: nobody gives its firmware";
 }
 
 }  // namespace services::peer

@@ -16,7 +16,6 @@ using app::BurnToActive;
 struct Own {
   PeerRecord record;
   char letter = 'A';
-  bool decides = true;  ///< its release carries the pairing decisions
 };
 
 /// Whether nothing is left to give: versions and settings are the same. Versions compare as the
@@ -33,8 +32,8 @@ bool isHeld(const Own& own, const PeerRecord& partner);
 
 /// The partner's role, where it is determined, was worked out for this controller in its present
 /// boot and is not held; else Undetermined, which means "not yet". Nor does it count while the
-/// partner still decides by another role of this controller than the present one: by two views of
-/// the same moment both could push.
+/// partner still decides by another role of this controller than the present one, or where only one
+/// of the two releases decides by roles: by two views of the same moment both could push.
 BurnToActive::SyncRole usableRole(const Own& own, const PeerRecord& partner);
 
 /// What the last reset was made for.
@@ -46,6 +45,8 @@ struct ResetFacts {
   std::string loadedTime;
   BurnToActive::SyncRole role = BurnToActive::Undetermined;
   bool held = false;
+  bool complete = false;  ///< the update service can work with its record
+  bool alike = true;      ///< both releases decide by roles, or none does
 };
 ResetFacts factsOf(const Own& own, const PeerRecord& partner);
 

@@ -29,6 +29,7 @@ using sysinfo::SysInfoManager;
 namespace {
 
 constexpr const char* partnerHost = "othermc";
+constexpr const char* innerHost = "othermcinner";
 constexpr int answerMilliseconds = 3000;
 constexpr int defaultPort = 4110;
 
@@ -87,10 +88,13 @@ std::string settingsDigest() {
   return store == nullptr ? std::string() : digestOf(sysinfo::transferable(store->rows()));
 }
 
-// A record that the update service and the decisions can work with.
-bool isComplete(const PeerRecord& record) {
-  const char* version = record.controller.getMcVersion();
-  return version != nullptr && *version != '\0';
+// Where the partner is asked until the path tracker has found its outer path up: that moves the
+// name only when this path changes, and after a start it knows of no change.
+void pointPartnerAtInner() {
+  std::array<char, 32> address;
+  if (NetworkManager::getHosts(address.data(), address.size(), innerHost)) {
+    NetworkManager::setHosts(address.data(), partnerHost);
+  }
 }
 
 }  // namespace
@@ -113,6 +117,7 @@ PartnerLink::PartnerLink(const char* instance) : ActiveService(instance), m_boot
     failure = m_listener->failure();
   }
   if (!failure.empty()) LogError("the link to the partner is down: %s", failure.c_str());
+  pointPartnerAtInner();
   setRequestedThreads(1);
   m_pSingleton = this;
 }
@@ -153,7 +158,7 @@ void PartnerLink::cycle() {
   const std::lock_guard lock(m_mutex);
   const auto silence =
       utility::TimeMeasure::getSeconds(utility::TimeMeasure::getTimestamp() - m_lastAnswer);
-  if (!m_facts || silence < m_silenceSeconds) return;
+  if (!m_partner || silence < m_silenceSeconds) return;
   LogWarning("the partner has been silent for %d seconds: %s", m_silenceSeconds, m_failure.c_str());
   forget();
 }
@@ -181,13 +186,15 @@ Own PartnerLink::own() const {
   Own own;
   {
     const std::lock_guard lock(m_mutex);
-    own.record.role = app::BurnToActive::getInstance()->getLocalSyncRole();
-    own.record.partnerRole = app::BurnToActive::getInstance()->getPartnerSyncRole();
-    if (m_facts) own.record.roleForSerial = m_facts->serial;
-    if (m_facts) own.record.roleForBoot = m_facts->bootId;
+    if (m_facts) {
+      own.record.role = app::BurnToActive::getInstance()->getLocalSyncRole();
+      own.record.partnerRole = app::BurnToActive::getInstance()->getPartnerSyncRole();
+      own.record.roleForSerial = m_facts->serial;
+      own.record.roleForBoot = m_facts->bootId;
+    }
   }
   own.letter = SysInfoManager::getManager()->getMCNode();
-  own.decides = relinfo::RelInfo::hasBurnToActive();
+  own.record.decides = relinfo::RelInfo::hasBurnToActive();
   own.record.bootId = m_bootId;
   own.record.digest = settingsDigest();
   const sysinfo::SysInfoReadGuard guard;
@@ -207,6 +214,7 @@ void PartnerLink::act(const PeerRecord& partner) {
   if (shouldPair(mine, partner)) {
     // The decisions hold the partner's serial number since the last reset.
     if (!m_facts || m_facts->serial != factsOf(mine, partner).serial) reset(mine, partner);
+    if (!m_facts) return;
     app::BurnToActive::getInstance()->pairLocalControllerToPartner();
     mine = own();
     if (!hasPaired(mine.record, partner)) return;  // the store has said why
@@ -215,8 +223,8 @@ void PartnerLink::act(const PeerRecord& partner) {
   } else if (const char* reason = resetReason(m_facts, factsOf(mine, partner))) {
     LogInfo("partner %s: %s", partner.controller.getControllerSerial(), reason);
     reset(mine, partner);
-  } else if (isNew) {
-    keepRecord(partner);
+  } else if (isNew && !keepRecord(partner)) {
+    reset(mine, partner);
   }
   noteStall(stallOf(own(), partner));
 }
@@ -229,14 +237,16 @@ void PartnerLink::reset(Own own, const PeerRecord& partner) {
   const sysinfo::MCInfo& controller = partner.controller;
   SysInfoManager::getManager()->setValidPartner(false);
   decisions->clearDecisionParameters();
-  keepRecord(partner);
+  m_facts.reset();
+  if (update != nullptr) update->clearVersions();
+  if (!keepRecord(partner)) return;  // the store has said why; the next answer tries again
   decisions->setCurrentPartnerSN(controller.getControllerSerial());
   decisions->setPartnerCodeloadTimestamp(controller.getLastLoadedTime());
   own.record.role = decisions->getLocalSyncRole();  // afresh: the partner's counts only beside it
   const ResetFacts facts = factsOf(own, partner);
   const bool known = facts.role != BurnToActive::Undetermined;
   if (known) decisions->setPartnerSyncRole(facts.role);
-  if (known && isComplete(partner)) SysInfoManager::getManager()->setValidPartner(true);
+  if (known && facts.complete) SysInfoManager::getManager()->setValidPartner(true);
   m_facts = facts;
   if (update == nullptr) return;
   handOverVersions(*update, partner, facts);
@@ -251,17 +261,16 @@ void PartnerLink::handOverVersions(PartnerFirmwareUpdate& update, const PeerReco
                                    const ResetFacts& facts) {
   if (facts.held || !relinfo::RelInfo::hasBurnToActive()) {
     update.setVersions(partner.controller.getMcVersion(), partner.controller.getBundleVersion());
-  } else {
-    update.clearVersions();
   }
 }
 
-void PartnerLink::keepRecord(const PeerRecord& partner) {
-  const sysinfo::SysInfoWriteGuard guard;
+bool PartnerLink::keepRecord(const PeerRecord& partner) {
+  sysinfo::SysInfoWriteGuard guard;
   sysinfo::SysInfo* sysInfo = guard.getObject();
-  if (sysInfo == nullptr) return;
+  if (sysInfo == nullptr) return false;
   const char other = SysInfoManager::getManager()->getMCNode() == 'A' ? 'B' : 'A';
   sysInfo->makeMCInfo(other) = partner.controller;
+  return guard.freeObject();
 }
 
 // The partner is silent: nothing that was learned of it counts any more.

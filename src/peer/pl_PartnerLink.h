@@ -62,7 +62,7 @@ class PartnerLink : public framework::ActiveService {
   void reset(Own own, const PeerRecord& partner);
   static void handOverVersions(app::PartnerFirmwareUpdate& update, const PeerRecord& partner,
                                const ResetFacts& facts);
-  static void keepRecord(const PeerRecord& partner);
+  static bool keepRecord(const PeerRecord& partner);
   void forget();
   void noteFailure(const std::string& failure);
   void noteStall(const char* stall);
@@ -71,7 +71,7 @@ class PartnerLink : public framework::ActiveService {
 
   const std::string m_bootId;
   int m_pollSeconds = 5;
-  int m_silenceSeconds = 100;
+  int m_silenceSeconds = 150;
   std::optional<network::ExchangeSettings> m_settings;
   mutable std::recursive_mutex m_mutex;  // guards what follows
   std::optional<ResetFacts> m_facts;     // of the last reset; none while the partner is silent

@@ -30,7 +30,12 @@ struct RoleKey {
 };
 constexpr RoleKey roleKeys[] = {{"SyncRole", &PeerRecord::role},
                                 {"PartnerRole", &PeerRecord::partnerRole}};
-constexpr const char* disabledKey = "PfuDisabled";
+struct FlagKey {
+  const char* key;
+  bool PeerRecord::*value;
+};
+constexpr FlagKey flagKeys[] = {{"PfuDisabled", &PeerRecord::isUpdateDisabled},
+                                {"HasBurnToActive", &PeerRecord::decides}};
 
 constexpr BurnToActive::SyncRole roles[] = {
     BurnToActive::Undetermined,  BurnToActive::MasterUnpaired, BurnToActive::MasterPaired,
@@ -62,7 +67,9 @@ const char* take(PeerRecord& record, const std::string& key, const std::string& 
     if (!sysinfo::serialGrammar.holds(value.c_str())) return sysinfo::serialGrammar.rule;
     record.*extra.value = value;
   }
-  if (key == disabledKey) record.isUpdateDisabled = value == strings::pGStrue;
+  for (const FlagKey& flag : flagKeys) {
+    if (key == flag.key) record.*flag.value = value == strings::pGStrue;
+  }
   for (const RoleKey& known : roleKeys) {
     if (key == known.key) return takeRole(record.*known.value, value);
   }
@@ -92,7 +99,10 @@ std::string textOf(const PeerRecord& record) {
   for (const RoleKey& known : roleKeys) {
     text += lineOf(known.key, strings::StringRepository::toString(record.*known.value));
   }
-  return text + lineOf(disabledKey, record.isUpdateDisabled ? strings::pGStrue : strings::pGSfalse);
+  for (const FlagKey& flag : flagKeys) {
+    text += lineOf(flag.key, record.*flag.value ? strings::pGStrue : strings::pGSfalse);
+  }
+  return text;
 }
 
 std::optional<PeerRecord> recordOf(const std::string& text, std::string& failure) {

@@ -21,6 +21,7 @@ struct PeerRecord {
   /// The role of that partner by which it decides at present.
   app::BurnToActive::SyncRole partnerRole = app::BurnToActive::Undetermined;
   bool isUpdateDisabled = false;  ///< partner firmware update is switched off
+  bool decides = true;            ///< its release carries the pairing decisions
 };
 
 /// The record as text: a line KEY=VALUE for each value there is, the keys of the controller those

@@ -203,10 +203,22 @@ constexpr RuleRow ruleRows[] = {
      false, false, false, true, true},
     {"NoDecisionsInTheRelease",
      [](Own& o, PeerRecord& p) {
-       o.decides = false;
+       o.record.decides = p.decides = false;
        p.digest = "d2";
      },
      false, false, false, true, true},
+    {"DecisionsInOneReleaseAndTheOtherIsNewer",
+     [](Own&, PeerRecord& p) {
+       p.decides = false;
+       p.controller.setMcVersion("M2");
+     },
+     false, false, false, false, false},
+    {"DecisionsInOneReleaseAndTheOtherIsOlder",
+     [](Own&, PeerRecord& p) {
+       p.decides = false;
+       p.controller.setMcVersion("M0");
+     },
+     false, false, false, false, true},
     {"DecidedByAnotherRoleOfOurs",
      [](Own&, PeerRecord& p) {
        p.partnerRole = BurnToActive::SlaveUnpaired;
@@ -223,7 +235,8 @@ INSTANTIATE_TEST_SUITE_P(All, LinkRules, testing::ValuesIn(ruleRows),
 
 TEST(LinkReset, IsMadeForEachFactOnce) {
   const Own own{recordWith("SN0000A1", "SN0000B1")};
-  const ResetFacts before = factsOf(own, partnerWith("SN0000A1", BurnToActive::SlavePaired));
+  ResetFacts before = factsOf(own, partnerWith("SN0000A1", BurnToActive::SlavePaired));
+  before.complete = false;
   const struct {
     const char* name;
     void (*change)(ResetFacts& facts);
@@ -238,6 +251,8 @@ TEST(LinkReset, IsMadeForEachFactOnce) {
       {"role", [](ResetFacts& f) { f.role = BurnToActive::MasterPaired; }, true},
       {"no role yet", [](ResetFacts& f) { f.role = BurnToActive::Undetermined; }, false},
       {"held", [](ResetFacts& f) { f.held = true; }, true},
+      {"release", [](ResetFacts& f) { f.alike = !f.alike; }, true},
+      {"version", [](ResetFacts& f) { f.complete = true; }, true},
   };
   EXPECT_NE(resetReason(std::nullopt, before), nullptr);
   for (const auto& row : rows) {

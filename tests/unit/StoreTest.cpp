@@ -250,20 +250,24 @@ TEST_F(Information, StoresUsersAndTellsTheTwoKindsOfTheirChanges) {
   bob.setInterfaces(roles);
   EXPECT_EQ(users.addUser(bob), "");
   EXPECT_NE(users.addUser(bob), "");
-  bob.setAuthType(strings::tGSMD5);
-  EXPECT_EQ(users.changeUser(bob), "AuthType needs a Password");
-  bob.setPassword("long enough");
-  EXPECT_EQ(users.changeUser(bob), "");
-  bob.setTrapDestination("sink:162");
-  EXPECT_EQ(users.changeUser(bob), "");
-  EXPECT_EQ(listener.next(3),
-            Events({"userAccessChanged bob", "userAccessChanged bob", "userChanged bob"}));
+  const auto change = [&](void (*edit)(user::User&)) {
+    return users.changeUser("bob", [&](user::User& user) { return edit(user), std::string(); });
+  };
+  EXPECT_EQ(change([](auto& user) { user.setAuthType(strings::tGSMD5); }),
+            "AuthType needs a Password");
+  EXPECT_EQ(change([](auto& user) { user.setPassword("long enough"); }), "");
+  EXPECT_EQ(change([](auto& user) { user.setAuthType(strings::tGSMD5); }), "");
+  EXPECT_EQ(change([](auto& user) { user.setTrapDestination("sink:162"); }), "");
+  EXPECT_EQ(listener.next(4), Events({"userAccessChanged bob", "userAccessChanged bob",
+                                      "userChanged bob", "userChanged bob"}));
   reopen();
-  const auto found = users.findUser("bob");
-  ASSERT_NE(found, nullptr);
-  EXPECT_STREQ(found->getPassword(), "long enough");
-  EXPECT_EQ(found->getAuthType(), strings::tGSMD5);
-  EXPECT_TRUE(found->getInterfaces().inSet(strings::tGSSnmpUser));
+  const auto look = [](const user::User& found) {
+    EXPECT_STREQ(found.getPassword(), "long enough");
+    EXPECT_EQ(found.getAuthType(), strings::tGSMD5);
+    EXPECT_TRUE(found.getInterfaces().inSet(strings::tGSSnmpUser));
+    return std::string("looked");
+  };
+  EXPECT_EQ(users.changeUser("bob", look), "looked");
 
   const auto* held = users.getUser(0, strings::tGSreadAccess);
   EXPECT_EQ(users.getUserExcept(0, held->getName(), strings::tGSreadAccess), nullptr);
@@ -281,12 +285,15 @@ TEST_F(Information, TellsAtTheNextStartWhatWasNotTold) {
   const auto restart = [&] {
     reopen();
     manager.tellUntold();
+    user::UserManager::getManager()->tellUntold();
   };
   events.stop();
   EXPECT_EQ(user::UserManager::getManager()->addUser(user::User("zoe")), "");
   restart();
-  EXPECT_EQ(listener.next(1), Events({"sysInfoChanged snmp"}));
-  EXPECT_TRUE(test::eventually([] { return textOf("SnmpChanged") == "false"; }));
+  EXPECT_EQ(listener.next(1), Events({"userAccessChanged  deleted"}));
+  EXPECT_TRUE(test::eventually([&] {
+    return !manager.store()->rows().contains({"untold", "Users"});
+  }));
   events.stop();
   EXPECT_EQ(changeValues({{"SnmpTrap1V4Address", "10.0.0.1"}}), "");
   restart();

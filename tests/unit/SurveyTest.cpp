@@ -37,7 +37,7 @@ TEST(Survey, ShowsWhatEachRecordClaimsAndWarnsOfWhatIsAmiss) {
             "wide: command lines that match cfg\n"
             "HOW     PID  PROGRAM  COMMAND LINE\n"
             "claims  72   mchost   /usr/sbin/mchost --config /cfg/mc.toml\n"
-            "broken: programs of that name\n"
+            "broken: programs of that name, since its pattern does not compile\n"
             "no running process\n");
   EXPECT_EQ(warnings, (std::vector<std::string>{
                           "gone: no running process matches",

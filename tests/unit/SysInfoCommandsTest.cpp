@@ -115,7 +115,8 @@ TEST_F(StoredValues, OfUsersAreAddedChangedAndDeletedAndTheirPasswordsAreNotShow
       m_users.ask("user set bob Interfaces=SnmpTarget TrapDestination=10.0.0.7:162 "
                   "AuthType=MD5 \"Password=hush = 1\" PrivacyType=AES PrivacyPassword=hush-priv"),
       "0 user bob changed\n");
-  EXPECT_STREQ(user::UserManager::getManager()->findUser("bob")->getPassword(), "hush = 1");
+  const auto passwordOf = [](const user::User& user) { return std::string(user.getPassword()); };
+  EXPECT_EQ(user::UserManager::getManager()->changeUser("bob", passwordOf), "hush = 1");
   EXPECT_EQ(m_users.ask("user list"),
             heading +
                 "bob   SnmpTarget    MD5       AES          (set)     (set)            "
@@ -201,7 +202,9 @@ TEST(InterfaceCommands, SwitchWhatIsManagedAndTellWhatIsNot) {
        "Debug             yes      up     up\n"
        "Usmis             no       -      -\n"
        "ActivityProgress  no       -      -\n"},
-      {"interface up Http", "13 switching Http on was refused: there is no web server\n"},
+      {"interface up Http",
+       "13 switching Http on was refused: it cannot listen, the log says why, or there is no web "
+       "server\n"},
       {"interface up Telnet",
        "13 switching Telnet on was refused: its daemon is not supervised, or process control is "
        "off here (see MC_ARCH)\n"},

@@ -5,20 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 
-#include "util/ut_System.h"
+#include "host/framework/ut_Path.h"
 
 namespace utility {
 
 namespace {
-
-std::string located(const std::string& path) {
-  std::array<char, locateSize> buffer;
-  return System::current().locate(path.c_str(), buffer.data(), buffer.size());
-}
 
 // A descriptor with its end; 0 or -1 like close(2).
 class File {
@@ -103,12 +97,12 @@ int answer(bool done, const std::string& temporary) {
 std::string temporaryOf(const std::string& path) { return path + ".new"; }
 
 int moveIntoPlace(const char* temporary, const char* path) {
-  const std::string from = located(temporary);
-  return answer(moveLocated(from, located(path)), from);
+  const std::string from = Path::located(temporary);
+  return answer(moveLocated(from, Path::located(path)), from);
 }
 
 int replaceFile(const char* path, std::string_view content, int mode) {
-  const std::string target = located(path);
+  const std::string target = Path::located(path);
   const std::string temporary = temporaryOf(target);
   return answer(writeNew(temporary, target, content, mode) && moveLocated(temporary, target),
                 temporary);

@@ -7,4 +7,9 @@ namespace utility {
 
 const char* Environment::GetEnv(const char* name) { return std::getenv(name); }
 
+const char* Environment::configDirectory() {
+  const char* directory = GetEnv("MC_CONFIG");
+  return directory == nullptr ? "/cfg" : directory;
+}
+
 }  // namespace utility

@@ -8,6 +8,9 @@ class Environment {
   /// The value of an environment variable, or null. The host does not change its environment while
   /// services run, so the text stays.
   static const char* GetEnv(const char* name);
+
+  /// The configuration directory: that of MC_CONFIG, or "/cfg".
+  static const char* configDirectory();
 };
 
 }  // namespace utility

@@ -29,6 +29,8 @@ class Located {
 
 }  // namespace
 
+std::string Path::located(const std::string& path) { return Located(path.c_str()).get(); }
+
 bool Path::exists(const char* path) { return ::access(Located(path).get(), F_OK) == 0; }
 
 std::int64_t Path::fileSize(const char* path) {

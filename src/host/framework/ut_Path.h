@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace utility {
 
@@ -21,6 +22,9 @@ class Path {
   static int truncate(const char* path, std::int64_t size);
   /// Removes a file. 0, or -1 with errno.
   static int remove(const char* path);
+
+  /// Where a path lies for the operating system, on the machine in force.
+  static std::string located(const std::string& path);
 
   /// The part of a path behind its last "/"; the whole text when it has none.
   static const char* baseName(const char* path);

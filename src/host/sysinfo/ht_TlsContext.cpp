@@ -16,7 +16,6 @@
 #include "host/framework/ut_DurableFile.h"
 #include "host/framework/ut_Path.h"
 #include "host/sysinfo/ht_Certificate.h"
-#include "util/ut_System.h"
 
 namespace services::http {
 
@@ -25,11 +24,6 @@ namespace {
 using framework::Logger;
 using framework::LogType;
 using Context = std::shared_ptr<SSL_CTX>;
-
-std::string located(const std::string& path) {
-  std::array<char, utility::locateSize> buffer;
-  return utility::System::current().locate(path.c_str(), buffer.data(), buffer.size());
-}
 
 // A key with a passphrase is refused; nobody is asked for it.
 int noPassphrase(char*, int, int, void*) { return 0; }
@@ -50,8 +44,10 @@ Context contextOf(const std::string& certificate, const std::string& key) {
   ERR_clear_error();
   Context context = newContext();
   if (context != nullptr &&
-      SSL_CTX_use_certificate_chain_file(context.get(), located(certificate).c_str()) == 1 &&
-      SSL_CTX_use_PrivateKey_file(context.get(), located(key).c_str(), SSL_FILETYPE_PEM) == 1 &&
+      SSL_CTX_use_certificate_chain_file(context.get(),
+                                         utility::Path::located(certificate).c_str()) == 1 &&
+      SSL_CTX_use_PrivateKey_file(context.get(), utility::Path::located(key).c_str(),
+                                  SSL_FILETYPE_PEM) == 1 &&
       SSL_CTX_check_private_key(context.get()) == 1) {
     return context;
   }
@@ -77,7 +73,8 @@ bool make(const std::string& path, const std::string& address) {
     return false;
   }
   std::error_code exists;
-  std::filesystem::create_directories(std::filesystem::path(located(path)).parent_path(), exists);
+  std::filesystem::create_directories(
+      std::filesystem::path(utility::Path::located(path)).parent_path(), exists);
   if (utility::replaceFile(path.c_str(), text, S_IRUSR | S_IWUSR) == 0) return true;
   Logger::StaticLog(LogType::Error, "web: %s: %s", path.c_str(), std::strerror(errno));
   return false;
@@ -94,7 +91,7 @@ Context openConfigured(const WebSettings& settings) {
 
 Context openOwn(const std::string& path, const std::string& address) {
   if (utility::Path::exists(path.c_str())) {
-    ::chmod(located(path).c_str(), S_IRUSR | S_IWUSR);
+    ::chmod(utility::Path::located(path).c_str(), S_IRUSR | S_IWUSR);
     if (Context kept = contextOf(path, path)) return kept;
     const std::string aside = path + ".damaged";
     Logger::StaticLog(LogType::Warning, "web: %s: %s; set aside as %s and made anew", path.c_str(),

@@ -50,8 +50,7 @@ WebSettings webSettings(const framework::Config& config) {
   take(config, "key", settings.key);
   config.getIntValueOf(section, "port", false, &settings.port);
   config.getIntValueOf(section, "sslPort", false, &settings.sslPort);
-  const char* root = utility::Environment::GetEnv("MC_CONFIG");
-  settings.directory = std::string(root == nullptr ? "/cfg" : root) + "/etc/config/";
+  settings.directory = std::string(utility::Environment::configDirectory()) + "/etc/config/";
   return settings;
 }
 

@@ -52,9 +52,11 @@ class HandedRecord {
 }  // namespace
 
 void raiseChange(std::unique_ptr<SysInfo> record) {
-  const auto handed = std::make_shared<const HandedRecord>(std::move(record));
+  auto handed = std::make_shared<const HandedRecord>(std::move(record));
+  const SysInfo* given = handed->record();
+  // Given away whole: its end takes the store's lock, which the caller may hold.
   framework::EventManager::instance().raise(strings::tGSsysInfoChanged,
-                                            std::shared_ptr<const void>(handed, handed->record()));
+                                            std::shared_ptr<const void>(std::move(handed), given));
 }
 
 }  // namespace services::sysinfo

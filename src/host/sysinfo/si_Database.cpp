@@ -154,20 +154,24 @@ bool Database::run(const char* statement) {
 
 bool Database::write(const Rows& rows) {
   bool done = true;
+  const auto finish = [&](Statement& statement) {  // the next one to be prepared clears the error
+    if (!done || statement.isDone()) return;
+    done = false;
+    if (m_error.empty()) m_error = sqlite3_errmsg(m_database.get());
+  };
   for (const auto& [place, value] : m_rows) {
     if (rows.contains(place)) continue;
     Statement remove(m_database.get(), "DELETE FROM value WHERE scope = ? AND key = ?");
-    done = done && remove.bind(place.scope).bind(place.key).isDone();
+    finish(remove.bind(place.scope).bind(place.key));
   }
   for (const auto& [place, value] : rows) {
     const auto known = m_rows.find(place);
     if (known != m_rows.end() && known->second == value) continue;
     Statement set(m_database.get(), "INSERT OR REPLACE INTO value VALUES (?, ?, ?)");
-    done = done && set.bind(place.scope).bind(place.key).bind(value).isDone();
+    finish(set.bind(place.scope).bind(place.key).bind(value));
   }
   Statement digest(m_database.get(), "INSERT OR REPLACE INTO digest VALUES (1, ?)");
-  done = done && digest.bind(digestOf(rows)).isDone();
-  if (!done && m_error.empty()) m_error = sqlite3_errmsg(m_database.get());
+  finish(digest.bind(digestOf(rows)));
   return done;
 }
 

@@ -2,13 +2,13 @@
 #include "host/sysinfo/si_Rows.h"
 
 #include "host/sysinfo/si_Field.h"
+#include "host/sysinfo/si_Scopes.h"
 #include "host/sysinfo/si_SysInfo.h"
 
 namespace services::sysinfo {
 
 namespace {
 
-constexpr const char* systemScope = "system";
 constexpr char letters[] = {'A', 'B'};
 
 template <class Record>

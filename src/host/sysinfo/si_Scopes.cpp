@@ -52,7 +52,9 @@ std::optional<Place> placeOf(const std::string& key) {
     place.scope[first] = ' ';
   }
   const bool isUsers = place.scope.starts_with(userScope);
-  const bool known = place.scope != slotPlace.scope && !isUsers && grammarAt(place) != nullptr;
+  const bool alias = place.scope == systemScope && first != std::string::npos;
+  const bool known =
+      !alias && place.scope != slotPlace.scope && !isUsers && grammarAt(place) != nullptr;
   return known ? std::optional(place) : std::nullopt;
 }
 
@@ -72,13 +74,6 @@ const Grammar* grammarAt(const Place& place) {
 }
 
 bool isOwnFlag(std::string_view key) { return key == snmpChanged || key == smisChanged; }
-
-std::string_view flagOver(std::string_view key) {
-  for (const auto& membership : memberships) {
-    if (membership.setting == key) return membership.flag;
-  }
-  return {};
-}
 
 Rows rowsUnder(std::string_view flag, const Rows& rows) {
   Rows under;

@@ -32,8 +32,6 @@ const Grammar* grammarAt(const Place& place);
 
 /// Whether the key is a flag that the store itself sets: that settings changed.
 bool isOwnFlag(std::string_view key);
-/// That flag of the settings to which this one belongs; empty when it belongs to none.
-std::string_view flagOver(std::string_view key);
 
 /// The rows of the settings over which that flag stands.
 Rows rowsUnder(std::string_view flag, const Rows& rows);

@@ -4,14 +4,13 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 
 #include "host/framework/fw_Logger.h"
 #include "host/framework/ut_DurableFile.h"
+#include "host/framework/ut_Environment.h"
 #include "host/framework/ut_Path.h"
-#include "util/ut_System.h"
 
 namespace services::sysinfo {
 
@@ -21,11 +20,6 @@ using framework::Logger;
 using framework::LogType;
 using State = Database::State;
 using utility::Path;
-
-std::string located(const std::string& path) {
-  std::array<char, utility::locateSize> buffer;
-  return utility::System::current().locate(path.c_str(), buffer.data(), buffer.size());
-}
 
 std::string copyOf(const std::string& path) { return path + ".good"; }
 
@@ -44,7 +38,7 @@ std::string setAside(const std::string& path, const char* why) {
 
 // Opens a file; one that must not be used is set aside, and opening begins anew.
 std::unique_ptr<Database> openUsable(const std::string& path) {
-  auto database = std::make_unique<Database>(located(path));
+  auto database = std::make_unique<Database>(Path::located(path));
   const State state = database->state();
   if (state != State::Damaged && state != State::Newer) return database;
   const std::string cause = database->error();
@@ -53,14 +47,14 @@ std::unique_ptr<Database> openUsable(const std::string& path) {
   Logger::StaticLog(LogType::Error, "system information: %s cannot be used (%s): kept as %s",
                     path.c_str(), cause.c_str(), aside.empty() ? "it is" : aside.c_str());
   if (aside.empty()) return nullptr;
-  return std::make_unique<Database>(located(path));
+  return std::make_unique<Database>(Path::located(path));
 }
 
 // Writes a complete copy of the database to `path`, in place of what is there.
 bool copyInto(Database& database, const std::string& path) {
   const std::string temporary = utility::temporaryOf(path);
   Path::remove(temporary.c_str());
-  if (!database.copyTo(located(temporary))) {
+  if (!database.copyTo(Path::located(temporary))) {
     Path::remove(temporary.c_str());
     return false;
   }
@@ -73,7 +67,7 @@ std::unique_ptr<Database> openCopy(const std::string& path) {
   const auto copy = openUsable(copyOf(path));
   if (copy == nullptr || copy->state() != State::Good) return nullptr;
   if (!copyInto(*copy, path)) return nullptr;
-  return std::make_unique<Database>(located(path));
+  return std::make_unique<Database>(Path::located(path));
 }
 
 bool isUsable(const Database* database) {
@@ -83,9 +77,13 @@ bool isUsable(const Database* database) {
 
 }  // namespace
 
+std::string storePath() {
+  return std::string(utility::Environment::configDirectory()) + "/sysinfo/system.db";
+}
+
 Store::Store(const std::string& path, const Rows& initial, Render render)
     : m_path(path), m_render(std::move(render)), m_rows(initial) {
-  const std::string directory = located(path.substr(0, path.rfind('/')));
+  const std::string directory = Path::located(path.substr(0, path.rfind('/')));
   ::mkdir(directory.c_str(), 0777);
   const std::lock_guard lock(m_mutex);
   if (!open(initial)) readCopy();
@@ -103,7 +101,7 @@ bool Store::open(const Rows& initial) {
     } else {
       Logger::StaticLog(LogType::Warning, "system information: %s begins with its first values",
                         m_path.c_str());
-      database = std::make_unique<Database>(located(m_path));
+      database = std::make_unique<Database>(Path::located(m_path));
     }
   }
   if (!isUsable(database.get())) {
@@ -125,7 +123,7 @@ bool Store::open(const Rows& initial) {
 
 void Store::readCopy() {
   if (!Path::exists(copyOf(m_path).c_str())) return;
-  const Database copy(located(copyOf(m_path)));
+  const Database copy(Path::located(copyOf(m_path)));
   if (copy.state() != State::Good) return;
   m_rows = copy.rows();
   Logger::StaticLog(LogType::Error,

@@ -12,6 +12,9 @@
 
 namespace services::sysinfo {
 
+/// The store's file, in the configuration directory.
+std::string storePath();
+
 /// Keeps rows in an SQLite file, with a verified copy of its last state beside it. Any thread may
 /// call.
 ///

@@ -21,11 +21,6 @@ using framework::LogType;
 
 namespace {
 
-std::string storePath() {
-  const char* directory = utility::Environment::GetEnv("MC_CONFIG");
-  return std::string(directory == nullptr ? "/cfg" : directory) + "/sysinfo/system.db";
-}
-
 // A controller that was moved to the other slot keeps its own record as its own.
 void followSlot(Rows& rows, char node) {
   const auto slot = rows.find(slotPlace);
@@ -106,10 +101,8 @@ SysInfo* SysInfoManager::readSysInfo() {
 }
 
 void SysInfoManager::unReadSysInfo() {
-  std::unique_ptr<SysInfo> news;
-  if (m_seen != Text::changes()) commit(news);
+  if (m_seen != Text::changes()) commit();
   m_mutex.unlock_shared();
-  if (news != nullptr) raiseChange(std::move(news));
 }
 
 SysInfo* SysInfoManager::writeSysInfo() {
@@ -120,12 +113,10 @@ SysInfo* SysInfoManager::writeSysInfo() {
 }
 
 bool SysInfoManager::unWriteSysInfo() {
-  std::unique_ptr<SysInfo> news;
   markChanges();
-  const bool stored = commit(news);
+  const bool stored = commit();
   if (!stored) restore();
   m_mutex.unlock();
-  if (news != nullptr) raiseChange(std::move(news));
   return stored;
 }
 
@@ -145,15 +136,14 @@ void SysInfoManager::markChanges() {
   if (differ("SmisChanged")) m_sysInfo.setSmisChanged(true);
 }
 
-// Stores what differs from the last commit. Where there is something to tell the services, `news`
-// becomes a copy of the record.
-bool SysInfoManager::commit(std::unique_ptr<SysInfo>& news) {
+// Stores what differs from the last commit, and tells the services in the same order.
+bool SysInfoManager::commit() {
   const std::lock_guard lock(m_committing);
   m_seen = Text::changes();
   Rows rows = currentRows();
   if (rows == m_committed) return true;
   if (m_store != nullptr && !m_store->replace(scopesOf(m_committed, rows), rows)) return false;
-  if (isNews(m_committed, rows)) news = std::make_unique<SysInfo>(m_sysInfo);
+  if (m_loaded && isNews(m_committed, rows)) raiseChange(std::make_unique<SysInfo>(m_sysInfo));
   if (othersOf(rows) != othersOf(m_committed)) publish(m_others);
   m_committed = std::move(rows);
   return true;
@@ -178,20 +168,10 @@ void SysInfoManager::open(const framework::Config& config, char node) {
 }
 
 void SysInfoManager::tellUntold() {
-  std::unique_ptr<SysInfo> news;
-  const bool users = m_store != nullptr && m_store->rows().contains(untoldPlace);
-  {
-    const SysInfoWriteGuard guard;
-    SysInfo* sysInfo = guard.getObject();
-    if (sysInfo == nullptr) return;
-    const bool known = sysInfo->getSnmpChanged() || sysInfo->getSmisChanged();
-    if (known) news = std::make_unique<SysInfo>(*sysInfo);
-    // A changed user stands in the same file as the SNMP settings.
-    if (users) sysInfo->setSnmpChanged(true);
-    if (users && known) news->setSnmpChanged(true);
-  }
-  if (users) m_store->replace({untoldPlace.scope}, {});
-  if (news != nullptr) raiseChange(std::move(news));
+  const SysInfoReadGuard guard;
+  const SysInfo* sysInfo = guard.getObject();
+  if (sysInfo == nullptr || !(sysInfo->getSnmpChanged() || sysInfo->getSmisChanged())) return;
+  raiseChange(std::make_unique<SysInfo>(*sysInfo));
 }
 
 void SysInfoManager::load(const framework::Config& config, char node) {
@@ -218,15 +198,15 @@ void SysInfoManager::take(Rows rows, char node) {
     Logger::StaticLog(LogType::Error, "system information: values were left out: %s",
                       refused.c_str());
   }
-  std::unique_ptr<SysInfo> news;
   const std::lock_guard lock(m_mutex);
+  m_loaded = false;  // so that nothing is told
   m_sysInfo = fresh;
   m_others = othersOf(rows);
   m_node = node;
   m_validPartner = false;
   m_committed = m_store == nullptr ? currentRows() : stored;
   publish(m_others);
-  commit(news);
+  commit();
   m_loaded = true;
 }
 

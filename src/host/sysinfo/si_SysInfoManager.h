@@ -46,8 +46,8 @@ class SysInfoManager {
   /// Opens the store "<configuration directory>/sysinfo/system.db" and takes what it holds. A new
   /// store begins with the table [sysinfo] of the configuration. Call before services are built.
   void open(const framework::Config& config, char node);
-  /// Raises sysInfoChanged where a changed flag is set, or a change of users was not told: an
-  /// earlier process ended before its services had acted. Call once events are delivered.
+  /// Raises sysInfoChanged where a changed flag is set: an earlier process ended before its
+  /// services had acted. Call once events are delivered.
   void tellUntold();
   /// Takes the table [sysinfo] alone, in memory.
   void load(const framework::Config& config, char node);
@@ -66,7 +66,7 @@ class SysInfoManager {
   void restore();
   Rows currentRows() const;
   void markChanges();
-  bool commit(std::unique_ptr<SysInfo>& news);
+  bool commit();
 
   ReadersFirst m_mutex;
   SysInfo m_sysInfo;

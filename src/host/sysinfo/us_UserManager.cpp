@@ -60,6 +60,16 @@ std::string refusalOf(const User& user) {
   return contradictionOf(user);
 }
 
+// Whether a stored user cannot be put in force, which is logged.
+bool isLeftOut(const User& user) {
+  const std::string refusal = refusalOf(user);
+  if (refusal.empty()) return false;
+  framework::Logger::StaticLog(framework::LogType::Error,
+                               "system information: user %s was left out: %s", user.getNameString(),
+                               refusal.c_str());
+  return true;
+}
+
 }  // namespace
 
 UserManager* UserManager::getManager() {
@@ -97,11 +107,6 @@ UserManager::Record UserManager::find(const std::string& name) const {
   return found == m_users.end() ? nullptr : *found;
 }
 
-std::unique_ptr<User> UserManager::findUser(const std::string& name) const {
-  const Record record = find(name);
-  return record == nullptr ? nullptr : std::make_unique<User>(*record);
-}
-
 std::string UserManager::addUser(const User& user) {
   const std::lock_guard lock(m_changing);
   if (std::string refusal = refusalOf(user); !refusal.empty()) return refusal;
@@ -112,12 +117,15 @@ std::string UserManager::addUser(const User& user) {
   return failure;
 }
 
-std::string UserManager::changeUser(const User& user) {
+std::string UserManager::changeUser(const std::string& name,
+                                    const std::function<std::string(User&)>& edit) {
   const std::lock_guard lock(m_changing);
-  if (std::string refusal = refusalOf(user); !refusal.empty()) return refusal;
-  const Record before = find(user.getNameString());
+  const Record before = find(name);
   if (before == nullptr) return "there is no user of this name";
-  std::string failure = replace(user.getNameString(), std::make_shared<const User>(user));
+  User user(*before);
+  if (std::string refusal = edit(user); !refusal.empty()) return refusal;
+  if (std::string refusal = refusalOf(user); !refusal.empty()) return refusal;
+  std::string failure = replace(name, std::make_shared<const User>(user));
   const bool access = concernsAccess(*before, user);
   if (failure.empty())
     raise(access ? strings::tGSuserAccessChanged : strings::tGSuserChanged, user);
@@ -136,29 +144,42 @@ std::string UserManager::deleteUser(const std::string& name) {
   return failure;
 }
 
+// Which users were changed is not known any more. This one writes nothing into the agent's file,
+// and has the SMI-S daemons read the users anew.
+void UserManager::tellUntold() {
+  const std::lock_guard lock(m_changing);
+  const sysinfo::Store* store = SysInfoManager::getManager()->store();
+  if (store == nullptr || !store->rows().contains(sysinfo::untoldPlace)) return;
+  utility::TokenSet interfaces(20);
+  interfaces.set(strings::tGSSmis);
+  User nobody("");
+  nobody.setInterfaces(interfaces);
+  nobody.setDeleted(true);
+  count(1);
+  raise(strings::tGSuserAccessChanged, nobody);
+}
+
 // The event's record says when the last handler has returned.
 void UserManager::raise(stringtoken event, const User& user) {
   const auto finish = [this](const User* handed) {
     const std::unique_ptr<const User> owned(handed);
     if (framework::EventManager::instance().isDelivering()) told();
   };
-  {
-    const std::lock_guard lock(m_mutex);
-    ++m_untold;
-  }
   const std::shared_ptr<const User> record(new User(user), finish);
-  const auto untyped = std::shared_ptr<const void>(record);
-  if (framework::EventManager::instance().raise(event, untyped)) return;
-  const std::lock_guard lock(m_mutex);
-  ++m_untold;  // for good: the mark stays
+  if (framework::EventManager::instance().raise(event, std::shared_ptr<const void>(record))) told();
 }
 
-// The mark goes with the last change that was under way.
+// Each change counts until its event was taken, and until that was handled: the mark goes with the
+// last, and stays where an event was not taken. The count begins before the mark is stored, so that
+// an earlier change does not take the mark of this one away.
+void UserManager::count(int changes) {
+  const std::lock_guard lock(m_mutex);
+  m_untold += 2 * changes;
+}
+
 void UserManager::told() {
-  {
-    const std::lock_guard lock(m_mutex);
-    if (--m_untold > 0) return;
-  }
+  const std::lock_guard lock(m_mutex);
+  if (--m_untold > 0) return;
   sysinfo::Store* store = SysInfoManager::getManager()->store();
   if (store != nullptr) store->replace({sysinfo::untoldPlace.scope}, {});
 }
@@ -168,7 +189,9 @@ std::string UserManager::replace(const std::string& name, const Record& record) 
   sysinfo::Store* store = SysInfoManager::getManager()->store();
   Rows rows = record == nullptr ? Rows() : rowsOf(*record);
   rows[sysinfo::untoldPlace] = strings::pGStrue;
+  count(1);
   if (store != nullptr && !store->replace({scopeOf(name), sysinfo::untoldPlace.scope}, rows)) {
+    count(-1);
     return "the change could not be stored; the log says why";
   }
   const std::lock_guard lock(m_mutex);
@@ -190,6 +213,7 @@ void UserManager::load(const Rows& rows) {
     }
     takeRow(*users.back(), place.key, value);
   }
+  std::erase_if(users, [](const auto& user) { return isLeftOut(*user); });
   const std::lock_guard lock(m_mutex);
   m_users.assign(users.begin(), users.end());
   m_untold = 0;

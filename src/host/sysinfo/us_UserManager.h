@@ -1,6 +1,7 @@
 // The users in force.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -29,38 +30,41 @@ class UserManager {
                                                        strings::stringtoken access);
   void releaseUser(const framework::object::EntityObject* user, strings::stringtoken access);
 
-  /// A copy of the user of that name; null when there is none.
-  std::unique_ptr<User> findUser(const std::string& name) const;
-
-  /// Adds a user, replaces the one of its name, or takes one out: durable when the call returns,
+  /// Adds a user, edits the one of a name, or takes one out: durable when the call returns,
   /// then told to the services by an event with a copy of the record. The answer is empty, or one
-  /// line that says why nothing was changed.
+  /// line that says why nothing was changed. One change at a time: `edit` gets the record in force
+  /// to change, under the lock of changes, and answers likewise.
   ///
   /// userAccessChanged is raised by an addition, a removal (with the record marked deleted), and a
   /// change of Interfaces or Password: what the daemons that log users in must learn. userChanged
-  /// is raised by any other change. A change that the process did not live to tell is made up for
-  /// at the next start (see SysInfoManager::tellUntold()).
+  /// is raised by any other change.
   std::string addUser(const User& user);
-  std::string changeUser(const User& user);
+  std::string changeUser(const std::string& name,
+                         const std::function<std::string(User& user)>& edit);
   std::string deleteUser(const std::string& name);
 
   /// Takes the users of these rows in place of those in force, without an event. Call before
   /// services are built.
   void load(const sysinfo::Rows& rows);
 
+  /// Makes up for the changes that the process did not live to tell: raises userAccessChanged with
+  /// a deleted user without a name, who has access to Smis. Call once the services run.
+  void tellUntold();
+
  private:
   using Record = std::shared_ptr<const User>;
 
   Record find(const std::string& name) const;
   void raise(strings::stringtoken event, const User& user);
+  void count(int changes);
   void told();
   std::string replace(const std::string& name, const Record& record);
 
-  mutable std::mutex m_mutex;
-  std::mutex m_changing;  // one change at a time; taken before m_mutex and the store's lock
+  mutable std::mutex m_mutex;  // taken before the store's
+  std::mutex m_changing;       // one change at a time; taken before m_mutex
   std::vector<Record> m_users;
   std::vector<Record> m_held;  // what readers have taken, once for each taking
-  int m_untold = 0;            // changes whose event has not been handled to the end
+  int m_untold = 0;            // see count()
 };
 
 }  // namespace services::user
