@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "host/framework/fw_CommandBundle.h"
 #include "host/framework/fw_ConfigFile.h"
@@ -25,6 +27,7 @@
 #include "host/sysinfo/si_SysInfoManager.h"
 #include "host/sysinfo/us_UserManager.h"
 #include "mchost/Notify.h"
+#include "mchost/Piece.h"
 #include "mchost/Plugins.h"
 #include "mchost/StopControl.h"
 
@@ -35,30 +38,41 @@ using framework::LogType;
 
 namespace {
 
+// Loads the plug-ins of the file and of the command line. False when one cannot be loaded.
+bool loadPlugins(framework::ConfigFile& file, const std::vector<std::string>& options) {
+  bool loaded = true;
+  const auto load = [&](const std::string& name, const char* origin, unsigned int line) {
+    const auto failure = loadPlugin(name);
+    if (failure) file.refuse(line, std::string(origin) + ": " + *failure);
+    loaded = loaded && !failure;
+  };
+  const auto& names = file.host().plugins;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    load(names[i], "host.plugins", file.config().find("host.plugins")->entryLines[i]);
+  }
+  for (const std::string& name : options) load(name, "--plugin", 0);
+  return loaded;
+}
+
 // The configuration, its plug-ins loaded and its instances checked.
-framework::ConfigFile readConfig(const Options& options, std::vector<std::string>& failures) {
+framework::ConfigFile readConfig(const Options& options) {
+  beginPiece("configuration");
   framework::ConfigFile file(options.config);
   file.checkEnvironment();
-  if (!file.arePluginsKnown()) return file;
-  std::vector<std::string> plugins = file.host().plugins;
-  plugins.insert(plugins.end(), options.plugins.begin(), options.plugins.end());
-  failures = loadPlugins(plugins);
-  if (!failures.empty()) return file;
+  if (!file.arePluginsKnown() || !loadPlugins(file, options.plugins)) return file;
+  beginPiece("check of the configuration");
   file.checkInstances();
   const auto fault = file.isRefused() ? std::nullopt : services::http::webFault(file.config());
-  if (fault) {
-    failures.push_back(options.config + ":" + std::to_string(fault->line) + ": " + fault->text);
-  }
+  if (fault) file.refuse(fault->line, fault->text);
   return file;
 }
 
 // Writes what is wrong to standard error. True when the start may go on.
-bool report(const framework::ConfigFile& file, const std::vector<std::string>& failures) {
+bool report(const framework::ConfigFile& file) {
   for (const auto& finding : file.findings()) {
     std::fprintf(stderr, "%s: %s\n", finding.fatal ? "error" : "warning", finding.text.c_str());
   }
-  for (const std::string& failure : failures) std::fprintf(stderr, "error: %s\n", failure.c_str());
-  return !file.isRefused() && failures.empty();
+  return !file.isRefused();
 }
 
 bool startLog(const framework::HostSettings& settings) {
@@ -134,14 +148,20 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   auto& shell = framework::Shell::instance();
   framework::registerHostCommands(shell, [&stop] { stop.request(); });
   framework::CommandBundle::registerAll(shell);
+  beginPiece("console");
   console.start();
   reports = true;
+  beginPiece("start of the services");
   services.start();
   services::sysinfo::SysInfoManager::getManager()->tellUntold();
   services::user::UserManager::getManager()->tellUntold();
   notify("READY=1");
-  Logger::StaticLog(LogType::Info, "controller %s: %zu services run", settings.slot.c_str(),
-                    services.services().size());
+  const auto failed = std::ranges::count_if(
+      services.services(), [](const auto& running) { return running.failed->load(); });
+  Logger::StaticLog(LogType::Info, "controller %s: %zu services run%s", settings.slot.c_str(),
+                    services.services().size() - static_cast<std::size_t>(failed),
+                    failed == 0 ? "" : "; some have failed, see the console's services");
+  beginPiece("host");
   stop.waitForStop();
   notify("STOPPING=1");
   Logger::StaticLog(LogType::Info, "stopping");
@@ -152,19 +172,20 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
 }  // namespace
 
 int check(const Options& options) {
-  std::vector<std::string> failures;
-  const framework::ConfigFile file = readConfig(options, failures);
-  if (!report(file, failures)) return EXIT_FAILURE;
+  const framework::ConfigFile file = readConfig(options);
+  if (!report(file)) return EXIT_FAILURE;
   if (options.againstRunning) checkAgainstRunning(file);
   return EXIT_SUCCESS;
 }
 
 int run(const Options& options) {
-  std::vector<std::string> failures;
-  const framework::ConfigFile file = readConfig(options, failures);
-  if (!report(file, failures)) return EXIT_FAILURE;
+  const framework::ConfigFile file = readConfig(options);
+  if (!report(file)) return EXIT_FAILURE;
+  beginPiece("stop control");
   StopControl stop;
+  beginPiece("log");
   if (!startLog(file.host())) return EXIT_FAILURE;
+  beginPiece("console");
   framework::ConsoleServer console;  // services switch it while they are built
   // Before anything acts: a second host would stop daemons and open listeners of the first.
   if (const std::string failure = console.listen(file.host().console); !failure.empty()) {
@@ -172,6 +193,7 @@ int run(const Options& options) {
     Logger::stop();
     return EXIT_FAILURE;
   }
+  beginPiece("system information");
   framework::Config::setConfig(file.config());
   services::sysinfo::SysInfoManager::getManager()->open(file.config(), file.host().slot[0]);
   if (!file.host().midplane.empty()) {
@@ -181,9 +203,11 @@ int run(const Options& options) {
   auto& services = framework::ServiceHost::instance();
   std::atomic<bool> reports = false;
   std::optional<services::http::HttpServer> web;
+  beginPiece("web listeners");
   web.emplace(services::http::webSettings(file.config()),
               [&reports] { return reports ? servicesReport() : std::string(); });
   openListeners(*web);
+  beginPiece("building of the services");
   services.build(servicesToBuild(file.host()));
   serve(file.host(), console, stop, reports);
   web.reset();  // its page reads the services

@@ -5,6 +5,8 @@
 
 #include <filesystem>
 
+#include "mchost/Piece.h"
+
 namespace mchost {
 
 namespace {
@@ -18,14 +20,10 @@ std::string pathOf(const std::string& name) {
 
 }  // namespace
 
-std::vector<std::string> loadPlugins(const std::vector<std::string>& names) {
-  std::vector<std::string> failures;
-  for (const std::string& name : names) {
-    if (::dlopen(pathOf(name).c_str(), RTLD_NOW | RTLD_GLOBAL) == nullptr) {
-      failures.push_back("plug-in " + name + ": " + ::dlerror());
-    }
-  }
-  return failures;
+std::optional<std::string> loadPlugin(const std::string& name) {
+  beginPiece("plug-in " + name);
+  if (::dlopen(pathOf(name).c_str(), RTLD_NOW | RTLD_GLOBAL) != nullptr) return std::nullopt;
+  return name + ": " + ::dlerror();
 }
 
 }  // namespace mchost

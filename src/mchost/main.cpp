@@ -4,13 +4,11 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <cstdlib>
-#include <exception>
 
 #include "host/framework/fw_ApplicationArguments.h"
 #include "host/platform/DescriptorLimit.h"
 #include "mchost/Daemon.h"
+#include "mchost/Piece.h"
 
 namespace {
 
@@ -43,14 +41,12 @@ int start(int count, char** values) {
 
 }  // namespace
 
+// What nobody catches ends the process; see Piece.h.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int count, char** values) {
   openStandardDescriptors();
   ::umask(077);
   platform::raiseDescriptorLimit();
-  try {
-    return start(count, values);
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "error: %s\n", failure.what());
-    return EXIT_FAILURE;
-  }
+  mchost::beginPiece("command line");
+  return start(count, values);
 }

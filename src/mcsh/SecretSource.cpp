@@ -29,11 +29,17 @@ std::string firstLineOf(const platform::Descriptor& descriptor) {
   return line;
 }
 
-// The process's terminal, without echo, and without the keys that raise signals, which would leave
-// it like that.
+// The process's terminal; in a session without one, as on the bench, what stdin is.
+platform::Descriptor openTerminal() {
+  const int terminal = ::open("/dev/tty", O_RDWR | O_CLOEXEC);
+  return platform::Descriptor(terminal >= 0 ? terminal : ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+}
+
+// That terminal, without echo, and without the keys that raise signals, which would leave it like
+// that.
 class SilentTerminal {
  public:
-  SilentTerminal() : m_terminal(::open("/dev/tty", O_RDWR | O_CLOEXEC)) {
+  SilentTerminal() : m_terminal(openTerminal()) {
     if (::tcgetattr(m_terminal.get(), &m_before) != 0) {
       throw SecretError("there is no terminal to ask for a secret");
     }

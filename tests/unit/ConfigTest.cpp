@@ -1,10 +1,13 @@
 // The configuration: what is refused, where and by which rule, and how its values are read.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "app/app_AppManager.h"
 #include "host/framework/fw_ConfigFile.h"
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/st_StringRepository.h"
+#include "support/ConsoleSetting.h"
 #include "support/LogCapture.h"
 #include "support/Temporary.h"
 
@@ -82,18 +85,24 @@ TEST_F(Configuration, FaultsOfTheFileAreFoundWithTheirLine) {
       {"slot wrong", "[host]\nslot = 'C'\n", "error 2: host.slot: must be \"A\" or \"B\"\n"},
       {"key outside of tables", "x = 1\n" + host, "error 1: x: must stand in a table\n"},
       {"list of tables", host + "[[Sample]]\n", "error 3: Sample: must stand in a table\n"},
+      {"host is a value", "host = 3\n", "error 1: host: must stand in a table\n"},
+      {"host is a list", "[[host]]\nslot = 'A'\n", "error 1: host: must stand in a table\n"},
   };
   expect(rows, "");
 }
 
 TEST_F(Configuration, FaultsOfTheHostAreFoundWithTheirLineAndRule) {
   const std::string safePath = std::string(framework::safePathRule) + "\n";
-  const std::string anyType =
-      "must be an integer, true or false, a text or a list of texts, without zero characters\n";
   const std::vector<Row> rows = {
       {"unknown key", "colour = 1\n", "error 3: host.colour: no such property\n"},
-      {"mixed list", "plugins = ['a', 1]\n", "error 3: host.plugins: " + anyType},
-      {"zero character", "console = \"/run/\\u0000x\"\n", "error 3: host.console: " + anyType},
+      {"mixed list hides what its plug-ins bring", "plugins = ['a',\n1, 2]\n[Gone]\n",
+       "error 4: host.plugins: must be a list of texts\n"},
+      {"zero characters", "console = \"/run/\\u0000x\"\ndebug = [\"\\u0000\"]\n",
+       "error 3: host.console: must be a text, without zero characters\n"
+       "error 4: host.debug: must be a list of texts, without zero characters\n"},
+      {"unknown types", "commandSeconds = 1.5\nslots = 2026-11-22\n",
+       "error 3: host.commandSeconds: must be an integer\n"
+       "error 4: host.slots: no such property\n"},
       {"no time", "commandSeconds = 0\n", "error 3: host.commandSeconds: must be from 1 to 3600\n"},
       {"socket path", "console = 'run/x'\n", "error 3: host.console: " + safePath},
       {"socket path too long", "console = '/" + std::string(150, 'x') + "'\n",
@@ -253,6 +262,19 @@ TEST_F(Configuration, NoHostileDaemonNameGetsIn) {
   }
   EXPECT_TRUE(isRefused("data", "web;x//usr/bin/web"));
   EXPECT_FALSE(isRefused("data", "web//usr/bin/web; *$"));  // a pattern reaches no command line
+}
+
+TEST_F(Configuration, PlugInsThatCannotBeLoadedAreFoundWithTheirLine) {
+  files.write("mc.toml", host + "plugins = ['/none.so',\n\"/a\\nerror: x\"]\n");
+  const std::string path = files.path("mc.toml");
+  const std::string line = test::built("bin/mchost") + " --check --config " + path +
+                           " --plugin /other.so 2>" + files.path("said");
+  EXPECT_EQ(WEXITSTATUS(std::system(line.c_str())), 1);
+  const std::string reason = ": cannot open shared object file: No such file or directory\n";
+  EXPECT_EQ(files.read("said"), "error: " + path + ":3: host.plugins: /none.so: /none.so" + reason +
+                                    "error: " + path +
+                                    ":4: host.plugins: /a?error: x: /a?error: x" + reason +
+                                    "error: " + path + ": --plugin: /other.so: /other.so" + reason);
 }
 
 TEST_F(Configuration, TwoServicesOfOneNameAreRefused) {

@@ -143,10 +143,10 @@ TEST(Propagate, SignalsTheDaemonsFirstInstance) {
   EXPECT_EQ(signalsOf("reused"), Signals{});
   EXPECT_EQ(signalsOf("sfcbd"), Signals{}) << "it has no portal";
   EXPECT_EQ(controller.log.count("sending to pid"), 1);
-  ApplicationService::registerPortal("sfcbd", 77);
+  const auto portal = ApplicationService::registerPortal("sfcbd", 77);
   EXPECT_EQ(signalsOf("sfcbd"), (Signals{{77, eventSignal, strings::tGSlogMigrationMc1}}));
   EXPECT_TRUE(controller.log.has("found process sfcbd, sending to pid: 77"));
-  ApplicationService::unregisterPortal("sfcbd", 77);
+  ApplicationService::unregisterPortal("sfcbd", portal);
 }
 
 // A process that ends with 0 once it is sent the signal with that value.
@@ -170,12 +170,12 @@ TEST(Propagate, ARealProcessReceivesTheSignalWithTheToken) {
   const pid_t child = childThatExpects(strings::tGSlogMigrationMc3);
   framework::Config::setConfig({});  // on the real machine: no lists, so no script is written
   const AppManager manager("AppManager");
-  ApplicationService::registerPortal("sfcbd", child);
+  const auto portal = ApplicationService::registerPortal("sfcbd", child);
   manager.propagateServiceEvent(strings::tGSsfcbd, strings::tGSlogMigrationMc3);
   int status = -1;
   ::waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
-  ApplicationService::unregisterPortal("sfcbd", child);
+  ApplicationService::unregisterPortal("sfcbd", portal);
 }
 
 TEST(LockTracking, RunsEvery30SecondsAndReleasesWhatADeadProcessHeld) {

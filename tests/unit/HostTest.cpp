@@ -117,15 +117,15 @@ TEST(PortalTest, TheLatestRegistrationStandsAndAHolderKeepsItsPortal) {
   using services::app::ApplicationService;
   const stringtoken web = GS.toToken("web");
   EXPECT_EQ(ApplicationService::LookupPortalPrefix(web), nullptr);
-  ApplicationService::registerPortal("web", 10);
-  ApplicationService::registerPortal("snmpd", 10);
+  const auto first = ApplicationService::registerPortal("web", 10);
+  const auto other = ApplicationService::registerPortal("snmpd", 10);
   const auto held = ApplicationService::LookupPortalPrefix(web);
-  ApplicationService::registerPortal("web", 11);
-  ApplicationService::unregisterPortal("web", 10);
-  ApplicationService::unregisterPortal("snmpd", 10);
+  const auto latest = ApplicationService::registerPortal("web", 11);
+  ApplicationService::unregisterPortal("web", first);
+  ApplicationService::unregisterPortal("snmpd", other);
   EXPECT_EQ(held->getPID(), 10);
   EXPECT_EQ(ApplicationService::listPortals(), (Holders{{"web", 11}}));
-  ApplicationService::unregisterPortal("web", 11);
+  ApplicationService::unregisterPortal("web", latest);
   EXPECT_EQ(ApplicationService::LookupPortalPrefix(web), nullptr);
 }
 

@@ -85,6 +85,23 @@ TEST_F(Logging, TheLevelHoldsHeavierNumbersBack) {
   }
 }
 
+TEST_F(Logging, TheFirstTakerIsGivenTheLinesSinceTheStartOnce) {
+  for (const bool stopped : {false, true}) {
+    start();
+    Logger::StaticLog(LogType::Error, "early");
+    ASSERT_TRUE(test::eventually([&] { return files.read("log").ends_with("early\n"); }));
+    if (stopped) Logger::stop();
+    const test::LogCapture first;
+    const test::LogCapture second;
+    Logger::StaticLog(LogType::Info, "late");
+    Logger::stop();
+    EXPECT_EQ(first.count("error   host: early\n"), stopped ? 0 : 1);
+    EXPECT_EQ(first.count("host: late\n"), 1);
+    EXPECT_EQ(second.count("host: "), 1);
+    files.write("log", "");
+  }
+}
+
 // A taker that lets the first line wait until it is told to go on.
 class SlowTaker : public test::LogCapture {
  public:

@@ -61,6 +61,20 @@ TEST_F(RegistryCommands, ALockHasOneHolder) {
   EXPECT_EQ(askAs(one, "lock list"), "0 NAME  PID\n");
 }
 
+TEST_F(RegistryCommands, WhatAProcessTookAgainOutlivesItsFirstConnection) {
+  Console second(11);
+  {
+    Console first(11);
+    for (const char* what : {"lock take L", "portal register web"}) askAs(first, what);
+    for (const char* what : {"lock release L", "lock take L", "portal register web"}) {
+      EXPECT_TRUE(askAs(second, what).starts_with("0 ")) << what;
+    }
+  }
+  EXPECT_EQ(askAs(second, "lock list"), "0 NAME  PID\nL     11\n");
+  EXPECT_EQ(askAs(second, "portal list"), "0 NAME  PID\nweb   11\n");
+  EXPECT_EQ(askAs(second, "lock release L"), "0 lock L released\n");
+}
+
 TEST_F(RegistryCommands, WhatIsNoNameIsRefusedAndMakesNoToken) {
   Console console(11);
   Console unknown(0);

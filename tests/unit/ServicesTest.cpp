@@ -60,7 +60,10 @@ class Noted : public framework::ActiveService {
   ~Noted() override { diary.note(std::string("destroy ") + getNameString()); }
 
   const framework::ServiceInfo* serviceInfo() const override { return nullptr; }
-  void Startup() override { diary.note(std::string("start ") + getNameString()); }
+  void Startup() override {
+    diary.note(std::string("start ") + getNameString());
+    if (std::string(getNameString()) == "Third") throw std::runtime_error("start trouble");
+  }
   void Shutdown() override {
     diary.note(std::string("stop ") + getNameString());
     ActiveService::Shutdown();
@@ -82,7 +85,8 @@ framework::Service* buildNothing(const char*) { return nullptr; }
 
 const ServiceFactory factories[] = {{buildNoted, "First"},       {buildWithException, "Throwing"},
                                     {buildWithError, "Failing"}, {buildNothing, "Nothing"},
-                                    {buildNoted, "Second"},      {buildNothing, "First"}};
+                                    {buildNoted, "Second"},      {buildNothing, "First"},
+                                    {buildNoted, "Third"}};
 
 TEST(ServiceFactoryTest, ANameIsRegisteredOnce) {
   EXPECT_EQ(ServiceFactory::find("First"), &factories[0]);
@@ -94,24 +98,28 @@ TEST(ServiceHostTest, RunsWhatCanBeBuiltAndStopsItInReverse) {
   const test::LogCapture log;
   diary.clear();
   ServiceHost host;
-  host.build({"First", "Throwing", "Failing", "Nothing", "Unknown", "Second"});
+  host.build({"First", "Throwing", "Failing", "Nothing", "Unknown", "Second", "Third"});
   for (const char* line :
        {"Throwing: construction ended by an exception: stream overflow in build trouble",
         "Failing: construction ended by an exception: standard trouble",
         "Nothing: construction ended by an exception", "Unknown: no such service is registered"}) {
     EXPECT_EQ(log.count(line), 1) << line;
   }
-  ASSERT_EQ(host.services().size(), 2U);
+  ASSERT_EQ(host.services().size(), 3U);
   EXPECT_EQ(host.find("Second"), &host.services()[1]);
   EXPECT_EQ(host.find("Throwing"), nullptr);
 
   host.start();
-  EXPECT_TRUE(test::eventually([&] { return log.has("Second: thread ended by an exception"); }));
+  EXPECT_TRUE(test::eventually([&] { return host.find("Second")->failed->load(); }));
+  EXPECT_TRUE(log.has("Second: thread ended by an exception"));
+  EXPECT_TRUE(host.find("Third")->failed->load());
+  EXPECT_FALSE(host.find("First")->failed->load());
   host.stop();
   host.destroy();
-  EXPECT_EQ(diary.notes(), (Notes{"build First", "build Second", "start First", "start Second",
-                                  "stop Second", "thread of Second", "thread of Second",
-                                  "stop First", "destroy Second", "destroy First"}));
+  EXPECT_EQ(diary.notes(), (Notes{"build First", "build Second", "build Third", "start First",
+                                  "start Second", "start Third", "stop Third", "stop Second",
+                                  "thread of Second", "thread of Second", "stop First",
+                                  "destroy Third", "destroy Second", "destroy First"}));
 }
 
 const stringtoken common = GS.toToken("common event");

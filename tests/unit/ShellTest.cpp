@@ -207,8 +207,8 @@ TEST_F(HostCommands, Replies) {
       {"debug on nobody",
        "13 no such debug flag: nobody; there are:\n"
        "  Sample\n  Bundle\n  Absent\n  Process\n  lifecycle\n  destructors\n  pairing\n"},
-      {"log", "1 usage: log level [error|warning|info|debug]\n"},
-      {"log level loud", "1 usage: log level [error|warning|info|debug]\n"},
+      {"log", "1 usage: log level [error|warning|info|debug|trace]\n"},
+      {"log level loud", "1 usage: log level [error|warning|info|debug|trace]\n"},
       {"help memory stats", "0 memory stats: s.\nusage: memory stats\n"},
       {"help me", "1 no command begins with these words; try help\n"},
       {"help words",
@@ -220,6 +220,13 @@ TEST_F(HostCommands, Replies) {
   const auto before = strings::GS.toToken("before");
   for (const auto& row : rows) EXPECT_EQ(ask(row.line), row.reply) << row.line;
   EXPECT_EQ(strings::GS.toToken("after"), before + 1) << "unknown names made tokens";
+}
+
+TEST_F(HostCommands, AServiceThatFailedIsShown) {
+  std::atomic<bool>& failed = *ServiceHost::instance().find("Bundle")->failed;
+  failed = true;
+  EXPECT_NE(ask("services").find("\nBundle  failed     0\n"), std::string::npos);
+  failed = false;
 }
 
 TEST_F(HostCommands, EventsReachTheirSubscribers) {

@@ -28,17 +28,17 @@ std::shared_ptr<const Portal> ApplicationService::LookupPortalPrefix(strings::st
   return found == registry().portals.end() ? nullptr : found->second;
 }
 
-void ApplicationService::registerPortal(const std::string& daemon, int pid) {
+std::shared_ptr<const Portal> ApplicationService::registerPortal(const std::string& daemon,
+                                                                 int pid) {
   const std::lock_guard lock(registry().mutex);
-  registry().portals[daemon] = std::make_shared<const Portal>(pid);
+  return registry().portals[daemon] = std::make_shared<const Portal>(pid);
 }
 
-void ApplicationService::unregisterPortal(const std::string& daemon, int pid) {
+void ApplicationService::unregisterPortal(const std::string& daemon,
+                                          const std::shared_ptr<const Portal>& portal) {
   const std::lock_guard lock(registry().mutex);
   const auto found = registry().portals.find(daemon);
-  if (found != registry().portals.end() && found->second->getPID() == pid) {
-    registry().portals.erase(found);
-  }
+  if (found != registry().portals.end() && found->second == portal) registry().portals.erase(found);
 }
 
 std::vector<std::pair<std::string, int>> ApplicationService::listPortals() {

@@ -28,9 +28,10 @@ class ApplicationService {
   static std::shared_ptr<const Portal> LookupPortalPrefix(strings::stringtoken daemon);
 
   /// Registers a process as the daemon's portal; the latest registration stands.
-  static void registerPortal(const std::string& daemon, int pid);
-  /// Ends a process's registration as the daemon's portal, unless another has taken its place.
-  static void unregisterPortal(const std::string& daemon, int pid);
+  static std::shared_ptr<const Portal> registerPortal(const std::string& daemon, int pid);
+  /// Ends that registration, unless another has taken its place, be it of the same process.
+  static void unregisterPortal(const std::string& daemon,
+                               const std::shared_ptr<const Portal>& portal);
   /// The daemons' names and the processes that speak for them.
   static std::vector<std::pair<std::string, int>> listPortals();
 };

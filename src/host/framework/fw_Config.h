@@ -11,9 +11,15 @@
 
 namespace framework {
 
+/// A value of no type that a property may have. It is refused before anybody reads it.
+struct OtherValue {
+  unsigned int line;  ///< where it stands, also within a list
+  const char* but;    ///< what to add to the type that the property's rule asks for
+};
+
 /// One property: its value and the line of the file that gave it.
 struct Property {
-  std::variant<long, bool, std::string, utility::StringArray> value = {};
+  std::variant<long, bool, std::string, utility::StringArray, OtherValue> value = {};
   unsigned int line = 0;
   std::vector<unsigned int> entryLines = {};  ///< of a list: the line of each entry
 };

@@ -45,25 +45,30 @@ bool isText(const toml::node& node) {
   return node.is_string() && node.as_string()->get().find('\0') == std::string::npos;
 }
 
-// A list of texts; false when an entry is no text.
-bool convertList(const toml::array& source, Property& property) {
+OtherValue otherValue(const toml::node& node) {
+  return {node.source().begin.line, node.is_string() ? ", without zero characters" : ""};
+}
+
+// A list of texts; the first entry that is no text makes it another value.
+void convertList(const toml::array& source, Property& property) {
   utility::StringArray list;
   for (const auto& entry : source) {
-    if (!isText(entry)) return false;
+    if (!isText(entry)) {
+      property.value = otherValue(entry);
+      return;
+    }
     list.Append(entry.as_string()->get());
     property.entryLines.push_back(entry.source().begin.line);
   }
   property.value = std::move(list);
-  return true;
 }
 
-// A value of one of the four types; false for any other.
-bool convert(const toml::node& node, Property& property) {
+void convert(const toml::node& node, Property& property) {
+  property.value = otherValue(node);
   if (const auto* integer = node.as_integer()) property.value = static_cast<long>(integer->get());
   if (const auto* flag = node.as_boolean()) property.value = flag->get();
-  if (const auto* text = node.as_string()) property.value = text->get();
-  if (const auto* list = node.as_array()) return convertList(*list, property);
-  return node.is_integer() || node.is_boolean() || isText(node);
+  if (isText(node)) property.value = node.as_string()->get();
+  if (const auto* list = node.as_array()) convertList(*list, property);
 }
 
 std::vector<std::string> texts(const utility::StringArray& list) {
@@ -93,7 +98,10 @@ void applyToList(const PropertyRule& rule, const Property& property,
 std::vector<PropertyFinding> apply(const PropertyRule& rule, const Property& property) {
   std::vector<PropertyFinding> findings;
   if (!hasType(property, rule.type)) {
+    const auto* other = std::get_if<OtherValue>(&property.value);
     findings.push_back({true, std::string("must be ") + typeName(rule.type)});
+    if (other != nullptr) findings.back().text += other->but;
+    if (other != nullptr) findings.back().line = other->line;
   } else if (rule.type == PropertyType::Integer) {
     const long value = std::get<long>(property.value);
     if (value < rule.minimum || value > rule.maximum) findings.push_back({true, rangeText(rule)});
@@ -154,20 +162,15 @@ const PropertyRule* findRule(std::span<const PropertyRule> rules, const std::str
 }
 
 // Keeps the values of a table under their full names; tables within it become dotted keys.
-template <typename Report>
-void flatten(const toml::table& table, const std::string& prefix, Config& config, Report report) {
+void flatten(const toml::table& table, const std::string& prefix, Config& config) {
   for (const auto& [key, node] : table) {
     const std::string name = prefix + "." + std::string(key.str());
-    const unsigned int line = node.source().begin.line;
-    Property property{.line = line};
+    Property property{.line = node.source().begin.line};
     if (const auto* inner = node.as_table()) {
-      flatten(*inner, name, config, report);
-    } else if (convert(node, property)) {
-      config.set(name, std::move(property));
+      flatten(*inner, name, config);
     } else {
-      report(line, name +
-                       ": must be an integer, true or false, a text or a list of texts, without "
-                       "zero characters");
+      convert(node, property);
+      config.set(name, std::move(property));
     }
   }
 }
@@ -218,14 +221,14 @@ bool ConfigFile::read() {
       }
       if (name == "host") m_hostLine = line;
       if (name != "host") m_tables.emplace_back(name, line);
-      flatten(*table, name, m_config,
-              [this](unsigned int at, const std::string& text) { add(true, at, text); });
+      flatten(*table, name, m_config);
     }
+    const toml::node* host = root.get("host");
+    return host == nullptr || host->is_table();  // what else it lacks is not worth a line
   } catch (const toml::parse_error& fault) {
     add(true, fault.source().begin.line, std::string(fault.description()));
     return false;
   }
-  return true;
 }
 
 void ConfigFile::checkEnvironment() {

@@ -48,6 +48,9 @@ class ConfigFile {
   /// Checks the instances' tables by the rules that the loaded plug-ins registered.
   void checkInstances();
 
+  /// Adds a finding of the host's own that forbids to start; line 0 is the file as a whole.
+  void refuse(unsigned int line, const std::string& text) { add(true, line, text); }
+
   const std::vector<ConfigFinding>& findings() const { return m_findings; }
   /// Whether a finding forbids to start.
   bool isRefused() const;
@@ -57,7 +60,8 @@ class ConfigFile {
   const Config& config() const { return m_config; }
 
  private:
-  /// Keeps the properties of the file; false when it cannot be read or its syntax is wrong.
+  /// Keeps the properties of the file; false when it cannot be read, its syntax is wrong or [host]
+  /// is no table.
   bool read();
   void checkHost();
   void checkServiceNames();

@@ -22,8 +22,8 @@ class FileLogger : public ActiveService, public Logger {
   FileLogger(const char* name, const char* second);
   ~FileLogger() override;
 
-  /// Begins and ends to take the log's lines. Between the two, lines are written and files moved
-  /// on the logging thread.
+  /// Begins and ends to take the log's lines. The first writes those of the start so far; between
+  /// the two, lines are written and files moved on the logging thread.
   void Startup() override;
   void Shutdown() override;
   void threadDo(int /*index*/) override {}

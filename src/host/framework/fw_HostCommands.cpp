@@ -39,6 +39,7 @@ int helpWords(const Shell& shell, Console& console, const Arguments& arguments) 
 }
 
 const char* stateOf(const RunningService& running) {
+  if (*running.failed) return "failed";
   const auto* active = dynamic_cast<const ActiveService*>(running.service.get());
   return active != nullptr && active->requestToShutdown() ? "stopping" : "running";
 }

@@ -84,8 +84,9 @@ void registerLogCommands(Shell& shell) {
                           "DebugList", "debug list: list the debug flags.\n", "debug list\n")},
           {logLevel, commandOf<strings::tGSlog, strings::tGSlevel>(
                          "LogLevel",
-                         "log level: show or set the log's level: error, warning, info or debug.\n",
-                         "log level [error|warning|info|debug]\n")},
+                         "log level: show or set the log's level: error, warning, info, debug or "
+                         "trace.\n",
+                         "log level [error|warning|info|debug|trace]\n")},
       });
 }
 

@@ -36,12 +36,13 @@ int takeLock(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() != 1) return 0;
   const std::string name = arguments.ArgValue(0);
   if (!mayHold(console, name.c_str())) return 1;
-  const int pid = console.getPeer();
-  if (!LockManager::getInstance()->take(name, pid)) {
+  const std::uint64_t taking = LockManager::getInstance()->take(name, console.getPeer());
+  if (taking == 0) {
     console.reply(Refused, "lock %s is held; see: lock list\n", name.c_str());
     return 1;
   }
-  console.atClose("lock " + name, [name, pid] { LockManager::getInstance()->release(name, pid); });
+  console.atClose("lock " + name,
+                  [name, taking] { LockManager::getInstance()->endTaking(name, taking); });
   console.reply(Ok, "lock %s taken\n", name.c_str());
   return 1;
 }
@@ -62,11 +63,10 @@ int registerPortal(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() != 1) return 0;
   const char* name = arguments.ArgValue(0);
   if (!mayHold(console, name)) return 1;
-  const int pid = console.getPeer();
-  ApplicationService::registerPortal(name, pid);
-  const std::string portal = name;
-  console.atClose("portal " + portal,
-                  [portal, pid] { ApplicationService::unregisterPortal(portal, pid); });
+  const std::string daemon = name;
+  const auto portal = ApplicationService::registerPortal(daemon, console.getPeer());
+  console.atClose("portal " + daemon,
+                  [daemon, portal] { ApplicationService::unregisterPortal(daemon, portal); });
   console.reply(Ok, "portal of %s registered\n", name);
   return 1;
 }

@@ -16,6 +16,8 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace framework {
@@ -45,11 +47,17 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     const std::lock_guard lock(mutex_);
     m_pool = pool;
     m_dropped = 0;
+    m_keeps = pool != nullptr;
+    m_kept = {};
   }
 
   void add(Logger* taker) {
     const std::lock_guard lock(mutex_);
     m_takers.push_back(taker);
+    m_keeps = false;
+    for (const auto& [type, line] : std::exchange(m_kept, {})) {
+      taker->takeLine(type, line.data(), line.size());
+    }
   }
 
   void remove(Logger* taker) {
@@ -79,6 +87,8 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     writeAll(line.data(), line.size());
     const int type = static_cast<int>(spdlog::level::err) - static_cast<int>(message.level);
     for (Logger* taker : m_takers) taker->takeLine(type, line.data(), line.size());
+    m_keeps = m_keeps && m_takers.empty() && m_kept.size() < queueLength;
+    if (m_keeps) m_kept.emplace_back(type, fmt::to_string(line));
   }
 
   // A destination that takes no more (a full disk, a closed pipe, one that nobody reads) loses the
@@ -102,6 +112,8 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
   spdlog::details::thread_pool* m_pool = nullptr;
   std::size_t m_dropped = 0;
   std::vector<Logger*> m_takers;
+  bool m_keeps = false;  // lines for the first taker: the log of a start
+  std::vector<std::pair<int, std::string>> m_kept;
 };
 
 constexpr std::array<const char*, 5> levelNames = {"error", "warning", "info", "debug", "trace"};

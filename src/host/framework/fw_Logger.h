@@ -23,12 +23,14 @@ struct LogSettings {
 /// A line reads "2026-11-22 03:04:05.678 info    AppManager: text"; a method-level one
 /// "... AppManager [operation:line]: text". Writing never blocks: lines go to a bounded queue that
 /// the logging thread empties; when it is full the oldest are dropped, counted, and the count is
-/// logged. Until start() and after stop() lines go to standard error at once.
+/// logged. A text is cut at 9215 bytes. Until start() and after stop() lines go to standard error
+/// at once.
 class Logger {
  public:
   virtual ~Logger() = default;
 
-  /// Takes one finished line with its line end, on the logging thread. What it logs while the log
+  /// Takes one finished line with its line end, on the logging thread or, what came before it was
+  /// registered, on that which registers it. What it logs while the log
   /// is started comes in later lines; before start() and after stop() it must not log.
   virtual void takeLine(int type, const char* line, std::size_t size) = 0;
 
@@ -45,8 +47,9 @@ class Logger {
   /// The type of a level's name ("error", "warning", "info", "debug", "trace"), or -1.
   static int levelOf(const char* name);
 
-  /// Adds or takes out a further taker of lines, which stays the caller's. Once
-  /// unregisterLogger() returned, the taker is not called again.
+  /// Adds or takes out a further taker of lines, which stays the caller's. One that is the first
+  /// since start() is given the lines since then, at most the first 1024, before the call returns.
+  /// Once unregisterLogger() returned, the taker is not called again.
   static void registerLogger(Logger* logger);
   static void unregisterLogger(Logger* logger);
 

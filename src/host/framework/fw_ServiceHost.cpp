@@ -12,12 +12,18 @@ namespace framework {
 
 namespace {
 
+// Runs a piece of the service's life; one that throws makes it a failed service.
+template <typename Work>
+void live(const RunningService& running, const char* what, Work&& work) {
+  if (!guarded(running.service->getNameString(), what, work)) *running.failed = true;
+}
+
 void runThreads(RunningService& running) {
   auto* active = dynamic_cast<ActiveService*>(running.service.get());
   if (active == nullptr) return;
   for (std::size_t i = 0; i < running.threads.size(); ++i) {
-    running.threads[i] = std::thread([active, i] {
-      guarded(active->getNameString(), "thread", [&] { active->threadDo(static_cast<int>(i)); });
+    running.threads[i] = std::thread([&running, active, i] {
+      live(running, "thread", [&] { active->threadDo(static_cast<int>(i)); });
     });
   }
 }
@@ -55,13 +61,12 @@ void ServiceHost::build(const std::vector<std::string>& names) {
 void ServiceHost::start() {
   std::vector<Service*> all;
   for (RunningService& running : m_services) {
-    const bool started =
-        guarded(running.service->getNameString(), "Startup", [&] { running.service->Startup(); });
-    if (started) all.push_back(running.service.get());
+    live(running, "Startup", [&] { running.service->Startup(); });
+    if (!*running.failed) all.push_back(running.service.get());
   }
   EventManager::instance().start(all);
   for (RunningService& running : m_services) {
-    if (std::ranges::find(all, running.service.get()) != all.end()) runThreads(running);
+    if (!*running.failed) live(running, "start of threads", [&] { runThreads(running); });
   }
 }
 

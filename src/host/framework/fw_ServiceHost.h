@@ -1,6 +1,7 @@
 // Builds, starts, runs and stops the services.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <thread>
@@ -15,6 +16,8 @@ namespace framework {
 struct RunningService {
   std::unique_ptr<Service> service;
   std::vector<std::thread> threads;
+  /// Its Startup() or a thread ended by an exception, or a thread could not be started.
+  std::shared_ptr<std::atomic<bool>> failed = std::make_shared<std::atomic<bool>>(false);
 };
 
 /// The services of the process, in the order of their building.

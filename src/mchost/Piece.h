@@ -1,0 +1,13 @@
+// What the process is about, for the line that says why it ended.
+#pragma once
+
+#include <string>
+
+namespace mchost {
+
+/// The main thread begins a piece of the process's life. From the first on an exception that nobody
+/// catches ends the process with status 1 and an error line that names the piece. Nothing is
+/// destroyed then: threads may run that need it.
+void beginPiece(const std::string& name);
+
+}  // namespace mchost
