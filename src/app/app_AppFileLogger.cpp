@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <iostream>
 #include <mutex>
+#include <string_view>
 
 #include "app/app_AppManager.h"
 #include "host/framework/fw_Config.h"
@@ -16,6 +17,7 @@
 #include "host/framework/ut_Path.h"
 #include "host/sysinfo/si_SysInfoManager.h"
 #include "util/fw_Exception.h"
+#include "util/ut_BufferStream.h"
 #include "util/ut_FileOutputStream.h"
 
 namespace services::app {
@@ -69,6 +71,15 @@ void readSize(const char* name, const char* key, unsigned int& size) {
   if (framework::Config::getConfig(0, nullptr)->getIntValueOf(name, key, false, &value)) {
     size = static_cast<unsigned int>(value);
   }
+}
+
+// A kill in the middle of a write can leave the beginning of a line, where the line crosses a page;
+// such a file was never said to be listed.
+void cutHalfLine(const char* path) {
+  const utility::BufferStream content(path);
+  const std::string_view text(content.pTail(), static_cast<std::size_t>(content.ReadAvailable()));
+  if (text.empty() || text.back() == '\n') return;
+  Path::truncate(path, static_cast<std::int64_t>(text.rfind('\n') + 1));
 }
 
 }  // namespace
@@ -168,18 +179,16 @@ void AppFileLogger::checkConsumed(const Manifests& manifests) const {
 }
 
 bool AppFileLogger::appendLine(const Manifests& manifests, const char* file) const {
+  cutHalfLine(manifests.working.data());
   utility::FileOutputStream working(manifests.working.data(), true, 0666);
   if (!working.isOutputStreamOpen()) {
     LogError("Could not open working manifest file: %s", manifests.working.data());
     return false;
   }
-  // In one write, so that no end of the process tears the line; a full disk could.
-  const std::int64_t before = Path::fileSize(manifests.working.data());
   const std::string line = std::string(file) + "\n";
   working.SendOutputStream(line.data(), static_cast<unsigned int>(line.size()));
   if (working.isOutputStreamInError()) {
     LogError("Could not write working manifest file: %s", manifests.working.data());
-    Path::truncate(manifests.working.data(), before);
     return false;
   }
   LogInfo("archive file updated by [%s]", file);

@@ -1,7 +1,12 @@
-// A directory that lives as long as a test, and waiting for what the kernel does not announce.
+// What tests of the real machine share: a directory, an address, a limit, waiting.
 #pragma once
 
+#include <arpa/inet.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -33,6 +38,37 @@ class Temporary {
  private:
   std::string m_path = std::filesystem::temp_directory_path() / "mctestXXXXXX";
 };
+
+/// How many entries a directory has.
+inline std::ptrdiff_t countOf(const char* directory) {
+  return std::distance(std::filesystem::directory_iterator(directory), {});
+}
+
+/// A resource limit of the process while this lives. One of the size of files makes writes fail in
+/// the middle, as a full disk does.
+class Limit {
+ public:
+  Limit(__rlimit_resource resource, rlim_t value) : m_resource(resource) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    ::getrlimit(m_resource, &m_before);
+    const rlimit limit{.rlim_cur = value, .rlim_max = m_before.rlim_max};
+    ::setrlimit(m_resource, &limit);
+  }
+  ~Limit() { ::setrlimit(m_resource, &m_before); }
+  Limit(const Limit&) = delete;
+  Limit& operator=(const Limit&) = delete;
+
+ private:
+  const __rlimit_resource m_resource;
+  rlimit m_before{};
+};
+
+/// A loopback address of this process alone, so that its ports are free and stay free; no two of
+/// the 4 million pids have one in common.
+inline std::string ownAddress() {
+  const in_addr address{.s_addr = htonl(0x7f400000U + static_cast<unsigned>(::getpid()))};
+  return ::inet_ntoa(address);
+}
 
 /// Polls until the condition holds, for at most ten seconds; the answer is the condition's last.
 template <typename Condition>

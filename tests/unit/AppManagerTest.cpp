@@ -190,100 +190,73 @@ TEST(Control, ReadsProcesses) {
   EXPECT_FALSE(AppManager::extractProcessInfo("/proc/413", small.data(), 8, nullptr, 0, pid));
 }
 
-TEST(Loop, LeavesDaemonsAloneInTheStartUpPeriod) {
-  SimulatedController controller;
-  controller.setList("data", {"runs", "absent"});
-  controller.setInt("pollSeconds", 10);
-  controller.addProcess(50, "/bin/runs");
-  AppManager& manager = controller.build();
-  controller.at(1, [&] {
-    EXPECT_EQ(controller.stateOf("runs"), Process::Up);
-    EXPECT_EQ(controller.stateOf("absent"), Process::Unclassified);
-  });
-  controller.at(125, [&] {
-    EXPECT_EQ(controller.stateOf("absent"), Process::Unclassified);
-    EXPECT_TRUE(report(manager).starts_with("Do Restarts disabled\n"));
-  });
-  // The first cycle past 120 seconds is that at 130: Down, then cycles 2 seconds apart, and the
-  // first that finds it down for more than 5 seconds starts it.
-  controller.runUntil(140);
-  EXPECT_EQ(controller.timesOf("/app/etc/init.d/absentS"), Times{136});
-  EXPECT_TRUE(report(manager).starts_with("absent"));
-}
-
-TEST(Loop, RestartsADaemonThatDies) {
-  SimulatedController controller;
-  controller.setList("data", {"web"});
-  controller.setInt("pollSeconds", 10);
-  controller.addProcess(50, "/app/bin/other");
-  controller.addProcess(51, "/app/bin/web");
-  controller.writeFile("/app/bin/web", "");
-  controller.onInit("web", "start", [&] { controller.addProcess(60, "/app/bin/web"); });
-  controller.at(200, [&] { controller.removeProcess(51); });
-  controller.build();
-  controller.runUntil(240);
-  EXPECT_EQ(controller.timesOf("/app/etc/init.d/webS start"), Times{206});
-  EXPECT_EQ(controller.log.count("AppManager: Restarting web"), 1);
-  EXPECT_EQ(controller.stateOf("web"), Process::Up);
-}
-
-TEST(Loop, RetriesADaemonThatNeverComesUp) {
-  SimulatedController controller;
-  controller.setList("data", {"lost"});
-  controller.setInt("pollSeconds", 10);
-  controller.build();
-  controller.runUntil(260);
-  // Started at 136, given up in the first cycle more than 30 seconds later (at 176, cycles being 10
-  // seconds apart), Down at 178, started again at 184.
-  EXPECT_EQ(controller.timesOf("/app/etc/init.d/lostS start"), (Times{136, 184, 232}));
-}
-
-struct UnrestartedRow {
-  const char* name;
-  std::function<void(SimulatedController&)> prepare;
-};
-
-TEST(Loop, DoesNotRestart) {
-  const UnrestartedRow rows[] = {
-      {"without process control", [](auto&) { ::setenv("MC_ARCH", "PC", 1); }},
-      {"a suspended daemon",
-       [](auto& controller) {
+// A daemon that runs and dies at 200 seconds, unless the set-up says otherwise.
+TEST(Loop, StartsADaemonThatIsDown) {
+  const struct {
+    const char* name;
+    void (*prepare)(SimulatedController& controller);
+    Times starts = {};
+    Process::State state = Process::Down;  // at the end
+    std::int64_t end = 300;
+  } rows[] = {
+      {"that dies",
+       [](SimulatedController& controller) {
+         controller.onInit("a", "start", [&] { controller.addProcess(60, "/bin/a"); });
+         controller.at(1, [&] { EXPECT_EQ(controller.stateOf("a"), Process::Up); });
+       },
+       {206},
+       Process::Up},
+      // The first cycle past 120 seconds is that at 130: Down, then cycles 2 seconds apart, and the
+      // first that finds it down for more than 5 seconds starts it. It is given up in the first
+      // cycle more than 30 seconds later (at 176, cycles being 10 seconds apart), Down at 178.
+      {"that never comes up, behind the start-up period",
+       [](SimulatedController& controller) {
+         controller.removeProcess(50);
+         controller.at(125, [&] {
+           EXPECT_EQ(controller.stateOf("a"), Process::Unclassified);
+           EXPECT_TRUE(report(*AppManager::getSingleton()).starts_with("Do Restarts disabled\n"));
+         });
+         controller.at(131, [] {
+           EXPECT_FALSE(report(*AppManager::getSingleton()).starts_with("Do Restarts disabled\n"));
+         });
+       },
+       {136, 184, 232},
+       Process::Starting,
+       260},
+      {"after a restart that was seen only by its pids",
+       [](SimulatedController& controller) {
+         controller.onInit("a", "restart", [&] {
+           controller.removeProcess(50);
+           controller.addProcess(51, "/bin/a");
+         });
+         controller.at(155, [] { AppManager::restartProcess(token("a")); });
+         controller.at(200, [&] { controller.removeProcess(51); });
+       },
+       {206},
+       Process::Starting,
+       209},
+      {"not without process control", [](SimulatedController&) { ::setenv("MC_ARCH", "PC", 1); }},
+      {"not a suspended one",
+       [](SimulatedController& controller) {
          controller.at(150, [] { AppManager::setProcessSuspend(token("a"), true); });
        }},
-      {"while a restart that was asked for has not been seen",
-       [](auto& controller) {
+      {"not while a restart that was asked for has not been seen",
+       [](SimulatedController& controller) {
          controller.at(199, [] { AppManager::restartProcess(token("a")); });
        }},
   };
-  for (const UnrestartedRow& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    SimulatedController controller;
-    controller.setList("data", {"a"});
-    controller.setInt("pollSeconds", 10);
+    SimulatedController controller({"a"}, 10);
     controller.addProcess(50, "/bin/a");
     controller.at(200, [&] { controller.removeProcess(50); });
     row.prepare(controller);
     controller.build();
-    controller.runUntil(300);
-    EXPECT_EQ(controller.stateOf("a"), Process::Down);
-    EXPECT_EQ(controller.timesOf("/app/etc/init.d/aS start"), Times{});
+    controller.runUntil(row.end);
+    EXPECT_EQ(controller.timesOf("/app/etc/init.d/aS start"), row.starts);
+    EXPECT_EQ(controller.log.count("AppManager: Restarting a"), std::ssize(row.starts));
+    EXPECT_EQ(controller.stateOf("a"), row.state);
   }
-}
-
-TEST(Loop, RestartsAgainAfterARestartThatWasSeenOnlyByItsPids) {
-  SimulatedController controller;
-  controller.setList("data", {"a"});
-  controller.setInt("pollSeconds", 10);
-  controller.addProcess(50, "/bin/a");
-  controller.onInit("a", "restart", [&] {
-    controller.removeProcess(50);
-    controller.addProcess(51, "/bin/a");
-  });
-  controller.at(155, [] { AppManager::restartProcess(token("a")); });
-  controller.at(200, [&] { controller.removeProcess(51); });
-  controller.build();
-  controller.runUntil(220);
-  EXPECT_EQ(controller.timesOf("/app/etc/init.d/aS start"), Times{206});
 }
 
 TEST(Loop, KillsADaemonThatWillNotGoDown) {
@@ -293,6 +266,11 @@ TEST(Loop, KillsADaemonThatWillNotGoDown) {
   controller.setInt("noKillSeconds", 5);
   controller.addProcess(50, "/bin/a");
   controller.addProcess(51, "/bin/a");
+  controller.addProcess(52, "/bin/a");
+  controller.machine.onCommand("kill -9 50", [&](const platform::Command&) {
+    controller.addProcess(52, "/bin/b");  // meanwhile it has ended, and another has its pid
+    return platform::Result{};
+  });
   AppManager& manager = controller.build();
   controller.at(10, [&] { manager.serviceEvent(strings::tGSgoingDown, "a is about to end"); });
   controller.at(21, [&] { controller.removeProcess(50); });
@@ -300,37 +278,9 @@ TEST(Loop, KillsADaemonThatWillNotGoDown) {
   controller.runUntil(40);
   EXPECT_EQ(controller.timesOf("kill -9 50"), Times{16});
   EXPECT_EQ(controller.timesOf("kill -9 51"), (Times{16, 22})) << "renewed after each kill";
+  EXPECT_EQ(controller.timesOf("kill -9 52"), Times{});
   EXPECT_TRUE(controller.log.has("AppManager: a (50) is still up, killing it ..."));
   EXPECT_EQ(controller.stateOf("a"), Process::Down);
-}
-
-TEST(Loop, GivesAProcessToTheFirstRecordThatMatches) {
-  SimulatedController controller;
-  controller.setList("data", {"first/tool", "second/tool.*-x", "plain"});
-  controller.addProcess(50, "/bin/tool -x");
-  controller.addProcess(51, "/bin/plain");
-  controller.addProcess(52, "/bin/tool");
-  controller.setInt("pollSeconds", 10);
-  AppManager& manager = controller.build();
-  const auto pids = [&](const char* name) {
-    std::array<char, 64> text;
-    Process* process = manager.openProcess(token(name));
-    const std::string found = process->getInstanceInfo(text.data(), 64);
-    manager.closeProcess(process);
-    return found;
-  };
-  controller.at(5, [&] {
-    EXPECT_EQ(pids("second"), "");
-    // The same pids with other command lines, as after an exec: the match is found anew.
-    controller.addProcess(51, "/bin/tool");
-    controller.addProcess(52, "/bin/plain");
-  });
-  controller.runUntil(15);
-  EXPECT_EQ(pids("plain"), "52");
-  EXPECT_EQ(pids("second"), "");
-  std::array<char, 64> text;
-  EXPECT_EQ(manager.openProcess(token("first"))->numInstances(), 2)
-      << manager.openProcess(token("plain"))->getInstanceInfo(text.data(), 64);
 }
 
 TEST(Loop, SleepsAWholePeriodAfterAnOverlongCycle) {

@@ -8,6 +8,7 @@
 #include "app/app_AppFileLogger.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
+#include "support/Temporary.h"
 
 namespace services::app {
 namespace {
@@ -139,6 +140,16 @@ TEST_F(Archive, DoesNotCountAFileThatItCannotList) {
   EXPECT_EQ(controller.readFile(working), "/log2\n");
 }
 
+TEST_F(Archive, CutsOffTheHalfLineThatAKillLeft) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"/log1\n/lo", "/log1\n/log2\n"}, {"/lo", "/log2\n"}, {"/log1\n", "/log1\n/log2\n"}};
+  for (const auto& [before, after] : rows) {
+    controller.writeFile(working, before);
+    EXPECT_EQ(add(2, 1), 0);
+    EXPECT_EQ(controller.readFile(working), after);
+  }
+}
+
 TEST_F(Archive, KeepsTheManifestsAndForgetsTheTotalsOverARestart) {
   add(1, threshold);
   restart();
@@ -220,6 +231,22 @@ TEST_F(FileLog, TriesAgainOnlyAfterAsMuchMoreWhenAFileCannotBeMoved) {
   EXPECT_EQ(controller.log.count("log file /var/log/mc.log cannot be moved"), 1);
   take(logger, "c");
   EXPECT_EQ(read("mc.log.000002"), std::string(100, 'a') + std::string(99, 'b') + "c");
+}
+
+TEST_F(FileLog, NeitherAFullDiskNorADatedCopyPushesFilesOut) {
+  framework::Config::setConfig(loggerConfig({{"maxSize", 100}, {"keep", 3}}));
+  const std::string line(60, 'a');
+  controller.writeFile("/var/log/mc.log.000007", "old");
+  controller.writeFile("/var/log/mc.log.20261122", "copy");
+  framework::FileLogger logger("AppFileLogger", nullptr);
+  {
+    const test::Limit full(RLIMIT_FSIZE, 100);
+    for (int i = 0; i < 4; ++i) take(logger, line);
+  }
+  EXPECT_EQ(read("mc.log"), line) << "whole lines, and the file is not full";
+  take(logger, line);
+  EXPECT_EQ(read("mc.log.20261123"), line + line);
+  EXPECT_EQ(read("mc.log.000007"), "old") << "three are kept";
 }
 
 TEST_F(FileLog, ListsWhatIsMovedWhenThePropertySaysSo) {

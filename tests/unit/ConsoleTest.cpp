@@ -92,6 +92,7 @@ TEST_F(ConsoleServing, LineWithoutEndIsCutOff) {
 }
 
 TEST_F(ConsoleServing, HangingClientsDisturbNeitherTheOthersNorTheStop) {
+  const auto files = test::countOf("/proc/self/fd");
   Peer silent(m_path);
   Peer half(m_path);
   half.send("output no line e");
@@ -105,6 +106,7 @@ TEST_F(ConsoleServing, HangingClientsDisturbNeitherTheOthersNorTheStop) {
   EXPECT_FALSE(std::filesystem::exists(m_path));
   EXPECT_EQ(good.reply(), "closed");
   EXPECT_EQ(half.reply(), "closed");
+  EXPECT_EQ(test::countOf("/proc/self/fd"), files + 4 - 1) << "the peers' ends, no listener";
 }
 
 TEST_F(ConsoleServing, ClientThatNeverReadsIsClosed) {

@@ -7,15 +7,11 @@
 #include <csignal>
 
 #include "host/framework/ap_ApplicationService.h"
-#include "host/framework/fw_EventManager.h"
-#include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_LockManager.h"
 #include "host/framework/fw_ManagedLogs.h"
-#include "host/framework/fw_ServiceHost.h"
 #include "host/framework/st_StringRepository.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "support/Temporary.h"
 
 namespace services::app {
 namespace {
@@ -58,33 +54,15 @@ TEST(Events, EachHasItsResultItsLineAndItsReport) {
     const std::size_t before = framework::managedLogsReports().size();
     EXPECT_EQ(manager.serviceEvent(row.event, row.data), row.result);
     EXPECT_TRUE(controller.log.has(row.line));
+    const stringtoken* event = manager.eventSubscription();
+    while (*event != row.event && *event != strings::tGSendOfList) ++event;
+    EXPECT_EQ(*event == row.event, row.event != strings::tGSshutdown) << "subscribed to";
     const auto reports = framework::managedLogsReports();
     ASSERT_EQ(reports.size(), before + (row.code == 0 ? 0 : 1));
     if (row.code == 0) continue;
     EXPECT_EQ(reports.back().code, row.code);
     EXPECT_EQ(reports.back().component, 12);
   }
-}
-
-TEST(Events, EachCanBeSentFromTheConsole) {
-  SimulatedController controller;  // its machine and its configuration
-  framework::Config config;
-  config.set("AppManager.data", {.value = utility::StringArray()});
-  framework::Config::setConfig(config);
-  auto& host = framework::ServiceHost::instance();
-  host.build({"AppManager"});
-  framework::EventManager::instance().start({host.find("AppManager")->service.get()});
-  framework::Shell shell;
-  framework::registerHostCommands(shell, [] {});
-  for (const std::string name : {"goingDown", "killNonEssentialProcesses", "logMigration",
-                                 "logMigrationMc1", "logMigrationMc2", "logMigrationMc3"}) {
-    test::ask(shell, "event send " + name + " some text");
-    EXPECT_TRUE(test::eventually([&] {
-      return controller.log.has("SERVICE EVENT: " + name + " - some text\n");
-    })) << name;
-  }
-  framework::EventManager::instance().stop();
-  host.destroy();
 }
 
 TEST(GoingDown, MarksTheFirstDaemonWhoseNameBeginsTheData) {

@@ -62,6 +62,11 @@ TEST_F(FileStreams, AFailedOpenKeepsItsErrorAndAFailedWriteIsFlagged) {
   EXPECT_TRUE(full.isOutputStreamOpen());
   EXPECT_TRUE(full.isOutputStreamInError());
   EXPECT_EQ(full.getErrno(), 0);
+
+  FileOutputStream small(file("out", "old\n").c_str(), true, 0666);
+  const test::Limit limit(RLIMIT_FSIZE, 6);
+  EXPECT_FALSE(small.SendOutputStream("new line\n", 9));
+  EXPECT_EQ(files.read("out"), "old\n") << "no half line is left";
 }
 
 TEST_F(FileStreams, ABufferStreamHoldsAWholeFile) {

@@ -25,12 +25,6 @@ constexpr const char* plain = "StandardListener";
 constexpr const char* secure = "SSLListener";
 constexpr const char* get = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
 
-// A loopback address of this process alone, so that its ports are free and stay free.
-std::string ownAddress() {
-  const in_addr address{.s_addr = htonl(0x7f400000U + static_cast<unsigned>(::getpid()))};
-  return ::inet_ntoa(address);
-}
-
 // The library's own settings of the machine forbid old protocols; ours must do so without them.
 const bool anyProtocol = [] {
   const test::Temporary files;
@@ -48,7 +42,7 @@ class Client {
     sockaddr_in place{};
     place.sin_family = AF_INET;
     place.sin_port = htons(static_cast<std::uint16_t>(port));
-    ::inet_pton(AF_INET, ownAddress().c_str(), &place.sin_addr);
+    ::inet_pton(AF_INET, test::ownAddress().c_str(), &place.sin_addr);
     const timeval limit{.tv_sec = 10, .tv_usec = 0};
     ::setsockopt(m_socket.get(), SOL_SOCKET, SO_SNDTIMEO, &connectLimit, sizeof connectLimit);
     ::setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
@@ -85,15 +79,10 @@ bool isGood(const std::string& reply) {
   return reply.starts_with("HTTP/1.1 200") && reply.ends_with("\r\n\r\npage");
 }
 
-std::size_t countOf(const char* directory) {
-  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(directory),
-                                                std::filesystem::directory_iterator()));
-}
-
 class WebServing : public testing::Test {
  protected:
   WebServing() {
-    settings.address = ownAddress();
+    settings.address = test::ownAddress();
     settings.directory = files.path("etc/config/");
   }
   void serve(Responder::Page page = [] { return "page"; }) {
@@ -303,9 +292,9 @@ TEST_F(WebServing, OwnCertificateIsMadeOnceAndKept) {
 
 TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
   std::thread([] {}).join();  // a sanitizer has a thread of its own from the first one on
-  const std::size_t threads = countOf("/proc/self/task");
+  const auto threads = test::countOf("/proc/self/task");
   serve();
-  const std::size_t descriptors = countOf("/proc/self/fd");
+  const auto descriptors = test::countOf("/proc/self/fd");
   server->enableConnections(plain);
   std::atomic<bool> done = false;
   std::atomic<int> served = 0;
@@ -335,9 +324,9 @@ TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
   clients.clear();
   EXPECT_EQ(lost, 0);
   EXPECT_GE(served, 100);
-  EXPECT_TRUE(test::eventually([&] { return countOf("/proc/self/fd") == descriptors; }));
+  EXPECT_TRUE(test::eventually([&] { return test::countOf("/proc/self/fd") == descriptors; }));
   server.reset();
-  EXPECT_TRUE(test::eventually([&] { return countOf("/proc/self/task") <= threads; }));
+  EXPECT_TRUE(test::eventually([&] { return test::countOf("/proc/self/task") <= threads; }));
 }
 
 TEST_F(WebServing, FaultsOfTheTableAreFoundWithTheirLine) {
@@ -346,7 +335,6 @@ TEST_F(WebServing, FaultsOfTheTableAreFoundWithTheirLine) {
     const char* table;
     const char* fault;
   } rows[] = {
-      {"good", "address = '0.0.0.0'\nport = 80\nsslPort = 443", ""},
       {"pair", "certificate = '/c'\nkey = '/k'", ""},
       {"address", "port = 1\naddress = '1.2.3'", ":5: web.address: must be an IPv4 address"},
       {"port", "port = 65536", ":4: web.port: must be from 1 to 65535"},

@@ -1,8 +1,6 @@
 // The management interfaces: construction, switching, asking, report.
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <thread>
@@ -129,24 +127,10 @@ TEST_F(InterfacesTest, TheFormsOfSmisShareTheirDaemons) {
   }
 }
 
-// A port of the loopback that is free at present.
-int freePort() {
-  const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in place{};
-  place.sin_family = AF_INET;
-  place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof place;
-  ::bind(socket, reinterpret_cast<sockaddr*>(&place), size);
-  ::getsockname(socket, reinterpret_cast<sockaddr*>(&place), &size);
-  ::close(socket);
-  return ntohs(place.sin_port);
-}
-
 TEST(WebInterfaces, AreTheListenersOfTheWebServer) {
   const test::Temporary files;
   http::WebSettings settings;
-  settings.port = freePort();
-  settings.sslPort = freePort();
+  settings.address = test::ownAddress();
   settings.directory = files.path("");
   http::HttpServer server(settings, [] { return std::string(); });
   test::ManagedInterfaces controlled;
@@ -158,27 +142,6 @@ TEST(WebInterfaces, AreTheListenersOfTheWebServer) {
   EXPECT_FALSE(server.isEnabledConnections("StandardListener"));
   EXPECT_TRUE(server.isEnabledConnections("SSLListener"));
   EXPECT_EQ(test::printed(report), "  Http: vvvv Snmp: vvvv Https: ^^^^ \n");
-}
-
-// A service that the console may serve.
-class Served : public framework::Service {
- public:
-  using Service::Service;
-  const framework::ServiceInfo* serviceInfo() const override { return nullptr; }
-};
-
-TEST_F(InterfacesTest, TheConsoleIsSwitchedUnlessItIsHeld) {
-  framework::Console console;
-  Container::setConsole(&console);
-  build(Names{"Debug"}, {{{"DebugDisable", true}}});
-  EXPECT_FALSE(Manager::isUp(Manager::Debug));
-  Served other("AppManager"), hold("ConsoleHold");
-  for (Served* current : {static_cast<Served*>(nullptr), &other, &hold}) {
-    console.setCurrentService(current);
-    EXPECT_TRUE(Manager::setUp(Manager::Debug, true));
-    EXPECT_EQ(Manager::isUp(Manager::Debug), current != &hold);
-    console.disable();
-  }
 }
 
 TEST_F(InterfacesTest, WhatIsNotManagedIsLeftAlone) {

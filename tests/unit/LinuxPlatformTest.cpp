@@ -16,6 +16,7 @@
 #include "host/framework/ut_Waiter.h"
 #include "host/platform/DescriptorLimit.h"
 #include "host/platform/LinuxPlatform.h"
+#include "host/platform/Reaper.h"
 #include "support/Temporary.h"
 #include "util/ut_BufferStream.h"
 
@@ -204,16 +205,24 @@ TEST_F(Linux, BackgroundCommandsRunWholeAndAreReaped) {
   EXPECT_STREQ(text.data(), "");
 }
 
+TEST_F(Linux, BackgroundCommandsAreReapedWhereNoDescriptorIsLeftForIt) {
+  platform::Reaper reaper;
+  platform::ShellCommand command({.line = "exit 0", .detached = true});
+  platform::ShellCommand::Running child = command.release();
+  const pid_t pid = child.pid;
+  {
+    const test::Limit none(RLIMIT_NOFILE, 3);
+    reaper.adopt(std::move(child));
+  }
+  EXPECT_TRUE(test::eventually([&] { return !isThere(pid); }));
+}
+
 TEST_F(Linux, CommandsOfSeveralThreadsKeepApartAndLeaveNoDescriptor) {
-  const auto openFiles = [] {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return std::distance(begin(all), end(all));
-  };
   const auto runBoth = [this](const std::string& text) {
     EXPECT_EQ(run(machine, "echo " + text).output, text + "\n");
     machine.run({.line = "exit 0", .detached = true});
   };
-  const auto atFirst = openFiles();
+  const auto atFirst = test::countOf("/proc/self/fd");
   {
     std::array<std::jthread, 4> threads;
     for (std::size_t i = 0; i < threads.size(); ++i) {
@@ -224,7 +233,7 @@ TEST_F(Linux, CommandsOfSeveralThreadsKeepApartAndLeaveNoDescriptor) {
     }
   }
   // What stays open is the reaper's of this machine and of the one in force.
-  EXPECT_TRUE(test::eventually([&] { return openFiles() <= atFirst + 2; }));
+  EXPECT_TRUE(test::eventually([&] { return test::countOf("/proc/self/fd") <= atFirst + 2; }));
 }
 
 TEST_F(Linux, TheClockAgreesWithTheWallAndNeverRunsBack) {

@@ -141,6 +141,18 @@ TEST_F(Logging, AFullQueueDropsTheOldestCountsThemAndHoldsNobodyUp) {
             1);
 }
 
+TEST_F(Logging, ADestinationThatNobodyReadsCostsItsLinesOnly) {
+  ASSERT_EQ(::mkfifo(files.path("log").c_str(), 0600), 0);
+  const int pipe = ::open(files.path("log").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  while (::write(pipe, "x", 1) == 1) continue;
+  const test::LogCapture taker;
+  start();
+  for (int i = 0; i < 10; ++i) Logger::StaticLog(LogType::Info, "stalled");
+  EXPECT_TRUE(test::eventually([&] { return taker.count("stalled") == 10; }));
+  Logger::stop();
+  ::close(pipe);
+}
+
 // Counts lines, and wakes who waits for the next one.
 class Counter : public Logger {
  public:

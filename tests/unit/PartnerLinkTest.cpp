@@ -21,15 +21,16 @@ using network::ExchangeSettings;
 using network::SignedListener;
 
 const std::string key(40, 'k');
+const std::string host = test::ownAddress();
 
 TEST(SignedExchange, BelievesTheKeyAndTheQuestionAlone) {
   const ExchangeSettings settings = {42110, key};
   int answers = 0;
-  const SignedListener listener({"127.0.0.3"}, settings, [&] { return std::to_string(++answers); });
+  const SignedListener listener({host}, settings, [&] { return std::to_string(++answers); });
   ASSERT_EQ(listener.failure(), "");
   std::string failure;
-  EXPECT_EQ(askSigned("127.0.0.3", settings, 2000, failure), "1") << failure;
-  EXPECT_EQ(askSigned("127.0.0.3", {42110, key + "x"}, 2000, failure), std::nullopt);
+  EXPECT_EQ(askSigned(host.c_str(), settings, 2000, failure), "1") << failure;
+  EXPECT_EQ(askSigned(host.c_str(), {42110, key + "x"}, 2000, failure), std::nullopt);
   EXPECT_EQ(failure, "the answer's signature is wrong");
   EXPECT_EQ(askSigned("127.0.0.4", settings, 2000, failure), std::nullopt) << "not bound there";
 
@@ -37,9 +38,9 @@ TEST(SignedExchange, BelievesTheKeyAndTheQuestionAlone) {
   const int idle = ::socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in place{
       .sin_family = AF_INET, .sin_port = htons(42110), .sin_addr = {}, .sin_zero = {}};
-  ::inet_pton(AF_INET, "127.0.0.3", &place.sin_addr);
+  ::inet_pton(AF_INET, host.c_str(), &place.sin_addr);
   ASSERT_EQ(::connect(idle, reinterpret_cast<sockaddr*>(&place), sizeof place), 0);
-  EXPECT_EQ(askSigned("127.0.0.3", settings, 3000, failure), "3") << failure;
+  EXPECT_EQ(askSigned(host.c_str(), settings, 3000, failure), "3") << failure;
   ::close(idle);
 }
 
@@ -50,7 +51,7 @@ TEST(SignedExchange, RefusesAReplay) {
   ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   sockaddr_in place{
       .sin_family = AF_INET, .sin_port = htons(42112), .sin_addr = {}, .sin_zero = {}};
-  ::inet_pton(AF_INET, "127.0.0.3", &place.sin_addr);
+  ::inet_pton(AF_INET, host.c_str(), &place.sin_addr);
   ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&place), sizeof place), 0);
   ::listen(listener, 1);
   std::thread replayer([listener] {
@@ -64,7 +65,7 @@ TEST(SignedExchange, RefusesAReplay) {
     ::close(client);
   });
   std::string failure;
-  EXPECT_EQ(askSigned("127.0.0.3", {42112, key}, 2000, failure), std::nullopt);
+  EXPECT_EQ(askSigned(host.c_str(), {42112, key}, 2000, failure), std::nullopt);
   EXPECT_EQ(failure, "the answer's signature is wrong");
   replayer.join();
   ::close(listener);
@@ -273,7 +274,7 @@ class Link : public testing::Test {
     for (const char* directory : {"/cfg", "/etc"}) {
       std::filesystem::create_directories(root + directory);
     }
-    std::ofstream(root + "/etc/hosts") << "127.0.0.5 othermc\n";
+    std::ofstream(root + "/etc/hosts") << host + " othermcinner\n127.0.0.66 othermc\n";
     std::ofstream(root + "/cfg/key") << key;
     ::chmod((root + "/cfg/key").c_str(), 0600);
     const auto text = [this](const char* name, const char* value) {
@@ -321,9 +322,9 @@ TEST_F(Link, HandsOverWhatItLearnsAndForgetsASilentPartner) {
   partner.role = BurnToActive::SlaveUnpaired;
   partner.digest = "other";
   PartnerLink link("PartnerLink");
-  auto listener = std::make_unique<SignedListener>(std::vector<std::string>{"127.0.0.5"},
-                                                   ExchangeSettings{42111, key},
-                                                   [&partner] { return textOf(partner); });
+  auto listener =
+      std::make_unique<SignedListener>(std::vector<std::string>{host}, ExchangeSettings{42111, key},
+                                       [&partner] { return textOf(partner); });
   const auto mine = link.standing().own;
   machine.at(1000000, [&] {
     EXPECT_FALSE(manager.isValidPartner()) << "its role was worked out for nobody yet";
@@ -365,10 +366,24 @@ TEST_F(Link, HandsOverWhatItLearnsAndForgetsASilentPartner) {
   EXPECT_EQ(log.count("paired with SN0000B1"), 1);
 }
 
+TEST_F(Link, CountsOnNothingThatCouldNotBeStored) {
+  PeerRecord partner = recordWith("SN0000B1");
+  partner.controller.setMacAddress(0x00C0FF0000B1);
+  PartnerLink link("PartnerLink");
+  const SignedListener listener({host}, {42111, key}, [&partner] { return textOf(partner); });
+  std::optional<test::Limit> full(std::in_place, RLIMIT_FSIZE, 100);
+  machine.at(1000000, [&] {
+    EXPECT_EQ(decisions.decisions().currentPartnerSN, std::nullopt);
+    full.reset();
+  });
+  live(link, 7);
+  EXPECT_EQ(decisions.decisions().currentPartnerSN, "SN0000B1");
+}
+
 TEST_F(Link, IsDownWithoutAKeyAndRefusesItself) {
   {
     PartnerLink self("PartnerLink");
-    const SignedListener listener({"127.0.0.5"}, {42111, key},
+    const SignedListener listener({host}, {42111, key},
                                   [&self] { return textOf(self.standing().own); });
     live(self, 2);
     EXPECT_TRUE(log.has("othermc is this controller itself"));

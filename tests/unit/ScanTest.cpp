@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <linux/sched.h>
 #include <sched.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +16,7 @@
 #include "host/framework/st_StringRepository.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
+#include "support/Temporary.h"
 
 namespace services::app {
 namespace {
@@ -85,22 +85,6 @@ TEST(Matcher, SaysAtDebugLevelWhatEachPatternTook) {
   EXPECT_TRUE(controller.log.has("p: pattern tried on 1 command lines, "));
 }
 
-// Sets the number of descriptors that the test may have open, while it lives.
-class DescriptorLimit {
- public:
-  explicit DescriptorLimit(rlim_t count) {
-    ::getrlimit(RLIMIT_NOFILE, &m_before);
-    const rlimit limit{count, m_before.rlim_max};
-    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
-  }
-  ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
-  DescriptorLimit(const DescriptorLimit&) = delete;
-  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-
- private:
-  rlimit m_before{};
-};
-
 int openFrom(int first, int end) {
   int count = 0;
   for (int i = first; i < end; ++i) count += ::fcntl(i, F_GETFD) < 0 ? 0 : 1;
@@ -134,7 +118,7 @@ TEST(Scan, AnswersTheSameWhenDescriptorsRunShort) {
     }
     ProcessScan scan;
     const auto records = recordsOf({"web"}, scan);
-    const DescriptorLimit limit(row.limit);
+    const test::Limit limit(RLIMIT_NOFILE, row.limit);
     const auto kept = [&] { return openFrom(row.share, static_cast<int>(row.limit)); };
     EXPECT_EQ(scanned(scan, *records[0]), "100,120,140");
     EXPECT_EQ(kept(), row.kept[0]);
@@ -150,6 +134,14 @@ TEST(Scan, AnswersTheSameWhenDescriptorsRunShort) {
     EXPECT_EQ(kept(), row.kept[2]) << "files of the dead are closed, those of the rest kept now";
     EXPECT_EQ(openFrom(0, row.share), before) << "the share is left free";
   }
+}
+
+TEST(Scan, TheListStaysWhereItCannotBeReadAnew) {
+  utility::ProcessDirectory directory;
+  std::vector<int> pids = {1, 2};
+  const test::Limit none(RLIMIT_NOFILE, 0);
+  directory.list(pids);
+  EXPECT_EQ(pids.size(), 2U);
 }
 
 // A child of the test, with its command line, that waits for its end. With a pid, it gets that one.

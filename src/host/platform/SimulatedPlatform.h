@@ -40,7 +40,7 @@ class SimulatedPlatform : public Platform {
   ~SimulatedPlatform() override;
 
   std::int64_t now() override { return m_now; }
-  std::int64_t wallOffset() override { return m_wallOffset; }
+  std::int64_t wallOffset() override { return 0; }
   const char* locate(const char* path, char* buffer, std::size_t size) override;
   void wait(WaitPoint& point, std::int64_t microseconds) override;
   void delay(std::int64_t microseconds) override;
@@ -54,8 +54,6 @@ class SimulatedPlatform : public Platform {
   void at(std::int64_t microseconds, std::function<void()> happening);
   /// Lets time pass outside of any wait, happenings included.
   void pass(std::int64_t microseconds);
-  /// Steps the wall clock against the host's.
-  void stepWallClock(std::int64_t microseconds) { m_wallOffset += microseconds; }
 
   /// The temporary directory that stands for "/".
   const std::string& root() const { return m_root; }
@@ -72,7 +70,6 @@ class SimulatedPlatform : public Platform {
   bool runNext(std::int64_t deadline);
 
   std::int64_t m_now = start;
-  std::int64_t m_wallOffset = 0;
   std::string m_root;
   unsigned int m_sequence = 0;
   std::map<std::pair<std::int64_t, unsigned int>, std::function<void()>> m_happenings;
