@@ -9,8 +9,9 @@ struct ssl_ctx_st;
 
 namespace services::http {
 
-/// The page "/" for GET and HEAD; 404 for every other path, 405 for other methods, 400 for what is
-/// no request or has more than 8 KiB before its body, which is not read.
+/// The page "/" for GET and HEAD; 404 for every other path, 405 for other methods, 416 for a range
+/// that the page has not, 400 for what is no request or has more than 8 KiB of headers. A first
+/// line of more than 8 KiB is not answered; no body is read.
 ///
 /// A client has 5 seconds for its request, TLS handshake included, and 5 for taking the response;
 /// it is then told that the connection ends, and has a second to close it first. Any number of
