@@ -206,15 +206,17 @@ TEST_F(Linux, BackgroundCommandsRunWholeAndAreReaped) {
 }
 
 TEST_F(Linux, BackgroundCommandsAreReapedWhereNoDescriptorIsLeftForIt) {
-  platform::Reaper reaper;
-  platform::ShellCommand command({.line = "exit 0", .detached = true});
-  platform::ShellCommand::Running child = command.release();
-  const pid_t pid = child.pid;
-  {
-    const test::Limit none(RLIMIT_NOFILE, 3);
-    reaper.adopt(std::move(child));
+  for (const rlim_t descriptors : {1024U, 3U}) {
+    platform::Reaper reaper;
+    platform::ShellCommand command({.line = "exit 0", .detached = true});
+    platform::ShellCommand::Running child = command.release();
+    const pid_t pid = child.pid;
+    {
+      const test::Limit limit(RLIMIT_NOFILE, descriptors);
+      reaper.adopt(std::move(child));
+    }
+    EXPECT_TRUE(test::eventually([&] { return !isThere(pid); })) << descriptors;
   }
-  EXPECT_TRUE(test::eventually([&] { return !isThere(pid); }));
 }
 
 TEST_F(Linux, CommandsOfSeveralThreadsKeepApartAndLeaveNoDescriptor) {

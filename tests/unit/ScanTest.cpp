@@ -138,7 +138,9 @@ TEST(Scan, AnswersTheSameWhenDescriptorsRunShort) {
 
 TEST(Scan, TheListStaysWhereItCannotBeReadAnew) {
   utility::ProcessDirectory directory;
-  std::vector<int> pids = {1, 2};
+  std::vector<int> pids;
+  directory.list(pids);
+  pids = {1, 2};
   const test::Limit none(RLIMIT_NOFILE, 0);
   directory.list(pids);
   EXPECT_EQ(pids.size(), 2U);
