@@ -24,7 +24,7 @@ services::sysinfo::Rows users(std::int64_t count) {
     rows[{scope, "AuthType"}] = "SHA";
     rows[{scope, "Password"}] = "authentication";
     rows[{scope, "PrivacyType"}] = "AES";
-    rows[{scope, "PrivacyPassword"}] = "privacy";
+    rows[{scope, "PrivacyPassword"}] = "privacy key";
   }
   return rows;
 }
