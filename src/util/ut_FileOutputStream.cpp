@@ -47,7 +47,9 @@ bool FileOutputStream::SendOutputStream(const char* data, unsigned int size) {
   if (m_open && writeAll(m_descriptor, data, size)) return true;
   m_error = true;
   // What was written of it would be the beginning of the next line.
-  if (isFile && ::ftruncate(m_descriptor, before.st_size) != 0) return false;
+  if (isFile && ::ftruncate(m_descriptor, before.st_size) == 0) {
+    ::lseek(m_descriptor, 0, SEEK_END);
+  }
   return false;
 }
 

@@ -100,9 +100,12 @@ int FileLogger::migrateFile(const char* source, const char* dest, bool /*archive
 }
 
 void FileLogger::removeOldest() const {
-  // By how many there are: a file like mc.log.20261122, made by hand, must not make the others old.
+  // By how many there are: a file like mc.log.20261122, made by hand, must not make the others old,
+  // nor take the place of one.
   std::vector<unsigned int> numbers;
-  forEachMoved(m_directory, m_path, [&](unsigned int number) { numbers.push_back(number); });
+  forEachMoved(m_directory, m_path, [&](unsigned int number) {
+    if (number <= m_lastNumber) numbers.push_back(number);
+  });
   std::ranges::sort(numbers, std::greater());
   for (std::size_t i = static_cast<std::size_t>(m_keep); i < numbers.size(); ++i) {
     utility::Path::remove(numbered(m_path, numbers[i]).data());
