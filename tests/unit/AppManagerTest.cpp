@@ -191,61 +191,63 @@ TEST(Control, ReadsProcesses) {
 }
 
 // A daemon that runs and dies at 200 seconds, unless the set-up says otherwise.
-TEST(Loop, StartsADaemonThatIsDown) {
-  const struct {
-    const char* name;
-    void (*prepare)(SimulatedController& controller);
-    Times starts = {};
-    Process::State state = Process::Down;  // at the end
-    std::int64_t end = 300;
-  } rows[] = {
-      {"that dies",
-       [](SimulatedController& controller) {
-         controller.onInit("a", "start", [&] { controller.addProcess(60, "/bin/a"); });
-         controller.at(1, [&] { EXPECT_EQ(controller.stateOf("a"), Process::Up); });
-       },
-       {206},
-       Process::Up},
-      // The first cycle past 120 seconds is that at 130: Down, then cycles 2 seconds apart, and the
-      // first that finds it down for more than 5 seconds starts it. It is given up in the first
-      // cycle more than 30 seconds later (at 176, cycles being 10 seconds apart), Down at 178.
-      {"that never comes up, behind the start-up period",
-       [](SimulatedController& controller) {
+struct DownRow {
+  const char* name;
+  void (*prepare)(SimulatedController& controller);
+  Times starts = {};
+  Process::State state = Process::Down;  // at the end
+  std::int64_t end = 300;
+};
+const DownRow downRows[] = {
+    {"that dies",
+     [](SimulatedController& controller) {
+       controller.onInit("a", "start", [&] { controller.addProcess(60, "/bin/a"); });
+       controller.at(1, [&] { EXPECT_EQ(controller.stateOf("a"), Process::Up); });
+     },
+     {206},
+     Process::Up},
+    // The first cycle past 120 seconds is that at 130: Down, then cycles 2 seconds apart, and the
+    // first that finds it down for more than 5 seconds starts it. It is given up in the first
+    // cycle more than 30 seconds later (at 176, cycles being 10 seconds apart), Down at 178.
+    {"that never comes up, behind the start-up period",
+     [](SimulatedController& controller) {
+       controller.removeProcess(50);
+       controller.at(125, [&] {
+         EXPECT_EQ(controller.stateOf("a"), Process::Unclassified);
+         EXPECT_TRUE(report(*AppManager::getSingleton()).starts_with("Do Restarts disabled\n"));
+       });
+       controller.at(131, [] {
+         EXPECT_FALSE(report(*AppManager::getSingleton()).starts_with("Do Restarts disabled\n"));
+       });
+     },
+     {136, 184, 232},
+     Process::Starting,
+     260},
+    {"after a restart that was seen only by its pids",
+     [](SimulatedController& controller) {
+       controller.onInit("a", "restart", [&] {
          controller.removeProcess(50);
-         controller.at(125, [&] {
-           EXPECT_EQ(controller.stateOf("a"), Process::Unclassified);
-           EXPECT_TRUE(report(*AppManager::getSingleton()).starts_with("Do Restarts disabled\n"));
-         });
-         controller.at(131, [] {
-           EXPECT_FALSE(report(*AppManager::getSingleton()).starts_with("Do Restarts disabled\n"));
-         });
-       },
-       {136, 184, 232},
-       Process::Starting,
-       260},
-      {"after a restart that was seen only by its pids",
-       [](SimulatedController& controller) {
-         controller.onInit("a", "restart", [&] {
-           controller.removeProcess(50);
-           controller.addProcess(51, "/bin/a");
-         });
-         controller.at(155, [] { AppManager::restartProcess(token("a")); });
-         controller.at(200, [&] { controller.removeProcess(51); });
-       },
-       {206},
-       Process::Starting,
-       209},
-      {"not without process control", [](SimulatedController&) { ::setenv("MC_ARCH", "PC", 1); }},
-      {"not a suspended one",
-       [](SimulatedController& controller) {
-         controller.at(150, [] { AppManager::setProcessSuspend(token("a"), true); });
-       }},
-      {"not while a restart that was asked for has not been seen",
-       [](SimulatedController& controller) {
-         controller.at(199, [] { AppManager::restartProcess(token("a")); });
-       }},
-  };
-  for (const auto& row : rows) {
+         controller.addProcess(51, "/bin/a");
+       });
+       controller.at(155, [] { AppManager::restartProcess(token("a")); });
+       controller.at(200, [&] { controller.removeProcess(51); });
+     },
+     {206},
+     Process::Starting,
+     209},
+    {"not without process control", [](SimulatedController&) { ::setenv("MC_ARCH", "PC", 1); }},
+    {"not a suspended one",
+     [](SimulatedController& controller) {
+       controller.at(150, [] { AppManager::setProcessSuspend(token("a"), true); });
+     }},
+    {"not while a restart that was asked for has not been seen",
+     [](SimulatedController& controller) {
+       controller.at(199, [] { AppManager::restartProcess(token("a")); });
+     }},
+};
+
+TEST(Loop, StartsADaemonThatIsDown) {
+  for (const auto& row : downRows) {
     SCOPED_TRACE(row.name);
     SimulatedController controller({"a"}, 10);
     controller.addProcess(50, "/bin/a");

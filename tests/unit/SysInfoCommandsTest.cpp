@@ -162,6 +162,39 @@ TEST_F(StoredValues, OfUsersTakeNothingThatBreaksOutOrContradicts) {
   }
 }
 
+constexpr struct {
+  const char* line;
+  const char* reply;
+} switchRows[] = {
+    {"interface up Ssh", "0 Ssh switched on\n"},
+    {"interface down Debug", "0 Debug switched off\n"},
+    {"interface up Debug", "0 Debug switched on\n"},
+    {"interface list",
+     "0 NAME              MANAGED  STATE  NEXT START\n"
+     "Http              yes      down   up\n"
+     "Https             no       -      -\n"
+     "Telnet            yes      down   up\n"
+     "Ssh               yes      down   down\n"
+     "Smis              no       -      -\n"
+     "Ftp               no       -      -\n"
+     "Snmp              no       -      -\n"
+     "Debug             yes      up     up\n"
+     "Usmis             no       -      -\n"
+     "ActivityProgress  no       -      -\n"},
+    {"interface up Http",
+     "13 switching Http on was refused: it cannot listen, the log says why, or there is no web "
+     "server\n"},
+    {"interface up Telnet",
+     "13 switching Telnet on was refused: its daemon is not supervised, or process control is "
+     "off here (see MC_ARCH)\n"},
+    {"interface down Snmp", "13 Snmp is not managed in this host's configuration\n"},
+    {"interface up ssh",
+     "13 no such interface: ssh; it is one of Http, Https, Telnet, Ssh, Smis, Ftp, Snmp, Debug, "
+     "Usmis, ActivityProgress\n"},
+    {"interface up", "1 usage: interface up NAME\n"},
+    {"interface down Ssh Http", "1 usage: interface down NAME\n"},
+};
+
 TEST(InterfaceCommands, SwitchWhatIsManagedAndTellWhatIsNot) {
   const test::SysInfoSetting sysInfo({}, {{"TelnetDisable", false}, {"SshDisable", true}});
   const test::PluginCommands commands("InterfaceCommands");
@@ -178,39 +211,7 @@ TEST(InterfaceCommands, SwitchWhatIsManagedAndTellWhatIsNot) {
   framework::Console console;
   framework::Container::setConsole(&console);
   const app::InterfaceManager manager("InterfaceManager");
-  const struct {
-    const char* line;
-    const char* reply;
-  } rows[] = {
-      {"interface up Ssh", "0 Ssh switched on\n"},
-      {"interface down Debug", "0 Debug switched off\n"},
-      {"interface up Debug", "0 Debug switched on\n"},
-      {"interface list",
-       "0 NAME              MANAGED  STATE  NEXT START\n"
-       "Http              yes      down   up\n"
-       "Https             no       -      -\n"
-       "Telnet            yes      down   up\n"
-       "Ssh               yes      down   down\n"
-       "Smis              no       -      -\n"
-       "Ftp               no       -      -\n"
-       "Snmp              no       -      -\n"
-       "Debug             yes      up     up\n"
-       "Usmis             no       -      -\n"
-       "ActivityProgress  no       -      -\n"},
-      {"interface up Http",
-       "13 switching Http on was refused: it cannot listen, the log says why, or there is no web "
-       "server\n"},
-      {"interface up Telnet",
-       "13 switching Telnet on was refused: its daemon is not supervised, or process control is "
-       "off here (see MC_ARCH)\n"},
-      {"interface down Snmp", "13 Snmp is not managed in this host's configuration\n"},
-      {"interface up ssh",
-       "13 no such interface: ssh; it is one of Http, Https, Telnet, Ssh, Smis, Ftp, Snmp, Debug, "
-       "Usmis, ActivityProgress\n"},
-      {"interface up", "1 usage: interface up NAME\n"},
-      {"interface down Ssh Http", "1 usage: interface down NAME\n"},
-  };
-  for (const auto& row : rows) EXPECT_EQ(commands.ask(row.line), row.reply) << row.line;
+  for (const auto& row : switchRows) EXPECT_EQ(commands.ask(row.line), row.reply) << row.line;
   EXPECT_EQ(controller.timesOf("/app/etc/init.d/sshdS start").size(), 1U);
 
   console.setCurrentService(&another);
