@@ -60,8 +60,9 @@ class Logger {
   /// What the calls above and those of Entity come down to. `operation` null: a plain line.
   static void write(int type, const char* service, const char* operation, int line,
                     const char* text);
-  static void writeFormat(int type, const char* service, const char* operation, int line,
-                          const char* format, std::va_list arguments);
+  [[gnu::format(printf, 5, 0)]] static void writeFormat(int type, const char* service,
+                                                        const char* operation, int line,
+                                                        const char* format, std::va_list arguments);
 };
 
 }  // namespace framework
