@@ -3,6 +3,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iterator>
 
@@ -12,15 +13,21 @@ namespace services::sysinfo {
 
 namespace {
 
-// Each brings a file of the schema of its index to the next one.
-constexpr const char* migrations[] = {
+// The table that each version of the schema adds, in the words that SQLite keeps.
+constexpr const char* tables[] = {
     // 1: the rows
-    "PRAGMA application_id = 1296258932;"
     "CREATE TABLE value (scope TEXT NOT NULL, key TEXT NOT NULL, value TEXT NOT NULL,"
-    " PRIMARY KEY (scope, key)) STRICT, WITHOUT ROWID;",
+    " PRIMARY KEY (scope, key)) STRICT, WITHOUT ROWID",
     // 2: the digest over them, in one row
-    "CREATE TABLE digest (one INTEGER PRIMARY KEY CHECK (one = 1), sha256 TEXT NOT NULL) STRICT;",
+    "CREATE TABLE digest (one INTEGER PRIMARY KEY CHECK (one = 1), sha256 TEXT NOT NULL) STRICT",
 };
+
+// The tables of a file of that version.
+std::string tablesOf(int version) {
+  std::string all;
+  for (int i = 0; i < version; ++i) all += std::string(tables[i]) + ";";
+  return all;
+}
 
 constexpr int busyMilliseconds = 2000;  // another program may look into the file
 
@@ -57,7 +64,7 @@ class Statement {
 
 void Database::Close::operator()(sqlite3* database) const { sqlite3_close(database); }
 
-int Database::schemaVersion() { return std::ssize(migrations); }
+int Database::schemaVersion() { return std::ssize(tables); }
 
 Database::Database(const std::string& path) {
   sqlite3* database = nullptr;
@@ -66,6 +73,7 @@ Database::Database(const std::string& path) {
   m_database.reset(database);
   if (code == SQLITE_OK) {
     sqlite3_busy_timeout(database, busyMilliseconds);
+    m_writable = sqlite3_db_readonly(database, "main") == 0;
     m_state = verify();
   }
   if (m_state == State::Good || m_state == State::Empty) return;
@@ -77,8 +85,15 @@ Database::Database(const std::string& path) {
 Database::State Database::failure() {
   const int code = sqlite3_errcode(m_database.get()) & 0xFF;
   if (m_error.empty()) m_error = sqlite3_errmsg(m_database.get());
-  const bool damage = code == SQLITE_NOTADB || code == SQLITE_CORRUPT || code == SQLITE_ERROR;
-  return damage ? State::Damaged : State::Failed;
+  constexpr int troubles[] = {SQLITE_PERM,     SQLITE_BUSY,  SQLITE_LOCKED,   SQLITE_NOMEM,
+                              SQLITE_READONLY, SQLITE_IOERR, SQLITE_CANTOPEN, SQLITE_FULL,
+                              SQLITE_PROTOCOL, SQLITE_NOLFS, SQLITE_AUTH};
+  return std::ranges::find(troubles, code) == std::end(troubles) ? State::Damaged : State::Failed;
+}
+
+Database::State Database::damaged(const std::string& cause) {
+  m_error = cause;
+  return State::Damaged;
 }
 
 Database::State Database::verify() {
@@ -97,9 +112,10 @@ Database::State Database::verify() {
 Database::State Database::check(int& version) {
   std::string text;
   if (!query("PRAGMA integrity_check(1)", text)) return failure();
-  if (text != "ok") {
-    m_error = text;
-    return State::Damaged;
+  if (text != "ok") return damaged(text.substr(text.rfind('\n') + 1));  // a heading may be before
+  // The header of a file names the program that may write it.
+  if (m_writable && sqlite3_db_readonly(m_database.get(), "main") != 0) {
+    return damaged("its header forbids to write it");
   }
   if (!query("PRAGMA user_version", text)) return failure();
   version = std::atoi(text.c_str());
@@ -107,12 +123,13 @@ Database::State Database::check(int& version) {
     m_error = "its schema is " + text + ", known are those to " + std::to_string(schemaVersion());
     return State::Newer;
   }
+  if (!query("SELECT group_concat(sql || ';', '') FROM sqlite_schema", text)) return failure();
+  if (version < 0 || text != tablesOf(version)) {
+    return damaged("its tables are not those of its schema, " + std::to_string(version));
+  }
   if (version > 0 && !readRows()) return failure();
   if (version > 1 && !query("SELECT sha256 FROM digest", text)) return failure();
-  if (version > 1 && text != digestOf(m_rows)) {
-    m_error = "its digest does not match its rows";
-    return State::Damaged;
-  }
+  if (version > 1 && text != digestOf(m_rows)) return damaged("its digest does not match its rows");
   return State::Good;
 }
 
@@ -136,9 +153,10 @@ bool Database::readRows() {
 bool Database::migrate(int from) {
   bool done = run("BEGIN IMMEDIATE");
   for (int version = from; done && version < schemaVersion(); ++version) {
-    done = run(migrations[version]);
+    done = run(tables[version]);
   }
-  const std::string stamp = "PRAGMA user_version = " + std::to_string(schemaVersion());
+  const std::string stamp = "PRAGMA application_id = 1296258932; PRAGMA user_version = " +
+                            std::to_string(schemaVersion());
   done = done && run(stamp.c_str()) && write(m_rows) && run("COMMIT");
   if (!done) run("ROLLBACK");
   return done;

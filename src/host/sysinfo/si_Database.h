@@ -48,6 +48,7 @@ class Database {
   State verify();
   State check(int& version);
   State failure();
+  State damaged(const std::string& cause);
   bool run(const char* statement);
   bool query(const char* statement, std::string& text);
   bool migrate(int from);
@@ -56,6 +57,7 @@ class Database {
 
   std::unique_ptr<sqlite3, Close> m_database;
   State m_state = State::Failed;
+  bool m_writable = false;  // the file, whatever its content says
   std::string m_error;
   Rows m_rows;
 };
