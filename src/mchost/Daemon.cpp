@@ -195,7 +195,10 @@ int run(const Options& options) {
   }
   beginPiece("system information");
   framework::Config::setConfig(file.config());
-  services::sysinfo::SysInfoManager::getManager()->open(file.config(), file.host().slot[0]);
+  if (!services::sysinfo::SysInfoManager::getManager()->open(file.config(), file.host().slot[0])) {
+    Logger::stop();
+    return EXIT_FAILURE;
+  }
   if (!file.host().midplane.empty()) {
     services::sysinfo::adoptMidplane(file.host().midplane.c_str());
   }

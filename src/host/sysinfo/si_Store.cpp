@@ -81,44 +81,58 @@ std::string storePath() {
   return std::string(utility::Environment::configDirectory()) + "/sysinfo/system.db";
 }
 
-Store::Store(const std::string& path, const Rows& initial, Render render)
+Store::Store(const std::string& path, const Rows& initial, Render render,
+             std::chrono::milliseconds patience)
     : m_path(path), m_render(std::move(render)), m_rows(initial) {
-  const std::string directory = Path::located(path.substr(0, path.rfind('/')));
-  ::mkdir(directory.c_str(), 0777);
   const std::lock_guard lock(m_mutex);
-  if (!open(initial)) readCopy();
+  if (!own(patience)) return;
+  m_database = open();
+  if (m_database == nullptr) {
+    readCopy();
+  } else if (m_database->state() == State::Good) {
+    m_rows = m_database->rows();
+  } else {
+    Logger::StaticLog(LogType::Warning, "system information: %s begins with its first values",
+                      m_path.c_str());
+    if (!m_database->commit(initial)) {
+      Logger::StaticLog(LogType::Error, "system information: %s: %s", m_path.c_str(),
+                        m_database->error().c_str());
+    }
+  }
+  m_known = m_database != nullptr;
+  if (m_known) keepCopy();
   m_render(m_rows);
 }
 
-bool Store::open(const Rows& initial) {
+// False when the store is another process's.
+bool Store::own(std::chrono::milliseconds patience) {
+  const std::string directory = Path::located(m_path.substr(0, m_path.rfind('/')));
+  ::mkdir(directory.c_str(), 0777);
+  m_isElsewhere = !m_lock.take(directory, patience);
+  if (m_isElsewhere) {
+    Logger::StaticLog(LogType::Error, "system information: %s is in use by another process",
+                      m_path.c_str());
+  }
+  return !m_isElsewhere;
+}
+
+// The file for use, made from its good copy where nothing was stored in it. Null when it cannot be
+// opened.
+std::unique_ptr<Database> Store::open() {
   auto database = openUsable(m_path);
   if (isUsable(database.get()) && database->state() == State::Empty) {
     database.reset();
     if (auto restored = openCopy(m_path); isUsable(restored.get())) {
       Logger::StaticLog(LogType::Error, "system information: taken from its last good copy %s",
                         copyOf(m_path).c_str());
-      database = std::move(restored);
-    } else {
-      Logger::StaticLog(LogType::Warning, "system information: %s begins with its first values",
-                        m_path.c_str());
-      database = std::make_unique<Database>(Path::located(m_path));
+      return restored;
     }
+    database = std::make_unique<Database>(Path::located(m_path));
   }
-  if (!isUsable(database.get())) {
-    Logger::StaticLog(
-        LogType::Error, "system information: %s cannot be opened: %s", m_path.c_str(),
-        database == nullptr ? "it could not be set aside" : database->error().c_str());
-    return false;
-  }
-  m_database = std::move(database);
-  if (m_database->state() == State::Good)
-    m_rows = m_database->rows();
-  else if (!m_database->commit(initial)) {
-    Logger::StaticLog(LogType::Error, "system information: %s: %s", m_path.c_str(),
-                      m_database->error().c_str());
-  }
-  keepCopy();
-  return true;
+  if (isUsable(database.get())) return database;
+  Logger::StaticLog(LogType::Error, "system information: %s cannot be opened: %s", m_path.c_str(),
+                    database == nullptr ? "it could not be set aside" : database->error().c_str());
+  return nullptr;
 }
 
 void Store::readCopy() {
@@ -126,10 +140,27 @@ void Store::readCopy() {
   const Database copy(Path::located(copyOf(m_path)));
   if (copy.state() != State::Good) return;
   m_rows = copy.rows();
-  Logger::StaticLog(LogType::Error,
-                    "system information: as in the last good copy %s; no change is possible until "
-                    "the next start",
+  Logger::StaticLog(LogType::Error, "system information: as in the last good copy %s",
                     copyOf(m_path).c_str());
+}
+
+// The file may have been opened while nobody could write it, or be another one by now. One that was
+// never read may hold more than is in force, and is not written over.
+bool Store::reopen() {
+  m_database.reset();
+  if (!own(std::chrono::milliseconds(0))) return false;
+  auto database = open();
+  if (database == nullptr) return false;
+  if (!m_known && database->state() == State::Good && database->rows() != m_rows) {
+    Logger::StaticLog(LogType::Error,
+                      "system information: %s holds other values than those in force; no change is "
+                      "possible until the next start",
+                      m_path.c_str());
+    return false;
+  }
+  m_database = std::move(database);
+  m_known = true;
+  return true;
 }
 
 void Store::keepCopy() {
@@ -143,21 +174,22 @@ Rows Store::rows() const {
   return m_rows;
 }
 
+// Commits over the open file, and failing that over the file opened anew.
+bool Store::commit(const Rows& wanted) {
+  if (m_database != nullptr && m_database->commit(wanted)) return true;
+  return reopen() && m_database->commit(wanted);
+}
+
 bool Store::replace(const std::vector<std::string>& scopes, const Rows& rows) {
   const std::lock_guard lock(m_mutex);
-  if (m_database == nullptr) {
-    Logger::StaticLog(LogType::Error, "system information: a change was not stored: %s is not open",
-                      m_path.c_str());
-    return false;
-  }
   Rows wanted = m_rows;
   std::erase_if(wanted, [&scopes](const auto& row) {
     return std::ranges::find(scopes, row.first.scope) != scopes.end();
   });
   wanted.insert(rows.begin(), rows.end());
-  if (!m_database->commit(wanted)) {
+  if (!commit(wanted)) {
     Logger::StaticLog(LogType::Error, "system information: a change was not stored: %s",
-                      m_database->error().c_str());
+                      m_database == nullptr ? "the file is not open" : m_database->error().c_str());
     return false;
   }
   m_rows = std::move(wanted);

@@ -1,6 +1,8 @@
 // The durable values: rows in a database file that survives power loss and damage.
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -8,6 +10,7 @@
 #include <vector>
 
 #include "host/sysinfo/si_Database.h"
+#include "host/sysinfo/si_DirectoryLock.h"
 #include "host/sysinfo/si_Rows.h"
 
 namespace services::sysinfo {
@@ -16,7 +19,8 @@ namespace services::sysinfo {
 std::string storePath();
 
 /// Keeps rows in an SQLite file, with a verified copy of its last state beside it. Any thread may
-/// call.
+/// call. The file's directory belongs to one process at a time, until the store or the process
+/// ends.
 ///
 /// A file that is damaged, or of a newer schema, is set aside as NAME.damaged-N or NAME.newer-N,
 /// with an error line, and the last good copy takes its place; without one the store begins with
@@ -26,11 +30,16 @@ class Store {
   /// Renders the rows after each change, as the last step of it.
   using Render = std::function<void(const Rows& rows)>;
 
-  /// Opens the file, whose directory is made when it is missing. When it cannot be opened the store
-  /// says so in an error line, answers the rows of the good copy where there is one, and refuses
-  /// every change until the next start: what the file holds is not known, so it is not written
-  /// over.
-  Store(const std::string& path, const Rows& initial, Render render);
+  /// Opens the file, whose directory is made when it is missing, once no other process has it; the
+  /// store waits for that for at most `patience`. When it cannot be opened the store says so in an
+  /// error line and answers the rows of the good copy where there is one; each change then tries
+  /// again to open it, and is refused while that fails, or for good where the file turns out to
+  /// hold other rows: those are not written over.
+  Store(const std::string& path, const Rows& initial, Render render,
+        std::chrono::milliseconds patience = {});
+
+  /// Whether another process has the store, so that it must not be used.
+  bool isElsewhere() const { return m_isElsewhere; }
 
   /// What is stored now.
   Rows rows() const;
@@ -40,13 +49,19 @@ class Store {
   bool replace(const std::vector<std::string>& scopes, const Rows& rows);
 
  private:
-  bool open(const Rows& initial);
+  bool own(std::chrono::milliseconds patience);
+  std::unique_ptr<Database> open();
+  bool reopen();
+  bool commit(const Rows& wanted);
   void readCopy();
   void keepCopy();
 
   const std::string m_path;
   const Render m_render;
   mutable std::mutex m_mutex;  // a leaf
+  DirectoryLock m_lock;
+  std::atomic<bool> m_isElsewhere = false;
+  bool m_known = false;  // whether the rows are those that the file held when it was last open
   std::unique_ptr<Database> m_database;
   Rows m_rows;
 };

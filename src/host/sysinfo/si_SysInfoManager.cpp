@@ -21,6 +21,9 @@ using framework::LogType;
 
 namespace {
 
+// A host that is told to stop, beside which the next one starts, ends within 5 s.
+constexpr std::chrono::seconds patience(10);
+
 // A controller that was moved to the other slot keeps its own record as its own.
 void followSlot(Rows& rows, char node) {
   const auto slot = rows.find(slotPlace);
@@ -157,14 +160,16 @@ void SysInfoManager::restore() {
   m_others = othersOf(m_committed);
 }
 
-void SysInfoManager::open(const framework::Config& config, char node) {
+bool SysInfoManager::open(const framework::Config& config, char node) {
   framework::EventManager::instance().declareRecord(strings::tGSsysInfoChanged);
   framework::EventManager::instance().declareRecord(strings::tGSuserChanged);
   framework::EventManager::instance().declareRecord(strings::tGSuserAccessChanged);
-  m_store = std::make_unique<Store>(storePath(), firstRows(config, node), writeXml);
+  m_store = std::make_unique<Store>(storePath(), firstRows(config, node), writeXml, patience);
+  if (m_store->isElsewhere()) return false;
   const Rows rows = m_store->rows();
   user::UserManager::getManager()->load(rows);
   take(rows, node);
+  return true;
 }
 
 void SysInfoManager::tellUntold() {

@@ -44,8 +44,9 @@ class SysInfoManager {
   char getMCNode() const { return m_node; }
 
   /// Opens the store "<configuration directory>/sysinfo/system.db" and takes what it holds. A new
-  /// store begins with the table [sysinfo] of the configuration. Call before services are built.
-  void open(const framework::Config& config, char node);
+  /// store begins with the table [sysinfo] of the configuration. False, with an error line, when
+  /// another process has the store and does not end within 10 s. Call before services are built.
+  bool open(const framework::Config& config, char node);
   /// Raises sysInfoChanged where a changed flag is set: an earlier process ended before its
   /// services had acted. Call once events are delivered.
   void tellUntold();
