@@ -69,7 +69,7 @@ void takeLine(const std::string& line, Rows& rows) {
   const std::string value = line.substr(second + 1);
   const Grammar* grammar = grammarAt(place);
   const bool isUser = place.scope.starts_with(userScope);
-  if (isUser && !userNameGrammar.holds(place.scope.c_str() + userScope.size())) grammar = nullptr;
+  if (isUser && !storedUserNameGrammar.holds(place.scope.c_str() + userScope.size())) grammar = nullptr;
   if (grammar == nullptr || !grammar->holds(value.c_str())) {
     throw std::runtime_error("refused: " + line);
   }

@@ -14,6 +14,7 @@
 #include "host/framework/ut_DurableFile.h"
 #include "host/framework/ut_Environment.h"
 #include "host/framework/ut_Path.h"
+#include "host/sysinfo/si_Grammar.h"
 #include "host/sysinfo/si_SysInfoManager.h"
 #include "host/sysinfo/us_UserManager.h"
 #include "util/ut_BufferStream.h"
@@ -115,6 +116,10 @@ bool InterfaceManager::writeSnmpUsers(utility::VirtualPutStream& stream, int cou
                                       const User* changed, const char* operation) const {
   const char* const changedName = changed == nullptr ? "" : changed->getNameString();
   bool written = false;
+  const auto write = [&](const User& user) {  // a name of an older release may be another user's
+    if (sysinfo::agentNameFault(user.getNameString()) != nullptr) return;
+    written |= handleSnmpV3User(user, stream);
+  };
   for (int i = 0; i < count; ++i) {
     const auto debugPresent = [&] {
       if (changed == nullptr) return;
@@ -130,9 +135,9 @@ bool InterfaceManager::writeSnmpUsers(utility::VirtualPutStream& stream, int cou
                     address(changed), changedName);
       continue;
     }
-    written |= handleSnmpV3User(*user.get(), stream);
+    write(*user.get());
   }
-  if (changed != nullptr) written |= handleSnmpV3User(*changed, stream);
+  if (changed != nullptr) write(*changed);
   return written;
 }
 

@@ -79,16 +79,26 @@ std::vector<std::string> rowOf(const User& record) {
   return row;
 }
 
+// Says of a user who is left out of the SNMP agent's file why; empty for others.
+std::string leftOutLine(const std::string& name) {
+  const char* fault = sysinfo::agentNameFault(name.c_str());
+  if (fault == nullptr) return "";
+  return name + " is left out of the SNMP agent's file: " + fault + "\n";
+}
+
 int list(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
   framework::TableRows rows = {{"Name"}};
+  std::string leftOut;
   for (const auto& field : user::userFields()) rows[0].emplace_back(field.key);
   UserManager& users = *UserManager::getManager();
   for (int i = 0; const auto* entity = users.getUser(i, strings::tGSreadAccess); ++i) {
     if (const auto* record = dynamic_cast<const User*>(entity)) rows.push_back(rowOf(*record));
+    leftOut += leftOutLine(entity->getNameString());
     users.releaseUser(entity, strings::tGSreadAccess);
   }
   framework::writeTable(console.output(), rows);
+  console.output().PutS(leftOut.c_str());
   return 1;
 }
 

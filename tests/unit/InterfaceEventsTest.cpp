@@ -172,6 +172,8 @@ TEST_F(InterfaceEvents, AChangeOfAUser) {
 
 TEST_F(InterfaceEvents, TheChangedUserIsWrittenLastAndOnce) {
   const User roleless = userOf("b", ""), target = userOf("b", "SnmpTarget");
+  const User agents = userOf("comm3", "SnmpTarget");
+  const std::string longest(28, 'n');
   User deleted = userOf("b", "SnmpUser");
   deleted.setDeleted(true);
   const std::string a = linesOf("a"), b = linesOf("b"), c = linesOf("c");
@@ -190,12 +192,16 @@ TEST_F(InterfaceEvents, TheChangedUserIsWrittenLastAndOnce) {
       {"deleted", {"a", "c"}, &deleted, a + c + restricted},
       {"the only one deleted", {"b"}, &deleted, plain},
       {"the only one", {}, &target, "trapsess -v 3 -u b -l noAuthNoPriv \n" + restricted},
+      {"names that the agent takes for others'",
+       {"comm", "comm2", "comm2x", "commx2", longest, longest + "n"},
+       &agents,
+       linesOf("comm") + linesOf("comm2x") + linesOf("commx2") + linesOf(longest.c_str()) +
+           restricted},
   };
   for (const auto& row : rows) {
-    UserManager::getManager()->load({});
-    for (const auto& name : row.users) {
-      EXPECT_EQ(UserManager::getManager()->addUser(userOf(name.c_str(), "SnmpUser")), "");
-    }
+    sysinfo::Rows stored;
+    for (const auto& name : row.users) stored[{"user " + name, "Interfaces"}] = "SnmpUser";
+    UserManager::getManager()->load(stored);
     buildOver({}, {});
     manager->updateSnmpdConfiguration(nullptr, row.changed);
     EXPECT_EQ(file(), row.lines) << row.name;

@@ -477,7 +477,7 @@ TEST_F(Information, RefusesHostileValues) {
     }
   }
   for (const char* name :
-       {"", "1st", "a b", "a\"b", "a\nb", "-a", "thisnameisfartoolongforthemodelof"}) {
+       {"", "1st", "a b", "a\"b", "a\nb", "-a", "comm2", "thisnameistoolongfortheagent1"}) {
     EXPECT_NE(user::UserManager::getManager()->addUser(user::User(name)), "") << name;
   }
   EXPECT_EQ(manager.store()->rows(), before);

@@ -1,4 +1,5 @@
 // The operator's commands over the system information, the users and the interfaces.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "app/app_InterfaceManager.h"
@@ -130,6 +131,17 @@ TEST_F(StoredValues, OfUsersAreAddedChangedAndDeletedAndTheirPasswordsAreNotShow
                 "TrapDestination\n"
                 "bob   SnmpTarget  MD5       none         (set)     -                "
                 "10.0.0.7:162\n");
+}
+
+// An older release may have stored one.
+TEST_F(StoredValues, OfUsersWithANameOfTheAgentsOwnStayAndCanBeDeleted) {
+  user::UserManager::getManager()->load({{{"user comm2", "Interfaces"}, "SnmpUser"}});
+  EXPECT_THAT(m_users.ask("user list"),
+              testing::EndsWith("\ncomm2 is left out of the SNMP agent's file: \"comm\" and digits "
+                                "are the agent's own names\n"));
+  EXPECT_EQ(m_users.ask("user set comm2 Interfaces="), "0 user comm2 changed\n");
+  EXPECT_EQ(m_users.ask("user delete comm2"), "0 user comm2 deleted\n");
+  EXPECT_THAT(m_users.ask("user add comm2"), testing::StartsWith("13 a user's name is"));
 }
 
 TEST_F(StoredValues, OfUsersTakeNothingThatBreaksOutOrContradicts) {

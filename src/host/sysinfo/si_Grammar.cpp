@@ -65,8 +65,12 @@ bool isCommunity(const char* text) {
 }
 
 // 32 characters are what a name may have in SNMP's user-based model (RFC 3414).
-bool isUserName(const char* text) {
+bool isStoredUserName(const char* text) {
   return consistsOf(text, "_-.", 32) && isOneOf(*text, letters) && *text != '\0';
+}
+
+bool isUserName(const char* text) {
+  return isStoredUserName(text) && agentNameFault(text) == nullptr;
 }
 
 // It stands between double quotes.
@@ -126,6 +130,16 @@ bool isPrivacyType(const char* text) {
 
 }  // namespace
 
+// The agent puts each user into a group of its own, whose name is a prefix and the user's, 32 bytes
+// with their end; the groups and names of communities are "comm" and a number.
+const char* agentNameFault(const char* name) {
+  const std::string_view view(name);
+  if (view.size() > 28) return "the agent tells names apart by their first 28 characters alone";
+  const bool isNumbered = view.starts_with("comm") && view.size() > 4 &&
+                          view.find_first_not_of(digits, 4) == std::string_view::npos;
+  return isNumbered ? "\"comm\" and digits are the agent's own names" : nullptr;
+}
+
 const Grammar flagGrammar = {isFlag, "must be true or false"};
 const Grammar addressGrammar = {isAddress, "must be an IPv4 address"};
 const Grammar macGrammar = {isMac, "must be a MAC address, six hexadecimal bytes joined by \":\""};
@@ -148,7 +162,12 @@ const Grammar communityGrammar = {isCommunity,
                                   "backslash, and begin with neither \"-\" nor \"#\"",
                                   true};
 const Grammar userNameGrammar = {
-    isUserName, "a user's name is 1 to 32 letters, digits, \"_\", \"-\" and \".\", a letter first"};
+    isUserName,
+    "a user's name is 1 to 28 letters, digits, \"_\", \"-\" and \".\", a letter first, and not "
+    "\"comm\" and digits"};
+const Grammar storedUserNameGrammar = {
+    isStoredUserName,
+    "a user's name is 1 to 32 letters, digits, \"_\", \"-\" and \".\", a letter first"};
 const Grammar passwordGrammar = {
     emptyOr<isPassword>,
     "must be 8 to 64 printable characters, no double quote or backslash, or empty", true};

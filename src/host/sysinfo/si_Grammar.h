@@ -24,11 +24,16 @@ extern const Grammar serialGrammar;     ///< a serial number, or empty
 extern const Grammar timestampGrammar;  ///< a time of digits, or empty
 extern const Grammar versionGrammar;    ///< a version of at most 31 characters, or empty
 extern const Grammar communityGrammar;  ///< a community of SNMP
-extern const Grammar userNameGrammar;   ///< the name of a user
-extern const Grammar passwordGrammar;   ///< a password, or empty
-extern const Grammar targetGrammar;     ///< where traps go: HOST or HOST:PORT, or empty
-extern const Grammar rolesGrammar;      ///< a list of interfaces and SNMP roles
-extern const Grammar authTypeGrammar;   ///< "none", "MD5" or "SHA"
-extern const Grammar privacyTypeGrammar;  ///< "none", "DES" or "AES"
+extern const Grammar userNameGrammar;   ///< the name of a user who is added
+extern const Grammar storedUserNameGrammar;  ///< one who was stored, perhaps by an older release
+extern const Grammar passwordGrammar;        ///< a password, or empty
+extern const Grammar targetGrammar;          ///< where traps go: HOST or HOST:PORT, or empty
+extern const Grammar rolesGrammar;           ///< a list of interfaces and SNMP roles
+extern const Grammar authTypeGrammar;        ///< "none", "MD5" or "SHA"
+extern const Grammar privacyTypeGrammar;     ///< "none", "DES" or "AES"
+
+/// Why the SNMP agent would give a user of this name another one's rights: one line, null where it
+/// would not. Such a user is left out of the agent's file.
+const char* agentNameFault(const char* name);
 
 }  // namespace services::sysinfo

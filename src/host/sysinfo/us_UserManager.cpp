@@ -52,7 +52,8 @@ bool concernsAccess(const User& before, const User& after) {
 }
 
 std::string refusalOf(const User& user) {
-  if (!sysinfo::userNameGrammar.holds(user.getNameString())) return sysinfo::userNameGrammar.rule;
+  const auto& nameGrammar = sysinfo::storedUserNameGrammar;
+  if (!nameGrammar.holds(user.getNameString())) return nameGrammar.rule;
   for (const auto& field : userFields()) {
     if (field.grammar->holds(field.get(user)->c_str())) continue;
     return std::string(field.key) + " " + field.grammar->rule;
@@ -68,6 +69,15 @@ bool isLeftOut(const User& user) {
                                "system information: user %s was left out: %s", user.getNameString(),
                                refusal.c_str());
   return true;
+}
+
+void warnOfName(const User& user) {
+  const char* fault = sysinfo::agentNameFault(user.getNameString());
+  if (fault == nullptr) return;
+  framework::Logger::StaticLog(
+      framework::LogType::Warning,
+      "system information: user %s is left out of the SNMP agent's file: %s", user.getNameString(),
+      fault);
 }
 
 }  // namespace
@@ -109,6 +119,7 @@ UserManager::Record UserManager::find(const std::string& name) const {
 
 std::string UserManager::addUser(const User& user) {
   const std::lock_guard lock(m_changing);
+  if (!sysinfo::userNameGrammar.holds(user.getNameString())) return sysinfo::userNameGrammar.rule;
   if (std::string refusal = refusalOf(user); !refusal.empty()) return refusal;
   if (find(user.getNameString()) != nullptr) return "there is a user of this name already";
   if (numUsers(strings::tGSreadAccess) == mostUsers) return "there are as many users as can be";
@@ -214,6 +225,7 @@ void UserManager::load(const Rows& rows) {
     takeRow(*users.back(), place.key, value);
   }
   std::erase_if(users, [](const auto& user) { return isLeftOut(*user); });
+  for (const auto& user : users) warnOfName(*user);
   const std::lock_guard lock(m_mutex);
   m_users.assign(users.begin(), users.end());
   m_untold = 0;
