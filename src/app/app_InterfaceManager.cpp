@@ -30,6 +30,7 @@ constexpr framework::PropertyRule propertyRules[] = {
     {.key = "managing",
      .type = framework::PropertyType::List,
      .expected = true,
+     .orText = true,
      .check = checkInterfaceName},
 };
 

@@ -28,6 +28,7 @@ constexpr framework::PropertyRule rules[] = {
     {.key = "flag", .type = PropertyType::Boolean},
     {.key = "word", .type = PropertyType::Text, .check = checkWord},
     {.key = "words", .type = PropertyType::List, .expected = true, .check = checkWord},
+    {.key = "either", .type = PropertyType::List, .orText = true, .check = checkWord},
     {.key = "inner.word", .type = PropertyType::Text},
 };
 
@@ -131,6 +132,10 @@ TEST_F(Configuration, FaultsOfServicesAreFoundWithTheirLineAndRule) {
       {"types", "[Sample]\ncount = '1'\nflag = 1\nwords = 'a'\n",
        "error 4: Sample.count: must be an integer\nerror 5: Sample.flag: must be true or false\n"
        "error 6: Sample.words: must be a list of texts\n"},
+      {"a list in one text", "[Sample]\nwords = []\neither = 'a, odd  /,b'\n",
+       "warning 5: Sample.either: is odd\nerror 5: Sample.either: no word\n"},
+      {"neither list nor text", "[Sample]\nwords = []\neither = 1\n",
+       "error 5: Sample.either: must be a list of texts or one text\n"},
       {"just out of range", "[Sample]\nwords = []\ncount = 6\n",
        "error 5: Sample.count: must be from -5 to 5\n"},
       {"far out of range", "[Sample]\nwords = []\ncount = -9223372036854775808\n",

@@ -17,6 +17,7 @@
 #include "host/framework/fw_Logger.h"
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/ut_Environment.h"
+#include "host/framework/ut_TokenSet.h"
 
 namespace framework {
 
@@ -38,6 +39,18 @@ const char* typeName(PropertyType type) {
 
 bool hasType(const Property& property, PropertyType type) {
   return property.value.index() == static_cast<std::size_t>(type);
+}
+
+// The list that a text stands for.
+Property listOf(const Property& text) {
+  Property property{.line = text.line};
+  utility::StringArray list;
+  for (const auto& entry : utility::entriesOf(std::get<std::string>(text.value).c_str())) {
+    list.Append(entry);
+    property.entryLines.push_back(text.line);
+  }
+  property.value = std::move(list);
+  return property;
 }
 
 // A text without a zero character, at which its users would cut it.
@@ -97,9 +110,12 @@ void applyToList(const PropertyRule& rule, const Property& property,
 // What is wrong with a property by its rule.
 std::vector<PropertyFinding> apply(const PropertyRule& rule, const Property& property) {
   std::vector<PropertyFinding> findings;
-  if (!hasType(property, rule.type)) {
+  if (rule.orText && hasType(property, PropertyType::Text)) {
+    applyToList(rule, listOf(property), findings);
+  } else if (!hasType(property, rule.type)) {
     const auto* other = std::get_if<OtherValue>(&property.value);
     findings.push_back({true, std::string("must be ") + typeName(rule.type)});
+    if (rule.orText) findings.back().text += " or one text";
     if (other != nullptr) findings.back().text += other->but;
     if (other != nullptr) findings.back().line = other->line;
   } else if (rule.type == PropertyType::Integer) {

@@ -54,6 +54,7 @@ struct PropertyRule {
   long minimum = 0;  ///< of an integer
   long maximum = 2147483647;
   bool expected = false;  ///< its absence is worth a warning
+  bool orText = false;    ///< of a list: it may also be one text, see utility::entriesOf()
   /// Adds what is wrong with a text or with one entry of a list; may be null.
   void (*check)(const char* value, std::vector<PropertyFinding>& findings) = nullptr;
   /// Adds what is wrong with a list as a whole; may be null.

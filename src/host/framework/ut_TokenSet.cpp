@@ -8,6 +8,18 @@
 
 namespace utility {
 
+std::vector<std::string> entriesOf(const char* list) {
+  constexpr const char* separators = ", \t\r\n";
+  std::vector<std::string> entries;
+  for (const char* at = list + std::strspn(list, separators); *at != '\0';) {
+    const std::size_t length = std::strcspn(at, separators);
+    entries.emplace_back(at, length);
+    at += length;
+    at += std::strspn(at, separators);
+  }
+  return entries;
+}
+
 bool TokenSet::inSet(strings::stringtoken token) const {
   return std::find(m_tokens.begin(), m_tokens.end(), token) != m_tokens.end();
 }
@@ -22,13 +34,7 @@ bool TokenSet::set(strings::stringtoken token) {
 void TokenSet::unset(strings::stringtoken token) { std::erase(m_tokens, token); }
 
 void TokenSet::SetFromStringList(const char* list) {
-  constexpr const char* separators = ", \t\r\n";
-  for (const char* at = list + std::strspn(list, separators); *at != '\0';) {
-    const std::size_t length = std::strcspn(at, separators);
-    set(strings::GS.toToken(std::string(at, length).c_str()));
-    at += length;
-    at += std::strspn(at, separators);
-  }
+  for (const std::string& entry : entriesOf(list)) set(strings::GS.toToken(entry.c_str()));
 }
 
 strings::stringtoken TokenSet::ElementAt(unsigned int index) const {

@@ -8,6 +8,9 @@
 
 namespace utility {
 
+/// The entries of a list in one text, separated by commas or white space.
+std::vector<std::string> entriesOf(const char* list);
+
 /// Up to a fixed number of tokens, in the order in which they were set. It has no lock.
 class TokenSet {
  public:
@@ -19,7 +22,7 @@ class TokenSet {
   /// Takes a token out.
   void unset(strings::stringtoken token);
 
-  /// Adds the tokens of a list of names, separated by commas or white space.
+  /// Adds the tokens of a list of names in one text.
   void SetFromStringList(const char* list);
 
   unsigned int Length() const { return static_cast<unsigned int>(m_tokens.size()); }
