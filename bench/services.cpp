@@ -47,10 +47,10 @@ void agentFile(benchmark::State& state) {
 
 // Both roles from their serial numbers, and both actions.
 void decision(benchmark::State& state) {
-  const services::app::RoleFacts mine = {"MIDPLANE01", "MIDPLANE01", "X00C0FF0000000002",
-                                         "X00C0FF0000000002"};
-  const services::app::RoleFacts partner = {"MIDPLANE01", "MIDPLANE02", "X00C0FF0000000001",
-                                            "X00C0FF0000000003"};
+  const services::app::RoleFacts mine = {"MIDPLANE01", "MIDPLANE01", "X0000024D43000002",
+                                         "X0000024D43000002"};
+  const services::app::RoleFacts partner = {"MIDPLANE01", "MIDPLANE02", "X0000024D43000001",
+                                            "X0000024D43000003"};
   while (state.KeepRunning()) {
     const services::app::ActionFacts facts = {.mine = services::app::decideRole(mine).role,
                                               .partner = services::app::decideRole(partner).role,

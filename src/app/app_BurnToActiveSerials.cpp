@@ -5,15 +5,14 @@
 #include <string_view>
 
 #include "app/app_BurnToActive.h"
+#include "host/sysinfo/si_MacAddress.h"
 #include "util/ut_Misc.h"
 
 namespace services::app {
 
 namespace {
 
-constexpr std::uint64_t controllerOui =
-    0x00C0FF;                            // the upper half of the controllers' MAC addresses
-constexpr std::size_t suffixLength = 6;  // the lower half in hexadecimal
+constexpr std::size_t suffixLength = 6;  // the lower half of a MAC address in hexadecimal
 
 bool beginsWithX(const char* serial) { return *serial == 'X'; }
 
@@ -55,7 +54,7 @@ void BurnToActive::convertToPairedSN(const char* serial, char* buffer, unsigned 
   if (buffer != nullptr && size > 0) *buffer = '\0';
   if (serial == nullptr) return;
   const std::uint64_t lower = utility::Misc::uint64FromHexString(suffixOf(serial).data());
-  makeControllerSN((controllerOui << 24) + lower, buffer, size);
+  makeControllerSN((sysinfo::controllerPrefix << 24) + lower, buffer, size);
 }
 
 }  // namespace services::app

@@ -14,8 +14,8 @@
 namespace test {
 
 /// The serial numbers of both controllers in MAC form.
-constexpr const char* serialA = "X000000C0FF00000A";
-constexpr const char* serialB = "X000000C0FF00000B";
+constexpr const char* serialA = "X0000024D4300000A";
+constexpr const char* serialB = "X0000024D4300000B";
 
 /// The system information of both controllers, changed by "KEY=VALUE ...", on the simulated
 /// machine, with nothing decided and the partner's information valid.
@@ -24,9 +24,9 @@ class TwoControllers {
   explicit TwoControllers(const std::string& changes = "", char node = 'A') {
     framework::Config config;
     std::istringstream values(
-        "MidplaneSN=M1 A.ControllerSerial=SN00000A A.MacAddress=00:c0:ff:00:00:0a "
+        "MidplaneSN=M1 A.ControllerSerial=SN00000A A.MacAddress=02:4d:43:00:00:0a "
         "A.McVersion=1.0 A.BundleVersion=1.0 A.CpldVersion=1.0 B.ControllerSerial=SN00000B "
-        "B.MacAddress=00:c0:ff:00:00:0b B.McVersion=1.0 B.BundleVersion=1.0 B.CpldVersion=1.0 " +
+        "B.MacAddress=02:4d:43:00:00:0b B.McVersion=1.0 B.BundleVersion=1.0 B.CpldVersion=1.0 " +
         changes);
     for (std::string key, value; std::getline(values >> std::ws, key, '=') && values >> value;) {
       if (value == "true")

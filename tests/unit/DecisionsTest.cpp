@@ -66,7 +66,7 @@ TEST(Decisions, LocalRoleStandsOnlyWithAPartnerHandedOver) {
   EXPECT_EQ(test.pairing->getLocalSyncRole(), Undetermined);
   EXPECT_EQ(test.pairing->getLocalSyncRole(), Undetermined);
   EXPECT_EQ(test.log.count("Calculate Sync...  currentMidplaneSN: M1, lastPairedMidplaneSN: M1, "
-                           "currentPartnerSN: X000000C0FF00000B, lastPairedPartnerSN: NULL"),
+                           "currentPartnerSN: X0000024D4300000B, lastPairedPartnerSN: NULL"),
             2);
   EXPECT_EQ(test.log.count("SyncRole: MasterUnpaired"), 2);
 }

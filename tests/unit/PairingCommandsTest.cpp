@@ -17,7 +17,7 @@ TEST(PairingCommands, ExplainAppliesTheRulesToWhatIsTyped) {
   const std::array<std::string, 2> rows[] = {
       {role + "--midplane M1 --last-midplane M1 --partner P",
        "0 Midplane matches, No lastPartnerSN\nMasterUnpaired\n"},
-      {role + "--last-partner X000000C0FF00000B --partner SN00000b --midplane M1",
+      {role + "--last-partner X0000024D4300000B --partner SN00000b --midplane M1",
        "0 No lastMidplaneSN, and paired with partner.\nSlavePaired\n"},
       {role + "--midplane M1",
        "0 Not enough information to determine local sync role\nUndetermined\n"},
@@ -46,9 +46,9 @@ TEST(PairingCommands, ShowDecidesNothing) {
   std::string shown = commands.ask("pairing show");
   for (const char* line :
        {"local role       Undetermined   -\n", "partner role     SlaveUnpaired  handed over\n",
-        "MAC serial           X000000C0FF00000A  X000000C0FF00000B\n",
+        "MAC serial           X0000024D4300000A  X0000024D4300000B\n",
         "last loaded          -                  1700\n",
-        "handed over: serial  -                  X000000C0FF00000B\n",
+        "handed over: serial  -                  X0000024D4300000B\n",
         "controller A in midplane M1; the partner's information is valid\n"}) {
     EXPECT_NE(shown.find(line), std::string::npos) << line << shown;
   }

@@ -15,8 +15,8 @@ using strings::StringRepository;
 
 TEST(Serials, MacFormIsXAndSixteenDigits) {
   std::array<char, 32> buffer;
-  BurnToActive::makeControllerSN(0xC0FF00000AULL, buffer.data(), buffer.size());
-  EXPECT_STREQ(buffer.data(), "X000000C0FF00000A");
+  BurnToActive::makeControllerSN(0x024D4300000AULL, buffer.data(), buffer.size());
+  EXPECT_STREQ(buffer.data(), "X0000024D4300000A");
   BurnToActive::makeControllerSN(~0ULL, buffer.data(), 6);
   EXPECT_STREQ(buffer.data(), "XFFFF");
   BurnToActive::makeControllerSN(1, buffer.data() + 1, 0);
@@ -31,12 +31,12 @@ TEST(Serials, MacFormIsXAndSixteenDigits) {
 
 TEST(Serials, Compare) {
   const std::tuple<const char*, const char*, bool> rows[] = {
-      {"X000000C0FF12ab3c", "SN-12AB3C", true},
-      {"X000000C0FF12AB3C", "X000000C0FF12ab3c", false},
+      {"X0000024D4312ab3c", "SN-12AB3C", true},
+      {"X0000024D4312AB3C", "X0000024D4312ab3c", false},
       {"SN-12AB3C", "SN-12AB3C", true},
       {"SN-12AB3C", "SN-12ab3c", false},
-      {"12AB3C", "X000000C0FF12AB3C", true},
-      {"2AB3C", "X000000C0FF12AB3C", false},
+      {"12AB3C", "X0000024D4312AB3C", true},
+      {"2AB3C", "X0000024D4312AB3C", false},
       {nullptr, "SN-12AB3C", false},
       {"", "", true},
   };
@@ -48,9 +48,9 @@ TEST(Serials, Compare) {
 
 TEST(Serials, ConvertTheirLastSixCharacters) {
   const std::array<const char*, 2> rows[] = {
-      {"SN0012ab3c", "X000000C0FF12AB3C"}, {"12AB", "X000000C0FF0012AB"},
-      {"zzzzzz", "X000000C0FF000000"},     {"SN12 3456", "X000000C0FF000002"},
-      {"", "X000000C0FF000000"},           {nullptr, ""},
+      {"SN0012ab3c", "X0000024D4312AB3C"}, {"12AB", "X0000024D430012AB"},
+      {"zzzzzz", "X0000024D43000000"},     {"SN12 3456", "X0000024D43000002"},
+      {"", "X0000024D43000000"},           {nullptr, ""},
   };
   for (const auto& [serial, converted] : rows) {
     std::array<char, 32> buffer{"old"};
@@ -60,7 +60,7 @@ TEST(Serials, ConvertTheirLastSixCharacters) {
 }
 
 TEST(Roles, EveryMidplaneCaseByEveryPartnerCase) {
-  const char* const P = "X000000C0FF12AB3C";
+  const char* const P = "X0000024D4312AB3C";
   const std::tuple<RoleFacts, BurnToActive::SyncRole, const char*> rows[] = {
       {RoleFacts{"M", "M", P, P}, MasterPaired, "Midplane matches, and paired with partner."},
       {RoleFacts{"M", "M", P, "S12ab3c"}, MasterPaired,

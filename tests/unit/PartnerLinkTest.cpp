@@ -88,7 +88,7 @@ TEST(SignedExchange, TakesAKeyThatItsOwnerAloneMayRead) {
 PeerRecord recordWith(const char* serial, const char* pairedWith = nullptr) {
   PeerRecord record;
   record.controller.setControllerSerial(serial);
-  record.controller.setMacAddress(0x00C0FF000001);
+  record.controller.setMacAddress(0x024D43000001);
   record.controller.setMcVersion("M1");
   record.controller.setBundleVersion("V1");
   record.controller.setCpldVersion("C1");
@@ -281,7 +281,7 @@ class Link : public testing::Test {
       config.set(name, {.value = std::string(value)});
     };
     text("sysinfo.A.ControllerSerial", "SN0000A1");
-    text("sysinfo.A.MacAddress", "00:c0:ff:00:00:a1");
+    text("sysinfo.A.MacAddress", "02:4d:43:00:00:a1");
     text("sysinfo.A.McVersion", "M1");
     text("sysinfo.A.BundleVersion", "V1");
     text("sysinfo.A.CpldVersion", "C1");
@@ -317,7 +317,7 @@ class Link : public testing::Test {
 
 TEST_F(Link, HandsOverWhatItLearnsAndForgetsASilentPartner) {
   PeerRecord partner = recordWith("SN0000B1");
-  partner.controller.setMacAddress(0x00C0FF0000B1);
+  partner.controller.setMacAddress(0x024D430000B1);
   partner.controller.setLastLoadedTime("77");
   partner.role = BurnToActive::SlaveUnpaired;
   partner.digest = "other";
@@ -368,7 +368,7 @@ TEST_F(Link, HandsOverWhatItLearnsAndForgetsASilentPartner) {
 
 TEST_F(Link, CountsOnNothingThatCouldNotBeStored) {
   PeerRecord partner = recordWith("SN0000B1");
-  partner.controller.setMacAddress(0x00C0FF0000B1);
+  partner.controller.setMacAddress(0x024D430000B1);
   PartnerLink link("PartnerLink");
   const SignedListener listener({host}, {42111, key}, [&partner] { return textOf(partner); });
   std::optional<test::Limit> full(std::in_place, RLIMIT_FSIZE, 100);

@@ -257,7 +257,7 @@ class Information : public testing::Test {
  protected:
   Information() {
     std::filesystem::create_directories(machine.root() + "/cfg");
-    config.set("sysinfo.A.MacAddress", {.value = std::string("00:c0:ff:00:00:0a")});
+    config.set("sysinfo.A.MacAddress", {.value = std::string("02:4d:43:00:00:0a")});
     manager.open(config, 'A');
     framework::EventManager::instance().start({&listener});
   }
@@ -416,7 +416,7 @@ TEST_F(Information, FollowsItsControllerIntoTheOtherSlot) {
   reopen('B');
   EXPECT_EQ(textOf("A.ControllerSerial"), "PARTNER");
   EXPECT_EQ(textOf("B.ControllerSerial"), "");
-  EXPECT_EQ(textOf("B.MacAddress"), "00:c0:ff:00:00:0a");
+  EXPECT_EQ(textOf("B.MacAddress"), "02:4d:43:00:00:0a");
   EXPECT_EQ(textOf("component.controller_b_0.CpldRevision"), "C7");
   EXPECT_FALSE(relinfo::RelInfo::hasBurnToActive());
 }
@@ -449,7 +449,7 @@ TEST_F(Information, RefusesHostileValues) {
       {"A.LastLoadedTime", {"12x", "-1"}},
       {"A.McVersion", {"1 2", std::string(32, 'v')}},
       {"A.IpV4Address", {"10.0.0"}},
-      {"A.MacAddress", {"00c0ff000001", "00:c0:ff:00:00", "00:c0:ff:00:00:0g"}},
+      {"A.MacAddress", {"024d43000001", "02:4d:43:00:00", "02:4d:43:00:00:0g"}},
       {"HttpDisable", {"yes", "TRUE", "1"}},
       {"SnmpChanged", {"true"}},
       {"component.a b.CpldRevision", {"1"}},

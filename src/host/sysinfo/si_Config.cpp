@@ -8,6 +8,7 @@
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/sysinfo/si_Field.h"
+#include "host/sysinfo/si_MacAddress.h"
 #include "host/sysinfo/si_Scopes.h"
 #include "host/sysinfo/si_SysInfo.h"
 
@@ -23,10 +24,19 @@ constexpr const char* section = "sysinfo";
 // The keys that the table may hold; the list keeps their texts in place.
 std::list<std::string> keys;
 
+// The serial numbers of controllers with another prefix do not lead to their addresses.
+void checkPrefix(const char* value, std::vector<framework::PropertyFinding>& findings) {
+  const std::uint64_t address = parseMacAddress(value).value_or(0);
+  if (address == 0 || address >> 24 == controllerPrefix) return;
+  findings.push_back({false, std::string("does not begin with the controllers' prefix, ") +
+                                 macAddressText(controllerPrefix << 24).substr(0, 8)});
+}
+
 PropertyRule ruleOf(const std::string& key, const Grammar& grammar) {
   const bool isFlag = &grammar == &flagGrammar;
   return {.key = keys.emplace_back(key).c_str(),
           .type = isFlag ? PropertyType::Boolean : PropertyType::Text,
+          .check = &grammar == &macGrammar ? checkPrefix : nullptr,
           .holds = grammar.holds,
           .rule = grammar.rule};
 }
