@@ -7,9 +7,9 @@
 
 #include "app/app_AppManager.h"
 #include "app/app_MailProduct.h"
-#include "host/framework/fw_CommandLine.h"
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_Logger.h"
+#include "host/framework/fw_ShownText.h"
 #include "host/framework/ut_Environment.h"
 #include "host/framework/ut_Path.h"
 #include "host/sysinfo/si_SysInfoManager.h"
@@ -83,7 +83,8 @@ char readSlot() {
 
 // The letter as a sender line carries it: none for a zero byte or what would break the line.
 std::string letterText(char slot) {
-  return framework::isControl(slot) ? std::string() : std::string(1, slot);
+  const std::string text(1, slot);
+  return framework::isShown(text) ? text : "";
 }
 
 const MCInfo* controllerOf(const SysInfo& sysInfo, char slot) {

@@ -11,6 +11,7 @@
 #include "host/framework/fw_Config.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_RunningCheck.h"
+#include "host/framework/fw_ShownText.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Path.h"
 #include "host/framework/ut_ProcessDirectory.h"
@@ -26,9 +27,7 @@ const Process& recordAt(const utility::ItemDirectory& table, unsigned int index)
 
 std::string shown(std::string text) {
   while (text.ends_with(' ')) text.pop_back();
-  std::ranges::replace_if(
-      text, [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
-  return text;
+  return framework::shownText(text);
 }
 
 SurveyedProcess survey(const utility::ItemDirectory& table, int pid, CommandLine& commandLine) {

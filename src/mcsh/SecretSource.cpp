@@ -5,13 +5,12 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
-#include "host/framework/fw_CommandLine.h"
 #include "host/framework/fw_ConsoleSocket.h"
+#include "host/framework/fw_ShownText.h"
 #include "host/platform/Descriptor.h"
 
 namespace mcsh {
@@ -81,8 +80,8 @@ std::string readFile(const std::string& path) {
 std::string readSecret(const std::string& key, const std::string& source) {
   std::string secret = source == "-" ? askFor(key) : readFile(source);
   if (secret.empty()) throw SecretError(key + ": the secret is empty");
-  if (std::ranges::any_of(secret, framework::isControl)) {
-    throw SecretError(key + ": the secret holds a control character");
+  if (!framework::isShown(secret)) {
+    throw SecretError(key + ": the secret holds a control character or is no UTF-8");
   }
   return secret;
 }

@@ -14,7 +14,7 @@ class SecretError : public std::runtime_error {
 
 /// The secret of that key: the first line of the file at `source`, or, when that is "-", what is
 /// typed twice at the process's terminal (or stdin, where that is one), which shows nothing of it.
-/// It is not empty and holds no control characters; where it would or cannot be read, a SecretError
+/// It is not empty and holds what is shown alone; where it would or cannot be read, a SecretError
 /// is thrown.
 std::string readSecret(const std::string& key, const std::string& source);
 

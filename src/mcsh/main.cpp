@@ -14,6 +14,7 @@
 #include "mcsh/Client.h"
 #include "mcsh/Prompt.h"
 #include "mcsh/SecretSource.h"
+#include "host/framework/fw_ShownText.h"
 #include "mcsh/Secrets.h"
 
 namespace {
@@ -63,14 +64,15 @@ std::optional<Options> parse(int argc, char** argv, int& status) {
 }
 
 void print(const mcsh::Reply& reply) {
-  std::fwrite(reply.text.data(), 1, reply.text.size(), stdout);
+  const std::string text = framework::shownLines(reply.text);
+  std::fwrite(text.data(), 1, text.size(), stdout);
   std::fflush(stdout);
 }
 
 int runOne(const Options& options) {
   const std::string line = framework::joinWords(mcsh::withSecrets(options.command));
-  if (std::ranges::any_of(line, framework::isControl)) {
-    std::fputs("mcsh: a command holds no control characters\n", stderr);
+  if (!framework::isShown(line)) {
+    std::fputs("mcsh: a command is UTF-8 without control characters\n", stderr);
     return unusable;
   }
   const mcsh::Reply reply = mcsh::Client(options.socket).ask(line);
@@ -104,7 +106,7 @@ void runTyped(mcsh::Client& client, const std::string& command) {
   try {
     line = mcsh::withSecrets(command);
   } catch (const mcsh::SecretError& failure) {
-    std::printf("%s\n", failure.what());
+    std::printf("%s\n", framework::shownText(failure.what()).c_str());
     return;
   }
   mcsh::Reply reply = client.ask(line);
@@ -119,7 +121,7 @@ int runPrompt(const Options& options) {
     print(first);
     return failed;
   }
-  std::istringstream words(first.text);
+  std::istringstream words(framework::shownLines(first.text));
   std::vector<std::string> commands = {"exit"};
   for (std::string command; std::getline(words, command);) commands.push_back(command);
   mcsh::setCompletedCommands(std::move(commands));
@@ -146,7 +148,7 @@ int main(int argc, char** argv) {
     const auto options = parse(argc, argv, status);
     return options ? run(*options) : status;
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "mcsh: %s\n", failure.what());
+    std::fprintf(stderr, "mcsh: %s\n", framework::shownText(failure.what()).c_str());
     return unusable;
   }
 }

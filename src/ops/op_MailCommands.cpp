@@ -2,13 +2,12 @@
 // and header lines, and wait for sendmail, whose command is in the log.
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 #include "app/app_AppManager.h"
-#include "host/framework/fw_CommandLine.h"
 #include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_ShownText.h"
 #include "host/framework/ut_Path.h"
 #include "host/sysinfo/si_SysInfoManager.h"
 
@@ -23,9 +22,8 @@ using framework::Ok;
 using framework::Refused;
 using utility::Arguments;
 
-bool isPlainText(const char* text) {
-  return std::ranges::none_of(std::string_view(text), framework::isControl);
-}
+bool isPlainText(const char* text) { return framework::isShown(text); }
+constexpr const char* plainTextRule = "must be UTF-8 without control characters";
 
 // What is asked of an argument, in the order of the arguments.
 struct Check {
@@ -36,8 +34,8 @@ struct Check {
 constexpr std::array<Check, 4> simpleChecks = {{
     {"TO", framework::isMailAddress, framework::mailAddressRule},
     {"FROM", framework::isMailAddress, framework::mailAddressRule},
-    {"SUBJECT", isPlainText, "must hold no control character"},
-    {"TEXT", isPlainText, "must hold no control character"},
+    {"SUBJECT", isPlainText, plainTextRule},
+    {"TEXT", isPlainText, plainTextRule},
 }};
 
 int sendSimple(Console& console, const Arguments& arguments) {

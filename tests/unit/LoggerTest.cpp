@@ -37,16 +37,18 @@ TEST_F(Logging, LinesCarryTimeLevelNameAndOperation) {
   start();
   const Writer writer;
   writer.LogError("%d %s", 7, "apples");
-  writer.LogInfoS("100% {}");
+  writer.LogInfoS("100% {}\n\x1B");
+  writer.LogInfo("a\n\xC2\x9B\xFF\n");
   writer.LogMethodWarning("void f(int)", 12, "%s", "{brace");
   Logger::StaticLogMethod(LogType::Debug, "g()", 3, "quiet");
   Logger::StaticLog(LogType::Trace, "%s", std::string(20000, 'x').c_str());
   Logger::stop();
   const std::string lines = files.read("log");
   const std::string time = "[0-9-]{10} [0-9:]{8}\\.[0-9]{3} ";
-  for (const char* line : {"error   Writer: 7 apples\n", "info    Writer: 100% \\{\\}\n",
-                           "warning Writer \\[void f\\(int\\):12\\]: \\{brace\n",
-                           "debug   host \\[g\\(\\):3\\]: quiet\n", "trace   host: x{9215}\n"}) {
+  for (const char* line :
+       {"error   Writer: 7 apples\n", "info    Writer: 100% \\{\\}\n\\?\n",
+        "info    Writer: a\\?\\?\\?\n\n", "warning Writer \\[void f\\(int\\):12\\]: \\{brace\n",
+        "debug   host \\[g\\(\\):3\\]: quiet\n", "trace   host: x{9215}\n"}) {
     EXPECT_THAT(lines, testing::ContainsRegex(time + line));
   }
 }

@@ -37,7 +37,7 @@ class Mcsh : public test::ConsoleServing {
       });
     }
     test::addCommand(m_shell, failData, [](auto& console, const auto&) {
-      console.reply(Refused, "failed\n");
+      console.reply(Refused, "fai\x1B\xC2\x9B\xFFled\n");
       return 1;
     });
     registerHostCommands(m_shell, [] {});
@@ -67,10 +67,12 @@ TEST_F(Mcsh, RunsOneCommandWithItsWordsUntouched) {
       {"memory output", {0, ""}},
       {"memory output 'a  b' --socket '' -h 'c\"d\\e' 'f\\g'",
        {0, "[a  b][--socket][][-h][c\"d\\e][f\\g]"}},
-      {"memory reset", {1, "failed\n"}},
+      {"memory reset", {1, "fai???led\n"}},
       {"nonsense", {1, "unknown command: nonsense; try help\n"}},
       {"memory output \"$(printf 'a\\nmemory reset')\"",
-       {2, "mcsh: a command holds no control characters\n"}},
+       {2, "mcsh: a command is UTF-8 without control characters\n"}},
+      {"memory output \"$(printf '\\302\\233')\"",
+       {2, "mcsh: a command is UTF-8 without control characters\n"}},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(runHere(row.arguments), row.ended) << row.arguments;
@@ -87,7 +89,7 @@ TEST_F(Mcsh, RunsTheLinesOfItsInputUpToTheFirstThatFails) {
       {"in order", "memory output a\nmemory output \"b c\"\n", {0, "[a][b c]"}},
       {"blank lines and comments", "\n  \n# memory reset\n\t# x\n memory output a \n", {0, "[a]"}},
       {"last line without its end", "memory output a\nmemory output b", {0, "[a][b]"}},
-      {"failure", "memory output a\nmemory reset\nmemory output b\n", {1, "[a]failed\n"}},
+      {"failure", "memory output a\nmemory reset\nmemory output b\n", {1, "[a]fai???led\n"}},
       {"malformed",
        "memory output \"a\nmemory output b\n",
        {1, "unterminated quote at column 15\n"}},
@@ -136,7 +138,7 @@ TEST_F(Mcsh, ReadsSecretsFromFiles) {
       {"sysinfo set K@ /", {2, "mcsh: K: the secret is empty\n"}},
       {"user add bob K@=" + m_files.path("empty"), {2, "mcsh: K: the secret is empty\n"}},
       {"user add bob K@=" + m_files.path("tab"),
-       {2, "mcsh: K: the secret holds a control character\n"}},
+       {2, "mcsh: K: the secret holds a control character or is no UTF-8\n"}},
       {"user add bob K@=" + m_files.path("long"),
        {1, "a line may have 4096 bytes; this one was skipped\n"}},
   };

@@ -11,6 +11,7 @@
 #include "host/framework/fw_Logger.h"
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/fw_ServiceHost.h"
+#include "host/framework/fw_ShownText.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
 #include "support/ConsoleSetting.h"
@@ -43,6 +44,8 @@ TEST(SplitLine, GivesWordsOrTheColumn) {
       {"lone backslash", R"("\)", {}, "unterminated quote at column 1\n"},
       {"control", "a b\x1B[2J", {}, "control character at column 4\n"},
       {"zero", std::string("a\0b", 3), {}, "control character at column 2\n"},
+      {"C1", "a\xC2\x9B", {}, "control character at column 2\n"},
+      {"no UTF-8", "\"a\xC3\"", {}, "no UTF-8 at column 3\n"},
       {"quoted tab", "\"a\tb\"", {}, "control character at column 3\n"},
       {"escaped control", "\"\\\x07\"", {}, "control character at column 3\n"},
   };
@@ -54,6 +57,41 @@ TEST(SplitLine, GivesWordsOrTheColumn) {
     EXPECT_EQ(error, row.error) << row.name;
     EXPECT_EQ(splitLine(joinWords(row.words), error), row.words) << row.name;
   }
+}
+
+TEST(ShownText, KeepsWhatIsUtf8AndNoControl) {
+  const struct {
+    const char* name;
+    std::string text;
+    std::string shown;
+  } rows[] = {
+      {"ASCII", "a ~", "a ~"},
+      {"two to four bytes",
+       "\xC2\xA0\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBD\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
+       "\xC2\xA0\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBD\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
+      {"C0 and delete", std::string("\0\n\x1B[2J\x1F\x7F", 8), "???[2J??"},
+      {"C1",
+       "web\xC2\x9B"
+       "2J\xC2\x80\xC2\x9F",
+       "web?2J??"},
+      {"bytes of C1",
+       "\x9B"
+       "2J",
+       "?2J"},
+      {"overlong", "\xC0\x9B\xC1\xBF\xE0\x9F\xBF\xF0\x8F\xBF\xBF", "???????????"},
+      {"surrogates", "\xED\xA0\x80", "???"},
+      {"beyond Unicode", "\xF4\x90\x80\x80\xF8\xFF", "??????"},
+      {"cut",
+       "\xE2\x82"
+       "a\xE2\x82",
+       "??a??"},
+      {"turned and broken lines", "\xE2\x80\xAE\xE2\x80\xA8\xE2\x81\xA6", "???"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(shownText(row.text), row.shown) << row.name;
+    EXPECT_EQ(isShown(row.text), row.text == row.shown) << row.name;
+  }
+  EXPECT_EQ(shownLines("a\nb\r\n"), "a\nb?\n");
 }
 
 constexpr strings::stringtoken memoryPath[] = {strings::tGSmemory};

@@ -11,7 +11,7 @@ namespace {
 TEST(Survey, ShowsWhatEachRecordClaimsAndWarnsOfWhatIsAmiss) {
   test::SimulatedController controller;
   controller.addProcess(70, "/app/bin/web --port 80");
-  controller.addProcess(71, "/app/bin/webmail\t-x");
+  controller.addProcess(71, "/app/bin/webmail\t\xC2\x9Bx");
   controller.addProcess(72, "/usr/sbin/mchost --config /cfg/mc.toml");
   controller.addProcess(73, "");
   framework::Config config;
@@ -27,11 +27,11 @@ TEST(Survey, ShowsWhatEachRecordClaimsAndWarnsOfWhatIsAmiss) {
             "all: command lines that match /bin/web\n"
             "HOW     PID  PROGRAM  COMMAND LINE\n"
             "claims  70   web      /app/bin/web --port 80\n"
-            "claims  71   webmail  /app/bin/webmail?-x\n"
+            "claims  71   webmail  /app/bin/webmail??x\n"
             "web: programs of that name\n"
             "HOW           PID  PROGRAM  COMMAND LINE\n"
             "taken by all  70   web      /app/bin/web --port 80\n"
-            "nearly        71   webmail  /app/bin/webmail?-x\n"
+            "nearly        71   webmail  /app/bin/webmail??x\n"
             "gone: programs of that name\n"
             "no running process\n"
             "wide: command lines that match cfg\n"

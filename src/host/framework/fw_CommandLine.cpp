@@ -1,6 +1,8 @@
 // A typed command line: splitting it into words, and quoting words so that they survive.
 #include "host/framework/fw_CommandLine.h"
 
+#include "host/framework/fw_ShownText.h"
+
 namespace framework {
 
 namespace {
@@ -41,8 +43,11 @@ class Splitter {
   }
 
   bool take(std::string& word) {
-    if (isControl(m_line[m_at])) return fail("control character", m_at);
-    word += m_line[m_at++];
+    const auto [kind, length] = firstCharacter(m_line.substr(m_at));
+    if (kind == CharacterKind::Control) return fail("control character", m_at);
+    if (kind == CharacterKind::Malformed) return fail("no UTF-8", m_at);
+    word += m_line.substr(m_at, length);
+    m_at += length;
     return true;
   }
 
@@ -67,13 +72,6 @@ std::string quoted(const std::string& word) {
 }
 
 }  // namespace
-
-bool isControl(char c) {
-  constexpr unsigned char firstPrintable = 0x20;
-  constexpr unsigned char del = 0x7F;
-  const auto byte = static_cast<unsigned char>(c);
-  return byte < firstPrintable || byte == del;
-}
 
 std::optional<std::vector<std::string>> splitLine(std::string_view line, std::string& error) {
   Splitter splitter(line);

@@ -10,14 +10,12 @@ namespace framework {
 
 /// Splits a line at its blanks and tabs. Double quotes keep blanks and may stand anywhere in a
 /// word; within them a backslash stands for the character behind it, outside for itself. An
-/// unterminated quote or a control character leaves nothing and sets `error` to one line with its
-/// line end that names the column, counted in bytes from 1.
+/// unterminated quote or a character that is not shown (fw_ShownText.h: what is typed reaches log
+/// lines) leaves nothing and sets `error` to one line with its line end that names the column,
+/// counted in bytes from 1.
 std::optional<std::vector<std::string>> splitLine(std::string_view line, std::string& error);
 
 /// The words as one line that splitLine() splits into them again.
 std::string joinWords(const std::vector<std::string>& words);
-
-/// Whether a byte is an ASCII control character. None may pass: what is typed reaches log lines.
-bool isControl(char c);
 
 }  // namespace framework

@@ -16,6 +16,7 @@
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/fw_ServiceFactory.h"
+#include "host/framework/fw_ShownText.h"
 #include "host/framework/ut_Environment.h"
 #include "host/framework/ut_TokenSet.h"
 
@@ -202,10 +203,7 @@ ConfigFile::ConfigFile(const std::string& path) : m_path(path) {
 // one must not reach a terminal or look like a further finding.
 void ConfigFile::add(bool fatal, unsigned int line, const std::string& text) {
   const std::string place = line == 0 ? m_path : m_path + ":" + std::to_string(line);
-  std::string shown = place + ": " + text;
-  std::replace_if(
-      shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
-  m_findings.push_back({fatal, shown});
+  m_findings.push_back({fatal, shownText(place + ": " + text)});
 }
 
 bool ConfigFile::isRefused() const {

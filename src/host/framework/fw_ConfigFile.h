@@ -13,7 +13,7 @@ namespace framework {
 /// What is wrong at a place of the configuration.
 struct ConfigFinding {
   bool fatal;
-  std::string text;  ///< "FILE:LINE: KEY: rule", one line, control characters shown as "?"
+  std::string text;  ///< "FILE:LINE: KEY: rule", one line of what is shown
 };
 
 /// The settings of the table [host].

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "host/framework/fw_Logger.h"
+#include "host/framework/fw_ShownText.h"
 
 namespace framework {
 
@@ -15,7 +16,7 @@ void* Entity::Alloc(std::size_t size) { return ::operator new(size); }
 void Entity::Free(void* storage) { ::operator delete(storage); }
 
 void Entity::LogInfoS(const char* text) const {
-  Logger::write(LogType::Info, getNameString(), nullptr, 0, text);
+  Logger::write(LogType::Info, getNameString(), nullptr, 0, shownLines(text));
 }
 
 // One definition for each level, since a variable argument list cannot be passed on as such.

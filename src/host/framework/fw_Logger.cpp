@@ -17,8 +17,11 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
+
+#include "host/framework/fw_ShownText.h"
 
 namespace framework {
 
@@ -183,7 +186,7 @@ void Logger::registerLogger(Logger* logger) { theLog().fanout->add(logger); }
 void Logger::unregisterLogger(Logger* logger) { theLog().fanout->remove(logger); }
 
 void Logger::write(int type, const char* service, const char* operation, int line,
-                   const char* text) {
+                   const std::string& text) {
   spdlog::logger& logger = *theLog().logger;
   if (operation == nullptr) {
     logger.log(levelFor(type), "{}: {}", service, text);
@@ -197,7 +200,10 @@ void Logger::writeFormat(int type, const char* service, const char* operation, i
   if (!theLog().logger->should_log(levelFor(type))) return;
   std::array<char, lineSize> text;
   if (std::vsnprintf(text.data(), text.size(), format, arguments) < 0) return;
-  write(type, service, operation, line, text.data());
+  std::string_view shown = text.data();
+  const std::string_view end = shown.ends_with('\n') ? "\n" : "";
+  shown.remove_suffix(end.size());
+  write(type, service, operation, line, shownText(shown).append(end));
 }
 
 void Logger::StaticLogMethod(int type, const char* operation, int line, const char* format, ...) {

@@ -23,8 +23,9 @@ struct LogSettings {
 /// A line reads "2026-11-22 03:04:05.678 info    AppManager: text"; a method-level one
 /// "... AppManager [operation:line]: text". Writing never blocks: lines go to a bounded queue that
 /// the logging thread empties; when it is full the oldest are dropped, counted, and the count is
-/// logged. A text is cut at 9215 bytes. Until start() and after stop() lines go to standard error
-/// at once.
+/// logged. A text is cut at 9215 bytes and written as shownText() gives it, a line feed at its end
+/// kept; the report of LogInfoS as shownLines() does. Until start() and after stop() lines go to
+/// standard error at once.
 class Logger {
  public:
   virtual ~Logger() = default;
@@ -57,9 +58,10 @@ class Logger {
       __attribute__((format(printf, 4, 5)));
   static void StaticLog(int type, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-  /// What the calls above and those of Entity come down to. `operation` null: a plain line.
+  /// What the calls above and those of Entity come down to. `operation` null: a plain line. The
+  /// text of write() holds nothing that is not shown but line feeds.
   static void write(int type, const char* service, const char* operation, int line,
-                    const char* text);
+                    const std::string& text);
   [[gnu::format(printf, 5, 0)]] static void writeFormat(int type, const char* service,
                                                         const char* operation, int line,
                                                         const char* format, std::va_list arguments);
