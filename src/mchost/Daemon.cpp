@@ -14,6 +14,7 @@
 #include "host/framework/fw_CommandBundle.h"
 #include "host/framework/fw_ConfigFile.h"
 #include "host/framework/fw_ConsoleServer.h"
+#include "host/framework/fw_ConsoleSocket.h"
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_HostCommands.h"
 #include "host/framework/fw_Logger.h"
@@ -123,6 +124,25 @@ void openListeners(services::http::HttpServer& web) {
   if (!sysInfo->getHttpsDisable()) web.enableConnections("SSLListener");
 }
 
+// Makes this process the host of the console at `path`, for as long as it lives: what acts after
+// the console's end is still under its lock. A host that is stopping is waited for, longer than its
+// stop may take. The answer is empty, or why it cannot be.
+std::string takeConsole(framework::ConsoleServer& console, const std::string& path,
+                        StopControl& stop) {
+  constexpr std::chrono::milliseconds pause(100);
+  int pauses = 100;
+  const auto wait = [&] {
+    if (pauses-- == 100) {
+      Logger::StaticLog(LogType::Warning, "%s: waiting for the end of the host that had it",
+                        path.c_str());
+    }
+    return pauses >= 0 && !stop.waitForStop(pause);
+  };
+  std::string failure;
+  const int lock = framework::lockBeside(path, wait, failure).release();  // never closed
+  return lock < 0 ? failure : console.listen(path);
+}
+
 // Lets each service that has something to say about it look at the running processes.
 void checkAgainstRunning(const framework::ConfigFile& file) {
   Logger::setLevel(LogType::Error);
@@ -188,10 +208,11 @@ int run(const Options& options) {
   beginPiece("console");
   framework::ConsoleServer console;  // services switch it while they are built
   // Before anything acts: a second host would stop daemons and open listeners of the first.
-  if (const std::string failure = console.listen(file.host().console); !failure.empty()) {
-    Logger::StaticLog(LogType::Error, "%s", failure.c_str());
+  if (const auto failure = takeConsole(console, file.host().console, stop); !failure.empty()) {
+    const bool stopped = stop.waitForStop(std::chrono::milliseconds(0));
+    if (!stopped) Logger::StaticLog(LogType::Error, "%s", failure.c_str());
     Logger::stop();
-    return EXIT_FAILURE;
+    return stopped ? EXIT_SUCCESS : EXIT_FAILURE;
   }
   beginPiece("system information");
   framework::Config::setConfig(file.config());

@@ -76,6 +76,11 @@ void StopControl::waitForStop() {
   m_changed.wait(lock, [this] { return m_requested; });
 }
 
+bool StopControl::waitForStop(std::chrono::milliseconds limit) {
+  std::unique_lock lock(m_mutex);
+  return m_changed.wait_for(lock, limit, [this] { return m_requested; });
+}
+
 void StopControl::watch() {
   if (waitFor(m_signals.get(), m_wake.get(), -1) == Readable::First) {
     consumeSignal(m_signals.get());

@@ -28,6 +28,9 @@ class StopControl {
   /// Returns when the stop was asked for, by signal or by request.
   void waitForStop();
 
+  /// The same, but no longer than `limit`; whether the stop was asked for.
+  bool waitForStop(std::chrono::milliseconds limit);
+
  private:
   void watch();
   void awaitSignal(int timeout) const;

@@ -75,12 +75,17 @@ class ConsoleServing : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_EQ(m_server.listen(m_path), "");
+    std::string error;
+    m_lock = framework::lockBeside(
+        m_path, [] { return false; }, error);
+    ASSERT_EQ(error, "");
     m_server.start();
   }
 
   Temporary m_files;
   const std::string m_path = m_files.path("run/console");
   framework::Shell m_shell;
+  platform::Descriptor m_lock;
   framework::ConsoleServer m_server{m_shell};
 };
 

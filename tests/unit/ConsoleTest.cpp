@@ -216,7 +216,10 @@ TEST(ConsoleServer, ServesItsOwnUserAndRoot) {
 TEST_F(ConsoleServing, SocketIsItsOwnersAlone) {
   m_server.stop();
   const mode_t before = ::umask(0);
-  std::filesystem::remove(m_files.path("run"));
+  std::filesystem::remove_all(m_files.path("run"));
+  std::string error;
+  m_lock = lockBeside(
+      m_path, [] { return false; }, error);
   EXPECT_EQ(m_server.listen(m_path), "");
   m_server.start();
   ::umask(before);
@@ -245,6 +248,8 @@ TEST_F(ConsoleServing, SocketThatNobodyAnswersOnIsReplaced) {
   std::string error;
   EXPECT_TRUE(listenAt(m_path, error).isOpen()) << error;  // closed at once, its file stays
   EXPECT_TRUE(std::filesystem::exists(m_path));
+  ASSERT_EQ(::stat((m_path + ".lock").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode, S_IFREG | 0600U);
   EXPECT_EQ(m_server.listen(m_path), "");
   m_server.start();
   EXPECT_EQ(Peer(m_path).ask("output a"), "0 a\n");
@@ -252,3 +257,32 @@ TEST_F(ConsoleServing, SocketThatNobodyAnswersOnIsReplaced) {
 
 }  // namespace
 }  // namespace framework
+TEST_F(ConsoleServing, HasOneHostAndAnotherWaitsForAStoppingOnesEnd) {
+  std::string error;
+  int pauses = 0;
+  const auto pause = [&] {
+    if (++pauses == 3) m_lock.reset();  // the first host's end
+    return true;
+  };
+  EXPECT_FALSE(lockBeside(m_path, pause, error).isOpen());
+  EXPECT_EQ(error, m_path + ": another host answers there");
+  EXPECT_EQ(pauses, 0);
+  m_server.stop();
+  EXPECT_FALSE(lockBeside(
+                   m_path, [] { return false; }, error)
+                   .isOpen());
+  EXPECT_EQ(error, m_path + ".lock: another host holds it and has not ended");
+  EXPECT_TRUE(lockBeside(m_path, pause, error).isOpen()) << error;
+  EXPECT_EQ(pauses, 3);
+}
+
+TEST_F(ConsoleServing, RemovesItsOwnSocketAlone) {
+  std::filesystem::remove(m_path);
+  ConsoleServer second(m_shell);
+  EXPECT_EQ(second.listen(m_path), "");
+  m_server.stop();
+  EXPECT_TRUE(std::filesystem::exists(m_path));
+  second.stop();
+  EXPECT_FALSE(std::filesystem::exists(m_path));
+}
+

@@ -80,8 +80,13 @@ void ConsoleServer::stop() {
   if (!m_listener.isOpen()) return;
   m_stopping = true;
   ::eventfd_write(m_wake.get(), 1);
+  if (error.empty()) ::lstat(path.c_str(), &m_file);
   if (m_thread.joinable()) m_thread.join();
-  ::unlink(m_path.c_str());
+  struct stat file {};
+  const bool there = ::lstat(m_path.c_str(), &file) == 0;
+  if (there && file.st_dev == m_file.st_dev && file.st_ino == m_file.st_ino) {
+    ::unlink(m_path.c_str());
+  }
   m_listener.reset();
   for (Client& client : m_clients) ::shutdown(client.socket.get(), SHUT_RDWR);
   for (Client& client : m_clients) client.thread.join();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <chrono>
@@ -31,14 +32,15 @@ class ConsoleServer {
   ConsoleServer(const ConsoleServer&) = delete;
   ConsoleServer& operator=(const ConsoleServer&) = delete;
 
-  /// Takes `path`, so that no other host does; clients that connect wait until start(). The answer
-  /// is empty, or one line that says why it cannot, without its line end.
+  /// Takes `path`, whose lock (lockBeside) the process has; clients that connect wait until
+  /// start(). The answer is empty, or one line that says why it cannot, without its line end.
   std::string listen(const std::string& path);
   /// Begins to serve there.
   void start();
 
   /// Takes no more clients, disconnects those there are, waits for their threads and removes the
-  /// socket. A command that runs is waited for; its reply is lost. Not to be called by a command.
+  /// socket, unless another stands in its place. A command that runs is waited for; its reply is
+  /// lost. Not to be called by a command.
   void stop();
 
   /// Why a client of user `peer` is not admitted by the host of user `host`: one line, or null when
@@ -75,3 +77,4 @@ class ConsoleServer {
 };
 
 }  // namespace framework
+  struct stat m_file {};  // the socket's file

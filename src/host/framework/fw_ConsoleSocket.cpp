@@ -62,8 +62,28 @@ std::string makeDirectoryOf(const std::string& path) {
 platform::Descriptor listenAt(const std::string& path, std::string& error) {
   platform::Descriptor none;
   const auto address = addressOf(path);
+platform::Descriptor lockBeside(const std::string& path, const std::function<bool()>& pause,
+                                std::string& error) {
+  platform::Descriptor lock;
+  const std::string file = path + ".lock";
+  error = makeDirectoryOf(path);
+  if (!error.empty()) return lock;
+  lock.reset(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+  if (!lock.isOpen()) error = failure(file, "cannot be opened");
+  while (error.empty() && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) {
+      error = failure(file, "cannot be locked");
+    } else if (connectTo(path).isOpen()) {
+      error = path + ": another host answers there";
+    } else if (!pause()) {
+      error = file + ": another host holds it and has not ended";
+    }
+  }
+  if (!error.empty()) lock.reset();
+  return lock;
+}
+
   error = address ? "" : path + ": is no path for a socket (1 to 107 bytes)";
-  if (error.empty()) error = makeDirectoryOf(path);
   if (error.empty()) error = clearPath(path);
   if (!error.empty()) return none;
   platform::Descriptor socket = newSocket(SOCK_NONBLOCK);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -18,9 +19,17 @@ inline constexpr std::size_t maxConsoleLine = 4096;
 /// How much of a line that is too long is skipped before its sender is taken for a flood.
 inline constexpr std::size_t maxConsoleSkip = 1 << 20;
 
-/// A listening socket at `path`, for its owner alone. The directory is made, for its owner alone,
-/// when it is missing; a socket on which nobody answers is replaced. On failure the descriptor is
-/// not open and `error` says why.
+/// The lock beside `path`, the file "PATH.lock", by which one process at a time is the host of that
+/// console, from before it takes the socket until the descriptor is closed. The file stays. The
+/// directory is made, for its owner alone, when it is missing. While another process has the lock
+/// and nobody answers at `path`, that process is on its way out: `pause` is called before each
+/// further try, and ends the trying by answering false. On failure the descriptor is not open and
+/// `error` says why.
+platform::Descriptor lockBeside(const std::string& path, const std::function<bool()>& pause,
+                                std::string& error);
+
+/// A listening socket at `path`, for its owner alone; a socket on which nobody answers is replaced.
+/// On failure the descriptor is not open and `error` says why.
 platform::Descriptor listenAt(const std::string& path, std::string& error);
 
 /// A socket that is connected to `path`; not open, with errno, on failure. Connecting and sends
