@@ -1,12 +1,15 @@
 // The client's end of the console's socket.
 #include "mcsh/Client.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "host/framework/fw_ConsoleSocket.h"
 
@@ -14,9 +17,18 @@ namespace mcsh {
 
 namespace {
 constexpr std::size_t longestHeader = 40;
-}
 
-Client::Client(const std::string& path) : m_path(path), m_socket(framework::connectTo(path)) {
+// Whether there is something to read, or an end, before the time is over.
+bool becomesReadable(int socket, std::chrono::milliseconds time) {
+  pollfd event{.fd = socket, .events = POLLIN, .revents = 0};
+  int ready = -1;
+  while (ready < 0) ready = ::poll(&event, 1, static_cast<int>(time.count()));
+  return ready > 0;
+}
+}  // namespace
+
+Client::Client(const std::string& path, Patience patience)
+    : m_path(path), m_patience(std::move(patience)), m_socket(framework::connectTo(path)) {
   if (!m_socket.isOpen()) fail(std::strerror(errno));
 }
 
@@ -47,10 +59,24 @@ std::string Client::receiveHeader() {
   return header;
 }
 
+void Client::awaitAnswer() const {
+  constexpr std::chrono::milliseconds forEver(-1);
+  const auto limit = m_patience.limit;
+  const auto notice = limit.count() > 0 ? std::min(limit, m_patience.notice) : m_patience.notice;
+  if (becomesReadable(m_socket.get(), notice)) return;
+  if (notice != limit) {
+    if (m_patience.noAnswerYet) m_patience.noAnswerYet();
+    const auto rest = limit.count() > 0 ? limit - notice : forEver;
+    if (becomesReadable(m_socket.get(), rest)) return;
+  }
+  fail("no answer in time");
+}
+
 std::string Client::receive(std::size_t size) {
   std::string data;
   constexpr std::size_t chunkSize = 65536;
   while (data.size() < size) {
+    awaitAnswer();
     const std::size_t before = data.size();
     data.resize(std::min(size, before + chunkSize));
     const ssize_t received = ::recv(m_socket.get(), data.data() + before, data.size() - before, 0);

@@ -3,18 +3,21 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <optional>
 #include <sstream>
+#include <string_view>
 
 #include "host/framework/fw_CommandLine.h"
+#include "host/framework/fw_ShownText.h"
 #include "mcsh/Client.h"
 #include "mcsh/Prompt.h"
 #include "mcsh/SecretSource.h"
-#include "host/framework/fw_ShownText.h"
 #include "mcsh/Secrets.h"
 
 namespace {
@@ -22,12 +25,13 @@ namespace {
 enum ExitStatus { succeeded = 0, failed = 1, unusable = 2 };
 
 constexpr const char* usage =
-    "usage: mcsh [--socket PATH] [COMMAND...]\n"
+    "usage: mcsh [--socket PATH] [--timeout SECONDS] [COMMAND...]\n"
     "Runs a command of the host's console. Without one: prompts on a terminal, otherwise runs the\n"
     "lines of standard input up to the first that fails. \"mcsh help\" lists the commands.\n"
     "\n"
-    "  --socket PATH  the console's socket ($MC_CONSOLE, else /run/mc/console)\n"
-    "  --help         show this text\n"
+    "  --socket PATH      the console's socket ($MC_CONSOLE, else /run/mc/console)\n"
+    "  --timeout SECONDS  end when the host keeps silent for so long, 1 to 86400\n"
+    "  --help             show this text\n"
     "\n"
     "A secret stays off the command line with \"@\" behind its key: its value is then the path of "
     "a\n"
@@ -38,15 +42,31 @@ constexpr const char* usage =
 
 struct Options {
   std::string socket;
+  mcsh::Patience patience;
   std::vector<std::string> command;
 };
+
+void sayNoAnswerYet() {
+  std::fputs("mcsh: no answer yet; it is waited for (see --timeout)\n", stderr);
+}
+
+// No time when the text is none.
+std::chrono::seconds secondsOf(std::string_view text) {
+  constexpr int day = 86400;
+  int seconds = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  const bool whole = read.ec == std::errc() && read.ptr == text.data() + text.size();
+  return std::chrono::seconds(whole && seconds <= day ? std::max(seconds, 0) : 0);
+}
 
 // Nothing, with the exit status to end with, when the call asks for no work.
 std::optional<Options> parse(int argc, char** argv, int& status) {
   const char* fromEnvironment = std::getenv("MC_CONSOLE");
   Options options{.socket = fromEnvironment == nullptr ? "/run/mc/console" : fromEnvironment,
+                  .patience = {.noAnswerYet = sayNoAnswerYet},
                   .command = {}};
   const option known[] = {{"socket", required_argument, nullptr, 's'},
+                          {"timeout", required_argument, nullptr, 't'},
                           {"help", no_argument, nullptr, 'h'},
                           {nullptr, 0, nullptr, 0}};
   int found = 0;
@@ -54,6 +74,10 @@ std::optional<Options> parse(int argc, char** argv, int& status) {
     if (found == 's') {
       options.socket = ::optarg;
       continue;
+    }
+    if (found == 't') {
+      options.patience.limit = secondsOf(::optarg);
+      if (options.patience.limit.count() > 0) continue;
     }
     status = found == 'h' ? succeeded : unusable;
     std::fputs(usage, found == 'h' ? stdout : stderr);
@@ -75,7 +99,7 @@ int runOne(const Options& options) {
     std::fputs("mcsh: a command is UTF-8 without control characters\n", stderr);
     return unusable;
   }
-  const mcsh::Reply reply = mcsh::Client(options.socket).ask(line);
+  const mcsh::Reply reply = mcsh::Client(options.socket, options.patience).ask(line);
   print(reply);
   return reply.code == 0 ? succeeded : failed;
 }
@@ -88,7 +112,7 @@ std::string commandOf(const std::string& line) {
 }
 
 int runLines(const Options& options) {
-  mcsh::Client client(options.socket);
+  mcsh::Client client(options.socket, options.patience);
   for (std::string line; std::getline(std::cin, line);) {
     const std::string command = commandOf(line);
     if (command == "exit") break;
@@ -115,7 +139,7 @@ void runTyped(mcsh::Client& client, const std::string& command) {
 }
 
 int runPrompt(const Options& options) {
-  mcsh::Client client(options.socket);
+  mcsh::Client client(options.socket, options.patience);
   const mcsh::Reply first = client.ask("help words");
   if (first.code != 0) {
     print(first);

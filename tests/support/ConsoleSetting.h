@@ -23,11 +23,11 @@ inline std::string built(const char* name) {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / name;
 }
 
-/// A client of the console whose reads give up after ten seconds.
+/// A client of the console whose reads give up after a minute.
 class Peer {
  public:
   explicit Peer(const std::string& path) : m_socket(framework::connectTo(path)) {
-    const timeval limit{.tv_sec = 10, .tv_usec = 0};
+    const timeval limit{.tv_sec = 60, .tv_usec = 0};
     ::setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
   }
 
@@ -55,7 +55,7 @@ class Peer {
   /// Waits until the server has closed the connection, reading nothing.
   bool hungUp() const {
     pollfd event{.fd = m_socket.get(), .events = 0, .revents = 0};
-    return ::poll(&event, 1, 10000) == 1 && (event.revents & POLLHUP) != 0;
+    return ::poll(&event, 1, 60000) == 1 && (event.revents & POLLHUP) != 0;
   }
 
   void close() { m_socket.reset(); }
@@ -70,23 +70,24 @@ inline void addCommand(framework::Shell& shell, const framework::CommandHandler:
   shell.registerCommand(new framework::FunctionCommand(data, std::move(function)));
 }
 
-/// A test with a shell behind a socket in a temporary directory.
+/// A test with a shell behind a socket in a temporary directory. No client is closed for being
+/// slow.
 class ConsoleServing : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(m_server.listen(m_path), "");
     std::string error;
     m_lock = framework::lockBeside(
         m_path, [] { return false; }, error);
     ASSERT_EQ(error, "");
+    ASSERT_EQ(m_server.listen(m_path), "");
     m_server.start();
   }
 
   Temporary m_files;
   const std::string m_path = m_files.path("run/console");
-  framework::Shell m_shell;
   platform::Descriptor m_lock;
-  framework::ConsoleServer m_server{m_shell};
+  framework::Shell m_shell;
+  framework::ConsoleServer m_server{m_shell, std::chrono::hours(1)};
 };
 
 }  // namespace test

@@ -3,10 +3,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 
 #include "host/framework/fw_HostCommands.h"
+#include "mcsh/Client.h"
 #include "support/ConsoleSetting.h"
 
 namespace framework {
@@ -103,12 +105,32 @@ TEST_F(Mcsh, RunsTheLinesOfItsInputUpToTheFirstThatFails) {
 TEST_F(Mcsh, TellsWrongCallsAndMissingConsoles) {
   EXPECT_EQ(run("--nonsense x").first, 2);
   EXPECT_EQ(run("--socket").first, 2);
+  for (const char* time : {"0", "-1", "x", "1s", "86401", ""}) {
+    EXPECT_EQ(runHere(std::string("--timeout '") + time + "' help").first, 2) << time;
+  }
   const Ended help = run("--help");
   EXPECT_EQ(help.first, 0);
   EXPECT_TRUE(help.second.starts_with("usage: mcsh "));
   const std::string missing = m_files.path("missing");
   EXPECT_EQ(run("--socket " + missing + " help"),
             Ended(2, "mcsh: " + missing + ": No such file or directory\n"));
+}
+
+TEST_F(Mcsh, TellsThatAHostIsSilentAndEndsByItsLimit) {
+  using std::chrono::milliseconds;
+  m_server.stop();
+  ASSERT_EQ(m_server.listen(m_path), "");
+  int notices = 0;
+  const auto notice = [&] { ++notices; };
+  mcsh::Client limited(
+      m_path, {.notice = milliseconds(1), .noAnswerYet = notice, .limit = milliseconds(2)});
+  EXPECT_THROW(limited.ask("help"), std::runtime_error);
+  EXPECT_EQ(notices, 1);
+  const auto start = [&] {
+    if (++notices == 2) m_server.start();
+  };
+  mcsh::Client patient(m_path, {.notice = milliseconds(1), .noAnswerYet = start});
+  EXPECT_EQ(patient.ask("memory output a").text, "[a]");
 }
 
 TEST_F(Mcsh, FindsTheSocketInTheEnvironment) {
@@ -173,7 +195,7 @@ class Terminal {
     for (; place == std::string::npos; place = m_shown.find(expected)) {
       pollfd event{.fd = m_terminal, .events = POLLIN, .revents = 0};
       char chunk[256];
-      ASSERT_EQ(::poll(&event, 1, 10000), 1) << expected << " after " << m_shown;
+      ASSERT_EQ(::poll(&event, 1, 60000), 1) << expected << " after " << m_shown;
       const ssize_t size = ::read(m_terminal, chunk, sizeof chunk);
       ASSERT_GT(size, 0) << expected << " after " << m_shown;
       m_shown.append(chunk, static_cast<std::size_t>(size));
@@ -200,7 +222,7 @@ TEST_F(Mcsh, PromptsOnATerminalWithCompletionAndHistory) {
   Terminal terminal(m_path);
   terminal.type("", "mc> ");
   terminal.type("mem\tou\t\"a b\"\n", "[a b]\r\n");
-  terminal.type("memory reset\n", "failed\r\n");
+  terminal.type("memory reset\n", "led\r\n");
   terminal.type("\x10\x10\n", "[a b]\r\n");
   terminal.type("", "mc> ");
   terminal.type("ex\t\n", "\n");

@@ -62,6 +62,8 @@ class Console {
   /// Leaves an action for when the client has disconnected, in place of what was left under the
   /// same key. It must not throw. Null takes back what was left.
   void atClose(const std::string& key, std::function<void()> action);
+  /// Whether something is left to it.
+  bool isLeftToClose() const { return !m_atClose.empty(); }
 
   /// Whether clients are served; at first they are. Of the host's console it counts for all
   /// clients. Any thread may call.

@@ -29,6 +29,7 @@ int release(Console& console, const Arguments& arguments) {
   if (!holder.release(console)) {
     console.reply(Refused, "this client does not hold the console\n");
   } else {
+    if (!holder.isHolder(console)) console.atClose("console", nullptr);
     console.reply(Ok, holder.isHeld() ? "hold released; others are left\n" : "console released\n");
   }
   return 1;
@@ -58,6 +59,11 @@ bool ConsoleHold::release(const Console& client) {
   if (--found->second == 0) m_holds.erase(found);
   settle();
   return true;
+}
+
+bool ConsoleHold::isHolder(const Console& client) const {
+  const std::lock_guard lock(m_mutex);
+  return m_holds.contains(&client);
 }
 
 void ConsoleHold::releaseAll(const Console& client) {

@@ -23,6 +23,8 @@ class ConsoleHold : public Service {
   void take(const Console& client);
   /// Takes one of its holds back; false when it has none.
   bool release(const Console& client);
+  /// Whether this client holds the console.
+  bool isHolder(const Console& client) const;
   /// Takes all of them back.
   void releaseAll(const Console& client);
 

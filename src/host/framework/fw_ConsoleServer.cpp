@@ -5,12 +5,13 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
 #include "host/framework/fw_CommandLine.h"
-#include "host/framework/fw_ConsoleSocket.h"
 #include "host/framework/fw_Container.h"
 #include "host/framework/fw_Guarded.h"
 
@@ -27,11 +28,22 @@ bool isEnabling(const std::string& line) {
   return splitLine(line, error) == std::vector<std::string>{"interface", "up", "Debug"};
 }
 
-// Answers one line that was read. False when the client does not take the reply.
-bool answer(int socket, Console& console) {
-  std::string text;
-  const int code = console.takeReply(text);
-  if (sendReply(socket, code, text)) return true;
+constexpr const char* dismissedText =
+    "this client was idle the longest and made room for another; connect again\n";
+
+// What a client has sent that its thread has not taken yet.
+enum class Pending { Nothing, Something, Leave };
+
+Pending pendingOf(int socket) {
+  char next = 0;
+  const ssize_t size = ::recv(socket, &next, 1, MSG_PEEK | MSG_DONTWAIT);
+  if (size == 0) return Pending::Leave;
+  return size < 0 ? Pending::Nothing : Pending::Something;
+}
+
+// Sends what answers a client's lines. False when it does not take it.
+bool sendAnswers(int socket, const std::string& frames, const Console& console) {
+  if (sendAll(socket, frames)) return true;
   if (errno == EAGAIN) {
     Logger::StaticLog(LogType::Warning, "console: client %d does not read its replies: closed",
                       console.getPeer());
@@ -68,6 +80,7 @@ std::string ConsoleServer::listen(const std::string& path) {
   std::string error;
   m_listener = listenAt(path, error);
   m_path = path;
+  if (error.empty()) ::lstat(path.c_str(), &m_file);
   return error;
 }
 
@@ -80,7 +93,6 @@ void ConsoleServer::stop() {
   if (!m_listener.isOpen()) return;
   m_stopping = true;
   ::eventfd_write(m_wake.get(), 1);
-  if (error.empty()) ::lstat(path.c_str(), &m_file);
   if (m_thread.joinable()) m_thread.join();
   struct stat file {};
   const bool there = ::lstat(m_path.c_str(), &file) == 0;
@@ -112,9 +124,7 @@ void ConsoleServer::admit() {
     return;
   }
   limitSends(socket.get(), m_sendLimit);
-  if (!guarded("console", "accepting a client", [&] { accept(std::move(socket)); })) {
-    std::erase_if(m_clients, [](const Client& client) { return !client.thread.joinable(); });
-  }
+  guarded("console", "accepting a client", [&] { accept(std::move(socket)); });
 }
 
 // Without this, a lack of descriptors would keep the thread spinning.
@@ -129,15 +139,57 @@ void ConsoleServer::accept(platform::Descriptor socket) {
   socklen_t size = sizeof peer;
   ::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size);
   const char* refusal = refusalOf(peer.uid, ::geteuid(), m_console.isEnabled());
-  if (refusal == nullptr && m_clients.size() >= maxClients) refusal = "too many clients\n";
-  if (refusal != nullptr) {
+  if (refusal == nullptr && !hasRoom() && !dismissOne()) refusal = "too many clients\n";
+  if (refusal == nullptr) {
+    begin(std::move(socket), peer);
+  } else {
     sendReply(socket.get(), Refused, refusal);
-    return;
   }
+}
+
+void ConsoleServer::begin(platform::Descriptor socket, const ucred& peer) {
   Client& client = m_clients.emplace_back();
   client.socket = std::move(socket);
   client.peer = peer;
-  client.thread = std::thread([this, &client] { serve(client); });
+  try {
+    client.thread = std::thread([this, &client] { serve(client); });
+  } catch (const std::system_error& failure) {
+    Logger::StaticLog(LogType::Error, "console: no thread for a client: %s", failure.what());
+    sendReply(client.socket.get(), Refused, "the host has no thread left for a client\n");
+    m_clients.pop_back();
+  }
+}
+
+// A client that was dismissed counts no more, though its last reply may still be on its way.
+bool ConsoleServer::hasRoom() {
+  const auto stay = std::ranges::count(m_clients, false, &Client::dismissed);
+  return static_cast<std::size_t>(stay) < maxClients;
+}
+
+// Dismisses the client that has been idle the longest, before all one that is leaving. False when
+// none is idle, or when too many that were dismissed are still there.
+bool ConsoleServer::dismissOne() {
+  while (m_clients.size() < 2 * maxClients) {
+    Client* chosen = nullptr;
+    std::uint64_t since = busy;
+    std::uint64_t least = holding;
+    for (Client& client : m_clients) {
+      const std::uint64_t idleSince = client.idleSince;
+      const Pending pending = pendingOf(client.socket.get());
+      if (idleSince == busy || pending == Pending::Something) continue;
+      const std::uint64_t rank = pending == Pending::Leave ? 0 : idleSince;
+      if (rank >= least) continue;
+      chosen = &client;
+      since = idleSince;
+      least = rank;
+    }
+    if (chosen == nullptr) return false;
+    if (!chosen->idleSince.compare_exchange_strong(since, busy)) continue;  // it has a line now
+    chosen->dismissed = true;
+    ::shutdown(chosen->socket.get(), SHUT_RD);
+    return true;
+  }
+  return false;
 }
 
 void ConsoleServer::serve(Client& client) {
@@ -147,23 +199,42 @@ void ConsoleServer::serve(Client& client) {
   ::eventfd_write(m_wake.get(), 1);
 }
 
-void ConsoleServer::converse(const Client& client) const {
+// A client counts as idle before its reply goes out: one that has its reply is idle for sure, and
+// one that is dismissed then gets it all the same.
+void ConsoleServer::converse(Client& client) {
   Console console(client.peer.pid);
   LineReader reader(client.socket.get());
   std::string line;
-  for (auto read = reader.next(line); read != LineReader::Result::End; read = reader.next(line)) {
-    const char* refusal = refusalOf(client.peer.uid, ::geteuid(), m_console.isEnabled(), line);
-    if (refusal != nullptr) {
-      console.reply(Refused, "%s", refusal);
-    } else if (read == LineReader::Result::TooLong) {
-      console.reply(Refused, "a line may have %zu bytes; this one was skipped\n", maxConsoleLine);
-    } else {
-      m_shell.execute(line, console);
+  client.idleSince = ++m_idles;
+  for (auto read = reader.next(line); true; read = reader.next(line)) {
+    if (client.idleSince.exchange(busy) == busy) {
+      sendReply(client.socket.get(), Refused, dismissedText);
+      return;
     }
-    const bool taken = answer(client.socket.get(), console);
+    if (read == LineReader::Result::End) return;
+    std::string frames = answerTo(client, read, line, console);
+    // A flood of empty lines is to cost no system call for each.
+    while (reader.takeEmpty()) frames += answerTo(client, LineReader::Result::Line, "", console);
+    client.idleSince = console.isLeftToClose() ? holding : ++m_idles;
+    const bool taken = sendAnswers(client.socket.get(), frames, console);
     console.replySent();
     if (!taken) return;
   }
+}
+
+std::string ConsoleServer::answerTo(const Client& client, LineReader::Result read,
+                                    const std::string& line, Console& console) const {
+  const char* refusal = refusalOf(client.peer.uid, ::geteuid(), m_console.isEnabled(), line);
+  if (refusal != nullptr) {
+    console.reply(Refused, "%s", refusal);
+  } else if (read == LineReader::Result::TooLong) {
+    console.reply(Refused, "a line may have %zu bytes; this one was skipped\n", maxConsoleLine);
+  } else {
+    m_shell.execute(line, console);
+  }
+  std::string text;
+  const int code = console.takeReply(text);
+  return replyFrame(code, text);
 }
 
 void ConsoleServer::reap() {

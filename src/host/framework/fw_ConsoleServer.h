@@ -6,11 +6,13 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <list>
 #include <string>
 #include <thread>
 
 #include "host/framework/fw_Console.h"
+#include "host/framework/fw_ConsoleSocket.h"
 #include "host/framework/fw_Shell.h"
 #include "host/platform/Descriptor.h"
 
@@ -18,8 +20,10 @@ namespace framework {
 
 /// The console's socket and a thread for each of its clients, at most 32 at once.
 ///
-/// Clients are processes of the host's own user and of root; the others, and one client more, are
-/// told so in one line. A client that stops reading is closed once a reply has made no progress for
+/// Clients are processes of the host's own user and of root; the others are told so in one line.
+/// For one client more the one that has been idle the longest makes room, unless it left something
+/// to its end (Console::atClose: a lock, a portal, a hold); where none can, the new one is refused.
+/// A client that stops reading is closed once a reply has made no progress for
 /// the send limit. While the server lives, its console is the host's (Container::getConsole), by
 /// which the console is enabled and disabled.
 class ConsoleServer {
@@ -53,15 +57,25 @@ class ConsoleServer {
   struct Client {
     platform::Descriptor socket;
     ucred peer{};
+    std::atomic<std::uint64_t> idleSince = busy;  // a count of m_idles, busy or holding
+    bool dismissed = false;                       // the accepting thread's own
     std::atomic<bool> done = false;
     std::thread thread;
   };
 
+  static constexpr std::uint64_t busy = 0;  // with a line, or dismissed
+  static constexpr std::uint64_t holding = UINT64_MAX;
+
   void run();
   void admit();
   void accept(platform::Descriptor socket);
+  void begin(platform::Descriptor socket, const ucred& peer);
+  bool hasRoom();
+  bool dismissOne();
   void serve(Client& client);
-  void converse(const Client& client) const;
+  void converse(Client& client);
+  std::string answerTo(const Client& client, LineReader::Result read, const std::string& line,
+                       Console& console) const;
   void reap();
   void pauseAccepting() const;
 
@@ -69,12 +83,13 @@ class ConsoleServer {
   std::chrono::milliseconds m_sendLimit;
   Console m_console;
   std::string m_path;
+  struct stat m_file {};  // the socket's file
   platform::Descriptor m_listener;
   platform::Descriptor m_wake;  // an event counter: a client is done, or the server stops
   std::atomic<bool> m_stopping = false;
+  std::atomic<std::uint64_t> m_idles = busy;
   std::list<Client> m_clients;  // the accepting thread's own, stop()'s after it has ended
   std::thread m_thread;
 };
 
 }  // namespace framework
-  struct stat m_file {};  // the socket's file

@@ -1,6 +1,8 @@
 // The console's Unix socket: making it, reaching it, and what goes over it.
 #include "host/framework/fw_ConsoleSocket.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -12,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <optional>
+#include <utility>
 
 namespace framework {
 
@@ -59,9 +62,6 @@ std::string makeDirectoryOf(const std::string& path) {
 
 }  // namespace
 
-platform::Descriptor listenAt(const std::string& path, std::string& error) {
-  platform::Descriptor none;
-  const auto address = addressOf(path);
 platform::Descriptor lockBeside(const std::string& path, const std::function<bool()>& pause,
                                 std::string& error) {
   platform::Descriptor lock;
@@ -83,6 +83,9 @@ platform::Descriptor lockBeside(const std::string& path, const std::function<boo
   return lock;
 }
 
+platform::Descriptor listenAt(const std::string& path, std::string& error) {
+  platform::Descriptor none;
+  const auto address = addressOf(path);
   error = address ? "" : path + ": is no path for a socket (1 to 107 bytes)";
   if (error.empty()) error = clearPath(path);
   if (!error.empty()) return none;
@@ -127,19 +130,24 @@ bool sendAll(int socket, std::string_view data) {
   return true;
 }
 
+std::string replyFrame(int code, const std::string& text) {
+  return std::to_string(code) + ' ' + std::to_string(text.size()) + '\n' + text;
+}
+
 bool sendReply(int socket, int code, const std::string& text) {
-  return sendAll(socket, std::to_string(code) + ' ' + std::to_string(text.size()) + '\n' + text);
+  return sendAll(socket, replyFrame(code, text));
 }
 
 LineReader::Result LineReader::next(std::string& line) {
   std::size_t skipped = 0;
   while (skipped <= maxConsoleSkip) {
-    const std::size_t end = m_received.find('\n');
+    const std::size_t end = m_received.find('\n', m_begin);
     if (end != std::string::npos) {
-      line = m_received.substr(0, end);
-      m_received.erase(0, end + 1);
+      line.assign(m_received, m_begin, end - m_begin);
+      m_begin = end + 1;
       return skipped > 0 || line.size() > maxConsoleLine ? Result::TooLong : Result::Line;
     }
+    m_received.erase(0, std::exchange(m_begin, 0));
     if (m_received.size() > maxConsoleLine) {
       skipped += m_received.size();
       m_received.clear();
@@ -147,6 +155,12 @@ LineReader::Result LineReader::next(std::string& line) {
     if (!receive()) break;
   }
   return Result::End;
+}
+
+bool LineReader::takeEmpty() {
+  if (m_begin == m_received.size() || m_received[m_begin] != '\n') return false;
+  ++m_begin;
+  return true;
 }
 
 bool LineReader::receive() {

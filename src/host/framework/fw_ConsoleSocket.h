@@ -42,7 +42,9 @@ void limitSends(int socket, std::chrono::milliseconds limit);
 /// Sends all of `data`. False when the peer is gone or the socket's time-out passed, with errno.
 bool sendAll(int socket, std::string_view data);
 
-/// Sends a reply as the frame above.
+/// A reply as it goes over the socket.
+std::string replyFrame(int code, const std::string& text);
+/// Sends one.
 bool sendReply(int socket, int code, const std::string& text);
 
 /// Reads lines from a stream socket on which the peer may send anything.
@@ -56,11 +58,15 @@ class LineReader {
   /// line that is still not at its end after maxConsoleSkip bytes is the end.
   Result next(std::string& line);
 
+  /// Takes the next line if it has been received and is empty.
+  bool takeEmpty();
+
  private:
   bool receive();
 
   int m_socket;
   std::string m_received;
+  std::size_t m_begin = 0;  // what is before it in m_received has been given out
 };
 
 }  // namespace framework
