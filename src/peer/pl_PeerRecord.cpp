@@ -1,6 +1,7 @@
 // What a controller tells its partner about itself.
 #include "peer/pl_PeerRecord.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include "host/framework/st_StringRepository.h"
@@ -76,6 +77,12 @@ const char* take(PeerRecord& record, const std::string& key, const std::string& 
   return nullptr;
 }
 
+// The log names the key that was refused, and a zero byte would end a value before its grammar saw
+// the rest.
+bool isPrintable(const std::string& line) {
+  return std::ranges::all_of(line, [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 const char* missingIn(const PeerRecord& record) {
   const char* serial = record.controller.getControllerSerial();
   if (serial == nullptr || *serial == '\0') return "no serial number";
@@ -109,6 +116,10 @@ std::optional<PeerRecord> recordOf(const std::string& text, std::string& failure
   PeerRecord record;
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
+    if (!isPrintable(line)) {
+      failure = "the record has a line that is not printable text";
+      return std::nullopt;
+    }
     const std::size_t equals = line.find('=');
     const std::string key = line.substr(0, equals);
     const char* broken = equals == std::string::npos ? "a line is KEY=VALUE"

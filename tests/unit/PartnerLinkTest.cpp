@@ -114,9 +114,15 @@ TEST(PeerRecord, ComesBackFromItsTextAndRefusesWhatBreaksIt) {
   ASSERT_TRUE(back) << failure;
   EXPECT_EQ(textOf(*back), text);
   EXPECT_EQ(back->controller.getLoadMidplaneSerial(), nullptr);
-  for (const char* line : {"McVersion=a b\n", "BootId=$(x)\n", "SyncRole=King\n", "nonsense\n",
-                           "MacAddress=00:00:00:00:00:00\n", "ControllerSerial=\n", "BootId=\n"}) {
+  const std::string zero(1, '\0');
+  for (const std::string& line :
+       {std::string("McVersion=a b\n"), std::string("BootId=$(x)\n"),
+        std::string("SyncRole=King\n"), std::string("nonsense\n"),
+        std::string("MacAddress=00:00:00:00:00:00\n"), std::string("ControllerSerial=\n"),
+        std::string("BootId=\n"), "McVersion=M1" + zero + "$\n", "BootId" + zero + "=x\n",
+        std::string("\033[2J=x\n"), std::string("\xc2\x9b=x\n")}) {
     EXPECT_FALSE(recordOf(text + line, failure)) << line;
+    EXPECT_TRUE(std::ranges::all_of(failure, [](char c) { return c >= ' ' && c <= '~'; }));
   }
 }
 
