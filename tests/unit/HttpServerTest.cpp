@@ -1,5 +1,4 @@
 // The web listeners with real clients: switching, draining, TLS, and clients that misbehave.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <openssl/conf.h>
@@ -10,16 +9,18 @@
 #include <optional>
 
 #include "host/framework/fw_ConfigFile.h"
-#include "host/platform/Descriptor.h"
 #include "host/sysinfo/ht_HttpServer.h"
 #include "host/sysinfo/ht_TlsContext.h"
 #include "support/LogCapture.h"
+#include "support/RawClient.h"
 #include "support/Temporary.h"
 
 namespace services::http {
 namespace {
 
-using std::chrono::steady_clock;
+using std::chrono::hours;
+using std::chrono::milliseconds;
+using Client = test::RawClient;
 
 constexpr const char* plain = "StandardListener";
 constexpr const char* secure = "SSLListener";
@@ -34,47 +35,6 @@ const bool anyProtocol = [] {
   return CONF_modules_load_file(files.path("openssl.cnf").c_str(), nullptr, 0) == 1;
 }();
 
-// A client that sends and reads bytes; reads give up after ten seconds.
-class Client {
- public:
-  explicit Client(int port, timeval connectLimit = {.tv_sec = 10, .tv_usec = 0})
-      : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in place{};
-    place.sin_family = AF_INET;
-    place.sin_port = htons(static_cast<std::uint16_t>(port));
-    ::inet_pton(AF_INET, test::ownAddress().c_str(), &place.sin_addr);
-    const timeval limit{.tv_sec = 10, .tv_usec = 0};
-    ::setsockopt(m_socket.get(), SOL_SOCKET, SO_SNDTIMEO, &connectLimit, sizeof connectLimit);
-    ::setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    const auto* generic = reinterpret_cast<const sockaddr*>(&place);
-    m_error = ::connect(m_socket.get(), generic, sizeof place) == 0 ? 0 : errno;
-  }
-
-  bool connected() const { return m_error == 0; }
-  bool refused() const { return m_error == ECONNREFUSED; }
-  bool send(const std::string& text) {
-    return ::send(m_socket.get(), text.data(), text.size(), MSG_NOSIGNAL) >= 0;
-  }
-  /// All that comes until the server ends the connection, and " LOST" when that is not in order.
-  std::string reply() {
-    std::string text;
-    std::array<char, 4096> part;
-    ssize_t count = 0;
-    while ((count = ::recv(m_socket.get(), part.data(), part.size(), 0)) > 0) {
-      text.append(part.data(), static_cast<std::size_t>(count));
-    }
-    return count == 0 ? text : text + " LOST";
-  }
-  std::string ask(const std::string& request) {
-    send(request);
-    return reply();
-  }
-
- private:
-  platform::Descriptor m_socket;
-  int m_error = 0;
-};
-
 bool isGood(const std::string& reply) {
   return reply.starts_with("HTTP/1.1 200") && reply.ends_with("\r\n\r\npage");
 }
@@ -84,6 +44,8 @@ class WebServing : public testing::Test {
   WebServing() {
     settings.address = test::ownAddress();
     settings.directory = files.path("etc/config/");
+    settings.limits.request = settings.limits.response = hours(1);
+    settings.limits.retry = milliseconds(10);
   }
   void serve(Responder::Page page = [] { return "page"; }) {
     server.reset();
@@ -96,6 +58,8 @@ class WebServing : public testing::Test {
   std::string askSecurely(int version, const std::string& certificate = "") const {
     httplib::SSLClient client(settings.address, settings.sslPort);
     SSL_CTX_set_max_proto_version(client.ssl_context(), version);
+    client.set_connection_timeout(hours(1));  // the handshake's too
+    client.set_read_timeout(hours(1));
     client.enable_server_certificate_verification(!certificate.empty());
     if (!certificate.empty()) client.set_ca_cert_path(certificate);
     const auto result = client.Get("/");
@@ -128,11 +92,11 @@ TEST_F(WebServing, RequestsAreAnsweredOrRefused) {
       {"two requests", std::string(get) + get, "200", "\r\n\r\npage"},
       {"many ranges", manyRanges + "\r\n\r\n", "200", "\r\n\r\npage"},
       {"long header", "GET / HTTP/1.1\r\nX: " + body + "\r\n\r\n", "400", "\r\n\r\n"},
-      {"long path", "GET /" + body + " HTTP/1.1\r\n\r\n", "", ""},
+      {"long path", "GET /" + body + " HTTP/1.1\r\n\r\n", "400", "\r\n\r\n"},
   };
   for (const auto& row : rows) {
     const std::string reply = Client(settings.port).ask(row.request);
-    EXPECT_EQ(reply.substr(0, 12), row.status.empty() ? "" : "HTTP/1.1 " + row.status) << row.name;
+    EXPECT_EQ(reply.substr(0, 12), "HTTP/1.1 " + row.status) << row.name;
     EXPECT_TRUE(reply.ends_with(row.end)) << row.name << ": " << reply;
     EXPECT_EQ(reply.find("HTTP/1.1 ", 1), std::string::npos) << row.name << ": " << reply;
   }
@@ -168,12 +132,20 @@ TEST_F(WebServing, SwitchedListenersOpenAndClosePorts) {
   EXPECT_FALSE(server->disableConnections("Listener"));
   EXPECT_EQ(log.count("web: no listener is named Listener"), 2);
 
-  settings.sslPort = settings.port;  // somebody else's
+  settings.sslPort = settings.port;  // somebody else's, for now
   HttpServer other(settings, [] { return "other"; });
   EXPECT_TRUE(server->enableConnections(plain));
   EXPECT_FALSE(other.enableConnections(secure));
   EXPECT_TRUE(log.has("cannot listen at " + settings.address + ":8080: Address already in use"));
   EXPECT_TRUE(isGood(Client(settings.port).ask(get)));
+  server->disableConnections(plain);
+  EXPECT_TRUE(test::eventually([&] { return other.isEnabledConnections(secure); }));
+  EXPECT_TRUE(other.disableConnections(secure));
+
+  settings.address = "192.0.2.1";  // nobody's (RFC 5737)
+  serve();
+  EXPECT_TRUE(server->enableConnections(plain));
+  EXPECT_TRUE(log.has("listens at 192.0.2.1:8080, which is not here yet"));
 }
 
 // The page waits for a lock that the switching thread holds, as a report does for a guard.
@@ -231,8 +203,10 @@ TEST_F(WebServing, ClosingServesWhoWaits) {
   for (; !clients.empty(); clients.pop_front()) EXPECT_TRUE(isGood(clients.front().reply()));
 }
 
+// Their time is up in an hour; the stop does not wait for it.
 TEST_F(WebServing, HangingClientsDoNotHoldTheStop) {
-  serve([] { return std::string(32 << 20, 'x'); });
+  settings.limits.end = hours(1);
+  serve([] { return std::string(8 << 20, 'x'); });
   server->enableConnections(plain);
   server->enableConnections(secure);
   std::list<Client> clients;
@@ -241,9 +215,7 @@ TEST_F(WebServing, HangingClientsDoNotHoldTheStop) {
       for (int i = 0; i < 5; ++i) clients.emplace_back(port).send(text);
     }
   }
-  const auto before = steady_clock::now();
   server.reset();
-  EXPECT_LT(steady_clock::now() - before, std::chrono::seconds(2));
   EXPECT_EQ(HttpServer::getSingleton(), nullptr);
 }
 
@@ -277,17 +249,40 @@ TEST_F(WebServing, OwnCertificateIsMadeOnceAndKept) {
   EXPECT_TRUE(first.starts_with(files.read("etc/config/web.pem.damaged")));
   EXPECT_NE(files.read("etc/config/web.pem"), first);
 
-  files.write("given.pem", first);
-  settings.certificate = settings.key = files.path("given.pem");
+  settings.address = "127.0.0.1";  // the kept one has another
+  EXPECT_TRUE(serves());
+  EXPECT_TRUE(log.has(path + ": is not for 127.0.0.1; set aside as " + path + ".old"));
+  EXPECT_TRUE(files.has("etc/config/web.pem.old"));
+}
+
+TEST_F(WebServing, GivenCertificateIsReadAtEachOpening) {
   serve();
-  EXPECT_TRUE(server->enableConnections(secure));
-  EXPECT_EQ(askSecurely(0, settings.certificate), "page");
-  settings.key = path;  // of another certificate
+  ASSERT_TRUE(server->enableConnections(secure));
+  const std::string own = settings.directory + ownCertificate;
+  const std::string first = files.read("etc/config/web.pem");
+  files.write("etc/config/web.pem", "");
+  serve();
+  ASSERT_TRUE(server->enableConnections(secure));
+
+  settings.certificate = settings.key = files.path("given.pem");
   serve();
   EXPECT_FALSE(server->enableConnections(secure));
   EXPECT_TRUE(server->enableConnections(plain));
-  EXPECT_TRUE(log.has("key values mismatch"));
-  EXPECT_TRUE(log.has("web: SSLListener has no certificate"));
+  EXPECT_TRUE(log.has("web: SSLListener has no certificate: " + settings.key + ": No such file"));
+  files.write("given.pem", first);
+  EXPECT_TRUE(test::eventually([&] { return server->isEnabledConnections(secure); }));
+  EXPECT_EQ(askSecurely(0, settings.certificate), "page");
+
+  files.write("given.pem", files.read("etc/config/web.pem"));  // renewed
+  server->disableConnections(secure);
+  EXPECT_TRUE(server->enableConnections(secure));
+  EXPECT_EQ(askSecurely(0, settings.certificate), "page");
+
+  files.write("other.pem", first);
+  settings.key = files.path("other.pem");
+  serve();
+  EXPECT_FALSE(server->enableConnections(secure));
+  EXPECT_TRUE(log.has(settings.key + ": key values mismatch"));
 }
 
 TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
@@ -300,12 +295,6 @@ TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
   std::atomic<int> served = 0;
   std::atomic<int> lost = 0;
   std::vector<std::future<void>> clients;
-  clients.push_back(std::async(std::launch::async, [&] {  // its time is up after five seconds
-    Client dribbling(settings.port);
-    const auto begin = steady_clock::now();
-    while (dribbling.send("x")) std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(8));
-  }));
   for (int i = 0; i < 4; ++i) {
     clients.push_back(std::async(std::launch::async, [&] {
       while (!done) {
@@ -314,7 +303,7 @@ TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
       }
     }));
   }
-  for (int i = 0; i < 1000; ++i) {
+  for (int i = 0; i < 300; ++i) {
     const int before = served;
     ASSERT_TRUE(server->enableConnections(plain));
     if (i % 10 == 0) test::eventually([&] { return served > before; });
@@ -323,7 +312,7 @@ TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
   done = true;
   clients.clear();
   EXPECT_EQ(lost, 0);
-  EXPECT_GE(served, 100);
+  EXPECT_GE(served, 30);
   EXPECT_TRUE(test::eventually([&] { return test::countOf("/proc/self/fd") == descriptors; }));
   server.reset();
   EXPECT_TRUE(test::eventually([&] { return test::countOf("/proc/self/task") <= threads; }));

@@ -22,26 +22,34 @@ using network::SignedListener;
 
 const std::string key(40, 'k');
 const std::string host = test::ownAddress();
+constexpr int patience = 60000;  // milliseconds
+constexpr network::ExchangeLimits limits = {.question = std::chrono::hours(1),
+                                            .retry = std::chrono::milliseconds(10)};
 
 TEST(SignedExchange, BelievesTheKeyAndTheQuestionAlone) {
   const ExchangeSettings settings = {42110, key};
   int answers = 0;
-  const SignedListener listener({host}, settings, [&] { return std::to_string(++answers); });
+  const SignedListener listener(
+      {host}, settings, [&] { return std::to_string(++answers); }, limits);
   ASSERT_EQ(listener.failure(), "");
   std::string failure;
-  EXPECT_EQ(askSigned(host.c_str(), settings, 2000, failure), "1") << failure;
-  EXPECT_EQ(askSigned(host.c_str(), {42110, key + "x"}, 2000, failure), std::nullopt);
+  EXPECT_EQ(askSigned(host.c_str(), settings, patience, failure), "1") << failure;
+  EXPECT_EQ(askSigned(host.c_str(), {42110, key + "x"}, patience, failure), std::nullopt);
   EXPECT_EQ(failure, "the answer's signature is wrong");
-  EXPECT_EQ(askSigned("127.0.0.4", settings, 2000, failure), std::nullopt) << "not bound there";
+  EXPECT_EQ(askSigned("127.0.0.4", settings, patience, failure), std::nullopt) << "not bound there";
+}
 
-  // One that asks nothing holds the next one up for no longer than its second.
-  const int idle = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in place{
-      .sin_family = AF_INET, .sin_port = htons(42110), .sin_addr = {}, .sin_zero = {}};
-  ::inet_pton(AF_INET, host.c_str(), &place.sin_addr);
-  ASSERT_EQ(::connect(idle, reinterpret_cast<sockaddr*>(&place), sizeof place), 0);
-  EXPECT_EQ(askSigned(host.c_str(), settings, 3000, failure), "3") << failure;
-  ::close(idle);
+TEST(SignedExchange, TakesAPlaceOnceItIsFree) {
+  const ExchangeSettings settings = {42113, key};
+  auto before = std::make_unique<SignedListener>(std::vector{host}, settings, [] { return "1"; });
+  const SignedListener listener(
+      {host}, settings, [] { return "2"; }, limits);
+  EXPECT_EQ(listener.failure(), host + ":42113: Address already in use");
+  before.reset();
+  std::string failure;
+  EXPECT_TRUE(test::eventually([&] {
+    return askSigned(host.c_str(), settings, patience, failure) == "2";
+  })) << failure;
 }
 
 // An answer that was right once, to another question.
@@ -65,7 +73,7 @@ TEST(SignedExchange, RefusesAReplay) {
     ::close(client);
   });
   std::string failure;
-  EXPECT_EQ(askSigned(host.c_str(), {42112, key}, 2000, failure), std::nullopt);
+  EXPECT_EQ(askSigned(host.c_str(), {42112, key}, patience, failure), std::nullopt);
   EXPECT_EQ(failure, "the answer's signature is wrong");
   replayer.join();
   ::close(listener);
@@ -328,9 +336,9 @@ TEST_F(Link, HandsOverWhatItLearnsAndForgetsASilentPartner) {
   partner.role = BurnToActive::SlaveUnpaired;
   partner.digest = "other";
   PartnerLink link("PartnerLink");
-  auto listener =
-      std::make_unique<SignedListener>(std::vector<std::string>{host}, ExchangeSettings{42111, key},
-                                       [&partner] { return textOf(partner); });
+  auto listener = std::make_unique<SignedListener>(
+      std::vector<std::string>{host}, ExchangeSettings{42111, key},
+      [&partner] { return textOf(partner); }, limits);
   const auto mine = link.standing().own;
   machine.at(1000000, [&] {
     EXPECT_FALSE(manager.isValidPartner()) << "its role was worked out for nobody yet";
@@ -376,7 +384,8 @@ TEST_F(Link, CountsOnNothingThatCouldNotBeStored) {
   PeerRecord partner = recordWith("SN0000B1");
   partner.controller.setMacAddress(0x024D430000B1);
   PartnerLink link("PartnerLink");
-  const SignedListener listener({host}, {42111, key}, [&partner] { return textOf(partner); });
+  const SignedListener listener(
+      {host}, {42111, key}, [&partner] { return textOf(partner); }, limits);
   std::optional<test::Limit> full(std::in_place, RLIMIT_FSIZE, 100);
   machine.at(1000000, [&] {
     EXPECT_EQ(decisions.decisions().currentPartnerSN, std::nullopt);
@@ -389,8 +398,8 @@ TEST_F(Link, CountsOnNothingThatCouldNotBeStored) {
 TEST_F(Link, IsDownWithoutAKeyAndRefusesItself) {
   {
     PartnerLink self("PartnerLink");
-    const SignedListener listener({host}, {42111, key},
-                                  [&self] { return textOf(self.standing().own); });
+    const SignedListener listener(
+        {host}, {42111, key}, [&self] { return textOf(self.standing().own); }, limits);
     live(self, 2);
     EXPECT_TRUE(log.has("othermc is this controller itself"));
   }

@@ -1,34 +1,26 @@
-// The web listeners: opening, closing, and the threads that serve their clients.
+// The web listeners by their names.
 #pragma once
 
 #include <array>
 #include <atomic>
-#include <condition_variable>
-#include <cstdint>
-#include <deque>
-#include <mutex>
-#include <thread>
+#include <memory>
 
-#include "host/platform/Descriptor.h"
 #include "host/sysinfo/ht_Responder.h"
 #include "host/sysinfo/ht_WebSettings.h"
 
 namespace services::http {
 
+class Listener;
+
 /// Serves one read-only page by two listeners, "StandardListener" (plain) and "SSLListener"
-/// (TLS 1.2 or later), both closed at first.
-///
-/// Closing a listener closes its port at once; the connections that it had are served to their end,
-/// those among them that no thread has taken yet too. Eight threads serve the clients of both, one
-/// request a connection; 64 connections wait for them, and 128 more in the kernel. One thread
-/// accepts. The threads are made with the object and go with it.
+/// (TLS 1.2 or later), both closed at first. They share no thread and no client; ht_Listener.h says
+/// how each serves.
 ///
 /// The switches may be called by any thread, a page being rendered included, and with any lock
 /// held: they wait for no client and call nothing that takes a lock but the log's queue.
 class HttpServer {
  public:
-  /// Makes the certificate when it is needed; without one the TLS listener does not open. There is
-  /// one server at a time.
+  /// There is one server at a time.
   HttpServer(const WebSettings& settings, Responder::Page page);
 
   /// Closes the listeners and gives clients a second to end; then they are disconnected. A page
@@ -40,63 +32,28 @@ class HttpServer {
   /// The server, or null while there is none.
   static HttpServer* getSingleton() { return m_pSingleton; }
 
-  /// Opens a listener. True when it is open then; false, with an error line, when there is none of
-  /// that name, its port cannot be had or its certificate is missing.
+  /// Opens a listener, the TLS one with the certificate that there is now. True when it is open
+  /// then; false, with an error line, when there is none of that name, or its port cannot be had or
+  /// its certificate is missing: then it is tried again every few seconds until it is disabled.
   bool enableConnections(const char* listener);
 
-  /// Closes a listener. True when it is closed then; false, with an error line, when there is none
-  /// of that name.
+  /// Closes a listener. Its port is closed at once; the connections that it had are served to their
+  /// end, those among them that were not accepted yet too. True when it is closed then; false, with
+  /// an error line, when there is none of that name.
   bool disableConnections(const char* listener);
 
   /// Whether a listener is open; false for an unknown one.
   bool isEnabledConnections(const char* listener) const;
 
  private:
-  static constexpr std::size_t workerCount = 8;
-
-  struct Listener {
-    const char* name;
-    int port;
-    bool secure;
-    platform::Descriptor socket = platform::Descriptor();
-  };
-  struct Connection {
-    platform::Descriptor socket;
-    bool secure;
-  };
-  struct Worker {
-    int serving = -1;  // the socket of its client
-    std::thread thread = {};
-  };
-
-  Listener* find(const char* name);
-  Listener* findOrSay(const char* name);
-  bool open(Listener& listener);
-  void close(Listener& listener);
-  bool watch(int socket, std::uint32_t what) const;
-  bool take(const Listener& listener);
-  void acceptClients();
-  void accept(const Listener& listener, std::unique_lock<std::mutex>& lock);
-  void work(Worker& worker);
-  bool isIdle() const;
-  void disconnectAll();
+  Listener* find(const char* name) const;
+  Listener* findOrSay(const char* name) const;
 
   static std::atomic<HttpServer*> m_pSingleton;
 
-  const std::string m_address;
+  const WebSettings m_settings;
   const Responder m_responder;
-  const std::shared_ptr<ssl_ctx_st> m_tls;
-  const platform::Descriptor m_wake;    // an event counter: the server stops
-  const platform::Descriptor m_events;  // an epoll(7) descriptor over the open listeners and m_wake
-
-  mutable std::mutex m_mutex;  // over what follows; a leaf, never held while a client is served
-  std::condition_variable m_changed;  // a connection came, was taken or has ended; or the stop
-  bool m_stopping = false;
-  std::array<Listener, 2> m_listeners;
-  std::deque<Connection> m_waiting;
-  std::array<Worker, workerCount> m_workers;
-
-  std::thread m_accepting;
+  const std::array<std::unique_ptr<Listener>, 2> m_listeners;
 };
 
 }  // namespace services::http

@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "host/framework/fw_Guarded.h"
-#include "host/sysinfo/ht_ClientStream.h"
 
 namespace services::http {
 
@@ -14,45 +13,12 @@ namespace {
 
 enum Status { Ok = 200, NotFound = 404, WrongMethod = 405, Failed = 500, NotReady = 503 };
 
-// Gives the client's stream to the library.
-class RequestStream : public httplib::Stream {
+// A request and its response as texts, for the library.
+class TextStream : public httplib::Stream {
  public:
-  explicit RequestStream(ClientStream& client, int socket) : m_client(client), m_socket(socket) {}
+  explicit TextStream(std::string_view request) : m_left(request) {}
+  const std::string& response() const { return m_response; }
 
-  bool is_readable() const override { return true; }
-  bool is_writable() const override { return true; }
-  ssize_t read(char* data, std::size_t size) override { return m_client.read(data, size); }
-  ssize_t write(const char* data, std::size_t size) override { return m_client.write(data, size); }
-  void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
-  void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
-  socket_t socket() const override { return m_socket; }
-
- private:
-  ClientStream& m_client;
-  const int m_socket;
-};
-
-void answer(httplib::Response& response, Status status, const std::string& text) {
-  response.status = status;
-  response.set_content(text, "text/plain; charset=utf-8");
-}
-
-void answerPage(httplib::Response& response, const Responder::Page& page) {
-  std::string text;
-  if (!framework::guarded("web", "page", [&] { text = page(); })) {
-    answer(response, Failed, "the page could not be rendered; the log says why\n");
-  } else if (text.empty()) {
-    answer(response, NotReady, "the services are not running\n");
-  } else {
-    answer(response, Ok, text);
-  }
-}
-
-}  // namespace
-
-// A request of the host's own, whose response goes nowhere.
-class OwnRequest : public httplib::Stream {
- public:
   bool is_readable() const override { return true; }
   bool is_writable() const override { return true; }
   ssize_t read(char* data, std::size_t size) override {
@@ -60,7 +26,8 @@ class OwnRequest : public httplib::Stream {
     m_left.remove_prefix(count);
     return static_cast<ssize_t>(count);
   }
-  ssize_t write(const char* /*data*/, std::size_t size) override {
+  ssize_t write(const char* data, std::size_t size) override {
+    m_response.append(data, size);
     return static_cast<ssize_t>(size);
   }
   void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
@@ -68,8 +35,27 @@ class OwnRequest : public httplib::Stream {
   socket_t socket() const override { return -1; }
 
  private:
-  std::string_view m_left = "GET /none HTTP/1.1\r\nHost: mc\r\n\r\n";
+  std::string_view m_left;
+  std::string m_response;
 };
+
+void fill(httplib::Response& response, Status status, const std::string& text) {
+  response.status = status;
+  response.set_content(text, "text/plain; charset=utf-8");
+}
+
+void answerPage(httplib::Response& response, const Responder::Page& page) {
+  std::string text;
+  if (!framework::guarded("web", "page", [&] { text = page(); })) {
+    fill(response, Failed, "the page could not be rendered; the log says why\n");
+  } else if (text.empty()) {
+    fill(response, NotReady, "the services are not running\n");
+  } else {
+    fill(response, Ok, text);
+  }
+}
+
+}  // namespace
 
 // The library's reading of requests and writing of responses, without its sockets and threads.
 class Responder::Protocol : public httplib::Server {
@@ -97,9 +83,9 @@ class Responder::Protocol : public httplib::Server {
   void route(const httplib::Request& request, httplib::Response& response) const {
     if (request.method != "GET" && request.method != "HEAD") {
       response.set_header("Allow", "GET, HEAD");
-      answer(response, WrongMethod, "the page can only be read\n");
+      fill(response, WrongMethod, "the page can only be read\n");
     } else if (request.path != "/") {
-      answer(response, NotFound, "the only page is /\n");
+      fill(response, NotFound, "the only page is /\n");
     } else {
       answerPage(response, m_page);
     }
@@ -111,17 +97,15 @@ class Responder::Protocol : public httplib::Server {
 // The library makes its tables of methods and texts at its first request: here, before there are
 // threads that could meet over them.
 Responder::Responder(Page page) : m_protocol(std::make_unique<Protocol>(std::move(page))) {
-  OwnRequest first;
-  m_protocol->converse(first);
+  answer("GET /none HTTP/1.1\r\nHost: mc\r\n\r\n");
 }
 
 Responder::~Responder() = default;
 
-void Responder::serve(int socket, ssl_ctx_st* tls) const {
-  ClientStream client(socket, tls);
-  RequestStream stream(client, socket);
-  if (client.begin()) m_protocol->converse(stream);
-  client.end();
+std::string Responder::answer(const std::string& request) const {
+  TextStream stream(request);
+  m_protocol->converse(stream);
+  return stream.response();
 }
 
 }  // namespace services::http

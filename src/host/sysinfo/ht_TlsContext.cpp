@@ -1,8 +1,10 @@
 // What the TLS listener needs before it can talk: the protocol's settings and the certificate.
 #include "host/sysinfo/ht_TlsContext.h"
 
+#include <fcntl.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <openssl/x509v3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,7 +17,9 @@
 #include "host/framework/fw_Logger.h"
 #include "host/framework/ut_DurableFile.h"
 #include "host/framework/ut_Path.h"
+#include "host/platform/Descriptor.h"
 #include "host/sysinfo/ht_Certificate.h"
+#include "util/ut_OpenFile.h"
 
 namespace services::http {
 
@@ -39,25 +43,35 @@ Context newContext() {
   return context;
 }
 
+// Why the library's calls since its errors were cleared failed: what went wrong first.
+std::string reason() {
+  const unsigned long error = ERR_get_error();
+  if (ERR_SYSTEM_ERROR(error)) return std::strerror(ERR_GET_REASON(error));
+  const char* text = ERR_reason_error_string(error);
+  return text == nullptr ? "unusable" : text;
+}
+
 // A context with the certificate of these files; null when they do not hold a pair.
-Context contextOf(const std::string& certificate, const std::string& key) {
+Context contextOf(const std::string& certificate, const std::string& key, std::string& failure) {
   ERR_clear_error();
   Context context = newContext();
-  if (context != nullptr &&
-      SSL_CTX_use_certificate_chain_file(context.get(),
-                                         utility::Path::located(certificate).c_str()) == 1 &&
-      SSL_CTX_use_PrivateKey_file(context.get(), utility::Path::located(key).c_str(),
-                                  SSL_FILETYPE_PEM) == 1 &&
-      SSL_CTX_check_private_key(context.get()) == 1) {
+  if (context == nullptr) {
+    failure = reason();
+  } else if (SSL_CTX_use_certificate_chain_file(context.get(),
+                                                utility::Path::located(certificate).c_str()) != 1) {
+    failure = certificate + ": " + reason();
+  } else if (SSL_CTX_use_PrivateKey_file(context.get(), utility::Path::located(key).c_str(),
+                                         SSL_FILETYPE_PEM) != 1 ||
+             SSL_CTX_check_private_key(context.get()) != 1) {
+    failure = key + ": " + reason();
+  } else {
     return context;
   }
   return nullptr;
 }
 
-// Why the last call of the library failed.
-std::string failure() {
-  const char* reason = ERR_reason_error_string(ERR_get_error());
-  return reason == nullptr ? "unusable" : reason;
+bool isFor(const Context& context, const std::string& address) {
+  return X509_check_ip_asc(SSL_CTX_get0_certificate(context.get()), address.c_str(), 0) == 1;
 }
 
 std::string hostName() {
@@ -66,46 +80,49 @@ std::string hostName() {
   return framework::isHostName(name.data()) ? name.data() : "localhost";
 }
 
-bool make(const std::string& path, const std::string& address) {
+bool make(const std::string& path, const std::string& address, std::string& failure) {
+  ERR_clear_error();
   const std::string text = makeCertificate(hostName(), address);
   if (text.empty()) {
-    Logger::StaticLog(LogType::Error, "web: no certificate could be made: %s", failure().c_str());
+    failure = "none could be made: " + reason();
     return false;
   }
   std::error_code exists;
   std::filesystem::create_directories(
       std::filesystem::path(utility::Path::located(path)).parent_path(), exists);
   if (utility::replaceFile(path.c_str(), text, S_IRUSR | S_IWUSR) == 0) return true;
-  Logger::StaticLog(LogType::Error, "web: %s: %s", path.c_str(), std::strerror(errno));
+  failure = path + ": " + std::strerror(errno);
   return false;
 }
 
-Context openConfigured(const WebSettings& settings) {
-  Context context = contextOf(settings.certificate, settings.key);
-  if (context == nullptr) {
-    Logger::StaticLog(LogType::Error, "web: certificate %s, key %s: %s",
-                      settings.certificate.c_str(), settings.key.c_str(), failure().c_str());
-  }
-  return context;
+void setAside(const std::string& path, const std::string& why, const char* ending) {
+  const std::string aside = path + ending;
+  Logger::StaticLog(LogType::Warning, "web: %s; set aside as %s and made anew", why.c_str(),
+                    aside.c_str());
+  utility::Path::move(path.c_str(), aside.c_str());
 }
 
-Context openOwn(const std::string& path, const std::string& address) {
+Context openOwn(const std::string& path, const std::string& address, std::string& failure) {
   if (utility::Path::exists(path.c_str())) {
     ::chmod(utility::Path::located(path).c_str(), S_IRUSR | S_IWUSR);
-    if (Context kept = contextOf(path, path)) return kept;
-    const std::string aside = path + ".damaged";
-    Logger::StaticLog(LogType::Warning, "web: %s: %s; set aside as %s and made anew", path.c_str(),
-                      failure().c_str(), aside.c_str());
-    utility::Path::move(path.c_str(), aside.c_str());
+    const Context kept = contextOf(path, path, failure);
+    if (kept != nullptr && isFor(kept, address)) return kept;
+    const platform::Descriptor file(utility::openFile(path.c_str(), O_RDONLY, 0));
+    if (!file.isOpen()) return nullptr;  // what cannot be opened may be in order
+    if (kept == nullptr) setAside(path, failure, ".damaged");
+    if (kept != nullptr) setAside(path, path + ": is not for " + address, ".old");
   }
-  return make(path, address) ? contextOf(path, path) : nullptr;
+  failure.clear();
+  return make(path, address, failure) ? contextOf(path, path, failure) : nullptr;
 }
 
 }  // namespace
 
-std::shared_ptr<ssl_ctx_st> openTlsContext(const WebSettings& settings) {
-  if (!settings.certificate.empty()) return openConfigured(settings);
-  return openOwn(settings.directory + ownCertificate, settings.address);
+Context openTlsContext(const WebSettings& settings, std::string& failure) {
+  if (!settings.certificate.empty()) {
+    return contextOf(settings.certificate, settings.key, failure);
+  }
+  return openOwn(settings.directory + ownCertificate, settings.address, failure);
 }
 
 }  // namespace services::http

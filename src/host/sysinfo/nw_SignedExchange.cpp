@@ -14,11 +14,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "host/framework/fw_Guarded.h"
@@ -38,7 +40,8 @@ constexpr std::size_t nonceDigits = 32;
 constexpr std::size_t signatureDigits = 64;
 constexpr std::size_t longestLine = 128;
 constexpr std::size_t longestBody = 8192;
-constexpr std::chrono::milliseconds serveLimit{1000};
+constexpr int acceptedAtOnce = 16;
+constexpr std::chrono::seconds pauseAccepting{1};
 
 // Empty when the machine has no randomness to give.
 std::string newNonce() {
@@ -169,18 +172,6 @@ bool isNonce(std::string_view text) {
          text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-int listenAt(const std::string& address, std::uint16_t port) {
-  const auto endpoint = endpointOf(address.c_str(), port);
-  Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  const int on = 1;
-  ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  ::setsockopt(socket.get(), IPPROTO_IP, IP_FREEBIND, &on, sizeof on);
-  const bool listens = endpoint &&
-                       ::bind(socket.get(), generic(*endpoint), sizeof *endpoint) == 0 &&
-                       ::listen(socket.get(), 4) == 0;
-  return listens ? socket.release() : -1;
-}
-
 }  // namespace
 
 std::optional<std::string> readExchangeKey(const char* path, std::string& failure) {
@@ -222,54 +213,115 @@ std::optional<std::string> askSigned(const char* address, const ExchangeSettings
 }
 
 SignedListener::SignedListener(const std::vector<std::string>& addresses, ExchangeSettings settings,
-                               std::function<std::string()> body)
-    : m_settings(std::move(settings)), m_body(std::move(body)), m_stop(::eventfd(0, EFD_CLOEXEC)) {
-  for (const std::string& address : addresses) {
-    const int socket = listenAt(address, m_settings.port);
-    if (socket >= 0) {
-      m_sockets.push_back(socket);
-    } else if (m_failure.empty()) {
-      m_failure = address + ":" + std::to_string(m_settings.port) + ": " + std::strerror(errno);
+                               std::function<std::string()> body, const ExchangeLimits& limits)
+    : m_settings(std::move(settings)),
+      m_body(std::move(body)),
+      m_limits(limits),
+      m_stop(::eventfd(0, EFD_CLOEXEC)) {
+  for (const std::string& address : addresses) m_places.push_back({address});
+  openPlaces();
+  m_thread = std::thread([this] {
+    while (round()) {
     }
-  }
-  m_thread = std::thread([this] { serve(); });
+  });
 }
 
 SignedListener::~SignedListener() {
-  ::eventfd_write(m_stop, 1);
+  ::eventfd_write(m_stop.get(), 1);
   m_thread.join();
-  for (const int socket : m_sockets) ::close(socket);
-  ::close(m_stop);
 }
 
-void SignedListener::serve() {
-  std::vector<pollfd> events = {{.fd = m_stop, .events = POLLIN, .revents = 0}};
-  for (const int socket : m_sockets)
-    events.push_back({.fd = socket, .events = POLLIN, .revents = 0});
-  for (;;) {
-    ::poll(events.data(), events.size(), -1);
-    if (events[0].revents != 0) return;
-    for (const pollfd& event : events) {
-      if (event.revents == 0) continue;
-      const Descriptor client(::accept4(event.fd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-      if (client.isOpen()) {
-        framework::guarded("partner", "answer", [&] { answer(client.get()); });
-      } else if (errno != EAGAIN) {
-        ::poll(events.data(), 1, 1000);  // a lack of descriptors would keep the thread spinning
-      }
+void SignedListener::openPlaces() {
+  const bool first = m_failure.empty();
+  m_retryAt = Clock::time_point::max();
+  for (Place& place : m_places) {
+    if (place.socket.isOpen()) continue;
+    place.socket = listenAt(place.address, m_settings.port);
+    const std::string where = place.address + ":" + std::to_string(m_settings.port);
+    if (!place.socket.isOpen()) {
+      m_retryAt = Clock::now() + m_limits.retry;
+      if (m_failure.empty()) m_failure = where + ": " + std::strerror(errno);
+    } else if (!first) {
+      framework::Logger::StaticLog(framework::LogType::Info, "partner: answered at %s now",
+                                   where.c_str());
     }
   }
 }
 
-void SignedListener::answer(int socket) const {
-  Connection connection(socket, serveLimit);
-  const auto question = connection.line();
-  if (!question || !question->starts_with(greeting)) return;
-  const std::string nonce = question->substr(greeting.size());
+// Askers are heard before others are let in, so that nobody makes room whose question is there.
+bool SignedListener::round() {
+  std::vector<pollfd> events = {{.fd = m_stop.get(), .events = POLLIN, .revents = 0}};
+  const bool accepts = m_acceptAt <= Clock::now();
+  auto next = accepts ? m_retryAt : std::min(m_retryAt, m_acceptAt);
+  for (const Place& place : m_places) {
+    events.push_back({.fd = accepts ? place.socket.get() : -1, .events = POLLIN, .revents = 0});
+  }
+  for (const Asker& asker : m_askers) {
+    events.push_back({.fd = asker.connection.socket.get(), .events = POLLIN, .revents = 0});
+    next = std::min(next, asker.deadline);
+  }
+  ::poll(events.data(), events.size(), millisecondsTo(next));
+  if (events[0].revents != 0) return false;
+  const auto now = Clock::now();
+  auto event = events.cbegin() + 1 + static_cast<long>(m_places.size());
+  std::erase_if(m_askers, [&](Asker& asker) {
+    return ((event++)->revents != 0 && !hear(asker)) || asker.deadline <= now;
+  });
+  for (std::size_t i = 0; i < m_places.size(); ++i) {
+    if (events[i + 1].revents != 0) accept(m_places[i], now);
+  }
+  if (m_retryAt <= now) openPlaces();
+  return true;
+}
+
+// Without the pause, a lack of descriptors would keep the thread spinning.
+void SignedListener::accept(const Place& place, Clock::time_point now) {
+  for (int i = 0; i < acceptedAtOnce; ++i) {
+    auto newcomer = acceptFrom(place.socket.get());
+    if (!newcomer) {
+      if (!isNobody(errno)) m_acceptAt = now + pauseAccepting;
+      return;
+    }
+    makeRoom(newcomer->address);
+    m_askers.push_back({std::move(*newcomer), now + m_limits.question});
+    if (!hear(m_askers.back())) m_askers.pop_back();
+  }
+}
+
+void SignedListener::makeRoom(std::uint32_t newcomer) {
+  std::vector<Occupant> occupants;
+  for (const Asker& asker : m_askers) {
+    occupants.push_back({asker.connection.address, Progress::Asking});
+  }
+  const auto leaves = whoMakesRoom(occupants, newcomer, m_limits.bounds);
+  if (leaves) m_askers.erase(std::next(m_askers.begin(), static_cast<long>(*leaves)));
+}
+
+// Takes what is there of the question and answers it when it is whole. False when the connection
+// has come to its end.
+bool SignedListener::hear(Asker& asker) const {
+  std::array<char, longestLine> part;
+  const ssize_t count = ::recv(asker.connection.socket.get(), part.data(), part.size(), 0);
+  if (count < 0) return isNobody(errno);
+  asker.question.append(part.data(), static_cast<std::size_t>(count));
+  const bool isWhole = asker.question.find('\n') != std::string::npos;
+  if (isWhole) framework::guarded("partner", "answer", [&] { answer(asker); });
+  return !isWhole && count > 0 && asker.question.size() < longestLine;
+}
+
+// The kernel's buffer takes a whole answer: nobody is waited for.
+void SignedListener::answer(const Asker& asker) const {
+  const std::string question = asker.question.substr(0, asker.question.find('\n'));
+  if (!question.starts_with(greeting)) return;
+  const std::string nonce = question.substr(greeting.size());
   if (!isNonce(nonce)) return;
   const std::string body = m_body();
-  connection.send(signatureOf(m_settings.key, nonce, body) + " " + std::to_string(body.size()) +
-                  "\n" + body);
+  const std::string text =
+      signatureOf(m_settings.key, nonce, body) + " " + std::to_string(body.size()) + "\n" + body;
+  const int room = 2 * longestBody;
+  const int socket = asker.connection.socket.get();
+  ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+  ::send(socket, text.data(), text.size(), MSG_NOSIGNAL);
 }
 
 }  // namespace services::network

@@ -1,0 +1,161 @@
+// Clients that take and give nothing, at the web listeners and at the partner link: others are
+// served all the same.
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <list>
+
+#include "host/sysinfo/ht_Client.h"
+#include "host/sysinfo/ht_HttpServer.h"
+#include "host/sysinfo/nw_SignedExchange.h"
+#include "support/RawClient.h"
+
+namespace services {
+namespace {
+
+using network::Bounds;
+using network::Progress;
+using std::chrono::hours;
+using std::chrono::milliseconds;
+
+constexpr int linkPort = 4110;
+constexpr Bounds fewClients = {.perAddress = 4, .all = 8};
+const std::string page(8 << 20, 'x');  // more than the kernel takes for a client that never reads
+
+// The three listeners, whose page and answer one function asks for.
+struct Served {
+  explicit Served(milliseconds question)
+      : settings([&] {
+          http::WebSettings own;
+          own.address = test::ownAddress();
+          own.directory = files.path("");
+          own.limits = {.request = question,
+                        .response = hours(1),
+                        .end = hours(1),
+                        .drain = milliseconds(10),
+                        .bounds = fewClients};
+          return own;
+        }()),
+        web(settings, [] { return page; }),
+        link({settings.address}, exchange, [] { return std::string("record"); },
+             {.question = question, .bounds = fewClients}) {
+    web.enableConnections("StandardListener");
+    web.enableConnections("SSLListener");
+  }
+  template <class HttpClient>
+  bool getsPage(int port) const {
+    HttpClient client(settings.address, port);
+    client.set_read_timeout(hours(1));
+    if constexpr (std::is_same_v<HttpClient, httplib::SSLClient>) {
+      client.enable_server_certificate_verification(false);
+    }
+    const auto result = client.Get("/");
+    return result && result->body == page;
+  }
+  bool isServed(int port) const {
+    std::string failure;
+    if (port == settings.port) return getsPage<httplib::Client>(port);
+    if (port == settings.sslPort) return getsPage<httplib::SSLClient>(port);
+    return network::askSigned(settings.address.c_str(), exchange, 10000, failure) == "record";
+  }
+
+  const test::Temporary files;
+  const network::ExchangeSettings exchange = {linkPort, std::string(40, 'k')};
+  const http::WebSettings settings;
+  http::HttpServer web;
+  const network::SignedListener link;
+};
+
+struct Hostile {
+  const char* name;
+  int port;
+  std::string says;
+};
+const http::WebSettings defaults;
+const Hostile hostiles[] = {
+    {"silent", defaults.port, ""},
+    {"silent", defaults.sslPort, ""},
+    {"silent", linkPort, ""},
+    {"half a request", defaults.port, "GET / HTTP/1.1\r\nHost:"},
+    {"half a handshake", defaults.sslPort, "\x16\x03\x01\x02"},
+    {"half a question", linkPort, "MCPEER1 0123456789abcdef"},
+    {"no line end", linkPort, std::string(200, 'x')},
+    {"never reads", defaults.port, "GET / HTTP/1.1\r\n\r\n"},
+    {"never reads", linkPort, "MCPEER1 0123456789abcdef0123456789abcdef\n"},
+};
+
+// No time ends them: they make room.
+TEST(HostileClients, KeepNobodyOut) {
+  const Served served{hours(1)};
+  for (const Hostile& hostile : hostiles) {
+    std::list<test::RawClient> clients;
+    for (int i = 0; i < 12; ++i) clients.emplace_back(hostile.port).send(hostile.says);
+    EXPECT_TRUE(served.isServed(hostile.port)) << hostile.name << " at " << hostile.port;
+    EXPECT_FALSE(clients.front().reply().ends_with(" LATE")) << hostile.name;
+  }
+}
+
+TEST(HostileClients, AreGoneWhenTheirTimeIsUp) {
+  const Served served{milliseconds(50)};
+  for (const Hostile& hostile : hostiles) {
+    if (std::string(hostile.name) == "never reads") continue;
+    EXPECT_FALSE(test::RawClient(hostile.port).ask(hostile.says).ends_with(" LATE"))
+        << hostile.name << " at " << hostile.port;
+  }
+}
+
+TEST(WebClient, HasItsTimeForEachStageHoweverSlowlyTheBytesCome) {
+  using Stage = http::Client::Stage;
+  int ends[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
+  const platform::Descriptor peer(ends[1]);
+  const http::WebLimits limits;
+  const auto start = http::Client::Clock::now();
+  http::Client client({platform::Descriptor(ends[0])}, nullptr, limits, start);
+  auto now = start;
+  for (const char c : std::string("GET / HTTP/1.1\r\n\r\n")) {
+    EXPECT_EQ(client.deadline(), start + limits.request);
+    ASSERT_EQ(::send(peer.get(), &c, 1, 0), 1);
+    client.advance(now += milliseconds(100));
+  }
+  ASSERT_EQ(client.stage(), Stage::Page);
+  const auto answered = now;
+  client.respond(page, now);
+  std::string part(1 << 20, ' ');
+  for (std::size_t got = 0; client.stage() == Stage::Response;) {
+    EXPECT_EQ(client.deadline(), answered + limits.response);
+    client.advance(now += milliseconds(1));
+    got += static_cast<std::size_t>(std::max(0L, ::recv(peer.get(), part.data(), part.size(), 0)));
+    ASSERT_LE(got, page.size());
+  }
+  const auto ended = now;
+  ASSERT_EQ(::send(peer.get(), "x", 1, 0), 1);
+  client.advance(now += milliseconds(100));
+  EXPECT_EQ(client.deadline(), ended + limits.end);
+  ASSERT_EQ(::shutdown(peer.get(), SHUT_WR), 0);
+  client.advance(now);
+  EXPECT_EQ(client.stage(), Stage::Gone);
+}
+
+TEST(Room, IsMadeByTheOldestThatAsksAtTheFullestAddress) {
+  constexpr auto asks = Progress::Asking, waits = Progress::Waiting, reads = Progress::Answered;
+  const Bounds bounds = {.perAddress = 3, .all = 5};
+  const struct {
+    const char* name;
+    std::vector<network::Occupant> occupants;
+    std::optional<std::size_t> leaves;  // for one from address 1
+  } rows[] = {
+      {"room", {{1, asks}, {1, asks}, {2, asks}, {2, asks}}, std::nullopt},
+      {"its address is full", {{2, asks}, {1, reads}, {1, asks}, {1, asks}}, 2},
+      {"with answered ones", {{2, asks}, {1, waits}, {1, reads}, {1, reads}}, 2},
+      {"with ones that wait", {{2, asks}, {1, waits}, {1, waits}, {1, waits}}, std::nullopt},
+      {"all is full", {{1, asks}, {3, asks}, {2, asks}, {2, asks}, {1, waits}}, 2},
+      {"and all wait", std::vector<network::Occupant>(5, {2, waits}), std::nullopt},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(network::whoMakesRoom(row.occupants, 1, bounds), row.leaves) << row.name;
+  }
+}
+
+}  // namespace
+}  // namespace services
