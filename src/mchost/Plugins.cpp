@@ -22,7 +22,7 @@ std::string pathOf(const std::string& name) {
 
 std::optional<std::string> loadPlugin(const std::string& name) {
   beginPiece("plug-in " + name);
-  if (::dlopen(pathOf(name).c_str(), RTLD_NOW | RTLD_GLOBAL) != nullptr) return std::nullopt;
+  if (::dlopen(pathOf(name).c_str(), RTLD_NOW | RTLD_LOCAL) != nullptr) return std::nullopt;
   return name + ": " + ::dlerror();
 }
 
