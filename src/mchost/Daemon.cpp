@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <optional>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -114,6 +116,28 @@ std::string servicesReport() {
   return report;
 }
 
+// The same for web clients, while the services run.
+class Reports {
+ public:
+  void open() { m_open = true; }
+
+  // From here on there are none; those that were begun are waited for.
+  void close() {
+    m_open = false;
+    const std::unique_lock wait(m_rendering);
+  }
+
+  // Empty while there are none.
+  std::string render() {
+    const std::shared_lock lock(m_rendering);
+    return m_open ? servicesReport() : std::string();
+  }
+
+ private:
+  std::atomic<bool> m_open = false;
+  std::shared_mutex m_rendering;
+};
+
 // Opens what the stored flags allow; the interface service, where it manages them, goes by the
 // same.
 void openListeners(services::http::HttpServer& web) {
@@ -161,20 +185,21 @@ void checkAgainstRunning(const framework::ConfigFile& file) {
   }
 }
 
-// Serves the console and runs the services until the stop is asked for.
+// Runs the services and, from the end of their start to the beginning of their stop, serves the
+// clients of the console and the web.
 void serve(const framework::HostSettings& settings, framework::ConsoleServer& console,
-           StopControl& stop, std::atomic<bool>& reports) {
+           StopControl& stop, Reports& reports) {
   auto& services = framework::ServiceHost::instance();
   auto& shell = framework::Shell::instance();
   framework::registerHostCommands(shell, [&stop] { stop.request(); });
   framework::CommandBundle::registerAll(shell);
-  beginPiece("console");
-  console.start();
-  reports = true;
-  beginPiece("start of the services");
   services.start();
+  beginPiece("untold changes");
   services::sysinfo::SysInfoManager::getManager()->tellUntold();
   services::user::UserManager::getManager()->tellUntold();
+  beginPiece("console");
+  console.start();
+  reports.open();
   notify("READY=1");
   const auto failed = std::ranges::count_if(
       services.services(), [](const auto& running) { return running.failed->load(); });
@@ -185,13 +210,17 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   stop.waitForStop();
   notify("STOPPING=1");
   Logger::StaticLog(LogType::Info, "stopping");
+  beginPiece("commands of the console");
   console.stop();
+  beginPiece("reports of the web listeners");
+  reports.close();
   services.stop();
 }
 
 }  // namespace
 
 int check(const Options& options) {
+  StopControl::unblockSignals();
   const framework::ConfigFile file = readConfig(options);
   if (!report(file)) return EXIT_FAILURE;
   if (options.againstRunning) checkAgainstRunning(file);
@@ -199,10 +228,10 @@ int check(const Options& options) {
 }
 
 int run(const Options& options) {
-  const framework::ConfigFile file = readConfig(options);
-  if (!report(file)) return EXIT_FAILURE;
   beginPiece("stop control");
   StopControl stop;
+  const framework::ConfigFile file = readConfig(options);
+  if (!report(file)) return EXIT_FAILURE;
   beginPiece("log");
   if (!startLog(file.host())) return EXIT_FAILURE;
   beginPiece("console");
@@ -225,16 +254,17 @@ int run(const Options& options) {
   }
   framework::Container::setCommandLimit(file.host().commandSeconds);
   auto& services = framework::ServiceHost::instance();
-  std::atomic<bool> reports = false;
+  services.setProgress(beginPiece);
+  Reports reports;
   std::optional<services::http::HttpServer> web;
   beginPiece("web listeners");
-  web.emplace(services::http::webSettings(file.config()),
-              [&reports] { return reports ? servicesReport() : std::string(); });
+  web.emplace(services::http::webSettings(file.config()), [&reports] { return reports.render(); });
   openListeners(*web);
   beginPiece("building of the services");
   services.build(servicesToBuild(file.host()));
   serve(file.host(), console, stop, reports);
-  web.reset();  // its page reads the services
+  beginPiece("web listeners");
+  web.reset();  // services use it until they have stopped
   services.destroy();
   Logger::stop();
   return EXIT_SUCCESS;

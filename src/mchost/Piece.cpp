@@ -1,36 +1,76 @@
 // What the process is about, for the line that says why it ended.
 #include "mchost/Piece.h"
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <mutex>
+#include <thread>
+
+#include "host/framework/fw_Logger.h"
+#include "host/framework/st_StringRepository.h"
+#include "util/fw_Exception.h"
 
 namespace mchost {
 
 namespace {
 
-std::string& piece() {
-  static std::string& only = *new std::string;
+constexpr std::chrono::seconds lastLinesTake(1);
+
+struct Piece {
+  std::mutex mutex;
+  std::string name;
+};
+
+Piece& piece() {
+  static Piece& only = *new Piece;
   return only;
 }
 
-[[noreturn]] void sayWhatEnded() {
-  std::set_terminate(std::abort);  // where nothing was thrown, there is nothing to throw again
+void say(const std::string& what) {
+  std::fprintf(stderr, "error: %s: %s\n", currentPiece().c_str(), what.c_str());
+}
+
+void sayException(const std::exception_ptr& thrown) {
   try {
-    throw;
+    std::rethrow_exception(thrown);
+  } catch (const framework::Exception* failure) {
+    say(std::string(strings::StringRepository::toString(failure->getKind())) + " in " +
+        failure->getOperation() + " " + failure->getMessage());
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "error: %s: %s\n", piece().c_str(), failure.what());
+    say(failure.what());
   } catch (...) {
-    std::fprintf(stderr, "error: %s: unknown exception\n", piece().c_str());
+    say("unknown exception");
   }
+}
+
+[[noreturn]] void sayWhatEnded() {
+  static std::atomic_flag saying;
+  if (saying.test_and_set()) {  // another thread ends the process, or this one could not
+    std::this_thread::sleep_for(2 * lastLinesTake);
+    std::_Exit(EXIT_FAILURE);
+  }
+  framework::Logger::drain(lastLinesTake);
+  const std::exception_ptr thrown = std::current_exception();
+  if (thrown == nullptr) std::abort();
+  sayException(thrown);
   std::_Exit(EXIT_FAILURE);
 }
 
 }  // namespace
 
 void beginPiece(const std::string& name) {
-  piece() = name;
+  std::string next = name;
+  const std::lock_guard lock(piece().mutex);
+  piece().name.swap(next);
   std::set_terminate(sayWhatEnded);
+}
+
+std::string currentPiece() {
+  const std::lock_guard lock(piece().mutex);
+  return piece().name;
 }
 
 }  // namespace mchost

@@ -6,8 +6,12 @@
 namespace mchost {
 
 /// The main thread begins a piece of the process's life. From the first on an exception that nobody
-/// catches ends the process with status 1 and an error line that names the piece. Nothing is
-/// destroyed then: threads may run that need it.
+/// catches ends the process with status 1, once the log has written what it was given (at most a
+/// second), and an error line that names the piece. Nothing is destroyed then: threads may run that
+/// need it.
 void beginPiece(const std::string& name);
+
+/// The piece that was begun last; any thread may call.
+std::string currentPiece();
 
 }  // namespace mchost

@@ -12,6 +12,7 @@
 
 #include "host/framework/fw_Logger.h"
 #include "host/platform/Platform.h"
+#include "mchost/Piece.h"
 
 namespace mchost {
 
@@ -19,7 +20,7 @@ namespace {
 
 constexpr int commandsEndAfter = 4000;  // milliseconds
 constexpr int processEndsAfter = 850;   // milliseconds more
-constexpr int lastLineTakes = 50;       // milliseconds more
+constexpr std::chrono::milliseconds lastLineTakes(50);
 
 sigset_t stopSignals() {
   sigset_t set;
@@ -46,9 +47,18 @@ void consumeSignal(int descriptor) {
 
 }  // namespace
 
-StopControl::StopControl() {
+void StopControl::blockSignals() {
   const sigset_t set = stopSignals();
   ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+void StopControl::unblockSignals() {
+  const sigset_t set = stopSignals();
+  ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+StopControl::StopControl() {
+  const sigset_t set = stopSignals();
   ::signal(SIGPIPE, SIG_IGN);
   ::signal(SIGHUP, SIG_IGN);
   ::signal(SIGCHLD, SIG_DFL);  // inherited as ignored it would make every command a success
@@ -90,8 +100,9 @@ void StopControl::watch() {
   platform::Platform::current().abortCommands();
   awaitSignal(processEndsAfter);
   if (waitFor(m_done.get(), -1, 0) == Readable::First) return;
-  framework::Logger::StaticLog(framework::LogType::Error, "could not stop in time");
-  awaitSignal(lastLineTakes);  // the logging thread writes it
+  framework::Logger::StaticLog(framework::LogType::Error, "could not stop in time: %s",
+                               currentPiece().c_str());
+  framework::Logger::drain(lastLineTakes);
   ::_exit(EXIT_FAILURE);
 }
 

@@ -12,11 +12,18 @@ namespace mchost {
 
 /// Watches for SIGTERM and SIGINT on a thread of its own. The first, or a request, ends
 /// waitForStop(); from then on a further signal ends the process at once, commands that still run
-/// after 4 seconds are killed, and a process that is still there after 5 is ended with status 1.
+/// after 4 seconds are killed, and a process that is still there after 5 is ended with status 1 and
+/// an error line that names the piece of its life (Piece.h) that did not end.
 ///
-/// Made by the main thread before any other exists: it blocks the two signals for all of them.
+/// Made by the main thread, with the two signals blocked, before any other thread exists.
 class StopControl {
  public:
+  /// Holds the two signals back from this thread and those that it starts, until a StopControl
+  /// takes them; the process's first act, so that none ends it on the way.
+  static void blockSignals();
+  /// Gives them their usual effect again, on one that came in between, too.
+  static void unblockSignals();
+
   StopControl();
   ~StopControl();
   StopControl(const StopControl&) = delete;

@@ -9,6 +9,7 @@
 #include "host/platform/DescriptorLimit.h"
 #include "mchost/Daemon.h"
 #include "mchost/Piece.h"
+#include "mchost/StopControl.h"
 
 namespace {
 
@@ -44,6 +45,7 @@ int start(int count, char** values) {
 // What nobody catches ends the process; see Piece.h.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int count, char** values) {
+  mchost::StopControl::blockSignals();
   openStandardDescriptors();
   ::umask(077);
   platform::raiseDescriptorLimit();

@@ -38,6 +38,8 @@ class EventManager {
   void stop();
   /// Whether events are delivered: not any more for the data of what stop() drops.
   bool isDelivering();
+  /// Whether the event was declared a record's.
+  bool isRecord(strings::stringtoken event) const;
 
  private:
   struct Event {
@@ -45,7 +47,6 @@ class EventManager {
     std::shared_ptr<const void> data;
   };
 
-  bool isRecord(strings::stringtoken event) const;
   bool push(Event event);
   void deliverAll(const std::stop_token& stop);
   void deliver(const Event& event) const;

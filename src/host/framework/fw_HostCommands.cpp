@@ -100,6 +100,12 @@ std::string joined(const Arguments& arguments, unsigned int from) {
   return text;
 }
 
+// Why an event was not taken.
+const char* refusalOf(EventManager& events, stringtoken event) {
+  if (events.isRecord(event)) return "it carries a record";
+  return events.isDelivering() ? "too many wait" : "the host starts or stops";
+}
+
 int eventSend(Console& console, const Arguments& arguments) {
   const char* name = arguments.ArgValue(0);
   if (name == nullptr) return 0;
@@ -114,9 +120,7 @@ int eventSend(Console& console, const Arguments& arguments) {
   if (taken) {
     console.reply(Ok, "event %s sent\n", name);
   } else {
-    console.reply(Refused,
-                  "event %s not sent: it carries a record, too many wait, or the host stops\n",
-                  name);
+    console.reply(Refused, "event %s not sent: %s\n", name, refusalOf(events, *event));
   }
   return 1;
 }

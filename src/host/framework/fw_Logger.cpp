@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -63,6 +64,17 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     }
   }
 
+  std::size_t flushes() {
+    const std::lock_guard lock(m_flushMutex);
+    return m_flushes;
+  }
+
+  // Waits until there was another flush than the first `before`, for at most `limit`.
+  void awaitFlush(std::size_t before, std::chrono::milliseconds limit) {
+    std::unique_lock lock(m_flushMutex);
+    m_flushed.wait_for(lock, limit, [&] { return m_flushes != before; });
+  }
+
   void remove(Logger* taker) {
     const std::lock_guard lock(mutex_);
     std::erase(m_takers, taker);
@@ -73,7 +85,11 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     reportDropped();
     send(message);
   }
-  void flush_() override {}
+  void flush_() override {
+    const std::lock_guard lock(m_flushMutex);
+    ++m_flushes;
+    m_flushed.notify_all();
+  }
 
  private:
   void reportDropped() {
@@ -115,6 +131,9 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
   spdlog::details::thread_pool* m_pool = nullptr;
   std::size_t m_dropped = 0;
   std::vector<Logger*> m_takers;
+  std::mutex m_flushMutex;  // guards the next two
+  std::condition_variable m_flushed;
+  std::size_t m_flushes = 0;
   bool m_keeps = false;  // lines for the first taker: the log of a start
   std::vector<std::pair<int, std::string>> m_kept;
 };
@@ -167,6 +186,18 @@ void Logger::stop() {
   log.logger = std::make_shared<spdlog::logger>("mc", log.fanout);
   setLevel(level);
   log.fanout->setDestination(STDERR_FILENO);
+}
+
+// A flush goes through the queue like a line, behind those that are there.
+void Logger::drain(std::chrono::milliseconds limit) {
+  Log& log = theLog();
+  const std::size_t before = log.fanout->flushes();
+  try {
+    log.logger->flush();
+    log.fanout->awaitFlush(before, limit);
+  } catch (const spdlog::spdlog_ex&) {
+    return;  // the log has just been stopped, its lines written
+  }
 }
 
 int Logger::getLevel() {

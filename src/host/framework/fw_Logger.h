@@ -1,6 +1,7 @@
 // The log: levels, lines, and where the lines go.
 #pragma once
 
+#include <chrono>
 #include <cstdarg>
 #include <cstddef>
 #include <string>
@@ -41,6 +42,9 @@ class Logger {
 
   /// Writes what is queued and goes back to standard error.
   static void stop();
+
+  /// Returns when what was logged before is written, or `limit` has passed. Any thread may call.
+  static void drain(std::chrono::milliseconds limit);
 
   /// The highest type written; set from any thread.
   static int getLevel();

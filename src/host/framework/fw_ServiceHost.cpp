@@ -36,8 +36,7 @@ std::size_t requestedThreads(const Service& service) {
 RunningService buildOne(const ServiceFactory& factory) {
   std::unique_ptr<Service> service(factory.getBuild()(factory.getName()));
   if (service == nullptr) throw std::runtime_error("nothing was built");
-  const std::size_t threads = requestedThreads(*service);
-  return {std::move(service), std::vector<std::thread>(threads)};
+  return {std::move(service), {}};
 }
 
 }  // namespace
@@ -45,6 +44,14 @@ RunningService buildOne(const ServiceFactory& factory) {
 ServiceHost& ServiceHost::instance() {
   static ServiceHost& only = *new ServiceHost;
   return only;
+}
+
+void ServiceHost::setProgress(std::function<void(const std::string& piece)> begin) {
+  m_progress = std::move(begin);
+}
+
+void ServiceHost::begin(const char* piece, const RunningService& running) const {
+  if (m_progress) m_progress(std::string(piece) + " of " + running.service->getNameString());
 }
 
 void ServiceHost::build(const std::vector<std::string>& names) {
@@ -61,8 +68,11 @@ void ServiceHost::build(const std::vector<std::string>& names) {
 void ServiceHost::start() {
   std::vector<Service*> all;
   for (RunningService& running : m_services) {
+    begin("Startup", running);
     live(running, "Startup", [&] { running.service->Startup(); });
-    if (!*running.failed) all.push_back(running.service.get());
+    if (*running.failed) continue;
+    all.push_back(running.service.get());
+    running.threads.resize(requestedThreads(*running.service));
   }
   EventManager::instance().start(all);
   for (RunningService& running : m_services) {
@@ -71,10 +81,13 @@ void ServiceHost::start() {
 }
 
 void ServiceHost::stop() {
+  if (m_progress) m_progress("delivery of events");
   EventManager::instance().stop();
   for (auto last = m_services.rbegin(); last != m_services.rend(); ++last) {
     RunningService& running = *last;
+    begin("Shutdown", running);
     guarded(running.service->getNameString(), "Shutdown", [&] { running.service->Shutdown(); });
+    begin("threads", running);
     for (std::thread& thread : running.threads) {
       if (thread.joinable()) thread.join();
     }
@@ -82,7 +95,10 @@ void ServiceHost::stop() {
 }
 
 void ServiceHost::destroy() {
-  while (!m_services.empty()) m_services.pop_back();
+  while (!m_services.empty()) {
+    begin("destruction", m_services.back());
+    m_services.pop_back();
+  }
 }
 
 const RunningService* ServiceHost::find(const std::string& name) const {
