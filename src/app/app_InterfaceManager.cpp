@@ -155,10 +155,14 @@ bool InterfaceManager::setInterfaceUp(Interfaces interface, bool up, bool suspen
         framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__, "change interface %s state to %s",
         StringRepository::toString(interface), up ? strings::pGStrue : strings::pGSfalse);
   }
-  ask(interface, up);
   const ManagementInterface* known = findInterface(interface);
-  if (known == nullptr) return true;
-  const bool done = switchInterface(*known, up, suspendOnly);
+  bool done = true;
+  {
+    const std::lock_guard turn(m_switchLock);
+    ask(interface, up);
+    if (known == nullptr) return true;
+    done = switchInterface(*known, up, suspendOnly);
+  }
   if (known->wayBack && !up && !suspendOnly) warnIfShutOut();
   return done;
 }

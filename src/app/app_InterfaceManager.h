@@ -139,6 +139,7 @@ class InterfaceManager : public framework::Service {
   utility::TokenSet m_managing{20};
   utility::TokenSet m_upInterfaces{20};
   mutable std::mutex m_upLock;  // guards m_upInterfaces; a leaf
+  std::mutex m_switchLock;  // one switch at a time: what is asked for, suspended and issued agree
   const Registration m_registration;
 };
 

@@ -67,6 +67,7 @@ bool InterfaceManager::serviceEvent(strings::stringtoken event, const void* data
     const auto* changed = static_cast<const User*>(data);
     if (changed == nullptr) return false;
     updateSnmpdConfiguration(nullptr, changed);
+    const std::lock_guard turn(m_switchLock);
     if (event == strings::tGSuserAccessChanged) reloadSmisUsers(*changed);
   }
   return false;
@@ -84,6 +85,7 @@ void InterfaceManager::sysInfoChanged(SysInfo& sysInfo) {
 }
 
 void InterfaceManager::applySmisSettings(const SysInfo& sysInfo) {
+  const std::lock_guard turn(m_switchLock);
   const bool anyUp = isAskedUp(Smis) || isAskedUp(Usmis);
   const SmisChange change = decideSmisChange(isSmisEnabled(sysInfo), anyUp);
   ask(Usmis, sysInfo.getUsmisEnable());

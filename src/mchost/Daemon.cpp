@@ -25,6 +25,7 @@
 #include "host/framework/fw_ServiceHost.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
+#include "host/platform/Platform.h"
 #include "host/sysinfo/ht_HttpServer.h"
 #include "host/sysinfo/si_Midplane.h"
 #include "host/sysinfo/si_SysInfoManager.h"
@@ -215,6 +216,7 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   beginPiece("reports of the web listeners");
   reports.close();
   services.stop();
+  platform::Platform::current().finishCommands();
 }
 
 }  // namespace

@@ -107,7 +107,9 @@ void StopControl::watch() {
 }
 
 void StopControl::awaitSignal(int timeout) const {
-  if (waitFor(m_done.get(), m_signals.get(), timeout) == Readable::Second) ::_exit(EXIT_FAILURE);
+  if (waitFor(m_done.get(), m_signals.get(), timeout) != Readable::Second) return;
+  platform::Platform::current().abortCommands();  // also sees to those that wait for their turn
+  ::_exit(EXIT_FAILURE);
 }
 
 }  // namespace mchost

@@ -10,6 +10,8 @@
 
 #include <array>
 #include <ctime>
+#include <mutex>
+#include <random>
 #include <thread>
 
 #include "host/framework/fw_Container.h"
@@ -217,6 +219,89 @@ TEST_F(Linux, BackgroundCommandsAreReapedWhereNoDescriptorIsLeftForIt) {
     }
     EXPECT_TRUE(test::eventually([&] { return !isThere(pid); })) << descriptors;
   }
+}
+
+// What the machine told of commands of queues.
+std::mutex toldLock;
+std::string told;
+
+void tell(Outcome outcome, const char* line) {
+  const std::lock_guard lock(toldLock);
+  told += std::to_string(int(outcome)) + " " + line + "\n";
+}
+
+class Queues : public Linux {
+ protected:
+  // An init script that is slow to start its daemon, and writes down what it does.
+  Queues() {
+    files.write("script", "cd " + files.path("") +
+                              "; echo begin $1 >>log\n"
+                              "case $2 in start) sleep 0.01; : >up ;; stop) rm -f up ;;\n"
+                              "hang) until [ -e go ]; do sleep 0.01; done ;; esac\n"
+                              "echo end $1 >>log\n");
+    told.clear();
+  }
+  std::string lineOf(const char* words) const { return "sh " + files.path("script") + " " + words; }
+  void issue(platform::Platform& on, const char* queue, const char* words,
+             std::int64_t limit = 60 * second) const {
+    const std::string line = lineOf(words);
+    on.run({.line = line.c_str(), .detached = true, .limit = limit, .queue = queue, .tell = tell});
+  }
+  void expectLog(const std::string& log) const {
+    test::eventually([&] { return files.read("log") == log; });
+    EXPECT_EQ(files.read("log"), log);
+  }
+};
+
+TEST_F(Queues, OfManySwitchesTheLastOneDecides) {
+  std::minstd_rand random(20261122);
+  std::string log;
+  bool up = false;
+  for (int i = 0; i < 200; ++i) {
+    const std::string number = std::to_string(i);
+    up = random() % 2 == 0;
+    issue(machine, "daemon", (number + (up ? " start" : " stop")).c_str());
+    log += "begin " + number + "\nend " + number + "\n";
+  }
+  machine.finishCommands();
+  expectLog(log);
+  EXPECT_EQ(files.has("up"), up);
+  EXPECT_EQ(told, "");
+}
+
+TEST_F(Queues, ACommandPastItsLimitAndAnotherQueueHoldNobodyUp) {
+  issue(machine, "daemon", "1 hang", second / 50);
+  expectLog("begin 1\n");
+  issue(machine, "daemon", "2 hang");
+  expectLog("begin 1\nbegin 2\n");
+  issue(machine, "daemon", "3 stop");
+  issue(machine, "another", "4 stop");
+  expectLog("begin 1\nbegin 2\nbegin 4\nend 4\n");
+  files.write("go", "");
+  machine.finishCommands();
+  EXPECT_TRUE(
+      test::eventually([&] { return files.read("log").find("end 3\n") != std::string::npos; }));
+  {
+    const test::Limit limit(RLIMIT_NOFILE, 3);
+    issue(machine, "daemon", "5 stop");
+    machine.finishCommands();
+  }
+  EXPECT_EQ(told, "2 " + lineOf("1 hang") + "\n1 " + lineOf("5 stop") + "\n");
+}
+
+TEST_F(Queues, WhatHasNotBegunAtTheEndOfTheProcessBeginsInOrderAllTheSame) {
+  {
+    platform::LinuxPlatform host;
+    issue(host, "daemon", "1 hang");
+    issue(host, "daemon", "2 start");
+    host.abortCommands();
+    host.finishCommands();
+    issue(host, "daemon", "3 stop");
+  }
+  expectLog("begin 1\n");
+  files.write("go", "");
+  while (::waitpid(-1, nullptr, 0) > 0) continue;  // as init does once the host has gone
+  expectLog("begin 1\nend 1\nbegin 2\nend 2\nbegin 3\nend 3\n");
 }
 
 TEST_F(Linux, CommandsOfSeveralThreadsKeepApartAndLeaveNoDescriptor) {

@@ -40,6 +40,32 @@ TEST_F(Simulation, CommandsOfOneBudgetShareOneLimit) {
   EXPECT_EQ(limits, (std::vector<std::int64_t>{60, 35, 10, 0, 60, 60, 60, 60}));
 }
 
+TEST_F(Simulation, BackgroundCommandsOfOneInitScriptTakeTurns) {
+  const test::LogCapture log;
+  const struct {
+    const char* line;
+    const char* queue;
+  } rows[] = {{"/app/etc/init.d/webS start &", "/app/etc/init.d/webS"},
+              {"/app/etc/init.d/webS start", "none"},
+              {"/app/etc/getweblogs &", "none"},
+              {"killall -9 web &", "none"}};
+  for (const auto& row : rows) {
+    std::string queue;
+    machine.onCommand("", [&](const platform::Command& command) {
+      queue = command.queue == nullptr ? "none" : command.queue;
+      if (command.queue == nullptr) return platform::Result{};
+      EXPECT_EQ(command.limit, 30 * second);
+      command.tell(platform::Outcome::TimedOut, "x");
+      command.tell(platform::Outcome::NotStarted, "y");
+      return platform::Result{};
+    });
+    framework::Container::spawn(row.line, nullptr, nullptr);
+    EXPECT_EQ(queue, row.queue) << row.line;
+  }
+  EXPECT_EQ(log.count("warning host: command still runs after 30 s, the next one begins: x"), 1);
+  EXPECT_EQ(log.count("error   host: command could not be started: y"), 1);
+}
+
 TEST_F(Simulation, ACommandThatDidNotEndByItselfIsAnErrorLine) {
   const test::LogCapture log;
   const struct {

@@ -20,6 +20,9 @@ std::atomic<Console*> theConsole = nullptr;
 // one that hung, a kill above all, does its work.
 constexpr std::int64_t leastLimit = 500000;
 
+// A background command of an init script keeps the script's next one waiting for this long.
+constexpr std::int64_t turnLimit = 30000000;
+
 constexpr std::int64_t noBudget = -1;
 thread_local std::int64_t budgetEnd = noBudget;  // when the thread's shared limit runs out
 
@@ -42,6 +45,21 @@ const char* reason(platform::Outcome outcome) {
   return "ended";
 }
 
+// What becomes of a command of a queue after spawn() has returned.
+void tell(platform::Outcome outcome, const char* line) {
+  if (outcome == platform::Outcome::TimedOut) {
+    Logger::StaticLog(LogType::Warning, "command still runs after %d s, the next one begins: %s",
+                      static_cast<int>(turnLimit / 1000000), line);
+  } else {
+    Logger::StaticLog(LogType::Error, "command %s: %s", reason(outcome), line);
+  }
+}
+
+// The path of the init script that a line runs; empty for any other line.
+std::string initScriptOf(const std::string& line) {
+  return line.starts_with("/app/etc/init.d/") ? line.substr(0, line.find(' ')) : "";
+}
+
 int run(const platform::Command& command) {
   const platform::Result result = platform::Platform::current().run(command);
   if (result.outcome == platform::Outcome::Exited) return result.status;
@@ -58,6 +76,12 @@ int Container::spawn(const char* commandLine, InputStream* input, OutputStream* 
   if (line.ends_with(background)) {
     line.resize(line.size() - background.size());
     command.detached = true;
+  }
+  const std::string script = initScriptOf(line);
+  if (command.detached && !script.empty()) {
+    command.queue = script.c_str();
+    command.limit = turnLimit;
+    command.tell = tell;
   }
   command.line = line.c_str();
   return run(command);

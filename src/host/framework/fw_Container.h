@@ -14,10 +14,12 @@ class Container {
   /// Runs a shell command line and answers its exit status, 0 for success.
   ///
   /// A line that ends with " &" is run whole, without that ending, in the background: the answer
-  /// is 0 as soon as it has started. Otherwise the call waits, and what the command prints goes to
-  /// `output` as far as there is room. Null streams stand for /dev/null. A command that passes the
-  /// time limit is killed with its process group, an error is logged and the answer is not 0. Any
-  /// thread may call.
+  /// is 0 as soon as it has started. Such commands of one init script, a path under
+  /// /app/etc/init.d, run one at a time in the order of the calls, so that the last one decides
+  /// what the daemon does; each has 30 s, then the next begins beside it, which is logged.
+  /// Otherwise the call waits, and what the command prints goes to `output` as far as there is
+  /// room. Null streams stand for /dev/null. A command that passes the time limit is killed with
+  /// its process group, an error is logged and the answer is not 0. Any thread may call.
   static int spawn(const char* commandLine, InputStream* input, OutputStream* output);
 
   /// Queues a signal with an integer value to a process, as sigqueue(3). 0, or -1 with errno.

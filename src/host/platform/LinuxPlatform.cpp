@@ -48,6 +48,10 @@ void LinuxPlatform::delay(std::int64_t microseconds) {
 }
 
 Result LinuxPlatform::run(const Command& command) {
+  if (command.detached && command.queue != nullptr) {
+    m_reaper.enqueue(command);
+    return {};
+  }
   ShellCommand child(command);
   if (!child.started()) return {Outcome::NotStarted, -1};
   if (!command.detached) return child.waitFor(command.limit, m_abort.get());
@@ -55,7 +59,12 @@ Result LinuxPlatform::run(const Command& command) {
   return {};
 }
 
-void LinuxPlatform::abortCommands() { ::eventfd_write(m_abort.get(), 1); }
+void LinuxPlatform::finishCommands() { m_reaper.finish(); }
+
+void LinuxPlatform::abortCommands() {
+  ::eventfd_write(m_abort.get(), 1);
+  m_reaper.handOver();
+}
 
 int LinuxPlatform::queueSignal(int pid, int signal, int value) {
   sigval data{};

@@ -15,6 +15,9 @@ namespace platform {
 
 using utility::WaitPoint;
 
+/// How a command ended.
+enum class Outcome { Exited, NotStarted, TimedOut, Aborted };
+
 /// A shell command line to run.
 struct Command {
   const char* line = nullptr;                 ///< what `/bin/sh -c` is given
@@ -22,11 +25,13 @@ struct Command {
   framework::InputStream* input = nullptr;    ///< its standard input; null: /dev/null
   framework::OutputStream* output = nullptr;  ///< takes its standard output; null: /dev/null. Not
                                               ///< used by a detached command
-  std::int64_t limit = 0;                     ///< microseconds that a foreground command may take
+  std::int64_t limit = 0;                     ///< microseconds that a foreground command may take,
+                                              ///< or one of a queue may keep the next waiting
+  const char* queue = nullptr;  ///< detached commands of one queue take turns; null: of none
+  /// Told what becomes of a command of a queue: NotStarted, or TimedOut when the next one began
+  /// beside it. Any thread calls, holding a lock that run() takes.
+  void (*tell)(Outcome outcome, const char* line) = nullptr;
 };
-
-/// How a command ended.
-enum class Outcome { Exited, NotStarted, TimedOut, Aborted };
 
 struct Result {
   Outcome outcome = Outcome::Exited;
@@ -47,10 +52,17 @@ class Platform : public utility::System {
 
   /// Runs a command in a session of its own and, unless it is detached, waits for its end. What
   /// it prints past the room in `output` is drained and dropped.
+  ///
+  /// Commands of one queue begin in the order of the calls: each once the one before it has ended,
+  /// or has run for its limit and goes on beside it.
   virtual Result run(const Command& command) = 0;
 
+  /// Waits until every command of a queue has begun, or abortCommands() was called.
+  virtual void finishCommands() = 0;
+
   /// Kills the process groups of all foreground commands, those running and those yet to come:
-  /// the host's stop deadline has passed.
+  /// the host's stop deadline has passed. The commands of queues that have not begun are left to
+  /// shells that outlive the process and keep their order.
   virtual void abortCommands() = 0;
 
   /// Queues a signal with an integer value to a process, as sigqueue(3). 0, or -1 with errno.

@@ -45,6 +45,7 @@ class SimulatedPlatform : public Platform {
   void wait(WaitPoint& point, std::int64_t microseconds) override;
   void delay(std::int64_t microseconds) override;
   Result run(const Command& command) override;
+  void finishCommands() override {}
   void abortCommands() override {}
   int queueSignal(int pid, int signal, int value) override;
 
