@@ -38,7 +38,10 @@ void checkDirectory(const char* value, std::vector<framework::PropertyFinding>& 
 constexpr long smallestFile = 16384;
 
 constexpr framework::PropertyRule propertyRules[] = {
-    {.key = "directory", .type = PropertyType::Text, .expected = true, .check = checkDirectory},
+    {.key = "directory",
+     .type = PropertyType::Text,
+     .absent = "no log file is written",
+     .check = checkDirectory},
     {.key = "maxSize", .type = PropertyType::Integer, .minimum = smallestFile},
     {.key = "keep", .type = PropertyType::Integer, .minimum = 1, .maximum = 10000},
     {.key = "archive", .type = PropertyType::Boolean},

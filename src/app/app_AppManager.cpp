@@ -26,18 +26,28 @@ constexpr unsigned int tableCapacity = 50;
 constexpr framework::PropertyRule propertyRules[] = {
     {.key = "data",
      .type = PropertyType::List,
-     .expected = true,
+     .absent = "no daemon is supervised, no kill script, poll period 0, memory limits off",
      .check = checkDaemonEntry,
      .checkAll = checkDaemonList},
-    {.key = "nokill", .type = PropertyType::List, .expected = true, .check = checkDaemonName},
+    {.key = "nokill",
+     .type = PropertyType::List,
+     .absent =
+         "no kill script, no crash events, poll period and noKillSeconds 0, memory limits and "
+         "lock tracking off",
+     .check = checkDaemonName},
     {.key = "killNonEssential",
      .type = PropertyType::List,
-     .expected = true,
+     .absent = "no daemon is killed as non-essential",
      .check = checkDaemonName},
     {.key = "pollSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
     {.key = "noKillSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
     {.key = "doMemLimitChecking", .type = PropertyType::Boolean},
     {.key = "doLockTrack", .type = PropertyType::Boolean},
+};
+
+constexpr framework::VariableRule variableRules[] = {
+    {"MC_ARCH", "no process control: daemons are watched, none is started, stopped or restarted"},
+    {"MC_TEMP", "no mail is sent"},
 };
 
 // Daemons that are part of an installation only when their program is.
@@ -65,7 +75,8 @@ bool isMissing(const std::string& daemon) {
 framework::Service* BuildAppManager(const char* name) { return new AppManager(name); }
 
 const framework::ServiceFactory pFactoryAppManager(BuildAppManager, strings::pGSAppManager);
-const framework::ServiceProperties propertiesAppManager(strings::pGSAppManager, propertyRules);
+const framework::ServiceProperties propertiesAppManager(strings::pGSAppManager, propertyRules,
+                                                        variableRules);
 
 std::atomic<AppManager*> AppManager::m_pSingleton = nullptr;
 

@@ -65,6 +65,9 @@ class AppManager : public framework::ActiveService {
   /// Gives a claim back; null does nothing.
   void closeProcess(Process* process) const;
 
+  /// Whether daemons may be started, stopped and restarted here, which MC_ARCH decides.
+  bool isProcessControlOn() const { return m_doProcessControl; }
+
   /// Process control for other components, by the daemon's name token. Start, stop and restart
   /// answer whether the command was issued: not without a service, without a record of that name,
   /// or where the service must not control processes. The queries answer Unclassified or false

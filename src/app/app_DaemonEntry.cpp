@@ -8,6 +8,7 @@
 #include <set>
 
 #include "app/app_CLocale.h"
+#include "app/app_PatternTrial.h"
 #include "host/framework/fw_Entrance.h"
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/ut_Array.h"
@@ -31,6 +32,9 @@ bool hasBackReference(const std::string& pattern) {
 
 // What an operator should know of a pattern; empty for a good one.
 std::string complaintOf(const std::string& pattern) {
+  if (isCostly(pattern)) {
+    return "the pattern takes over 2 MiB or a second on command lines of 4 KiB; write it anew";
+  }
   const CLocale byteForByte;
   regex_t compiled;
   if (const int result = ::regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB)) {

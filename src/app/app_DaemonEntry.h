@@ -27,7 +27,7 @@ struct DaemonEntry {
 std::string trimmedName(const char* entry);
 
 /// Adds what is wrong with an entry: a name that is none, and, as warnings, an entry that is too
-/// long and a pattern that does not compile. A blank entry is skipped.
+/// long and a pattern that does not compile or costs too much. A blank entry is skipped.
 void checkDaemonEntry(const char* entry, std::vector<framework::PropertyFinding>& findings);
 
 /// Adds the names that stand in more than one entry: of two records the second would never get an

@@ -29,8 +29,8 @@ namespace {
 constexpr framework::PropertyRule propertyRules[] = {
     {.key = "managing",
      .type = framework::PropertyType::List,
-     .expected = true,
      .orText = true,
+     .absent = "no interface is managed",
      .check = checkInterfaceName},
 };
 

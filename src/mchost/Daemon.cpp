@@ -71,12 +71,18 @@ framework::ConfigFile readConfig(const Options& options) {
   return file;
 }
 
-// Writes what is wrong to standard error. True when the start may go on.
-bool report(const framework::ConfigFile& file) {
+// Writes what is wrong to standard error.
+void report(const framework::ConfigFile& file) {
   for (const auto& finding : file.findings()) {
     std::fprintf(stderr, "%s: %s\n", finding.fatal ? "error" : "warning", finding.text.c_str());
   }
-  return !file.isRefused();
+}
+
+// Writes what may run all the same to the log.
+void logWarnings(const framework::ConfigFile& file) {
+  for (const auto& finding : file.findings()) {
+    Logger::StaticLog(LogType::Warning, "%s", finding.text.c_str());
+  }
 }
 
 bool startLog(const framework::HostSettings& settings) {
@@ -224,7 +230,8 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
 int check(const Options& options) {
   StopControl::unblockSignals();
   const framework::ConfigFile file = readConfig(options);
-  if (!report(file)) return EXIT_FAILURE;
+  report(file);
+  if (file.isRefused()) return EXIT_FAILURE;
   if (options.againstRunning) checkAgainstRunning(file);
   return EXIT_SUCCESS;
 }
@@ -233,9 +240,13 @@ int run(const Options& options) {
   beginPiece("stop control");
   StopControl stop;
   const framework::ConfigFile file = readConfig(options);
-  if (!report(file)) return EXIT_FAILURE;
+  if (file.isRefused()) {
+    report(file);
+    return EXIT_FAILURE;
+  }
   beginPiece("log");
   if (!startLog(file.host())) return EXIT_FAILURE;
+  logWarnings(file);
   beginPiece("console");
   framework::ConsoleServer console;  // services switch it while they are built
   // Before anything acts: a second host would stop daemons and open listeners of the first.

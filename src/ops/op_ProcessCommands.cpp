@@ -51,6 +51,9 @@ int list(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
   const AppManager* manager = managerOrReply(console);
   if (manager == nullptr) return 1;
+  if (!manager->isProcessControlOn()) {
+    console.output().PutS("process control is off here (see MC_ARCH): no daemon is restarted\n");
+  }
   framework::TableRows rows = {{"NAME", "STATE", "SUSPENDED", "PIDS", "SECONDS"}};
   for (unsigned int n = 0; n < manager->numProcesses(); ++n) {
     const Claim process = Claim::nth(*manager, n);

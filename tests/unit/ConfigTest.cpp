@@ -1,6 +1,7 @@
 // The configuration: what is refused, where and by which rule, and how its values are read.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "app/app_AppManager.h"
@@ -23,18 +24,19 @@ void checkWord(const char* value, std::vector<framework::PropertyFinding>& findi
   if (std::string(value) == "odd") findings.push_back({false, "is odd"});
 }
 
+constexpr framework::VariableRule variables[] = {{"MC_SAMPLE", "no sample"}};
 constexpr framework::PropertyRule rules[] = {
     {.key = "count", .type = PropertyType::Integer, .minimum = -5, .maximum = 5},
     {.key = "flag", .type = PropertyType::Boolean},
     {.key = "word", .type = PropertyType::Text, .check = checkWord},
-    {.key = "words", .type = PropertyType::List, .expected = true, .check = checkWord},
+    {.key = "words", .type = PropertyType::List, .absent = "silence", .check = checkWord},
     {.key = "either", .type = PropertyType::List, .orText = true, .check = checkWord},
     {.key = "inner.word", .type = PropertyType::Text},
 };
 
 framework::Service* buildNothing(const char*) { return nullptr; }
 const ServiceFactory factory(buildNothing, "Sample");
-const framework::ServiceProperties properties("Sample", rules);
+const framework::ServiceProperties properties("Sample", rules, variables);
 
 constexpr const char* duplicate = "two plug-ins register a service of this name";
 
@@ -52,6 +54,7 @@ class Configuration : public testing::Test {
     const ConfigFile file = read(content);
     std::string all;
     for (const auto& finding : file.findings()) {
+      if (finding.text.starts_with("environment: ")) continue;
       EXPECT_TRUE(finding.text.starts_with(files.path("mc.toml") + ":")) << finding.text;
       const std::string place = finding.text.substr(files.path("mc.toml").size() + 1);
       if (place.front() == ' ' && !finding.fatal) continue;      // an absent table's absent list
@@ -150,9 +153,21 @@ TEST_F(Configuration, FaultsOfServicesAreFoundWithTheirLineAndRule) {
        "error 7: Sample.inner.bird: no such property\n"},
       {"a fault of the host hides no other", "commandSeconds = true\n[Sample]\nword = 1\n",
        "error 3: host.commandSeconds: must be an integer\nerror 5: Sample.word: must be a text\n"
-       "warning 4: Sample.words: property not supplied\n"},
+       "warning 4: Sample.words: property not supplied: silence\n"},
   };
   expect(rows, host);
+}
+
+TEST_F(Configuration, AVariableThatAServiceMissesIsWarnedOf) {
+  const auto isMissed = [this](const std::string& services) {
+    return std::ranges::any_of(read(host + services).findings(), [](const auto& finding) {
+      return !finding.fatal && finding.text == "environment: MC_SAMPLE: not set: no sample";
+    });
+  };
+  EXPECT_TRUE(isMissed(""));
+  EXPECT_FALSE(isMissed("services = []\n"));
+  ::setenv("MC_SAMPLE", "", 1);
+  EXPECT_FALSE(isMissed(""));
 }
 
 TEST_F(Configuration, AFileThatCannotBeReadIsRefused) {
@@ -283,6 +298,9 @@ TEST_F(Configuration, PatternsThatTakeTooMuchAreWarnedOf) {
       {"(.)\\1", "the pattern has a back-reference"},
       {"(", "the pattern does not compile"},
       {R"(a\\1)", ""},
+      {"(a|b)*a(a|b){30}", "the pattern takes over 2 MiB or a second"},
+      {"((a{1,255}){1,255}){1,255}", "the pattern takes over 2 MiB or a second"},
+      {R"x(^([^ ]*/)?python3?( -[A-Za-z]+)* [^ ]*daemon\.py( |$))x", ""},
   };
   for (const auto& [pattern, warning] : rows) {
     const auto all = findings(host + "[AppManager]\ndata = ['a/" + pattern + "']\n" +

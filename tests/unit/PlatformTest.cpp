@@ -1,9 +1,11 @@
 // Delays and commands over a simulated machine: their time, their limits, their ends.
 #include <gtest/gtest.h>
 
+#include <mutex>
 #include <vector>
 
 #include "host/framework/fw_Container.h"
+#include "host/framework/ut_Waiter.h"
 #include "host/platform/SimulatedPlatform.h"
 #include "support/LogCapture.h"
 
@@ -19,6 +21,16 @@ class Simulation : public testing::Test {
 TEST_F(Simulation, ADelayTakesItsTime) {
   taskDelay(50);
   EXPECT_EQ(machine.elapsed(), 50 * 10000);
+}
+
+TEST_F(Simulation, AnEarlySignalEndsTheNextWaitAndAnEmptyWaitIsASecond) {
+  utility::Waiter waiter;
+  const std::lock_guard lock(waiter);
+  waiter.signal();
+  waiter.wait(60);
+  EXPECT_EQ(machine.elapsed(), 0);
+  for (const int seconds : {0, -1}) waiter.wait(seconds);
+  EXPECT_EQ(machine.elapsed(), 2 * second);
 }
 
 TEST_F(Simulation, CommandsOfOneBudgetShareOneLimit) {

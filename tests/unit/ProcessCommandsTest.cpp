@@ -93,6 +93,11 @@ TEST_F(ProcessCommands, RefusedAndMalformed) {
   } rows[] = {
       {"process start slow",
        "13 start of slow refused: process control is off here (see MC_ARCH)\n"},
+      {"process list",
+       "0 process control is off here (see MC_ARCH): no daemon is restarted\n"
+       "NAME  STATE         SUSPENDED  PIDS  SECONDS\n"
+       "fast  Unclassified  no         -     -\n"
+       "slow  Unclassified  no         -     -\n"},
       {"process start nobody", "13 no such process: nobody\n"},
       {"process explain nobody", "13 no such process: nobody\n"},
       {"process explain slow", "0 slow: programs of that name\nno running process\n"},

@@ -161,7 +161,7 @@ void checkLevel(const char* value, std::vector<PropertyFinding>& findings) {
 }
 
 constexpr PropertyRule hostRules[] = {
-    {.key = "slot", .type = PropertyType::Text, .expected = true, .check = checkSlot},
+    {.key = "slot", .type = PropertyType::Text, .absent = "", .check = checkSlot},
     {.key = "console", .type = PropertyType::Text, .check = checkSocket},
     {.key = "plugins", .type = PropertyType::List},
     {.key = "services", .type = PropertyType::List},
@@ -305,8 +305,18 @@ void ConfigFile::checkTable(const std::string& name, unsigned int line,
   }
   if (name != "host" && !isToBeBuilt(name)) return;
   for (const auto& rule : rules) {
-    if (!rule.expected || m_config.find(name + "." + rule.key) != nullptr) continue;
-    add(name == "host", line, name + "." + rule.key + ": property not supplied");
+    if (rule.absent == nullptr || m_config.find(name + "." + rule.key) != nullptr) continue;
+    const std::string consequence = *rule.absent == '\0' ? "" : std::string(": ") + rule.absent;
+    add(name == "host", line, name + "." + rule.key + ": property not supplied" + consequence);
+  }
+}
+
+void ConfigFile::checkVariables(const std::string& name) {
+  if (!isToBeBuilt(name)) return;
+  for (const auto& variable : ServiceProperties::variablesOf(name)) {
+    if (utility::Environment::GetEnv(variable.name) != nullptr) continue;
+    m_findings.push_back(
+        {false, std::string("environment: ") + variable.name + ": not set: " + variable.absent});
   }
 }
 
@@ -324,6 +334,7 @@ void ConfigFile::checkInstances() {
   std::map<std::string, unsigned int> lines(m_tables.begin(), m_tables.end());
   for (const std::string& name : ServiceProperties::names()) {
     checkTable(name, lines[name], ServiceProperties::of(name));
+    checkVariables(name);
     lines.erase(name);
   }
   for (const auto& [name, line] : lines) {

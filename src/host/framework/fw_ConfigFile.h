@@ -69,6 +69,8 @@ class ConfigFile {
   bool isToBeBuilt(const std::string& name) const;
   /// Holds the properties of one table to its rules; `line` is where the table begins.
   void checkTable(const std::string& name, unsigned int line, std::span<const PropertyRule> rules);
+  /// Warns of the variables that a service of that name misses.
+  void checkVariables(const std::string& name);
   void add(bool fatal, unsigned int line, const std::string& text);
 
   std::string m_path;

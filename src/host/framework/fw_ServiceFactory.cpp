@@ -13,6 +13,7 @@ struct Registry {
   std::vector<const ServiceFactory*> factories;
   std::vector<std::string> duplicates;
   std::map<std::string, std::span<const PropertyRule>> rules;
+  std::map<std::string, std::span<const VariableRule>> variables;
 };
 
 Registry& registry() {
@@ -41,13 +42,20 @@ const std::vector<const ServiceFactory*>& ServiceFactory::all() { return registr
 
 const std::vector<std::string>& ServiceFactory::duplicates() { return registry().duplicates; }
 
-ServiceProperties::ServiceProperties(const char* name, std::span<const PropertyRule> rules) {
+ServiceProperties::ServiceProperties(const char* name, std::span<const PropertyRule> rules,
+                                     std::span<const VariableRule> variables) {
   registry().rules.emplace(name, rules);
+  registry().variables.emplace(name, variables);
 }
 
 std::span<const PropertyRule> ServiceProperties::of(const std::string& name) {
   const auto found = registry().rules.find(name);
   return found == registry().rules.end() ? std::span<const PropertyRule>() : found->second;
+}
+
+std::span<const VariableRule> ServiceProperties::variablesOf(const std::string& name) {
+  const auto found = registry().variables.find(name);
+  return found == registry().variables.end() ? std::span<const VariableRule>() : found->second;
 }
 
 std::vector<std::string> ServiceProperties::names() {

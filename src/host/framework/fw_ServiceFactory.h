@@ -53,8 +53,8 @@ struct PropertyRule {
   PropertyType type;
   long minimum = 0;  ///< of an integer
   long maximum = 2147483647;
-  bool expected = false;  ///< its absence is worth a warning
-  bool orText = false;    ///< of a list: it may also be one text, see utility::entriesOf()
+  bool orText = false;           ///< of a list: it may also be one text, see utility::entriesOf()
+  const char* absent = nullptr;  ///< what its absence means, for a warning; null: it is in order
   /// Adds what is wrong with a text or with one entry of a list; may be null.
   void (*check)(const char* value, std::vector<PropertyFinding>& findings) = nullptr;
   /// Adds what is wrong with a list as a whole; may be null.
@@ -65,15 +65,23 @@ struct PropertyRule {
   const char* rule = nullptr;
 };
 
+/// A variable of the environment without which a service does less.
+struct VariableRule {
+  const char* name;
+  const char* absent;  ///< what its absence means, for a warning
+};
+
 /// Registers the rules of a service's properties, by static initialisers beside its factory; or
 /// those of a table of the host's own.
 class ServiceProperties {
  public:
   /// `name` and the rules must live as long as the program.
-  ServiceProperties(const char* name, std::span<const PropertyRule> rules);
+  ServiceProperties(const char* name, std::span<const PropertyRule> rules,
+                    std::span<const VariableRule> variables = {});
 
   /// The rules of the service of that name; empty when it registered none.
   static std::span<const PropertyRule> of(const std::string& name);
+  static std::span<const VariableRule> variablesOf(const std::string& name);
   /// The names that have rules.
   static std::vector<std::string> names();
 };

@@ -1,19 +1,17 @@
 // A mutex with a condition on which threads sleep in the host's time.
 #include "host/framework/ut_Waiter.h"
 
+#include <algorithm>
+
 #include "host/platform/Platform.h"
 
 namespace utility {
-
-namespace {
-constexpr std::int64_t shortPause = 10000;
-}
 
 void Waiter::wait(int seconds) {
   {
     const std::lock_guard point(m_point.mutex);
     m_mutex.unlock();
-    platform::Platform::current().wait(m_point, seconds > 0 ? seconds * 1000000LL : shortPause);
+    platform::Platform::current().wait(m_point, std::max(seconds, 1) * 1000000LL);
   }
   m_mutex.lock();
 }

@@ -15,7 +15,8 @@ class Waiter {
   void unlock() { m_mutex.unlock(); }
 
   /// With the lock held: releases it, sleeps until a signal, a broadcast or the end of `seconds`,
-  /// and takes it again. 0 or less sleeps a very short time, never not at all.
+  /// and takes it again. 0 or less sleeps one second, so that a period that was not given burns no
+  /// processor.
   void wait(int seconds);
 
   /// Wakes one waiter, or the next to come. The caller may hold the lock or not.
