@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <iostream>
 #include <mutex>
-#include <string_view>
+#include <string>
 
 #include "app/app_AppManager.h"
 #include "host/framework/fw_Config.h"
@@ -14,6 +14,7 @@
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/fw_SnprintfAssert.h"
 #include "host/framework/st_StringRepository.h"
+#include "host/framework/ut_DurableFile.h"
 #include "host/framework/ut_Path.h"
 #include "host/sysinfo/si_SysInfoManager.h"
 #include "util/fw_Exception.h"
@@ -76,13 +77,21 @@ void readSize(const char* name, const char* key, unsigned int& size) {
   }
 }
 
+std::string contentOf(const char* path) {
+  const utility::BufferStream content(path);
+  return {content.pTail(), static_cast<std::size_t>(content.ReadAvailable())};
+}
+
 // A kill in the middle of a write can leave the beginning of a line, where the line crosses a page;
 // such a file was never said to be listed.
 void cutHalfLine(const char* path) {
-  const utility::BufferStream content(path);
-  const std::string_view text(content.pTail(), static_cast<std::size_t>(content.ReadAvailable()));
+  const std::string text = contentOf(path);
   if (text.empty() || text.back() == '\n') return;
   Path::truncate(path, static_cast<std::int64_t>(text.rfind('\n') + 1));
+}
+
+bool hasLine(const char* path, const std::string& line) {
+  return ("\n" + contentOf(path)).find("\n" + line + "\n") != std::string::npos;
 }
 
 }  // namespace
@@ -98,16 +107,19 @@ const framework::ServiceFactory pFactoryAppFileLogger(BuildAppFileLogger,
 const framework::ServiceProperties propertiesAppFileLogger(strings::pGSAppFileLogger,
                                                            propertyRules);
 
-// The paths of the two manifests of a directory.
+// The paths of the two manifests of a directory, and of the file that names the one to be listed.
 struct AppFileLogger::Manifests {
   explicit Manifests(const char* dir) {
     snprintfAssert("app_AppFileLogger", __LINE__, __PRETTY_FUNCTION__, manifest.data(),
                    manifest.size(), "%slogArchive.manifest", dir);
     snprintfAssert("app_AppFileLogger", __LINE__, __PRETTY_FUNCTION__, working.data(),
                    working.size(), "%slogArchive.manifest.working", dir);
+    snprintfAssert("app_AppFileLogger", __LINE__, __PRETTY_FUNCTION__, intended.data(),
+                   intended.size(), "%slogArchive.intended", dir);
   }
   std::array<char, 256> manifest;
   std::array<char, 256> working;
+  std::array<char, 256> intended;
 };
 
 AppFileLogger::AppFileLogger(const char* name, const char* second) : FileLogger(name, second) {
@@ -118,17 +130,41 @@ AppFileLogger::AppFileLogger(const char* name, const char* second) : FileLogger(
     const std::lock_guard lock(archiveMutex);
     archive = {};
   }
+  settle();
   std::cout << "AppFileLogger: constructor complete" << std::endl;
 }
 
 int AppFileLogger::migrateFile(const char* source, const char* dest, bool wanted) {
+  if (wanted) intend(dest);
   FileLogger::migrateFile(source, dest, wanted);
   if (!wanted) return 0;
   const std::int64_t size = Path::fileSize(dest);
   LogInfo("AppFileLogger::migrateFile log file source %s, dest %s, size %d", source, dest,
           static_cast<int>(size < 0 ? 0 : size));
   if (size < 0) return -1;
-  return addLogFileToArchive(dest, getDirectory(), static_cast<unsigned int>(size));
+  const int result = addLogFileToArchive(dest, getDirectory(), static_cast<unsigned int>(size));
+  if (result == 0) Path::remove(Manifests(getDirectory()).intended.data());
+  return result;
+}
+
+void AppFileLogger::intend(const char* dest) const {
+  settle();
+  if (utility::replaceFile(Manifests(getDirectory()).intended.data(), dest, 0666) == 0) return;
+  LogError("a kill would forget log file %s: it could not be noted (%d)", dest, errno);
+}
+
+// What the manifest says of the file tells only as long as it was not handed over, so the note is
+// gone before that; see addLogFileToArchive.
+void AppFileLogger::settle() const {
+  const Manifests manifests(getDirectory());
+  const std::lock_guard lock(archiveMutex);
+  const std::string file = contentOf(manifests.intended.data());
+  if (file.empty()) return;
+  int result = 0;
+  if (Path::exists(file.c_str()) && !hasLine(manifests.working.data(), file)) {
+    if (managedLogsEnabled(result) && !appendLine(manifests, file.c_str())) result = -1;
+  }
+  if (result == 0) Path::remove(manifests.intended.data());
 }
 
 bool AppFileLogger::managedLogsEnabled(int& result) const {
@@ -159,6 +195,7 @@ int AppFileLogger::addLogFileToArchive(const char* file, const char* dir, unsign
   const std::lock_guard lock(archiveMutex);
   checkConsumed(manifests);
   if (!appendLine(manifests, file)) return -1;
+  Path::remove(manifests.intended.data());
   archive.m_archivedSize += size;
   archive.m_workingSize += size;
   LogInfo("current archive working, size value %u, archived value %u", archive.m_workingSize,
@@ -190,7 +227,7 @@ bool AppFileLogger::appendLine(const Manifests& manifests, const char* file) con
   }
   const std::string line = std::string(file) + "\n";
   working.SendOutputStream(line.data(), static_cast<unsigned int>(line.size()));
-  if (working.isOutputStreamInError()) {
+  if (working.isOutputStreamInError() || utility::synchroniseFile(manifests.working.data()) != 0) {
     LogError("Could not write working manifest file: %s", manifests.working.data());
     return false;
   }

@@ -12,6 +12,9 @@ namespace services::app {
 /// maximum is not yet archived, the daemon is told once (logMigrationMc3) and an error is logged.
 /// All this happens only while managed logs are enabled in the system information.
 ///
+/// A file's new name is on the disk before the file is moved, until it is listed; one that a kill
+/// left between the two is listed by the next constructor.
+///
 /// The state is one for the process and has a lock of its own, taken before that of the process
 /// table. The manifests outlive the process, the state does not.
 class AppFileLogger : public framework::FileLogger {
@@ -30,6 +33,8 @@ class AppFileLogger : public framework::FileLogger {
  private:
   struct Manifests;
 
+  void intend(const char* dest) const;
+  void settle() const;
   bool managedLogsEnabled(int& result) const;
   void checkConsumed(const Manifests& manifests) const;
   bool appendLine(const Manifests& manifests, const char* file) const;

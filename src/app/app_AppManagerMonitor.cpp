@@ -113,6 +113,7 @@ void AppManager::restartDown(Process& process) {
 
 void AppManager::writeCrashEvent(const char* daemon) {
   if (m_crashEvents == nullptr) return;
+  if (!m_crashEvents->isOutputStreamOpen()) openCrashEvents();
   std::array<char, 64> time;
   TimeMeasure::printTimestamp(TimeMeasure::getTimestamp(), time.data(), time.size());
   std::array<char, 256> text;

@@ -1,9 +1,16 @@
-// The archive logger: its two states, its limits, what failures and restarts leave; and the file
-// logger beneath it.
+// The archive logger and the file logger beneath it, over random histories: beside a model of the
+// two manifests, and beside a list of the files moved aside, with deaths at every step.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <iostream>
+#include <optional>
+#include <random>
+#include <set>
+#include <span>
+#include <sstream>
 
 #include "app/app_AppFileLogger.h"
 #include "support/SimulatedController.h"
@@ -14,160 +21,107 @@ namespace services::app {
 namespace {
 
 using test::SysInfoSetting;
-using testing::ElementsAre;
+using Names = std::vector<std::string>;
 
 constexpr const char* directory = "/var/log/";
 constexpr const char* manifest = "/var/log/logArchive.manifest";
 constexpr const char* working = "/var/log/logArchive.manifest.working";
-constexpr unsigned int threshold = 204800;
-constexpr unsigned int maxSize = 2048000;
+constexpr const char* intended = "/var/log/logArchive.intended";
+constexpr unsigned int threshold = 10;
+constexpr unsigned int maxSize = 25;
 constexpr int migratorPid = 70;
 
-// The configuration of a logger that writes to the directory.
-framework::Config loggerConfig(const std::map<std::string, long>& numbers, bool archive = true) {
+void configure(const std::map<std::string, long>& numbers, bool archive = true) {
   framework::Config config;
   config.set("AppFileLogger.directory", {.value = std::string(directory)});
   config.set("AppFileLogger.archive", {.value = archive});
   for (const auto& [key, number] : numbers) config.set("AppFileLogger." + key, {.value = number});
-  return config;
+  framework::Config::setConfig(config);
 }
 
-class Archive : public testing::Test {
- protected:
-  Archive() {
-    controller.addProcess(migratorPid, "/app/bin/logmigrated");
-    controller.build();
-    controller.runUntil(1);
-    framework::Config::setConfig(loggerConfig({}));
-    restart();
-  }
+// In memory: thousands of files are brought to the disk.
+const int inMemory = ::setenv("TMPDIR", "/dev/shm", 1);
 
-  // A new process: the manifests stay, the state goes.
-  void restart() { logger = std::make_unique<AppFileLogger>("AppFileLogger", nullptr); }
+// One history's source of chance.
+class Chance {
+ public:
+  explicit Chance(unsigned int seed) : m_random(seed) {}
+  unsigned int below(unsigned int bound) { return static_cast<unsigned int>(m_random() % bound); }
+  bool oneIn(unsigned int count) { return below(count) == 0; }
 
-  // Lists the file of that number; answers as the logger does.
-  int add(int number, unsigned int size) {
-    const std::string file = "/log" + std::to_string(number);
-    return logger->addLogFileToArchive(file.c_str(), directory, size);
-  }
-
-  // What the log-migration daemon does when it is done.
-  void consume() const { std::filesystem::remove(controller.machine.root() + manifest); }
-
-  // The events that the daemon was sent.
-  std::vector<int> sent() const {
-    std::vector<int> events;
-    for (const auto& signal : controller.machine.signals()) {
-      EXPECT_EQ(signal.pid, migratorPid);
-      events.push_back(signal.value);
-    }
-    return events;
-  }
-
-  test::SimulatedController controller{{"other", "logmigrated"}, 0};
-  const SysInfoSetting sysInfo{{}, {{"ManagedLogsEnable", true}}};
-  std::unique_ptr<AppFileLogger> logger;
+ private:
+  std::minstd_rand m_random;
 };
 
-constexpr int mc1 = strings::tGSlogMigrationMc1;
-constexpr int mc3 = strings::tGSlogMigrationMc3;
+// What the archive is to do, in numbers and texts.
+struct ArchiveModel {
+  bool idle = true;
+  bool armed = true;
+  unsigned int workingSize = 0;
+  unsigned int archivedSize = 0;
+  std::string workingText;
+  std::optional<std::string> manifestText;
+  std::vector<int> events;
 
-TEST_F(Archive, HandsOverAboveTheThresholdAndWaitsUntilThatIsConsumed) {
-  EXPECT_EQ(add(1, threshold), 0);
-  EXPECT_FALSE(controller.hasFile(manifest)) << "exactly the threshold";
-  EXPECT_EQ(add(2, 1), 0);
-  EXPECT_EQ(controller.readFile(manifest), "/log1\n/log2\n");
-  EXPECT_FALSE(controller.hasFile(working));
-  EXPECT_THAT(sent(), ElementsAre(mc1));
-
-  add(3, threshold);
-  add(4, threshold);
-  EXPECT_EQ(controller.readFile(manifest), "/log1\n/log2\n") << "it waits";
-  EXPECT_EQ(controller.readFile(working), "/log3\n/log4\n");
-  EXPECT_THAT(sent(), ElementsAre(mc1));
-
-  consume();
-  add(5, 0);
-  EXPECT_EQ(controller.readFile(manifest), "/log3\n/log4\n/log5\n") << "at once";
-  EXPECT_THAT(sent(), ElementsAre(mc1, mc1));
-
-  consume();
-  add(6, threshold);
-  EXPECT_FALSE(controller.hasFile(manifest)) << "the working total began anew";
-  EXPECT_EQ(controller.readFile(working), "/log6\n");
-}
-
-TEST_F(Archive, RaisesTheAlarmOnceUntilAHandOverIsConsumed) {
-  const auto alarms = [&] {
-    return controller.log.count("Managed logs archive file size exceeded");
-  };
-  add(1, threshold + 1);
-  add(2, maxSize - threshold - 1);
-  EXPECT_EQ(alarms(), 0) << "exactly the maximum";
-  add(3, 1);
-  EXPECT_EQ(alarms(), 1);
-  add(4, maxSize);
-  EXPECT_EQ(alarms(), 1);
-  EXPECT_THAT(sent(), ElementsAre(mc1, mc3));
-  consume();
-  add(5, 1);
-  EXPECT_EQ(alarms(), 2) << "armed again, and the rest is still above";
-  EXPECT_THAT(sent(), ElementsAre(mc1, mc3, mc1, mc3));
-  consume();
-  add(6, 1);
-  EXPECT_EQ(alarms(), 2) << "nothing but this is left";
-}
-
-TEST_F(Archive, DoesNothingWhileManagedLogsAreDisabledOrUnknown) {
-  {
-    const SysInfoSetting disabled({}, {{"ManagedLogsEnable", false}});
-    EXPECT_EQ(add(1, maxSize), 0);
-    EXPECT_TRUE(controller.log.has("Managed Logs not enabled."));
+  int add(const std::string& file, unsigned int size, bool blocked) {
+    if (!idle && !manifestText) idle = armed = true, archivedSize = workingSize;
+    if (blocked) return -1;
+    workingText += file + "\n";
+    workingSize += size;
+    archivedSize += size;
+    if (workingSize > threshold && idle) {
+      idle = false;
+      events.push_back(strings::tGSlogMigrationMc1);
+      if (!manifestText) manifestText = std::exchange(workingText, ""), workingSize = 0;
+    }
+    if (archivedSize > maxSize && armed) {
+      armed = false;
+      events.push_back(strings::tGSlogMigrationMc3);
+    }
+    return 0;
   }
-  EXPECT_EQ(add(1, maxSize), -1);
-  EXPECT_TRUE(controller.log.has("Could not get pSysinfo."));
-  EXPECT_FALSE(controller.hasFile(working));
-  EXPECT_THAT(sent(), ElementsAre());
-}
+  void restart() { idle = armed = true, workingSize = archivedSize = 0; }
+};
 
-TEST_F(Archive, DoesNotCountAFileThatItCannotList) {
-  std::filesystem::create_directory(controller.machine.root() + working);
-  EXPECT_EQ(add(1, threshold), -1);
-  EXPECT_TRUE(controller.log.has(std::string("Could not open working manifest file: ") + working));
-  std::filesystem::remove(controller.machine.root() + working);
-  EXPECT_EQ(add(2, threshold), 0);
-  EXPECT_FALSE(controller.hasFile(manifest));
-  EXPECT_EQ(controller.readFile(working), "/log2\n");
-}
-
-TEST_F(Archive, CutsOffTheHalfLineThatAKillLeft) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"/log1\n/lo", "/log1\n/log2\n"}, {"/lo", "/log2\n"}, {"/log1\n", "/log1\n/log2\n"}};
-  for (const auto& [before, after] : rows) {
-    controller.writeFile(working, before);
-    EXPECT_EQ(add(2, 1), 0);
-    EXPECT_EQ(controller.readFile(working), after);
+TEST(Archive, DoesAsItsModelOverRandomHistories) {
+  test::SimulatedController controller{{"other", "logmigrated"}, 0};
+  controller.addProcess(migratorPid, "/app/bin/logmigrated");
+  controller.build();
+  controller.runUntil(1);
+  configure({{"archiveMigrationThreshold", threshold}, {"archiveMigrationMaxSize", maxSize}});
+  auto logger = std::make_unique<AppFileLogger>("AppFileLogger", nullptr);
+  const std::string root = controller.machine.root();
+  ArchiveModel model;
+  Chance chance(1);
+  for (int step = 0; step < 1000; ++step) {
+    SCOPED_TRACE(step);
+    if (chance.oneIn(5) && std::filesystem::remove(root + manifest)) model.manifestText.reset();
+    if (chance.oneIn(20)) {
+      logger = std::make_unique<AppFileLogger>("AppFileLogger", nullptr);
+      model.restart();
+    }
+    const bool blocked = model.workingText.empty() && chance.oneIn(5);
+    if (blocked) std::filesystem::create_directory(root + working);
+    const bool known = !chance.oneIn(20);
+    const bool enabled = known && !chance.oneIn(20);
+    std::optional<SysInfoSetting> sysInfo;
+    if (known)
+      sysInfo.emplace(std::map<std::string, std::string>{},
+                      std::map<std::string, bool>{{"ManagedLogsEnable", enabled}});
+    const std::string file = "/log" + std::to_string(step);
+    const unsigned int size = chance.below(threshold + 2);
+    const int expected = enabled ? model.add(file, size, blocked) : (known ? 0 : -1);
+    ASSERT_EQ(logger->addLogFileToArchive(file.c_str(), directory, size), expected);
+    if (blocked) std::filesystem::remove(root + working);
+    ASSERT_EQ(controller.readFile(working), model.workingText);
+    ASSERT_EQ(controller.hasFile(manifest), model.manifestText.has_value());
+    ASSERT_EQ(controller.readFile(manifest), model.manifestText.value_or(""));
   }
-}
-
-TEST_F(Archive, KeepsTheManifestsAndForgetsTheTotalsOverARestart) {
-  add(1, threshold);
-  restart();
-  add(2, threshold);
-  EXPECT_EQ(controller.readFile(working), "/log1\n/log2\n");
-  add(3, 1);
-  EXPECT_EQ(controller.readFile(manifest), "/log1\n/log2\n/log3\n");
-  restart();
-  add(4, threshold + 1);
-  EXPECT_EQ(controller.readFile(manifest), "/log1\n/log2\n/log3\n") << "not yet consumed";
-  EXPECT_EQ(controller.readFile(working), "/log4\n");
-  EXPECT_THAT(sent(), ElementsAre(mc1, mc1)) << "sent again for the manifest from before";
-  add(5, 1);
-  EXPECT_THAT(sent(), ElementsAre(mc1, mc1)) << "it waits now";
-  consume();
-  add(6, 1);
-  EXPECT_EQ(controller.readFile(manifest), "/log4\n/log5\n/log6\n");
-  EXPECT_THAT(sent(), ElementsAre(mc1, mc1, mc1));
+  std::vector<int> sent;
+  for (const auto& signal : controller.machine.signals()) sent.push_back(signal.value);
+  EXPECT_EQ(sent, model.events);
+  EXPECT_EQ(controller.log.count("Managed logs archive file size exceeded"),
+            std::ranges::count(sent, int{strings::tGSlogMigrationMc3}));
 }
 
 // A machine where nothing can be moved to the manifest, and none is seen.
@@ -184,85 +138,200 @@ TEST(ArchiveFailure, KeepsTheWorkingManifestWhenItCannotBeMoved) {
   const test::LogCapture log;
   std::filesystem::create_directories(machine.root() + directory);
   const SysInfoSetting sysInfo({}, {{"ManagedLogsEnable", true}});
-  framework::Config::setConfig(loggerConfig({{"archiveMigrationThreshold", 10}}));
+  configure({{"archiveMigrationThreshold", 10}});
   AppFileLogger logger("AppFileLogger", nullptr);
   EXPECT_EQ(logger.addLogFileToArchive("/log1", directory, 11), 0);
   EXPECT_EQ(logger.addLogFileToArchive("/log2", directory, 1), 0);
   EXPECT_EQ(std::filesystem::file_size(machine.root() + working), 12U);
   EXPECT_EQ(log.count("archive file moved, rc = -1"), 2) << "it is tried again";
   EXPECT_FALSE(log.has("no supervision service to send"));
-  EXPECT_EQ(logger.addLogFileToArchive("/log3", directory, maxSize), 0);
+  EXPECT_EQ(logger.addLogFileToArchive("/log3", directory, 2048000), 0);
   EXPECT_EQ(log.count("no supervision service to send logMigrationMc3"), 1);
 }
 
-class FileLog : public testing::Test {
- protected:
-  static void take(framework::FileLogger& logger, const std::string& line) {
-    logger.takeLine(framework::LogType::Info, line.data(), line.size());
-  }
-  std::string read(const std::string& name) const { return controller.readFile(directory + name); }
+// Dies at a step, that is at one of its uses of a file; may refuse to open the log.
+class MortalMachine : public platform::SimulatedPlatform {
+ public:
+  struct Death {};
 
-  test::SimulatedController controller;
+  const char* locate(const char* path, char* buffer, std::size_t size) override {
+    if (stepsToDeath > 0 && --stepsToDeath == 0) throw Death{};
+    const bool refused = refusesLog && std::string(path) == "/var/log/mc.log";
+    return SimulatedPlatform::locate(refused ? "/none/mc.log" : path, buffer, size);
+  }
+
+  unsigned int stepsToDeath = 0;  // 0: none
+  bool refusesLog = false;
 };
 
-TEST_F(FileLog, MovesFullFilesAsideAndKeepsTheLatest) {
-  framework::Config::setConfig(loggerConfig({{"maxSize", 100}, {"keep", 2}}));
-  controller.writeFile("/var/log/mc.log.000007", "from before");
-  controller.writeFile("/var/log/mc.log", std::string(50, 'o'));
-  framework::FileLogger logger("AppFileLogger", nullptr);
-  take(logger, std::string(49, 'a'));
-  EXPECT_EQ(read("mc.log").size(), 99U);
-  take(logger, "b");
-  EXPECT_EQ(read("mc.log.000008"), std::string(50, 'o') + std::string(49, 'a') + "b");
-  EXPECT_EQ(read("mc.log"), "");
-  EXPECT_EQ(read("mc.log.000007"), "from before");
-  take(logger, std::string(150, 'c'));
-  EXPECT_EQ(read("mc.log.000009"), std::string(150, 'c'));
-  EXPECT_EQ(read("mc.log.000008").size(), 100U);
-  EXPECT_EQ(read("mc.log.000007"), "") << "beyond the number kept";
+// A log of 100 bytes a file that keeps three, beside all that it was given and has made.
+class LogHistory {
+ public:
+  explicit LogHistory(unsigned int seed) : m_chance(seed) {
+    std::filesystem::create_directories(m_machine.root() + directory);
+    configure({{"maxSize", 100}, {"keep", keep}, {"archiveMigrationThreshold", 250}});
+    restart();
+  }
+
+  void live() {
+    for (int step = 0; step < 80 && !testing::Test::HasFailure(); ++step) {
+      if (m_chance.oneIn(6)) copyByHand();
+      if (m_chance.oneIn(8)) consume();
+      if (m_chance.oneIn(10)) restart();
+      m_machine.refusesLog = m_chance.oneIn(8);
+      takeLine();
+      check();
+    }
+  }
+
+ private:
+  static constexpr std::size_t keep = 3;
+
+  std::string place(const std::string& path) const { return m_machine.root() + path; }
+  std::string read(const std::string& path) const {
+    std::stringstream content;
+    content << std::ifstream(place(path)).rdbuf();
+    return content.str();
+  }
+
+  void restart() {
+    m_logger.reset();
+    if (m_chance.oneIn(3)) m_machine.stepsToDeath = 1 + m_chance.below(12);
+    try {
+      m_logger = std::make_unique<AppFileLogger>("AppFileLogger", nullptr);
+      m_machine.stepsToDeath = 0;
+    } catch (const MortalMachine::Death&) {
+      restart();
+    }
+  }
+
+  // A line ends with the number of the line, so that no two are the same.
+  void takeLine() {
+    const std::string line =
+        std::string(20 + m_chance.below(60), 'x') + std::to_string(++m_lines) + "\n";
+    const bool mayBeMissing = m_machine.refusesLog;
+    if (m_chance.oneIn(3)) m_machine.stepsToDeath = 1 + m_chance.below(40);
+    try {
+      m_logger->takeLine(framework::LogType::Info, line.data(), line.size());
+      m_machine.stepsToDeath = 0;
+      const Names there = moved();
+      if (!there.empty() && (m_made.empty() || there.back() != m_made.back())) m_deaths = 0;
+      if (!mayBeMissing || logged().ends_with(line)) m_given += line;
+    } catch (const MortalMachine::Death&) {
+      m_machine.refusesLog = false;
+      if (logged().ends_with(line)) m_given += line;
+      ++m_deaths;
+      tearManifest();
+      if (m_chance.oneIn(2)) consume();
+      restart();
+    }
+  }
+
+  // A death in the middle of the write leaves half a line.
+  void tearManifest() {
+    const std::string list = read(working);
+    const std::string last = read(intended) + "\n";
+    if (!list.ends_with(last) || last.size() < 2 || m_chance.oneIn(2)) return;
+    std::filesystem::resize_file(place(working), list.size() - 1 - m_chance.below(20));
+  }
+
+  void copyByHand() {
+    const Names names = {"mc.log.20261122",
+                         "mc.log.4294967295",
+                         "mc.log.4294967297",
+                         "mc.log.00000007",
+                         "mc.log.261122",
+                         "mc.log.000001x",
+                         "mc.log.7",
+                         m_made.empty() ? "" : m_made.back() + ".gz",
+                         m_made.empty() ? "" : m_made.back() + ".bak"};
+    const std::string& name = names[m_chance.below(static_cast<unsigned int>(names.size()))];
+    if (m_made.empty() || m_copies.contains(name)) return;  // the first number tells what is far
+    std::ofstream(place(directory + name)) << "a copy";
+    m_copies.insert(name);
+  }
+
+  void consume() {
+    m_consumed += read(manifest);
+    std::filesystem::remove(place(manifest));
+  }
+
+  // The files that were moved aside and are there, the oldest first.
+  Names moved() const {
+    Names names;
+    for (const auto& entry : std::filesystem::directory_iterator(place(directory))) {
+      const std::string name = entry.path().filename();
+      if (name.starts_with("mc.log.") && !m_copies.contains(name)) names.push_back(name);
+    }
+    std::ranges::sort(names);
+    return names;
+  }
+  std::string logged() const {
+    std::string all;
+    for (const std::string& name : moved()) all += read(directory + name);
+    return all + read("/var/log/mc.log");
+  }
+
+  void check() {
+    const Names there = moved();
+    for (const std::string& name : there) {
+      if (std::ranges::find(m_made, name) != m_made.end()) continue;
+      EXPECT_TRUE(m_made.empty() || m_made.back() < name) << name << " is given twice";
+      m_made.push_back(name);
+    }
+    EXPECT_GE(there.size(), std::min(keep, m_made.size())) << "one was pushed out";
+    EXPECT_LE(there.size(), keep + m_deaths) << "one was not removed";
+    EXPECT_TRUE(std::ranges::equal(there, std::span(m_made).last(there.size())));
+    for (const std::string& name : m_copies) EXPECT_EQ(read(directory + name), "a copy") << name;
+    EXPECT_TRUE(m_given.ends_with(logged())) << "lines are lost or torn:\n" << logged();
+    std::string listed;
+    for (const std::string& name : m_made) listed += directory + name + "\n";
+    EXPECT_EQ(m_consumed + read(manifest) + read(working), listed);
+  }
+
+  MortalMachine m_machine;
+  const SysInfoSetting m_sysInfo{{}, {{"ManagedLogsEnable", true}}};
+  Chance m_chance;
+  std::unique_ptr<AppFileLogger> m_logger;
+  int m_lines = 0;
+  std::size_t m_deaths = 0;  // since files beyond the number kept were last removed
+  std::string m_given;       // the lines that have to be there, unless they were among the oldest
+  Names m_made;              // all files that were ever moved aside
+  std::set<std::string> m_copies;
+  std::string m_consumed;  // what the log-migration daemon took
+};
+
+TEST(LogFiles, LoseNothingOverRandomHistories) {
+  const int level = framework::Logger::getLevel();
+  framework::Logger::setLevel(framework::LogType::Error);
+  std::cout.setstate(std::ios::failbit);
+  std::cerr.setstate(std::ios::failbit);
+  for (unsigned int seed = 1; seed <= 60 && !HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    LogHistory(seed).live();
+  }
+  std::cout.clear();
+  std::cerr.clear();
+  framework::Logger::setLevel(level);
 }
 
-TEST_F(FileLog, TriesAgainOnlyAfterAsMuchMoreWhenAFileCannotBeMoved) {
-  framework::Config::setConfig(loggerConfig({{"maxSize", 100}}));
-  framework::FileLogger logger("AppFileLogger", nullptr);
-  std::filesystem::create_directory(controller.machine.root() + "/var/log/mc.log.000001");
-  take(logger, std::string(100, 'a'));
-  take(logger, std::string(99, 'b'));
-  EXPECT_EQ(controller.log.count("log file /var/log/mc.log cannot be moved"), 1);
-  take(logger, "c");
-  EXPECT_EQ(read("mc.log.000002"), std::string(100, 'a') + std::string(99, 'b') + "c");
-}
-
-TEST_F(FileLog, NeitherAFullDiskNorADatedCopyPushesFilesOut) {
-  framework::Config::setConfig(loggerConfig({{"maxSize", 100}, {"keep", 3}}));
+TEST(LogFiles, AFullDiskLosesWholeLinesAndPushesNothingOut) {
+  const test::SimulatedController controller;
+  configure({{"maxSize", 100}, {"keep", 1}}, false);
   const std::string line(60, 'a');
   controller.writeFile("/var/log/mc.log.000007", "old");
-  controller.writeFile("/var/log/mc.log.20261122", "copy");
   framework::FileLogger logger("AppFileLogger", nullptr);
+  const auto take = [&] { logger.takeLine(framework::LogType::Info, line.data(), line.size()); };
   {
     const test::Limit full(RLIMIT_FSIZE, 100);
-    for (int i = 0; i < 4; ++i) take(logger, line);
+    for (int i = 0; i < 4; ++i) take();
   }
-  EXPECT_EQ(read("mc.log"), line) << "whole lines, and the file is not full";
-  take(logger, line);
-  EXPECT_EQ(read("mc.log.20261123"), line + line);
-  EXPECT_EQ(read("mc.log.000007"), "old") << "three are kept";
-}
-
-TEST_F(FileLog, ListsWhatIsMovedWhenThePropertySaysSo) {
-  const SysInfoSetting sysInfo({}, {{"ManagedLogsEnable", true}});
-  for (const bool archive : {false, true}) {
-    framework::Config::setConfig(
-        loggerConfig({{"maxSize", 10}, {"archiveMigrationThreshold", 19}}, archive));
-    AppFileLogger logger("AppFileLogger", nullptr);
-    take(logger, "0123456789");
-    EXPECT_EQ(controller.readFile(working), archive ? "/var/log/mc.log.000003\n" : "");
-    take(logger, "0123456789");
-    EXPECT_EQ(controller.readFile(manifest),
-              archive ? "/var/log/mc.log.000003\n/var/log/mc.log.000004\n" : "");
-    EXPECT_EQ(logger.migrateFile("/var/log/none", "/var/log/d", true), -1);
-    EXPECT_FALSE(controller.hasFile(working));
-  }
+  EXPECT_EQ(controller.readFile("/var/log/mc.log"), line);
+  EXPECT_EQ(controller.readFile("/var/log/mc.log.000007"), "old");
+  take();
+  EXPECT_EQ(controller.readFile("/var/log/mc.log.000008"), line + line);
+  EXPECT_FALSE(controller.hasFile("/var/log/mc.log.000007")) << "beyond the number kept";
+  EXPECT_FALSE(controller.hasFile(working)) << "archiving is off";
 }
 
 }  // namespace

@@ -11,7 +11,10 @@
 namespace framework {
 
 /// Appends every log line to DIRECTORYmc.log. A file that has reached its size is moved aside, to
-/// DIRECTORYmc.log.NNNNNN with the next number, and the oldest beyond the number kept is removed.
+/// DIRECTORYmc.log.NNNNNN with the next number that no file has, and the oldest beyond the number
+/// kept is removed. Files with other names, or whose number lies far beyond the others (copies made
+/// by hand), are left alone and count for nothing. While the file cannot be opened, each line tries
+/// again; a warning then tells how many are missing.
 ///
 /// Properties: "directory" (ends in a slash; without it nothing is written), "maxSize" (bytes,
 /// 65536), "keep" (files moved aside that are kept, archived or not, 40), "archive" (whether a
@@ -41,8 +44,9 @@ class FileLogger : public ActiveService, public Logger {
   const char* getDirectory() const { return m_directory.c_str(); }
 
  private:
-  void open();
+  bool open();
   void moveAside();
+  std::string nextFree();
   void removeOldest() const;
 
   static const ServiceInfo m_serviceInfoData;
@@ -54,6 +58,7 @@ class FileLogger : public ActiveService, public Logger {
   bool m_archive = false;
   unsigned int m_lastNumber = 0;  // of the files moved aside
   std::int64_t m_size = 0;        // of the open file
+  unsigned int m_missing = 0;     // lines that came while it could not be opened
   std::unique_ptr<utility::FileOutputStream> m_file;
 };
 

@@ -101,6 +101,10 @@ int moveIntoPlace(const char* temporary, const char* path) {
   return answer(moveLocated(from, Path::located(path)), from);
 }
 
+int synchroniseFile(const char* path) {
+  return synchronise(Path::located(path), O_RDONLY) ? 0 : -1;
+}
+
 int replaceFile(const char* path, std::string_view content, int mode) {
   const std::string target = Path::located(path);
   const std::string temporary = temporaryOf(target);

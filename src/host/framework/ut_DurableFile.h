@@ -15,6 +15,9 @@ std::string temporaryOf(const std::string& path);
 /// be written is not replaced.
 int moveIntoPlace(const char* temporary, const char* path);
 
+/// Brings the content of a file to the disk. 0, or -1 with errno.
+int synchroniseFile(const char* path);
+
 /// Gives the file `path` this content. A new file gets the permission bits `mode` less the umask;
 /// one that is there keeps its mode and owner. Answers like moveIntoPlace().
 int replaceFile(const char* path, std::string_view content, int mode);
