@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -114,7 +115,8 @@ class AppManager : public framework::ActiveService {
   void clearMemSaveTrack();
 
   /// Mails a report of a daemon's crash. Runs commands, and so takes its time; the sending itself
-  /// goes on in the background. For the monitor thread.
+  /// goes on in the background; while the one before of that daemon is still being sent, at most 2
+  /// seconds are waited and then none is made. For the monitor thread.
   void sendMail(const char* daemon) const;
 
   /// Mails a managed-log file, given as its path, to the fourth address of the system information,
@@ -126,6 +128,12 @@ class AppManager : public framework::ActiveService {
   /// Mails a text and waits for sendmail. Only the body may hold line breaks.
   static void sendSimpleMail(const char* to, const char* from, const char* subject,
                              const char* body);
+
+  /// The same two for callers who want to know whether sendmail was called; what came of that, no
+  /// one learns. The log's lines carry `operation`, the caller's signature.
+  bool mailManagedLogs(const char* operation, const char* file) const;
+  static bool mailSimple(const char* operation, const char* to, const char* from,
+                         const char* subject, const char* body);
 
  private:
   using Clock = std::int64_t;
@@ -177,7 +185,8 @@ class AppManager : public framework::ActiveService {
   void sleepUntilNextCycle(Clock cycleStart);
 
   // Mail.
-  void writeCrashMail(const char* operation, const char* path, const char* daemon,
+  bool isEarlierSent(const std::string& path) const;
+  bool writeCrashMail(const char* operation, const char* path, const char* daemon,
                       const char* address, char slot) const;
   static void appendCrashReports(const char* path, const char* daemon);
   bool writeManagedLogsMail(const char* operation, const char* path,
@@ -232,6 +241,8 @@ class AppManager : public framework::ActiveService {
   mutable std::mutex m_memSaveLock;  // guards the save track; a leaf
   ProcessScan m_scan;
   int m_nextWait = 0;  // seconds to the next cycle
+  // The crash mails' sends, by file; gone when they have ended. The monitor thread's.
+  mutable std::map<std::string, std::weak_ptr<const void>> m_sends;
 };
 
 }  // namespace services::app

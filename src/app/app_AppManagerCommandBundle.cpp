@@ -7,6 +7,7 @@
 #include "host/framework/fw_Console.h"
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/fw_Shell.h"
+#include "host/framework/ut_Path.h"
 #include "util/ut_FileOutputStream.h"
 #include "util/ut_VirtualPutStream.h"
 
@@ -98,6 +99,7 @@ int MemoryStatsSave::execute(framework::Console& console, utility::Arguments& ar
     manager->dumpMemSaveTrack(stream);
     stream.EndOutputStream();
     if (file.isOutputStreamInError()) {
+      utility::Path::remove(name);
       console.reply(framework::Refused, "Cannot write file %s\n", name);
       return 1;
     }

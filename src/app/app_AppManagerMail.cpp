@@ -2,7 +2,8 @@
 //
 // Each mail is a file of header lines and text in the temporary directory, which a shell command
 // hands to sendmail and then removes. A kind of mail has one file, so mails of one kind are made
-// one after the other.
+// one after the other. The commands open the file by its name, so nobody else may put one there.
+#include <cerrno>
 #include <mutex>
 
 #include "app/app_AppManager.h"
@@ -48,15 +49,45 @@ struct Text {
 using PathText = Text<128>;
 using CommandText = Text<500>;
 
-// The temporary directory; null, and an error line, when it is not set.
+// The temporary directory; null, and an error line, when it is not set or not safe.
 const char* temporaryDirectory(const char* operation, int line) {
   const char* directory = utility::Environment::GetEnv("MC_TEMP");
   if (directory == nullptr || *directory == '\0') {
     Logger::StaticLogMethod(LogType::Error, operation, line, "no mail: MC_TEMP is not set");
     return nullptr;
   }
+  if (utility::Path::isOpenToOthers(directory)) {
+    Logger::StaticLogMethod(LogType::Error, operation, line,
+                            "no mail: other users can write MC_TEMP, %s, and it is not sticky",
+                            directory);
+    return nullptr;
+  }
   return directory;
 }
+
+// A new file in place of what a send that was killed has left.
+struct MailFile {
+  explicit MailFile(const char* name)
+      : path(name), stream(emptied(name), true, fileMode, refused) {}
+
+  // Whether somebody was faster, with a file or a link of theirs; if so, says it.
+  bool isTaken(const char* operation, int line) const {
+    if (stream.getErrno() != EEXIST) return false;
+    Logger::StaticLogMethod(LogType::Error, operation, line, "no mail: %s is somebody else's",
+                            path);
+    return true;
+  }
+
+  const char* const path;
+  FileOutputStream stream;
+
+ private:
+  static constexpr auto refused = FileOutputStream::Existing::Refused;
+  static const char* emptied(const char* name) {
+    utility::Path::remove(name);
+    return name;
+  }
+};
 
 struct TimeText {
   TimeText() {
@@ -99,7 +130,12 @@ bool controllersKnown(const SysInfo& sysInfo, const char* operation, int line) {
   return false;
 }
 
-void run(const char* command) { Container::spawn(command, nullptr, nullptr); }
+int run(const char* command) { return Container::spawn(command, nullptr, nullptr); }
+
+// One that was killed, at its time limit or at a stop, has not removed the file.
+void send(const char* command, const char* path) {
+  if (run(command) < 0) utility::Path::remove(path);
+}
 
 }  // namespace
 
@@ -122,24 +158,39 @@ void AppManager::sendMail(const char* daemon) const {
   if (directory == nullptr) return;
   PathText path;
   path.stream.PutF("%s/%scrash.mail", directory, daemon);
-  writeCrashMail(operation, path.get(), daemon, address.text.data(), slot);
+  if (!isEarlierSent(path.get())) {
+    LogMethodError(operation, __LINE__, "no crash mail of %s: the one before is still being sent",
+                   daemon);
+    return;
+  }
+  if (!writeCrashMail(operation, path.get(), daemon, address.text.data(), slot)) return;
   appendCrashReports(path.get(), daemon);
 
   MC_MAIL_DEBUG("About to execute sendmail for file: %s", path.get());
   CommandText command;
   command.stream.PutF("/sbin/sendmail -S %s -t <%s; rm %s; &", mailRelay, path.get(), path.get());
   MC_MAIL_DEBUG("using: %s", command.get());
-  run(command.get());
+  const auto sending = std::make_shared<const bool>();
+  m_sends[path.get()] = sending;
+  Container::spawnHolding(command.get(), sending);
 }
 
-void AppManager::writeCrashMail(const char* operation, const char* path, const char* daemon,
+// The command of a send ends with the removal of the file, which would take the next mail away.
+bool AppManager::isEarlierSent(const std::string& path) const {
+  constexpr int patience = 200;  // ticks
+  const std::weak_ptr<const void>& earlier = m_sends[path];
+  for (int tick = 0; tick < patience && !earlier.expired(); ++tick) taskDelay(1);
+  return earlier.expired();
+}
+
+bool AppManager::writeCrashMail(const char* operation, const char* path, const char* daemon,
                                 const char* address, char slot) const {
-  utility::Path::remove(path);  // what a send that was killed has left
-  FileOutputStream file(path, true, fileMode);
+  MailFile file(path);
+  if (file.isTaken(operation, __LINE__)) return false;
   MC_MAIL_DEBUG("create virtualputstream");
-  VirtualPutStream mail(file, streamSize, streamLevel);
+  VirtualPutStream mail(file.stream, streamSize, streamLevel);
   MC_MAIL_DEBUG("create output");
-  if (file.isOutputStreamGood()) {
+  if (file.stream.isOutputStreamGood()) {
     MC_MAIL_DEBUG("create output");
     mail.PutF("to: %s\n", crashMailbox);
     mail.PutF("from: %s_mc_%s@%s\n", address, letterText(slot).c_str(), crashSenderDomain);
@@ -147,6 +198,7 @@ void AppManager::writeCrashMail(const char* operation, const char* path, const c
     mail.PutF("\nCrash at: %s\n\n\n", TimeText().text.data());
   }
   mail.EndOutputStream();
+  return true;
 }
 
 void AppManager::appendCrashReports(const char* path, const char* daemon) {
@@ -164,29 +216,31 @@ void AppManager::appendCrashReports(const char* path, const char* daemon) {
 #undef MC_MAIL_DEBUG
 
 void AppManager::sendManagedLogsMail(int /*unused*/, int /*unused*/, const void* file) const {
+  mailManagedLogs(__PRETTY_FUNCTION__, static_cast<const char*>(file));
+}
+
+bool AppManager::mailManagedLogs(const char* operation, const char* logFile) const {
   static std::mutex oneAtATime;
   const std::lock_guard lock(oneAtATime);
-  const char* const operation = __PRETTY_FUNCTION__;
-  const auto* const logFile = static_cast<const char*>(file);
   const SysInfoReadGuard guard;
   LogMethodInfo(operation, __LINE__, "SendManagedLogsMail entry file: %s", logFile);
   const SysInfo* sysInfo = guard.getObject();
   if (sysInfo == nullptr) {
     LogMethodError(operation, __LINE__,
                    "AppManager::sendManagedLogsMail did not get lock on sysInfo exit");
-    return;
+    return false;
   }
   LogMethodInfo(operation, __LINE__, "readslot");
   const char slot = readSlot();
-  if (!controllersKnown(*sysInfo, operation, __LINE__)) return;
+  if (!controllersKnown(*sysInfo, operation, __LINE__)) return false;
 
   LogMethodInfo(operation, __LINE__, "temp");
   const char* directory = temporaryDirectory(operation, __LINE__);
-  if (directory == nullptr) return;
+  if (directory == nullptr) return false;
   LogMethodInfo(operation, __LINE__, "pTempDir %s", directory);
   PathText path;
   path.stream.PutF("%s/ManagedLogs.mail", directory);
-  if (!writeManagedLogsMail(operation, path.get(), *sysInfo, slot, logFile)) return;
+  if (!writeManagedLogsMail(operation, path.get(), *sysInfo, slot, logFile)) return false;
 
   LogMethodInfo(operation, __LINE__, "About to execute sendmail for file: %s", path.get());
   CommandText command;
@@ -200,8 +254,9 @@ void AppManager::sendManagedLogsMail(int /*unused*/, int /*unused*/, const void*
                         path.get(), path.get());
   }
   LogMethodInfo(operation, __LINE__, "using: %s", command.get());
-  run(command.get());
+  send(command.get(), path.get());
   LogMethodInfo(operation, __LINE__, "SendManagedLogsMail exit");
+  return true;
 }
 
 bool AppManager::writeManagedLogsMail(const char* operation, const char* path,
@@ -209,10 +264,10 @@ bool AppManager::writeManagedLogsMail(const char* operation, const char* path,
                                       const char* logFile) const {
   const MCInfo* controller = controllerOf(sysInfo, slot);
   const AddressText address(controller->getIpV4Address());
-  utility::Path::remove(path);  // what a send that was killed has left
-  FileOutputStream file(path, true, fileMode);
+  MailFile file(path);
+  if (file.isTaken(operation, __LINE__)) return false;
   LogMethodInfo(operation, __LINE__, "create virtualputstream");
-  VirtualPutStream mail(file, streamSize, streamLevel);
+  VirtualPutStream mail(file.stream, streamSize, streamLevel);
   LogMethodInfo(operation, __LINE__,
                 "sendManagedLogsMail: getManagedLogsEnable %d controllerSerial %s",
                 sysInfo.getManagedLogsEnable(), controller->getControllerSerial());
@@ -224,7 +279,7 @@ bool AppManager::writeManagedLogsMail(const char* operation, const char* path,
     LogMethodError(operation, __LINE__, "SendManagedLogsMail: email4 address is not set exit");
     return false;
   }
-  if (file.isOutputStreamGood()) {
+  if (file.stream.isOutputStreamGood()) {
     LogMethodInfo(operation, __LINE__, "create output");
     mail.PutF("to: %s\n", sysInfo.getEmailAddr4());
     mail.PutF("from: %s_MC_%s_%s_%s@%s\n", controller->getControllerSerial(),
@@ -239,29 +294,34 @@ bool AppManager::writeManagedLogsMail(const char* operation, const char* path,
 
 void AppManager::sendSimpleMail(const char* to, const char* from, const char* subject,
                                 const char* body) {
+  mailSimple(__PRETTY_FUNCTION__, to, from, subject, body);
+}
+
+bool AppManager::mailSimple(const char* operation, const char* to, const char* from,
+                            const char* subject, const char* body) {
   static std::mutex oneAtATime;
   const std::lock_guard lock(oneAtATime);
-  const char* const operation = __PRETTY_FUNCTION__;
   const char* directory = temporaryDirectory(operation, __LINE__);
-  if (directory == nullptr) return;
+  if (directory == nullptr) return false;
   PathText path;
   path.stream.PutF("%s/simple.mail", directory);
   Logger::StaticLogMethod(LogType::Info, operation, __LINE__, "creating file: %s", path.get());
-  FileOutputStream file(path.get(), false, fileMode);
-  if (file.isOutputStreamInError() || !file.isOutputStreamOpen()) {
+  MailFile file(path.get());
+  if (file.stream.isOutputStreamInError() || !file.stream.isOutputStreamOpen()) {
     Logger::StaticLogMethod(LogType::Error, operation, __LINE__,
-                            "failure to sent e-mail to: %s (%d)", to, file.getErrno());
-    return;
+                            "failure to sent e-mail to: %s (%d)", to, file.stream.getErrno());
+    return false;
   }
-  VirtualPutStream mail(file, streamSize, streamLevel);
+  VirtualPutStream mail(file.stream, streamSize, streamLevel);
   mail.PutF("to: %s\nfrom: %s\nsubject: %s\n", to, from, subject);
   mail.PutF("\nmessage at: %s\n\n%s\n", TimeText().text.data(), body);
   mail.EndOutputStream();
-  file.EndOutputStream();
+  file.stream.EndOutputStream();
   Text<2048> command;
   command.stream.PutF("/sbin/sendmail -S %s -t <%s; rm %s", mailRelay, path.get(), path.get());
   Logger::StaticLogMethod(LogType::Info, operation, __LINE__, "command: %s", command.get());
-  run(command.get());
+  send(command.get(), path.get());
+  return true;
 }
 
 }  // namespace services::app

@@ -38,6 +38,15 @@ constexpr std::array<Check, 4> simpleChecks = {{
     {"TEXT", isPlainText, plainTextRule},
 }};
 
+// `what` and `name` are those of the mail.
+void replyIssued(Console& console, bool issued, const char* what, const char* name) {
+  if (issued) {
+    console.reply(Ok, "%s %s issued\n", what, name);
+  } else {
+    console.reply(Refused, "nothing is mailed; the log says why\n");
+  }
+}
+
 int sendSimple(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() != simpleChecks.size()) return 0;
   for (unsigned int i = 0; i < simpleChecks.size(); ++i) {
@@ -46,9 +55,10 @@ int sendSimple(Console& console, const Arguments& arguments) {
     console.reply(Refused, "%s %s\n", check.place, check.rule);
     return 1;
   }
-  AppManager::sendSimpleMail(arguments.ArgValue(0), arguments.ArgValue(1), arguments.ArgValue(2),
-                             arguments.ArgValue(3));
-  console.reply(Ok, "mail to %s issued\n", arguments.ArgValue(0));
+  const bool issued =
+      AppManager::mailSimple(__PRETTY_FUNCTION__, arguments.ArgValue(0), arguments.ArgValue(1),
+                             arguments.ArgValue(2), arguments.ArgValue(3));
+  replyIssued(console, issued, "mail to", arguments.ArgValue(0));
   return 1;
 }
 
@@ -67,12 +77,14 @@ int sendManagedLogs(Console& console, const Arguments& arguments) {
     console.reply(Refused, "FILE %s\n", framework::safePathRule);
   } else if (!utility::Path::exists(file)) {
     console.reply(Refused, "no such file: %s\n", file);
+  } else if (!utility::Path::isFile(file)) {
+    console.reply(Refused, "no regular file: %s\n", file);
   } else if (const char* refusal = managedLogsRefusal()) {
     console.reply(Refused, "nothing is mailed: %s; see: sysinfo show\n", refusal);
   } else if (const auto* manager =
                  framework::runningOrReply<AppManager>(console, "process supervision")) {
-    manager->sendManagedLogsMail(0, 0, file);
-    console.reply(Ok, "managed-log mail of %s issued\n", file);
+    replyIssued(console, manager->mailManagedLogs(__PRETTY_FUNCTION__, file), "managed-log mail of",
+                file);
   }
   return 1;
 }

@@ -24,11 +24,23 @@ bool writeAll(int descriptor, const char* data, std::size_t size) {
   return true;
 }
 
+int openRegular(const char* path, int flags, int mode) {
+  const int descriptor = openFile(path, O_WRONLY | O_CREAT | flags, static_cast<mode_t>(mode));
+  struct stat status {};
+  if (descriptor < 0 || (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))) {
+    return descriptor;
+  }
+  ::close(descriptor);
+  errno = EINVAL;
+  return -1;
+}
+
 }  // namespace
 
-FileOutputStream::FileOutputStream(const char* path, bool append, int mode)
-    : m_descriptor(openFile(path, O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC),
-                            static_cast<mode_t>(mode))),
+FileOutputStream::FileOutputStream(const char* path, bool append, int mode, Existing existing)
+    : m_descriptor(openRegular(
+          path, (append ? O_APPEND : O_TRUNC) | (existing == Existing::Refused ? O_EXCL : 0),
+          mode)),
       m_open(m_descriptor >= 0),
       m_error(!m_open),
       m_errno(m_open ? 0 : errno) {}
@@ -43,11 +55,11 @@ void FileOutputStream::EndOutputStream() {}
 
 bool FileOutputStream::SendOutputStream(const char* data, unsigned int size) {
   struct stat before {};
-  const bool isFile = m_open && ::fstat(m_descriptor, &before) == 0 && S_ISREG(before.st_mode);
+  const bool isKnown = m_open && ::fstat(m_descriptor, &before) == 0;
   if (m_open && writeAll(m_descriptor, data, size)) return true;
   m_error = true;
   // What was written of it would be the beginning of the next line.
-  if (isFile && ::ftruncate(m_descriptor, before.st_size) == 0) {
+  if (isKnown && ::ftruncate(m_descriptor, before.st_size) == 0) {
     ::lseek(m_descriptor, 0, SEEK_END);
   }
   return false;

@@ -9,10 +9,14 @@ namespace utility {
 /// a run leaves it open. Every send is written at once.
 class FileOutputStream : public framework::OutputStream {
  public:
+  /// What becomes of a path that is taken. Refused (EEXIST) are links too, so that the file is
+  /// certainly a new one.
+  enum class Existing { Used, Refused };
+
   /// Opens `path` for writing, at its end when `append`, replacing its content otherwise. A new
   /// file gets the permission bits `mode` less the umask. A failure leaves the stream closed and in
-  /// error.
-  FileOutputStream(const char* path, bool append, int mode);
+  /// error; what is no regular file is one (EINVAL).
+  FileOutputStream(const char* path, bool append, int mode, Existing existing = Existing::Used);
   FileOutputStream(const FileOutputStream&) = delete;
   FileOutputStream& operator=(const FileOutputStream&) = delete;
   ~FileOutputStream() override;

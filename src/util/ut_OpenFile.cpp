@@ -14,7 +14,7 @@ int openFile(const char* path, int flags, mode_t mode) {
   const char* const place = System::current().locate(path, buffer, sizeof buffer);
   int descriptor = -1;
   do {
-    descriptor = ::open(place, flags | O_CLOEXEC, mode);
+    descriptor = ::open(place, flags | O_CLOEXEC | O_NONBLOCK, mode);
   } while (descriptor < 0 && errno == EINTR);
   return descriptor;
 }

@@ -231,6 +231,17 @@ TEST_F(Linux, BackgroundCommandsRunWholeAndAreReaped) {
   EXPECT_STREQ(text.data(), "");
 }
 
+TEST_F(Linux, WhatABackgroundCommandHoldsIsLetGoOfAtItsEnd) {
+  const test::Temporary place;
+  ASSERT_EQ(::mkfifo(place.path("go").c_str(), 0600), 0);
+  auto held = std::make_shared<const bool>();
+  const std::weak_ptr<const bool> running = held;
+  Container::spawnHolding(("read line <" + place.path("go") + " &").c_str(), std::move(held));
+  EXPECT_FALSE(running.expired());
+  place.write("go", "\n");
+  EXPECT_TRUE(test::eventually([&] { return running.expired(); }));
+}
+
 TEST_F(Linux, BackgroundCommandsAreReapedWhereNoDescriptorIsLeftForIt) {
   for (const rlim_t descriptors : {1024U, 3U}) {
     platform::Reaper reaper;

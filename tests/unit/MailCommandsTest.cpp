@@ -38,6 +38,7 @@ TEST(MailCommands, CheckWhatIsTypedAndSend) {
       {{"managed-logs", "a.log"}, path},
       {{"managed-logs", "/var/log/a;b"}, path},
       {{"managed-logs", "/var/log/b.log"}, "13 no such file: /var/log/b.log\n"},
+      {{"managed-logs", "/var/log"}, "13 no regular file: /var/log\n"},
       {{"managed-logs", "/var/log/a.log"}, "13 no process supervision runs in this host\n"},
   };
   for (const auto& row : refused) EXPECT_EQ(ask(row.words), row.reply) << row.words.back();
@@ -47,6 +48,10 @@ TEST(MailCommands, CheckWhatIsTypedAndSend) {
   controller.build();
   EXPECT_EQ(ask({"managed-logs", "/var/log/a.log"}),
             "0 managed-log mail of /var/log/a.log issued\n");
+  ::unsetenv("MC_TEMP");
+  const std::string nothing = "13 nothing is mailed; the log says why\n";
+  EXPECT_EQ(ask({"simple", "a@b", "c@d", "s", "t"}), nothing);
+  EXPECT_EQ(ask({"managed-logs", "/var/log/a.log"}), nothing);
   EXPECT_EQ(controller.timesOf("/sbin/sendmail -S 127.0.0.1 -t ").size(), 1U);
   EXPECT_EQ(controller.timesOf("/sbin/sendmail -S relay -t ").size(), 1U);
 }

@@ -1,10 +1,13 @@
 // The mails of the supervision service: the files to the byte, the command lines in their order.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 
+#include "host/framework/fw_ConfigFile.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
 
@@ -176,10 +179,67 @@ TEST_F(Mail, SimpleMailThatCannotBeWrittenIsNotSent) {
   ::setenv("MC_TEMP", "/none", 1);
   AppManager::sendSimpleMail("ops@example.com", "mc@example.com", "s", "b");
   EXPECT_TRUE(controller.log.has("failure to sent e-mail to: ops@example.com (2)\n"));
-  ::unsetenv("MC_TEMP");
-  AppManager::sendSimpleMail("ops@example.com", "mc@example.com", "s", "b");
-  EXPECT_TRUE(controller.log.has("no mail: MC_TEMP is not set"));
   EXPECT_TRUE(controller.commandLines().empty());
+}
+
+TEST_F(Mail, ACrashMailWaitsShortlyForTheSendBeforeIt) {
+  const SysInfoSetting sysInfo(both, {});
+  std::shared_ptr<const void> sending;
+  controller.machine.onCommand("/sbin/sendmail", [&](const platform::Command& command) {
+    sending = command.held;
+    return platform::Result{};
+  });
+  manager.sendMail("web");
+  controller.machine.at(1500000, [&] { sending.reset(); });
+  manager.sendMail("web");
+  EXPECT_EQ(controller.machine.elapsed(), 1500000);
+  manager.sendMail("web");
+  EXPECT_EQ(controller.machine.elapsed(), 3500000);
+  EXPECT_TRUE(controller.log.has("no crash mail of web: the one before is still being sent"));
+  manager.sendMail("snmpd");
+  EXPECT_EQ(controller.timesOf("/sbin/sendmail"), (std::vector<std::int64_t>{0, 1, 3}));
+}
+
+TEST_F(Mail, NoFileOfOthersIsUsedAndNoneIsLeftByASendThatWasKilled) {
+  const SysInfoSetting sysInfo(both, {{"ManagedLogsEnable", true}});
+  const std::string place = controller.machine.root() + "/tmp";
+  const struct {
+    mode_t mode;
+    char taken;         // by a (l)ink, a (d)irectory
+    std::size_t mails;  // sent
+    platform::Result result;
+  } rows[] = {{0755, 'l', 3, {}},
+              {0777, 'l', 0, {}},
+              {01777, 'l', 3, {}},
+              {0755, 'd', 0, {}},
+              {0755, 'l', 3, {platform::Outcome::TimedOut, -1}}};
+  std::size_t mails = 0;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    std::filesystem::remove_all(place);
+    std::filesystem::create_directory(place);
+    controller.writeFile("/cfg/precious", "old");
+    for (const char* name : {"/webcrash.mail", "/ManagedLogs.mail", "/simple.mail"}) {
+      row.taken == 'd' ? (void)std::filesystem::create_directory(place + name)
+                       : std::filesystem::create_symlink("../cfg/precious", place + name);
+    }
+    ::chmod(place.c_str(), row.mode);
+    controller.machine.onCommand("/sbin/sendmail", [&](const auto&) { return row.result; });
+    manager.sendMail("web");
+    manager.sendManagedLogsMail(0, 0, "/log");
+    AppManager::sendSimpleMail("ops@example.com", "mc@example.com", "s", "b");
+    EXPECT_EQ(controller.timesOf("/sbin/sendmail").size(), mails += row.mails);
+    EXPECT_EQ(controller.readFile("/cfg/precious"), "old");
+    framework::ConfigFile check("/none");
+    check.checkEnvironment();
+    EXPECT_EQ(std::ranges::any_of(check.findings(),
+                                  [](const auto& finding) {
+                                    return finding.text.find("MC_TEMP") != std::string::npos;
+                                  }),
+              row.mode == 0777);
+  }
+  EXPECT_FALSE(controller.hasFile("/tmp/simple.mail")) << "its removal was killed with its send";
+  EXPECT_FALSE(controller.hasFile("/tmp/ManagedLogs.mail"));
 }
 
 }  // namespace

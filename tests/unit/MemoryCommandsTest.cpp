@@ -1,9 +1,11 @@
 // The commands on the memory statistics: texts and codes, with and without the service.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "app/app_AppManagerCommandBundle.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
+#include "support/Temporary.h"
 
 namespace services::app {
 namespace {
@@ -44,6 +46,13 @@ TEST_F(MemoryCommands, SaveWritesWhatOutputPrints) {
   EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 601);
   EXPECT_EQ(ask("save /none/a.csv"), "13 Cannot open file /none/a.csv");
   EXPECT_EQ(ask("save /tmp"), "13 Cannot open file /tmp");
+  ASSERT_EQ(::mkfifo((m_controller.machine.root() + "/tmp/fifo").c_str(), 0600), 0);
+  EXPECT_EQ(ask("save /tmp/fifo"), "13 Cannot open file /tmp/fifo");
+  {
+    const test::Limit full(RLIMIT_FSIZE, saved.size() - 1);
+    EXPECT_EQ(ask("save /tmp/full.csv"), "13 Cannot write file /tmp/full.csv\n");
+  }
+  EXPECT_FALSE(m_controller.hasFile("/tmp/full.csv"));
   EXPECT_EQ(ask("reset"), "0 memory statistics have been reset.\n");
   EXPECT_EQ(ask("output"), std::string("0 ") + header);
 }

@@ -18,6 +18,7 @@
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/fw_ShownText.h"
 #include "host/framework/ut_Environment.h"
+#include "host/framework/ut_Path.h"
 #include "host/framework/ut_TokenSet.h"
 
 namespace framework {
@@ -252,6 +253,12 @@ void ConfigFile::checkEnvironment() {
     if (value == nullptr || (isSafePath(value) && std::strlen(value) <= longest)) continue;
     m_findings.push_back({true, std::string("environment: ") + name + ": " + safePathRule +
                                     ", here at most " + std::to_string(longest)});
+  }
+  const char* mails = utility::Environment::GetEnv("MC_TEMP");
+  if (mails != nullptr && utility::Path::isOpenToOthers(mails)) {
+    m_findings.push_back({false,
+                          "environment: MC_TEMP: other users can write this directory and "
+                          "it is not sticky: no mail is sent"});
   }
 }
 

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/framework/fw_Logger.h"
 #include "host/platform/Platform.h"
@@ -60,19 +61,9 @@ std::string initScriptOf(const std::string& line) {
   return line.starts_with("/app/etc/init.d/") ? line.substr(0, line.find(' ')) : "";
 }
 
-int run(const platform::Command& command) {
-  const platform::Result result = platform::Platform::current().run(command);
-  if (result.outcome == platform::Outcome::Exited) return result.status;
-  Logger::StaticLog(LogType::Error, "command %s: %s", reason(result.outcome), command.line);
-  return -1;
-}
-
-}  // namespace
-
-int Container::spawn(const char* commandLine, InputStream* input, OutputStream* output) {
+int run(const char* commandLine, platform::Command command) {
   constexpr std::string_view background = " &";
   std::string line = commandLine;
-  platform::Command command{.input = input, .output = output, .limit = remainingLimit()};
   if (line.ends_with(background)) {
     line.resize(line.size() - background.size());
     command.detached = true;
@@ -84,7 +75,20 @@ int Container::spawn(const char* commandLine, InputStream* input, OutputStream* 
     command.tell = tell;
   }
   command.line = line.c_str();
-  return run(command);
+  const platform::Result result = platform::Platform::current().run(command);
+  if (result.outcome == platform::Outcome::Exited) return result.status;
+  Logger::StaticLog(LogType::Error, "command %s: %s", reason(result.outcome), command.line);
+  return -1;
+}
+
+}  // namespace
+
+int Container::spawn(const char* commandLine, InputStream* input, OutputStream* output) {
+  return run(commandLine, {.input = input, .output = output, .limit = remainingLimit()});
+}
+
+int Container::spawnHolding(const char* commandLine, std::shared_ptr<const void> held) {
+  return run(commandLine, {.limit = remainingLimit(), .held = std::move(held)});
 }
 
 int Container::queueSignal(int pid, int signal, int value) {

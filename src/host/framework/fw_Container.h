@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 namespace framework {
 
@@ -21,6 +22,10 @@ class Container {
   /// room. Null streams stand for /dev/null. A command that passes the time limit is killed with
   /// its process group, an error is logged and the answer is not 0. Any thread may call.
   static int spawn(const char* commandLine, InputStream* input, OutputStream* output);
+
+  /// The same for a line that ends with " &", without streams: lets go of `held` when the command
+  /// has ended.
+  static int spawnHolding(const char* commandLine, std::shared_ptr<const void> held);
 
   /// Queues a signal with an integer value to a process, as sigqueue(3). 0, or -1 with errno.
   static int queueSignal(int pid, int signal, int value);

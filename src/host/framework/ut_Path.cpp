@@ -33,6 +33,20 @@ std::string Path::located(const std::string& path) { return Located(path.c_str()
 
 bool Path::exists(const char* path) { return ::access(Located(path).get(), F_OK) == 0; }
 
+bool Path::isFile(const char* path) {
+  struct stat status {};
+  return ::stat(Located(path).get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+bool Path::isOpenToOthers(const char* directory) {
+  struct stat status {};
+  if (::stat(Located(directory).get(), &status) != 0) return false;
+  if (status.st_uid != 0 && status.st_uid != ::geteuid()) return true;
+  const bool group = (status.st_mode & S_IWGRP) != 0 && status.st_gid != ::getegid();
+  const bool others = (status.st_mode & S_IWOTH) != 0;
+  return (group || others) && (status.st_mode & S_ISVTX) == 0;
+}
+
 std::int64_t Path::fileSize(const char* path) {
   struct stat status {};
   return ::stat(Located(path).get(), &status) == 0 ? status.st_size : -1;

@@ -11,6 +11,13 @@ class Path {
   /// Whether there is a file, a directory or anything else under that path.
   static bool exists(const char* path);
 
+  /// Whether there is a regular file, or a link to one.
+  static bool isFile(const char* path);
+
+  /// Whether others than root and the process's own user can put files of theirs in place of those
+  /// of this directory. Not where it does not exist.
+  static bool isOpenToOthers(const char* directory);
+
   /// The size of a file in bytes; -1 when its status cannot be taken.
   static std::int64_t fileSize(const char* path);
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "util/ut_System.h"
 #include "util/ut_WaitPoint.h"
@@ -31,6 +32,7 @@ struct Command {
   /// Told what becomes of a command of a queue: NotStarted, or TimedOut when the next one began
   /// beside it. Any thread calls, holding a lock that run() takes.
   void (*tell)(Outcome outcome, const char* line) = nullptr;
+  std::shared_ptr<const void> held = {};  ///< let go of when a detached command has ended
 };
 
 struct Result {

@@ -101,7 +101,7 @@ int milliseconds(std::int64_t microseconds) {
 }  // namespace
 
 ShellCommand::ShellCommand(const Command& command)
-    : m_output(command.detached ? nullptr : command.output) {
+    : m_output(command.detached ? nullptr : command.output), m_held(command.held) {
   Descriptor input;
   Descriptor output;
   if (command.input != nullptr) input = contentOf(*command.input);
@@ -185,6 +185,8 @@ Result ShellCommand::waitFor(std::int64_t limit, int abort) {
   return {outcome, exitStatus(status)};
 }
 
-ShellCommand::Running ShellCommand::release() { return {m_pid, std::move(m_exited)}; }
+ShellCommand::Running ShellCommand::release() {
+  return {m_pid, std::move(m_exited), std::move(m_held)};
+}
 
 }  // namespace platform

@@ -25,10 +25,12 @@ class ShellCommand {
   /// microseconds, or once `abort` becomes readable, its process group is killed first.
   Result waitFor(std::int64_t limit, int abort);
 
-  /// A descriptor that becomes readable when the shell has exited, and its pid.
+  /// A descriptor that becomes readable when the shell has exited, its pid, and what is held until
+  /// then.
   struct Running {
     pid_t pid;
     Descriptor exited;
+    std::shared_ptr<const void> held;
   };
   Running release();
 
@@ -43,6 +45,7 @@ class ShellCommand {
   Descriptor m_exited;
   Descriptor m_read;
   framework::OutputStream* m_output;
+  std::shared_ptr<const void> m_held;
 };
 
 }  // namespace platform
