@@ -9,11 +9,10 @@
 namespace utility {
 namespace {
 
-// The sum pinned to the range, so that an absurd count ends past the bound on its own side.
-std::int32_t moved(std::int32_t position, int count) {
+// The value pinned to the range, so that an absurd count ends past the bound on its own side.
+std::int32_t saturated(std::int64_t value) {
   using Limits = std::numeric_limits<std::int32_t>;
-  const std::int64_t sum = std::int64_t{position} + count;
-  return static_cast<std::int32_t>(std::clamp<std::int64_t>(sum, Limits::min(), Limits::max()));
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
 }
 
 [[noreturn]] void throwOverflow(const char* operation) {
@@ -36,19 +35,19 @@ void Buffer::attach(char* array, int size) {
   m_data = array;
 }
 
-int Buffer::WriteRemaining() const { return m_capacity - m_head; }
+int Buffer::WriteRemaining() const { return saturated(std::int64_t{m_capacity} - m_head); }
 
-int Buffer::ReadAvailable() const { return m_head - m_tail; }
+int Buffer::ReadAvailable() const { return saturated(std::int64_t{m_head} - m_tail); }
 
 void Buffer::WriteAdvance(int count) {
-  m_head = moved(m_head, count);
+  m_head = saturated(std::int64_t{m_head} + count);
   if (m_head <= m_capacity && count >= 0) return;
   if (!m_silentTruncation) throwOverflow("virtual void utility::Buffer::WriteAdvance(int)");
   m_head = std::min(std::max(m_head, m_tail), m_capacity);
 }
 
 void Buffer::ReadAdvance(int count) {
-  m_tail = moved(m_tail, count);
+  m_tail = saturated(std::int64_t{m_tail} + count);
   if (m_tail <= m_head && count >= 0) return;
   if (!m_silentTruncation) throwOverflow("virtual void utility::Buffer::ReadAdvance(int)");
   m_tail = std::min(std::max(m_tail, 0), m_head);

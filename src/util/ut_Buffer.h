@@ -24,15 +24,16 @@ class Buffer {
 
   virtual ~Buffer() = default;
 
-  /// Characters that still fit; below zero after an advance past the bound that threw.
+  /// Characters that still fit: the capacity less the write position, also where an advance that
+  /// threw has left that outside the array.
   virtual int WriteRemaining() const;
 
   /// Characters written and not yet read.
   virtual int ReadAvailable() const;
 
   /// Moves the write position by `count` characters. A negative count, or one past the capacity,
-  /// throws with the position already moved (Rewind before further use), or is clipped to the
-  /// content's end and start.
+  /// throws with the position already moved, or is clipped to the content's end and start. Until
+  /// a rewind, what is put at a position outside the array is an overflow, and nothing is read.
   virtual void WriteAdvance(int count);
 
   /// Moves the read position, with the same rule for a negative count or one past the content.
@@ -52,6 +53,11 @@ class Buffer {
 
  protected:
   bool isSilentTruncation() const { return m_silentTruncation; }
+
+  /// The characters that can be put at the write position, and read at the read position: none
+  /// where an advance that threw has left one outside the array.
+  int room() const { return m_head < 0 ? 0 : WriteRemaining(); }
+  int unread() const { return m_tail < 0 || m_head > m_capacity ? 0 : ReadAvailable(); }
 
   /// Takes the `size` bytes at `array`, which belongs to the derived stream, leaving its content.
   void attach(char* array, int size);

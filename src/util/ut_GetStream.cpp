@@ -14,8 +14,8 @@ bool GetStream::StartInputStream() {
 void GetStream::EndInputStream() {}
 
 int GetStream::ReceiveInputStream(char* data, unsigned int size) {
-  if (ReadAvailable() < 1 || size == 0) return 0;
-  const unsigned int run = std::min(size, static_cast<unsigned int>(ReadAvailable()));
+  if (unread() < 1 || size == 0) return 0;
+  const unsigned int run = std::min(size, static_cast<unsigned int>(unread()));
   std::memcpy(data, pTail(), run);
   ReadAdvance(static_cast<int>(run));
   return static_cast<int>(run);
@@ -28,12 +28,12 @@ bool GetStream::isInputStreamInError() { return false; }
 bool GetStream::isInputStreamAtEnd() { return ReadAvailable() < 1; }
 
 char GetStream::operator[](unsigned int index) {
-  if (ReadAvailable() < 1 || index >= static_cast<unsigned int>(ReadAvailable())) return '\0';
+  if (unread() < 1 || index >= static_cast<unsigned int>(unread())) return '\0';
   return pTail()[index];
 }
 
 bool GetStream::GetC(char* destination) {
-  if (ReadAvailable() < 1) return false;
+  if (unread() < 1) return false;
   *destination = *pTail();
   ReadAdvance(1);
   return true;

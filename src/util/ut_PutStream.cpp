@@ -33,7 +33,7 @@ void PutStream::setDecoration(DecorationType type, PutStream* stream) {
 }
 
 void PutStream::PutC(char c) {
-  if (WriteRemaining() < 1) return overflow("void utility::PutStream::PutC(char)");
+  if (room() < 1) return overflow("void utility::PutStream::PutC(char)");
   *pHead() = c;
   advance(1);
 }
@@ -68,8 +68,8 @@ void PutStream::PutF(const char* format, ...) {
 
 // Appends what fits and answers whether all did. A forwarding stream has room again after each run.
 bool PutStream::append(const char* data, std::size_t size) {
-  while (size > 0 && WriteRemaining() > 0) {
-    const std::size_t run = std::min(size, static_cast<std::size_t>(WriteRemaining()));
+  while (size > 0 && room() > 0) {
+    const std::size_t run = std::min(size, static_cast<std::size_t>(room()));
     std::memcpy(pHead(), data, run);
     advance(static_cast<int>(run));
     data += run;
@@ -88,9 +88,9 @@ void PutStream::advance(int count) {
 int PutStream::print(const char* format, va_list arguments) {
   va_list copy;
   va_copy(copy, arguments);
-  const int room = WriteRemaining();
-  char* const place = room > 0 ? pHead() : nullptr;
-  const std::size_t size = room > 0 ? static_cast<std::size_t>(room) + 1 : 0;
+  const int left = room();
+  char* const place = left > 0 ? pHead() : nullptr;
+  const std::size_t size = left > 0 ? static_cast<std::size_t>(left) + 1 : 0;
   const int length = std::vsnprintf(place, size, format, copy);
   va_end(copy);
   return length;
@@ -98,15 +98,15 @@ int PutStream::print(const char* format, va_list arguments) {
 
 bool PutStream::appendFormatted(const char* format, va_list arguments) {
   int length = print(format, arguments);
-  if (length > WriteRemaining()) {
+  if (length > room()) {
     FlushOutputStream();
     length = print(format, arguments);
   }
-  const int room = WriteRemaining();
-  if (room < 1) return length <= 0;
-  advance(std::clamp(length, 0, room));
+  const int left = room();
+  if (left < 1) return length <= 0;
+  advance(std::clamp(length, 0, left));
   // Room after the buffer was filled: the stream forwards, so the rest has somewhere to go.
-  return length <= room || (WriteRemaining() > 0 && appendLong(format, arguments, length, room));
+  return length <= left || (room() > 0 && appendLong(format, arguments, length, left));
 }
 
 // Appends what comes after the first `done` characters of a text of `length`.

@@ -42,9 +42,8 @@ bool VirtualPutStream::SendOutputStream(const char* data, unsigned int size) {
 }
 
 void VirtualPutStream::FlushOutputStream() {
-  if (ReadAvailable() < 1) return;
-  if (!m_target.SendOutputStream(pTail(), static_cast<unsigned int>(ReadAvailable())))
-    m_refused = 1;
+  if (unread() < 1) return;
+  if (!m_target.SendOutputStream(pTail(), static_cast<unsigned int>(unread()))) m_refused = 1;
   Rewind();
 }
 

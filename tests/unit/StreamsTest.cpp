@@ -1,11 +1,13 @@
 // The bounded streams over arrays: bounds, truncation, reading back, time texts, no allocation.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <functional>
 #include <memory>
 #include <new>
+#include <random>
 #include <string>
 
 #include "util/fw_Exception.h"
@@ -43,148 +45,141 @@ std::string overflowOf(const std::function<void()>& action) {
   return "";
 }
 
-const char* const source = "mclinux/src/util/ut_PutStream|";
 const char* const inPutC = "void utility::PutStream::PutC(char)";
 const char* const inPutS = "void utility::PutStream::PutS(const char*)";
 const char* const inPutF = "void utility::PutStream::PutF(const char*, ...)";
 const char* const inPutB = "virtual void utility::PutStream::PutB(const char*, int)";
 const char* const inSend =
     "virtual bool utility::PutStream::SendOutputStream(const char*, unsigned int)";
+const std::string inPut = "mclinux/src/util/ut_PutStream|";
+const std::string inBuffer = "mclinux/src/util/ut_Buffer|virtual void utility::Buffer::";
 
-struct PutCase {
-  const char* name;
-  int size;
-  std::function<void(BufferStream&)> put;
-  std::string text;
-  std::string thrown;  // the operation; empty: it fits
+// What a stream over an array is to do, in a text with a bound and two positions.
+struct StreamModel {
+  std::string array;  // all of its bytes
+  bool silent;
+  std::int64_t head = 0;
+  std::int64_t tail = 0;
+
+  std::int64_t capacity() const { return std::ssize(array) - 1; }
+  static std::int64_t pinned(std::int64_t value) {
+    return std::clamp<std::int64_t>(value, INT_MIN, INT_MAX);
+  }
+  std::string unread() const {
+    const bool readable = tail >= 0 && tail <= head && head <= capacity();
+    return readable ? array.substr(size_t(tail), size_t(head - tail)) : "";
+  }
+
+  // Each answers what is thrown, empty for nothing.
+  std::string put(const std::string& text, const char* operation) {
+    const auto room = head < 0 ? 0 : std::max<std::int64_t>(0, capacity() - head);
+    const auto run = std::min(room, std::ssize(text));
+    if (run > 0) {
+      array.replace(size_t(head), size_t(run), text, 0, size_t(run));
+      array[size_t(head += run)] = '\0';
+    }
+    return run == std::ssize(text) || silent ? "" : inPut + operation;
+  }
+  std::string writeAdvance(int count) {
+    head = pinned(head + count);
+    if (count >= 0 && head <= capacity()) return "";
+    if (!silent) return inBuffer + "WriteAdvance(int)";
+    head = std::min(std::max(head, tail), capacity());
+    return "";
+  }
+  std::string readAdvance(int count) {
+    tail = pinned(tail + count);
+    if (count >= 0 && tail <= head) return "";
+    if (!silent) return inBuffer + "ReadAdvance(int)";
+    tail = std::min(std::max<std::int64_t>(tail, 0), head);
+    return "";
+  }
 };
 
-const PutCase putCases[] = {
-    {"PutC fills", 3, [](auto& s) { s.PutC('a'), s.PutC('b'); }, "ab", ""},
-    {"PutC over", 2, [](auto& s) { s.PutC('a'), s.PutC('b'); }, "a", inPutC},
-    {"PutC without room", 1, [](auto& s) { s.PutC('a'); }, "", inPutC},
-    {"Indent none", 5, [](auto& s) { s.Indent(0), s.Indent(-3); }, "", ""},
-    {"Indent over", 4, [](auto& s) { s.PutC('a'), s.Indent(4); }, "a  ", inPutC},
-    {"PutS fills", 4, [](auto& s) { s.PutS("abc"), s.PutS(""), s.PutS(nullptr); }, "abc", ""},
-    {"PutS over", 4, [](auto& s) { s.PutS("abcd"); }, "abc", inPutS},
-    {"PutB part", 4, [](auto& s) { s.PutB("abcd", 2), s.PutB("abcd", -1); }, "ab", ""},
-    {"PutB over", 3, [](auto& s) { s.PutB("abcd", 4); }, "ab", inPutB},
-    {"Send over", 3, [](auto& s) { s.SendOutputStream("abcd", 4); }, "ab", inSend},
-    {"PutF fills", 6, [](auto& s) { s.PutF("%d-%s", 123, "b"), s.PutF("%s", ""); }, "123-b", ""},
-    {"PutF over", 5, [](auto& s) { s.PutS("a"), s.PutF("%d-%s", 12, "b"); }, "a12-", inPutF},
-    {"PutF on full", 2, [](auto& s) { s.PutS("a"), s.PutF("%d", 1); }, "a", inPutF},
-    {"PutF not convertible", 9, [](auto& s) { s.PutF("x%lc", wint_t{0x110000}); }, "", ""},
-};
+// One random operation on both: what is thrown and what is read agree.
+void step(BufferStream& stream, StreamModel& model, std::minstd_rand& random) {
+  const std::string text = std::string("some text").substr(0, random() % 9);
+  const char* const words = text.c_str();
+  const int size = int(text.size());
+  const int counts[] = {INT_MIN, -9, -5, -1, 0, 1, 2, 5, INT_MAX};
+  const int count = counts[random() % std::size(counts)];
+  const auto put = [&](const std::string& what, const char* operation, auto act) {
+    const std::string expected = model.put(what, operation);
+    EXPECT_EQ(overflowOf(act), expected) << operation;
+  };
+  const auto read = [&](std::size_t most, auto act) {
+    char run[16] = "";
+    const std::string expected = model.unread().substr(0, most);
+    model.tail += std::ssize(expected);
+    act(run);
+    EXPECT_STREQ(run, expected.c_str());
+  };
+  char printed[32];
+  std::snprintf(printed, sizeof printed, "%s%d", words, size - 4);
+  const std::function<void()> operations[] = {
+      [&] { put("c", inPutC, [&] { stream.PutC('c'); }); },
+      [&] { put(text, inPutS, [&] { stream.PutS(words); }); },
+      [&] { put(text, inPutB, [&] { stream.PutB(words, size); }); },
+      [&] { put(text, inSend, [&] { stream.SendOutputStream(words, unsigned(size)); }); },
+      [&] { put(printed, inPutF, [&] { stream.PutF("%s%d", words, size - 4); }); },
+      [&] { put(std::string(text.size(), ' '), inPutC, [&] { stream.Indent(size); }); },
+      [&] {
+        EXPECT_EQ(overflowOf([&] { stream.WriteAdvance(count); }), model.writeAdvance(count));
+      },
+      [&] { EXPECT_EQ(overflowOf([&] { stream.ReadAdvance(count); }), model.readAdvance(count)); },
+      [&] {
+        read(text.size(), [&](char* run) { stream.ReceiveInputStream(run, unsigned(size)); });
+      },
+      [&] { read(1, [&](char* run) { stream.GetC(run); }); },
+      [&] { stream.StartInputStream(), model.tail = 0; },
+      [&] { stream.StartOutputStream(), model.head = model.tail = 0, model.array[0] = '\0'; },
+  };
+  operations[random() % std::size(operations)]();
+}
 
-TEST(PutStream, KeepsWhatFitsTerminatedAndThrowsOrDropsTheRest) {
-  for (const PutCase& row : putCases) {
-    for (const bool silent : {false, true}) {
-      SCOPED_TRACE(std::string(row.name) + (silent ? ", silent" : ", throwing"));
-      char array[16];
-      std::fill(std::begin(array), std::end(array), '#');
-      BufferStream stream(array, row.size, silent);
-      EXPECT_EQ(overflowOf([&] { row.put(stream); }),
-                silent || row.thrown.empty() ? "" : source + row.thrown);
-      EXPECT_EQ(array, row.text);
-      EXPECT_EQ(stream.ReadAvailable(), static_cast<int>(row.text.size()));
-      EXPECT_EQ(array[row.size], '#');
+TEST(BufferStream, DoesAsATextWithABoundOverRandomHistories) {
+  std::minstd_rand random(1);
+  for (int history = 0; history < 4000 && !HasFailure(); ++history) {
+    const int size = 1 + int(random() % 12);
+    char array[32];  // with a margin on both sides
+    std::fill(std::begin(array), std::end(array), '#');
+    StreamModel model{std::string(size_t(size), '#'), random() % 2 == 0};
+    BufferStream stream(array + 8, size, model.silent);
+    model.array.front() = model.array.back() = '\0';
+    for (int i = 0; i < 30 && !HasFailure(); ++i) {
+      SCOPED_TRACE("history " + std::to_string(history) + ", step " + std::to_string(i));
+      step(stream, model, random);
+      const auto room = StreamModel::pinned(model.capacity() - model.head);
+      const auto unread = StreamModel::pinned(model.head - model.tail);
+      EXPECT_EQ(std::string(array, 32),
+                std::string(8, '#').append(model.array).append(size_t(24 - size), '#'));
+      EXPECT_EQ(stream.WriteRemaining(), room);
+      EXPECT_EQ(stream.ReadAvailable(), unread);
+      EXPECT_EQ(stream.isOutputStreamGood(), room > 0);
+      EXPECT_EQ(stream.isInputStreamGood(), unread > 0);
+      EXPECT_EQ(stream[0], model.unread().empty() ? '\0' : model.unread()[0]);
+      if (random() % 20 == 0) stream.setSilentTruncation(model.silent = !model.silent);
     }
   }
 }
 
-TEST(PutStream, AFullStreamIsClosedInErrorAndAtItsEndUntilStarted) {
-  char array[3] = {'#', '#', '#'};
-  PutStream stream(array, sizeof array);
-  EXPECT_EQ(std::string(array, sizeof array), std::string("\0#\0", 3));
-  EXPECT_TRUE(stream.isOutputStreamGood());
-  stream.PutS("ab");
-  EXPECT_FALSE(stream.isOutputStreamOpen());
-  EXPECT_TRUE(stream.isOutputStreamInError());
-  EXPECT_TRUE(stream.isOutputStreamAtEnd());
-  EXPECT_TRUE(stream.StartOutputStream());
+TEST(PutStream, PutsNothingWithoutATextOrAnArray) {
+  char array[16] = "#";
+  BufferStream stream(array, sizeof array, false);
+  stream.PutF("x%lc", wint_t{0x110000});
+  stream.PutS(nullptr);
+  stream.PutB("a", -1);
+  stream.Indent(-1);
   EXPECT_EQ(stream.ReadAvailable(), 0);
-  EXPECT_STREQ(array, "");
-}
-
-TEST(PutStream, HasNoRoomWithoutAnArray) {
-  char array[] = "#";
+  array[0] = '#';
   for (const auto& [place, size] : {std::pair{static_cast<char*>(nullptr), 32}, {array, 0}}) {
-    BufferStream stream(place, size, true);
-    stream.PutS("dropped");
-    stream.PutF("%d", 1);
-    stream.Rewind();
-    EXPECT_EQ(stream.WriteRemaining(), 0);
+    BufferStream none(place, size, true);
+    none.PutS("dropped");
+    none.PutF("%d", 1);
+    none.Rewind();
+    EXPECT_EQ(none.WriteRemaining(), 0);
   }
   EXPECT_STREQ(array, "#");
-}
-
-struct AdvanceCase {
-  const char* name;
-  bool write;  // WriteAdvance, else ReadAdvance
-  int count;
-  bool over;
-  int position;  // from the array's start, clipped
-};
-
-// The array has room for 7; 4 are written and 2 of them read.
-const AdvanceCase advanceCases[] = {
-    {"write to the bound", true, 3, false, 7},
-    {"write past it", true, 4, true, 7},
-    {"write far past it", true, INT_MAX, true, 7},
-    {"write back", true, -1, true, 3},
-    {"write back below the tail", true, -3, true, 2},
-    {"read to the head", false, 2, false, 4},
-    {"read past it", false, 3, true, 4},
-    {"read back", false, -1, true, 1},
-    {"read back below 0", false, -3, true, 0},
-};
-
-TEST(Buffer, AdvancesThrowOrClipPastTheBounds) {
-  for (const AdvanceCase& row : advanceCases) {
-    for (const bool silent : {false, true}) {
-      SCOPED_TRACE(std::string(row.name) + (silent ? ", silent" : ", throwing"));
-      char array[8];
-      BufferStream stream(array, sizeof array, silent);
-      stream.PutS("abcd");
-      stream.ReadAdvance(2);
-      const std::string thrown = overflowOf(
-          [&] { row.write ? stream.WriteAdvance(row.count) : stream.ReadAdvance(row.count); });
-      const std::string place =
-          std::string("mclinux/src/util/ut_Buffer|virtual void utility::") +
-          (row.write ? "Buffer::WriteAdvance(int)" : "Buffer::ReadAdvance(int)");
-      EXPECT_EQ(thrown, row.over && !silent ? place : "");
-      if (!thrown.empty()) {  // the position has moved all the same
-        if (row.write && row.count > 0) {
-          EXPECT_NE(overflowOf([&] { stream.PutF("1"); }), "");
-        }
-        continue;
-      }
-      EXPECT_EQ((row.write ? stream.pHead() : stream.pTail()) - array, row.position);
-    }
-  }
-}
-
-TEST(GetStream, ReadsBackWhatWasPut) {
-  char array[16];
-  BufferStream stream(array, sizeof array, false);
-  stream.PutS("abcd");
-  char c = '#';
-  EXPECT_TRUE(stream.GetC(&c));
-  EXPECT_EQ(c, 'a');
-  EXPECT_EQ(stream[0], 'b');
-  EXPECT_EQ(stream[3], '\0');
-  char run[8] = "";
-  EXPECT_EQ(stream.ReceiveInputStream(run, 2), 2);
-  EXPECT_EQ(stream.ReceiveInputStream(run + 2, 6), 1);
-  EXPECT_STREQ(run, "bcd");
-  EXPECT_EQ(stream.ReceiveInputStream(run, 6), 0);
-  EXPECT_FALSE(stream.GetC(&c));
-  EXPECT_EQ(c, 'a');
-  EXPECT_TRUE(stream.isInputStreamAtEnd());
-  EXPECT_FALSE(stream.isInputStreamOpen());
-  EXPECT_TRUE(stream.StartInputStream());
-  EXPECT_TRUE(stream.isInputStreamGood());
-  EXPECT_STREQ(stream.pTail(), "abcd");
 }
 
 TEST(Streams, PuttingTextAllocatesNothing) {
