@@ -182,12 +182,13 @@ void Process::updateInfo() {
 
 char* Process::getInstanceInfo(char* buffer, unsigned int size) const {
   utility::PutStream list(buffer, static_cast<int>(size));
-  list.setSilentTruncation(true);
   const std::lock_guard lock(m_mutex);
   const char* separator = "";
   for (unsigned int i = 0; i < m_instanceCount; ++i) {
     if (!m_instances[i].seen) continue;
-    list.PutF("%s%d", separator, m_instances[i].pid);
+    const std::string pid = separator + std::to_string(m_instances[i].pid);
+    if (static_cast<std::size_t>(list.WriteRemaining()) < pid.size()) break;
+    list.PutS(pid.c_str());
     separator = ",";
   }
   return buffer;

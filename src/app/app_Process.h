@@ -102,7 +102,7 @@ class Process : public framework::Entity {
   void updateInfo();
 
   /// Writes the pids of the instances seen, separated by commas, into `buffer` of `size` bytes,
-  /// cut at its end. Answers the buffer.
+  /// as many as fit whole. Answers the buffer.
   char* getInstanceInfo(char* buffer, unsigned int size) const;
 
   int numInstances() const;
