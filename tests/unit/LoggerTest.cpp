@@ -167,17 +167,35 @@ class Counter : public Logger {
   std::atomic<int> lines = 0;
 };
 
-TEST_F(Logging, StopsWhileLinesAreOnTheirWay) {
+TEST_F(Logging, NoLineIsLostWhileThreadsWriteOverStartsAndStops) {
+  constexpr int rounds = 50;
+  constexpr int onTheirWay = 500;  // fewer than the queue holds
   Counter counter;
-  constexpr int rounds = 200;
-  constexpr int linesOfRound = 500;
+  std::atomic<int> written = 0;
+  std::atomic<bool> enough = false;
+  testing::internal::CaptureStderr();
+  std::vector<std::thread> writers;
+  for (int i = 0; i < 4; ++i) {
+    writers.emplace_back([&] {
+      while (!enough) {
+        if (written - counter.lines > onTheirWay) {
+          std::this_thread::yield();
+          continue;
+        }
+        ++written;
+        Logger::StaticLog(LogType::Info, "line");
+      }
+    });
+  }
   for (int round = 0; round < rounds; ++round) {
     start();
-    for (int i = 0; i < linesOfRound; ++i) Logger::StaticLog(LogType::Info, "line");
-    counter.lines.wait(round * linesOfRound);
+    counter.lines.wait(counter.lines);
     Logger::stop();
   }
-  EXPECT_EQ(counter.lines, rounds * linesOfRound);
+  enough = true;
+  for (std::thread& writer : writers) writer.join();
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(counter.lines, written);
 }
 
 }  // namespace

@@ -12,9 +12,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -33,6 +35,15 @@ constexpr std::size_t lineSize = 9216;  // the longest report and its prefix
 constexpr int patience = 1000;          // milliseconds
 constexpr const char* pattern = "%Y-%m-%d %H:%M:%S.%e %-7l %v";
 
+// Whether this thread is in a taker's call, with the fanout locked.
+thread_local bool t_inTaker = false;
+struct TakersCall {
+  TakersCall() { t_inTaker = true; }
+  ~TakersCall() { t_inTaker = false; }
+  TakersCall(const TakersCall&) = delete;
+  TakersCall& operator=(const TakersCall&) = delete;
+};
+
 // Writes every line to the destination and to the registered takers.
 class Fanout : public spdlog::sinks::base_sink<std::mutex> {
  public:
@@ -50,15 +61,23 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
   void setPool(spdlog::details::thread_pool* pool) {
     const std::lock_guard lock(mutex_);
     m_pool = pool;
-    m_dropped = 0;
+    m_overruns = m_dropped = 0;
     m_keeps = pool != nullptr;
     m_kept = {};
+  }
+
+  // Before the pool is destroyed, and nothing is queued in it any more.
+  void letGoOfPool() {
+    const std::lock_guard lock(mutex_);
+    if (m_pool != nullptr) m_overruns = m_pool->overrun_counter();
+    m_pool = nullptr;
   }
 
   void add(Logger* taker) {
     const std::lock_guard lock(mutex_);
     m_takers.push_back(taker);
     m_keeps = false;
+    const TakersCall call;
     for (const auto& [type, line] : std::exchange(m_kept, {})) {
       taker->takeLine(type, line.data(), line.size());
     }
@@ -93,7 +112,7 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
 
  private:
   void reportDropped() {
-    const std::size_t dropped = m_pool == nullptr ? m_dropped : m_pool->overrun_counter();
+    const std::size_t dropped = m_pool == nullptr ? m_overruns : m_pool->overrun_counter();
     if (dropped == m_dropped) return;
     const std::string text = fmt::format("host: {} log lines were dropped", dropped - m_dropped);
     m_dropped = dropped;
@@ -105,7 +124,10 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     formatter_->format(message, line);
     writeAll(line.data(), line.size());
     const int type = static_cast<int>(spdlog::level::err) - static_cast<int>(message.level);
-    for (Logger* taker : m_takers) taker->takeLine(type, line.data(), line.size());
+    {
+      const TakersCall call;
+      for (Logger* taker : m_takers) taker->takeLine(type, line.data(), line.size());
+    }
     m_keeps = m_keeps && m_takers.empty() && m_kept.size() < queueLength;
     if (m_keeps) m_kept.emplace_back(type, fmt::to_string(line));
   }
@@ -129,7 +151,8 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
   int m_descriptor = STDERR_FILENO;
   bool m_stuck = false;  // it took nothing when it was last written to
   spdlog::details::thread_pool* m_pool = nullptr;
-  std::size_t m_dropped = 0;
+  std::size_t m_overruns = 0;  // of the pool that was let go of
+  std::size_t m_dropped = 0;   // of them, those reported
   std::vector<Logger*> m_takers;
   std::mutex m_flushMutex;  // guards the next two
   std::condition_variable m_flushed;
@@ -146,11 +169,23 @@ spdlog::level::level_enum levelFor(int type) {
 }
 
 struct Log {
-  Log() { logger->set_level(spdlog::level::trace); }
+  Log() { setLogger(std::make_shared<spdlog::logger>("mc", fanout), true); }
+
+  void setLogger(std::shared_ptr<spdlog::logger> next, bool writesAtOnce) {
+    next->set_level(spdlog::level::trace);
+    const std::lock_guard lock(mutex);
+    logger = std::move(next);
+    isDirect = writesAtOnce;
+  }
 
   std::shared_ptr<Fanout> fanout = std::make_shared<Fanout>();
-  std::shared_ptr<spdlog::details::thread_pool> pool;
-  std::shared_ptr<spdlog::logger> logger = std::make_shared<spdlog::logger>("mc", fanout);
+  std::shared_ptr<spdlog::details::thread_pool> pool;  // the main thread's
+  std::atomic<int> level = LogType::Trace;
+  // Guards what follows, and is held while a line is queued: no queue ends under a line's writer,
+  // nor does a writer come to own a pool, which would have to be ended there.
+  std::mutex mutex;
+  std::shared_ptr<spdlog::logger> logger;
+  bool isDirect = true;
 };
 
 // Destructors of other static objects log, so the log stays to the end of the process.
@@ -172,19 +207,19 @@ bool Logger::start(const LogSettings& settings) {
   log.fanout->setDestination(descriptor);
   log.pool = std::make_shared<spdlog::details::thread_pool>(queueLength, 1);
   log.fanout->setPool(log.pool.get());
-  log.logger = std::make_shared<spdlog::async_logger>(
-      "mc", log.fanout, log.pool, spdlog::async_overflow_policy::overrun_oldest);
   setLevel(settings.level);
+  log.setLogger(std::make_shared<spdlog::async_logger>(
+                    "mc", log.fanout, log.pool, spdlog::async_overflow_policy::overrun_oldest),
+                false);
   return true;
 }
 
 void Logger::stop() {
   Log& log = theLog();
-  const int level = getLevel();
-  log.pool.reset();  // the logger holds it weakly: this joins the logging thread, the queue done
+  log.setLogger(std::make_shared<spdlog::logger>("mc", log.fanout), true);
+  log.fanout->letGoOfPool();
+  log.pool.reset();  // the loggers hold it weakly: this joins the logging thread, the queue done
   log.fanout->setPool(nullptr);
-  log.logger = std::make_shared<spdlog::logger>("mc", log.fanout);
-  setLevel(level);
   log.fanout->setDestination(STDERR_FILENO);
 }
 
@@ -192,19 +227,17 @@ void Logger::stop() {
 void Logger::drain(std::chrono::milliseconds limit) {
   Log& log = theLog();
   const std::size_t before = log.fanout->flushes();
-  try {
+  {
+    const std::lock_guard lock(log.mutex);
+    if (log.isDirect) return;  // every line is written
     log.logger->flush();
-    log.fanout->awaitFlush(before, limit);
-  } catch (const spdlog::spdlog_ex&) {
-    return;  // the log has just been stopped, its lines written
   }
+  log.fanout->awaitFlush(before, limit);
 }
 
-int Logger::getLevel() {
-  return static_cast<int>(spdlog::level::err) - static_cast<int>(theLog().logger->level());
-}
+int Logger::getLevel() { return theLog().level; }
 
-void Logger::setLevel(int type) { theLog().logger->set_level(levelFor(type)); }
+void Logger::setLevel(int type) { theLog().level = std::clamp(type, 0, 4); }
 
 int Logger::levelOf(const char* name) {
   const auto* found = std::find_if(levelNames.begin(), levelNames.end(), [name](const char* known) {
@@ -218,17 +251,26 @@ void Logger::unregisterLogger(Logger* logger) { theLog().fanout->remove(logger);
 
 void Logger::write(int type, const char* service, const char* operation, int line,
                    const std::string& text) {
-  spdlog::logger& logger = *theLog().logger;
+  Log& log = theLog();
+  if (type > log.level) return;
+  spdlog::memory_buf_t whole;
   if (operation == nullptr) {
-    logger.log(levelFor(type), "{}: {}", service, text);
+    fmt::format_to(std::back_inserter(whole), "{}: {}", service, text);
   } else {
-    logger.log(levelFor(type), "{} [{}:{}]: {}", service, operation, line, text);
+    fmt::format_to(std::back_inserter(whole), "{} [{}:{}]: {}", service, operation, line, text);
   }
+  std::unique_lock lock(log.mutex);
+  const std::shared_ptr<spdlog::logger> logger = log.logger;
+  if (log.isDirect) {
+    lock.unlock();
+    if (t_inTaker) return;
+  }
+  logger->log(levelFor(type), {whole.data(), whole.size()});
 }
 
 void Logger::writeFormat(int type, const char* service, const char* operation, int line,
                          const char* format, std::va_list arguments) {
-  if (!theLog().logger->should_log(levelFor(type))) return;
+  if (type > theLog().level) return;
   std::array<char, lineSize> text;
   if (std::vsnprintf(text.data(), text.size(), format, arguments) < 0) return;
   std::string_view shown = text.data();

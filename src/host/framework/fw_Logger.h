@@ -25,15 +25,15 @@ struct LogSettings {
 /// "... AppManager [operation:line]: text". Writing never blocks: lines go to a bounded queue that
 /// the logging thread empties; when it is full the oldest are dropped, counted, and the count is
 /// logged. A text is cut at 9215 bytes and written as shownText() gives it, a line feed at its end
-/// kept; the report of LogInfoS as shownLines() does. Until start() and after stop() lines go to
-/// standard error at once.
+/// kept; the report of LogInfoS as shownLines() does. Until start() and from stop() on lines are
+/// written at once, after stop() to standard error. Any thread may write at any time.
 class Logger {
  public:
   virtual ~Logger() = default;
 
   /// Takes one finished line with its line end, on the logging thread or, what came before it was
   /// registered, on that which registers it. What it logs while the log
-  /// is started comes in later lines; before start() and after stop() it must not log.
+  /// is started comes in later lines; before start() and from stop() on it is dropped.
   virtual void takeLine(int type, const char* line, std::size_t size) = 0;
 
   /// Begins to write to the destination. False, with nothing changed, when the file cannot be
