@@ -294,7 +294,7 @@ TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
   std::atomic<bool> done = false;
   std::atomic<int> served = 0;
   std::atomic<int> lost = 0;
-  std::vector<std::future<void>> clients;
+  std::list<std::future<void>> clients;
   for (int i = 0; i < 4; ++i) {
     clients.push_back(std::async(std::launch::async, [&] {
       while (!done) {

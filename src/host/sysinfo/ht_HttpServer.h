@@ -3,14 +3,12 @@
 
 #include <array>
 #include <atomic>
-#include <memory>
 
+#include "host/sysinfo/ht_Listener.h"
 #include "host/sysinfo/ht_Responder.h"
 #include "host/sysinfo/ht_WebSettings.h"
 
 namespace services::http {
-
-class Listener;
 
 /// Serves one read-only page by two listeners, "StandardListener" (plain) and "SSLListener"
 /// (TLS 1.2 or later), both closed at first. They share no thread and no client; ht_Listener.h says
@@ -46,14 +44,13 @@ class HttpServer {
   bool isEnabledConnections(const char* listener) const;
 
  private:
-  Listener* find(const char* name) const;
-  Listener* findOrSay(const char* name) const;
+  Listener* findOrSay(const char* name);
 
   static std::atomic<HttpServer*> m_pSingleton;
 
   const WebSettings m_settings;
   const Responder m_responder;
-  const std::array<std::unique_ptr<Listener>, 2> m_listeners;
+  std::array<Listener, 2> m_listeners;
 };
 
 }  // namespace services::http

@@ -8,8 +8,8 @@
 namespace services::http {
 
 /// The page "/" for GET and HEAD; 404 for every other path, 405 for other methods, 416 for a range
-/// that the page has not, 400 for what is no request or has more than 8 KiB of headers. A first
-/// line of more than 8 KiB is not answered; no body is read. Any number of threads may ask at once.
+/// that the page has not, 400 for what is no request or has more than 8 KiB before its body, which
+/// is not read. Any number of threads may ask at once.
 class Responder {
  public:
   /// Renders the page, UTF-8 text, on a thread that serves; no lock is held. An empty text means

@@ -105,7 +105,7 @@ void setAside(const std::string& path, const std::string& why, const char* endin
 Context openOwn(const std::string& path, const std::string& address, std::string& failure) {
   if (utility::Path::exists(path.c_str())) {
     ::chmod(utility::Path::located(path).c_str(), S_IRUSR | S_IWUSR);
-    const Context kept = contextOf(path, path, failure);
+    Context kept = contextOf(path, path, failure);
     if (kept != nullptr && isFor(kept, address)) return kept;
     const platform::Descriptor file(utility::openFile(path.c_str(), O_RDONLY, 0));
     if (!file.isOpen()) return nullptr;  // what cannot be opened may be in order
