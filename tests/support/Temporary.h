@@ -70,10 +70,10 @@ inline std::string ownAddress() {
   return ::inet_ntoa(address);
 }
 
-/// Polls until the condition holds, for at most ten seconds; the answer is the condition's last.
+/// Polls until the condition holds, for at most a minute; the answer is the condition's last.
 template <typename Condition>
 bool eventually(Condition condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (!condition() && std::chrono::steady_clock::now() < end) {
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }

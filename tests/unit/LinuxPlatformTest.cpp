@@ -89,15 +89,20 @@ TEST_F(Linux, OutputBeyondTheRoomIsDroppedWithoutAnError) {
   EXPECT_EQ(machine.run({.line = flood.c_str(), .limit = 60 * second}).status, 5);
 }
 
-// What a command must not inherit: an ignored signal, blocked ones, a umask, a descriptor.
+void setMemoryScore(const char* score) { std::ofstream("/proc/self/oom_score_adj") << score; }
+
+// What a command must not inherit: an ignored signal, blocked ones, a umask, a descriptor, a score
+// by which the kernel chooses whom it ends for memory.
 class Disturbed {
  public:
   Disturbed() {
     sigset_t all;
     ::sigfillset(&all);
     ::pthread_sigmask(SIG_BLOCK, &all, &m_mask);
+    setMemoryScore("100");
   }
   ~Disturbed() {
+    setMemoryScore("0");
     ::close(descriptor);
     ::umask(m_umask);
     ::pthread_sigmask(SIG_SETMASK, &m_mask, nullptr);
@@ -122,6 +127,7 @@ TEST_F(Linux, ACommandFindsACleanProcess) {
     const char* output;
   } rows[] = {
       {"umask", "umask", "0022\n"},
+      {"memory score", "cat /proc/self/oom_score_adj", "0\n"},
       {"standard input", "readlink /proc/self/fd/0", "/dev/null\n"},
       {"standard error", "readlink /proc/self/fd/2", "/dev/null\n"},
       {"descriptors",

@@ -27,6 +27,10 @@ namespace {
 
 constexpr std::size_t pipeSize = 65536;  // what a pipe holds, pipe(7)
 
+// What posix_spawn(3) cannot set: the umask, and that the kernel, which may spare the host when it
+// ends processes for memory, does not spare the daemons.
+constexpr const char* environmentLines = "umask 022\necho 0 >/proc/self/oom_score_adj\n";
+
 // The attributes and file actions of posix_spawn(3), released with the object.
 struct SpawnSettings {
   SpawnSettings() {
@@ -122,7 +126,7 @@ void ShellCommand::start(const Command& command, int input, int output) {
   setDescriptor(settings.actions, output, STDOUT_FILENO, O_WRONLY);
   setDescriptor(settings.actions, -1, STDERR_FILENO, O_WRONLY);
   posix_spawn_file_actions_addclosefrom_np(&settings.actions, STDERR_FILENO + 1);
-  std::string line = "umask 022\n" + descriptorLimitLine() + command.line;
+  std::string line = environmentLines + descriptorLimitLine() + command.line;
   std::string shell = "sh";
   std::string option = "-c";
   std::array<char*, 4> arguments = {shell.data(), option.data(), line.data(), nullptr};

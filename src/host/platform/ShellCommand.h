@@ -11,9 +11,10 @@
 namespace platform {
 
 /// A child process that runs `/bin/sh -c LINE`: in a session of its own, with default signal
-/// dispositions, nothing blocked, umask 022, the descriptor limit of the start, no inherited
-/// descriptors, and /dev/null where no stream is given, nor for the output of a detached command,
-/// which nobody reads. The child is reaped by waitFor(), or by whom release() hands it to.
+/// dispositions, nothing blocked, umask 022, the descriptor limit of the start, no score that
+/// spares it when memory is short, no inherited descriptors, and /dev/null where no stream is
+/// given, nor for the output of a detached command, which nobody reads. The child is reaped by
+/// waitFor(), or by whom release() hands it to.
 class ShellCommand {
  public:
   /// Starts the command. When it cannot be started or watched, started() is false.
