@@ -78,11 +78,12 @@ void Listener::wake() const { ::eventfd_write(m_wake.get(), 1); }
 
 bool Listener::open() {
   std::string failure;
-  if (m_secure) m_tls = openTlsContext(m_settings, failure);
-  if (!failure.empty()) return fail("has no certificate: " + failure);
+  auto tls = m_secure ? openTlsContext(m_settings, failure) : nullptr;
+  if (m_secure && tls == nullptr) return fail("has no certificate: " + failure);
   m_socket = network::listenAt(m_settings.address, m_port);
   const std::string place = m_settings.address + ":" + std::to_string(m_port);
   if (!m_socket.isOpen()) return fail("cannot listen at " + place + ": " + std::strerror(errno));
+  m_tls = std::move(tls);  // not before: who was taken by a closing still needs the last one
   m_retryAt = never;
   wake();
   Logger::StaticLog(LogType::Info, "web: %s listens at %s%s", m_name, place.c_str(),
