@@ -80,8 +80,8 @@ bool Listener::open() {
   std::string failure;
   auto tls = m_secure ? openTlsContext(m_settings, failure) : nullptr;
   if (m_secure && tls == nullptr) return fail("has no certificate: " + failure);
-  m_socket = network::listenAt(m_settings.address, m_port);
   const std::string place = m_settings.address + ":" + std::to_string(m_port);
+  m_socket = network::listenAt(m_settings.address, m_port);
   if (!m_socket.isOpen()) return fail("cannot listen at " + place + ": " + std::strerror(errno));
   m_tls = std::move(tls);  // not before: who was taken by a closing still needs the last one
   m_retryAt = never;
