@@ -5,13 +5,18 @@
 #include <cstring>
 #include <future>
 
+#include "host/framework/ap_ApplicationService.h"
 #include "host/framework/fw_ConsoleHold.h"
 #include "host/framework/fw_Container.h"
+#include "host/framework/fw_HostCommands.h"
+#include "host/framework/fw_LockManager.h"
+#include "host/framework/st_StringRepository.h"
 #include "support/ConsoleSetting.h"
 
 namespace framework {
 namespace {
 
+using services::app::ApplicationService;
 using test::Peer;
 
 constexpr strings::stringtoken echoPath[] = {strings::tGSoutput};
@@ -38,6 +43,7 @@ class ConsoleServing : public test::ConsoleServing {
       return 1;
     });
     registerHoldCommands(m_shell);
+    registerRegistryCommands(m_shell);
   }
 };
 
@@ -177,26 +183,22 @@ TEST_F(ConsoleServing, DisabledConsoleLetsTheLocalRootEnableItAndNothingElse) {
   EXPECT_EQ(before.ask("output c"), "0 c\n");
 }
 
-TEST_F(ConsoleServing, IsHeldUntilTheLastHoldEnds) {
+TEST_F(ConsoleServing, WhatAClientHoldsIsItsProcesssAndGoesWithItsConnection) {
   const auto current = [] { return Container::getConsole()->getCurrentService(); };
-  Peer first(m_path);
-  Peer second(m_path);
-  EXPECT_EQ(first.ask("console release"), "13 this client does not hold the console\n");
-  EXPECT_EQ(current(), nullptr);
-  for (Peer* peer : {&first, &first, &second}) {
-    EXPECT_EQ(peer->ask("console hold"), "0 console held\n");
+  const std::string self = std::to_string(::getpid());
+  Peer peer(m_path);
+  for (const char* line : {"lock take flash", "portal register sfcbd", "console hold"}) {
+    EXPECT_TRUE(peer.ask(line).starts_with("0 ")) << line;
   }
-  EXPECT_EQ(second.ask("console release"), "0 hold released; others are left\n");
-  EXPECT_EQ(second.ask("console release"), "13 this client does not hold the console\n");
-  EXPECT_EQ(first.ask("console release"), "0 hold released; others are left\n");
+  EXPECT_EQ(Peer(m_path).ask("lock list"), "0 NAME   PID\nflash  " + self + "\n");
+  EXPECT_EQ(ApplicationService::LookupPortalPrefix(strings::tGSsfcbd)->getPID(), ::getpid());
   ASSERT_NE(current(), nullptr);
   EXPECT_EQ(current()->ServiceName(), strings::tGSConsoleHold);
-  EXPECT_EQ(first.ask("console release"), "0 console released\n");
-  EXPECT_EQ(current(), nullptr);
-  EXPECT_EQ(first.ask("console hold"), "0 console held\n");
-  EXPECT_EQ(first.ask("console hold"), "0 console held\n");
-  first.close();
-  EXPECT_TRUE(test::eventually([&] { return current() == nullptr; }));
+  peer.close();
+  EXPECT_TRUE(test::eventually([&] {
+    return LockManager::getInstance()->list().empty() &&
+           ApplicationService::listPortals().empty() && current() == nullptr;
+  }));
 }
 
 TEST(ConsoleServer, ServesItsOwnUserAndRoot) {

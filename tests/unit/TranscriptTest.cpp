@@ -1,0 +1,243 @@
+// Plays tests/transcripts/*.txt: what is typed at a host's console, and what it answers.
+//
+// A transcript has parts, each with a host of its own: "==== NAME", the configuration in TOML
+// ([test] arch is MC_ARCH), and steps. "$ LINE => ANSWER" types a line, "7$ LINE" as a client whose
+// process is 7, "7'$ LINE" over another connection of it; ^J and ^M in it stand for characters that
+// only a word can hold. "@ ACTION ARGUMENTS => ANSWER" is done by Host::act. An answer goes on up
+// to the next step, and is also that of lines before it that have none. In it "<*>" stands for what
+// varies in a line, "..." for any lines, and "\" ends one that has no line end.
+//
+// Everywhere: no command makes a token, one that is refused changes no stored value and runs no
+// command line, and "hush", the secrets' text, is neither answered nor logged.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <regex>
+
+#include "app/app_BurnToActive.h"
+#include "host/framework/fw_CommandBundle.h"
+#include "host/framework/fw_CommandLine.h"
+#include "host/framework/fw_ConfigFile.h"
+#include "host/framework/fw_Container.h"
+#include "host/framework/fw_HostCommands.h"
+#include "host/framework/fw_Logger.h"
+#include "host/framework/fw_ManagedLogs.h"
+#include "host/framework/fw_ServiceHost.h"
+#include "host/framework/st_StringRepository.h"
+#include "host/sysinfo/si_SysInfoManager.h"
+#include "host/sysinfo/us_UserManager.h"
+#include "support/ConsoleSetting.h"
+#include "support/SimulatedController.h"
+#include "support/Temporary.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using services::sysinfo::SysInfoManager;
+
+// A host with the configuration's services, whose threads do not run.
+class Host {
+ public:
+  explicit Host(const std::string& configuration) {
+    m_files.write("mc.toml", "[host]\nslot = \"A\"\n" + configuration);
+    const framework::ConfigFile file(m_files.path("mc.toml"));
+    EXPECT_FALSE(file.isRefused()) << file.findings().front().text;
+    const char* arch = "ARM";
+    file.config().getStringValueOf("test", "arch", false, &arch);
+    ::setenv("MC_ARCH", arch, 1);
+    framework::Config::setConfig(file.config());
+    SysInfoManager::getManager()->load(file.config(), 'A');
+    SysInfoManager::getManager()->setValidPartner(true);
+    services::user::UserManager::getManager()->load({});
+    services::app::BurnToActive::getInstance()->clearDecisionParameters();
+    framework::Container::setConsole(&m_console);
+    framework::ServiceHost::instance().build(file.host().services);
+    framework::registerHostCommands(m_shell, [] {});
+    framework::CommandBundle::registerAll(m_shell);
+  }
+  ~Host() {
+    m_clients.clear();
+    framework::ServiceHost::instance().destroy();
+    framework::Container::setConsole(nullptr);
+    SysInfoManager::getManager()->unload();
+    framework::Logger::setLevel(framework::LogType::Trace);
+    EXPECT_FALSE(m_machine.log.has("hush"));
+  }
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  std::string type(const std::string& client, const std::string& line) {
+    auto& console = m_clients[client];
+    if (console == nullptr) {
+      console = std::make_unique<framework::Console>(std::atoi(client.c_str()));
+    }
+    const std::string before = stored();
+    const std::size_t commands = m_machine.commandLines().size();
+    const auto token = strings::GS.toToken(("before " + std::to_string(++m_typed)).c_str());
+    const std::string answer = test::ask(m_shell, line, *console);
+    EXPECT_EQ(strings::GS.toToken(("after " + std::to_string(m_typed)).c_str()), token + 1);
+    EXPECT_EQ(answer.find("hush"), std::string::npos);
+    if (!answer.starts_with("0 ")) {
+      EXPECT_EQ(stored(), before);
+      EXPECT_EQ(m_machine.commandLines().size(), commands);
+    }
+    return answer;
+  }
+
+  std::string act(const Lines& words) {
+    const std::string& action = words.at(0);
+    if (action == "ran") return ran();  // the command lines since the last time
+    const std::string first = words.size() > 1 ? words[1] : "";
+    auto& pairing = *services::app::BurnToActive::getInstance();
+    if (action == "read") return m_machine.readFile(first);
+    if (action == "close") {
+      m_clients.erase(first);
+    } else if (action == "until") {
+      liveUntil(std::stoll(first));
+    } else if (action == "meet") {
+      pairing.setCurrentPartnerSN(first.c_str());
+      pairing.setPartnerSyncRole(services::app::BurnToActive::SlaveUnpaired);
+    } else if (action == "stored-user") {  // as an older release may have kept one
+      services::user::UserManager::getManager()->load(
+          {{{"user " + first, words.at(2)}, words.at(3)}});
+    } else if (action == "decide") {
+      pairing.getSystemPfuAction();
+    } else if (action == "reports") {
+      for (int code = std::stoi(first); code <= std::stoi(words.at(2)); ++code) {
+        logManagedLogsEvent(code, 12);
+      }
+    } else if (action == "process") {
+      m_machine.addProcess(std::stoi(first), words.at(2));
+    } else if (action == "file") {
+      const std::filesystem::path path(m_machine.machine.root() + first);
+      std::filesystem::create_directories(path.parent_path());
+      m_machine.writeFile(first, words.size() > 2 ? words[2] : "");
+    } else {
+      ADD_FAILURE() << "no such action: " << action;
+    }
+    return "";
+  }
+
+ private:
+  std::string stored() const {
+    return test::ask(m_shell, "sysinfo show") + test::ask(m_shell, "user list");
+  }
+
+  std::string ran() {
+    const Lines all = m_machine.commandLines();
+    std::string lines;
+    for (; m_told < all.size(); ++m_told) lines += all[m_told] + "\n";
+    return lines;
+  }
+
+  void liveUntil(std::int64_t second) {
+    const auto* running = framework::ServiceHost::instance().find("AppManager");
+    auto& manager = dynamic_cast<framework::ActiveService&>(*running->service);
+    m_machine.at(second, [&manager] { manager.Shutdown(); });
+    manager.threadDo(0);
+  }
+
+  const test::Temporary m_files;
+  test::SimulatedController m_machine;
+  framework::Console m_console;
+  framework::Shell m_shell;
+  std::map<std::string, std::unique_ptr<framework::Console>> m_clients;
+  std::size_t m_told = 0;
+  int m_typed = 0;
+};
+
+bool matches(std::string expected, const std::string& answer) {
+  expected = std::regex_replace(expected, std::regex(R"([.^$|()[\]{}*+?\\])"), R"(\$&)");
+  expected = std::regex_replace(expected, std::regex(R"(<\\\*>)"), ".*");
+  expected = std::regex_replace(expected, std::regex(R"(\\.\\.\\.\n)"), "(?:.*\n)*");
+  return std::regex_match(answer.ends_with('\n') || answer.empty() ? answer : answer + "\\\n",
+                          std::regex(expected));
+}
+
+// A file's part: its configuration's lines, then its steps.
+class Part : public testing::Test {
+ public:
+  Part(std::string file, std::size_t firstLine, Lines lines)
+      : m_file(std::move(file)), m_firstLine(firstLine), m_lines(std::move(lines)) {}
+
+  void TestBody() override {
+    std::size_t at = 0;
+    std::string configuration;
+    for (; at < m_lines.size() && !isStep(at); ++at) configuration += m_lines[at] + "\n";
+    Host host(configuration);
+    while (at < m_lines.size()) at = playTogether(host, at);
+  }
+
+ private:
+  bool isStep(std::size_t place) const {
+    return std::regex_search(m_lines[place], std::regex("^(@|[0-9']*\\$) "));
+  }
+
+  // Plays the steps in a row that have one answer; the place behind it.
+  std::size_t playTogether(Host& host, const std::size_t first) const {
+    const std::string sign = " => ";
+    std::size_t last = first;
+    while (m_lines[last][0] != '@' && m_lines[last].find(sign) == std::string::npos) ++last;
+    std::size_t end = last + 1;
+    const std::size_t place = m_lines[last].find(sign);
+    std::string expected =
+        place == std::string::npos ? "" : m_lines[last].substr(place + sign.size()) + "\n";
+    for (; end < m_lines.size() && !isStep(end); ++end) expected += m_lines[end] + "\n";
+    for (std::size_t step = first; step <= last; ++step) {
+      const std::string text = m_lines[step].substr(0, m_lines[step].find(sign));
+      const std::string answer = play(host, text);
+      if (matches(expected, answer)) continue;
+      ADD_FAILURE_AT(m_file.c_str(), int(m_firstLine + step)) << text << " => " << answer;
+    }
+    return end;
+  }
+
+  static std::string play(Host& host, const std::string& step) {
+    const std::size_t sign = step.find_first_of("$@");
+    const std::string text = step.substr(sign + 2);
+    if (step[sign] == '$') return host.type(sign == 0 ? "11" : step.substr(0, sign), text);
+    std::string error;
+    return host.act(framework::splitLine(text, error).value());
+  }
+
+  const std::string m_file;
+  const std::size_t m_firstLine;
+  const Lines m_lines;
+};
+
+void registerParts(const std::filesystem::path& path) {
+  std::ifstream stream(path);
+  Lines lines;
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  const std::string heading = "==== ";
+  for (std::size_t begin = 0; begin < lines.size(); ++begin) {
+    if (!lines[begin].starts_with(heading)) continue;
+    Lines part;
+    for (std::size_t i = begin + 1; i < lines.size() && !lines[i].starts_with(heading); ++i) {
+      part.push_back(lines[i]);
+    }
+    while (part.back().empty()) part.pop_back();
+    std::string name = lines[begin].substr(heading.size());
+    std::ranges::replace_if(
+        name, [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+    testing::RegisterTest(path.stem().c_str(), name.c_str(), nullptr, nullptr, path.c_str(),
+                          int(begin + 1), [=] { return new Part(path, begin + 2, part); });
+  }
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+  testing::InitGoogleTest(&count, values);
+  ::dlopen(test::built("lib/libmcops.so").c_str(), RTLD_NOW);  // stays loaded
+  for (const auto& entry : std::filesystem::directory_iterator(MC_TRANSCRIPTS)) {
+    registerParts(entry.path());
+  }
+  return RUN_ALL_TESTS();
+}
