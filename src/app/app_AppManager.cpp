@@ -81,7 +81,7 @@ const framework::ServiceProperties propertiesAppManager(strings::pGSAppManager, 
 std::atomic<AppManager*> AppManager::m_pSingleton = nullptr;
 
 const framework::ServiceInfo AppManager::m_serviceInfoData = {
-    strings::tGSAppManager, strings::tGSAppManager, strings::tGSserviceClass};
+    strings::token<"AppManager">, strings::token<"AppManager">, strings::tGSserviceClass};
 
 AppManager::AppManager(const char* name)
     : ActiveService(name),

@@ -13,6 +13,7 @@
 #include "app/app_Process.h"
 #include "app/app_ProcessScan.h"
 #include "app/app_StatePass.h"
+#include "app/app_Tokens.h"
 #include "app/app_memtrack.h"
 #include "host/framework/fw_Memory.h"
 #include "host/framework/fw_Service.h"

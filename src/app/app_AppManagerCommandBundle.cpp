@@ -19,10 +19,16 @@ namespace {
 
 using Path = std::array<strings::stringtoken, 3>;
 
-constexpr Path MemoryStatsOutput_path = {strings::tGSmemory, strings::tGSstats, strings::tGSoutput};
-constexpr Path MemoryStatsSave_path = {strings::tGSmemoryOfSave, strings::tGSstats,
-                                       strings::tGSsave};
-constexpr Path MemoryStatsReset_path = {strings::tGSmemory, strings::tGSstats, strings::tGSreset};
+// The first word of saving has a token of its own.
+constexpr strings::stringtoken memoryOfSave = strings::digestOf("memory of save");
+const strings::Word memoryOfSaveWord(memoryOfSave, "memory");
+
+constexpr Path MemoryStatsOutput_path = {strings::token<"memory">, strings::token<"stats">,
+                                         strings::token<"output">};
+constexpr Path MemoryStatsSave_path = {memoryOfSave, strings::token<"stats">,
+                                       strings::token<"save">};
+constexpr Path MemoryStatsReset_path = {strings::token<"memory">, strings::token<"stats">,
+                                        strings::token<"reset">};
 
 const CommandHandler::commanddata MemoryStatsOutput_data = {
     "MemoryStatsOutput", "memory stats output: output the memory stats to the console.\n",
@@ -55,7 +61,7 @@ const framework::ServiceFactory pFactoryAppManagerCommandBundle(AppManagerComman
                                                                 "AppManagerCommandBundle");
 
 const framework::ServiceInfo AppManagerCommandBundle::m_serviceInfoData = {
-    strings::tGSAppManagerCommandBundle, strings::tGSAppManagerCommandBundle,
+    strings::token<"AppManagerCommandBundle">, strings::token<"AppManagerCommandBundle">,
     strings::tGSserviceClass};
 
 void AppManagerCommandBundle::initializeCommands(framework::Shell& shell) {

@@ -20,6 +20,10 @@ using strings::StringRepository;
 
 namespace {
 
+// Those of app_Tokens.h.
+const strings::Words sharedWords = {"sfcbd",           "logmigrated",     "logMigration",
+                                    "logMigrationMc1", "logMigrationMc2", "logMigrationMc3"};
+
 constexpr int lockTrackSeconds = 29;
 constexpr int eventSignal = 45;  // a real-time signal whose value is the event's token
 constexpr int managedLogsComponent = 12;
@@ -43,8 +47,9 @@ void sendEventSignal(int pid, strings::stringtoken event) {
 }  // namespace
 
 const strings::stringtoken AppManager::m_eventsOfInterest[] = {
-    strings::tGSgoingDown,       strings::tGSkillNonEssentialEvent, strings::tGSlogMigration,
-    strings::tGSlogMigrationMc1, strings::tGSlogMigrationMc2,       strings::tGSlogMigrationMc3,
+    strings::token<"goingDown">, strings::token<"killNonEssentialProcesses">,
+    strings::tGSlogMigration,    strings::tGSlogMigrationMc1,
+    strings::tGSlogMigrationMc2, strings::tGSlogMigrationMc3,
     strings::tGSendOfList,
 };
 
@@ -52,8 +57,8 @@ bool AppManager::serviceEvent(strings::stringtoken event, const void* data) {
   const auto* text = static_cast<const char*>(data);
   LogWarning("SERVICE EVENT: %s - %s", StringRepository::toString(event),
              text == nullptr ? "-" : text);
-  if (event == strings::tGSgoingDown) announceGoingDown(text);
-  if (event == strings::tGSkillNonEssentialEvent) killNonEssential();
+  if (event == strings::token<"goingDown">) announceGoingDown(text);
+  if (event == strings::token<"killNonEssentialProcesses">) killNonEssential();
   if (event == strings::tGSlogMigration) {
     LogInfo(
         "AppManager::serviceEvent got tGSlogMigration event MC1: send managed logs CAPI event. ");

@@ -15,6 +15,10 @@ using framework::Memory;
 
 namespace {
 
+const strings::Words pairingWords = {"Undetermined",  "MasterUnpaired", "MasterPaired",
+                                     "SlaveUnpaired", "SlavePaired",    "None",
+                                     "Push",          "Receive",        "Merge"};
+
 std::optional<std::string> copyOf(const framework::StaticText& text) {
   return text == nullptr ? std::nullopt : std::optional<std::string>(text.get());
 }

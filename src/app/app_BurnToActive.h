@@ -29,19 +29,19 @@ class BurnToActive {
  public:
   /// The values are the tokens of the words that logs show.
   enum SyncRole : strings::stringtoken {
-    Undetermined = strings::tGSUndetermined,
-    MasterUnpaired = strings::tGSMasterUnpaired,
-    MasterPaired = strings::tGSMasterPaired,
-    SlaveUnpaired = strings::tGSSlaveUnpaired,
-    SlavePaired = strings::tGSSlavePaired,
+    Undetermined = strings::digestOf("Undetermined"),
+    MasterUnpaired = strings::digestOf("MasterUnpaired"),
+    MasterPaired = strings::digestOf("MasterPaired"),
+    SlaveUnpaired = strings::digestOf("SlaveUnpaired"),
+    SlavePaired = strings::digestOf("SlavePaired"),
   };
 
   /// What this controller does: gives, takes, or merges with its partner.
   enum SyncAction : strings::stringtoken {
-    None = strings::tGSNone,
-    Push = strings::tGSPush,
-    Receive = strings::tGSReceive,
-    Merge = strings::tGSMerge,
+    None = strings::digestOf("None"),
+    Push = strings::digestOf("Push"),
+    Receive = strings::digestOf("Receive"),
+    Merge = strings::digestOf("Merge"),
   };
 
   /// The object, made by the first call and never destroyed.

@@ -3,6 +3,7 @@
 
 #include "app/app_BurnToActive.h"
 #include "app/app_SyncRules.h"
+#include "host/framework/fw_DebugFlags.h"
 #include "host/framework/fw_Logger.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
@@ -20,6 +21,8 @@ using sysinfo::SysInfoReadGuard;
 
 namespace {
 
+const framework::DebugFlag debugFlag("pairing");
+
 using MacSerial = std::array<char, 32>;
 
 const char* orNull(const char* text) { return text == nullptr ? "NULL" : text; }
@@ -35,7 +38,7 @@ MacSerial macSerialOf(const MCInfo& controller) {
 }
 
 void debug(const char* operation, int line, const char* text) {
-  if (utility::Debug::isDebugOn(strings::tGSpairing)) {
+  if (utility::Debug::isDebugOn(strings::token<"pairing">)) {
     Logger::StaticLogMethod(LogType::Debug, operation, line, "%s", text);
   }
 }
@@ -173,7 +176,7 @@ BurnToActive::SyncAction BurnToActive::getSystemConfigurationSyncAction() {
   Decisions known = decisions();
   if (known.configSyncAction != None) return known.configSyncAction;
   if (!findRoles(known, __PRETTY_FUNCTION__)) return None;
-  if (utility::Debug::isDebugOn(strings::tGSpairing)) {
+  if (utility::Debug::isDebugOn(strings::token<"pairing">)) {
     logRoles(__PRETTY_FUNCTION__, __LINE__, LogType::Debug, known.mySyncRole,
              known.partnerSyncRole);
   }

@@ -16,7 +16,7 @@ namespace services::app {
 namespace {
 
 void logFailure(const char* text) {
-  if (!utility::Debug::isDebugOn(strings::tGSAppManager)) return;
+  if (!utility::Debug::isDebugOn(strings::token<"AppManager">)) return;
   framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__, "%s",
                                      text);
 }

@@ -81,7 +81,8 @@ const framework::ServiceProperties propertiesInterfaceManager(strings::pGSInterf
 std::atomic<InterfaceManager*> InterfaceManager::m_pSingleton = nullptr;
 
 const framework::ServiceInfo InterfaceManager::m_serviceInfoData = {
-    strings::tGSInterfaceManager, strings::tGSInterfaceManager, strings::tGSserviceClass};
+    strings::token<"InterfaceManager">, strings::token<"InterfaceManager">,
+    strings::tGSserviceClass};
 
 InterfaceManager::InterfaceManager(const char* name) : Service(name), m_registration(this) {
   const char* list = nullptr;

@@ -33,16 +33,16 @@ class InterfaceManager : public framework::Service {
  public:
   /// The values are the tokens of the interfaces' names.
   enum Interfaces : strings::stringtoken {
-    Http = strings::tGSHttp,
-    Https = strings::tGSHttps,
-    Telnet = strings::tGSTelnet,
-    Ssh = strings::tGSSsh,
-    Smis = strings::tGSSmis,
-    Ftp = strings::tGSFtp,
-    Snmp = strings::tGSSnmp,
-    Debug = strings::tGSDebug,
-    Usmis = strings::tGSUsmis,
-    ActivityProgress = strings::tGSActivityProgress,
+    Http = strings::digestOf("Http"),
+    Https = strings::digestOf("Https"),
+    Telnet = strings::digestOf("Telnet"),
+    Ssh = strings::digestOf("Ssh"),
+    Smis = strings::digestOf("Smis"),
+    Ftp = strings::digestOf("Ftp"),
+    Snmp = strings::digestOf("Snmp"),
+    Debug = strings::digestOf("Debug"),
+    Usmis = strings::digestOf("Usmis"),
+    ActivityProgress = strings::digestOf("ActivityProgress"),
   };
 
   /// Reads the configuration of the instance, synchronises the managed interfaces, and writes the

@@ -34,7 +34,7 @@ void controlSmis(bool (*command)(strings::stringtoken daemon)) {
 
 // The daemons read their users when they start.
 void reloadSmisUsers(const User& changed) {
-  if (!changed.getInterfaces().inSet(strings::tGSSmis) || !isSmisEnabled()) return;
+  if (!changed.getInterfaces().inSet(strings::token<"Smis">) || !isSmisEnabled()) return;
   suspendSmis(false);
   controlSmis(AppManager::restartProcess);
 }

@@ -13,6 +13,8 @@ namespace services::app {
 
 namespace {
 
+const strings::Words interfaceWords = {"slpd"};
+
 using strings::StringRepository;
 using sysinfo::SysInfo;
 
@@ -26,48 +28,48 @@ bool isClear(const SysInfo& sysInfo) {
 }
 
 constexpr ManagementInterface interfaces[] = {
-    {.name = strings::tGSHttp,
+    {.name = strings::token<"Http">,
      .wanted = isClear<&SysInfo::getHttpDisable>,
      .carrier = Carrier::Listener,
      .listener = "StandardListener",
      .wayBack = true},
-    {.name = strings::tGSHttps,
+    {.name = strings::token<"Https">,
      .wanted = isClear<&SysInfo::getHttpsDisable>,
      .carrier = Carrier::Listener,
      .listener = "SSLListener",
      .wayBack = true},
-    {.name = strings::tGSTelnet,
+    {.name = strings::token<"Telnet">,
      .wanted = isClear<&SysInfo::getTelnetDisable>,
      .carrier = Carrier::Daemon,
-     .daemon = strings::tGStelnetd,
+     .daemon = strings::token<"telnetd">,
      .wayBack = true},
-    {.name = strings::tGSSsh,
+    {.name = strings::token<"Ssh">,
      .wanted = isClear<&SysInfo::getSshDisable>,
      .carrier = Carrier::Daemon,
-     .daemon = strings::tGSsshd,
+     .daemon = strings::token<"sshd">,
      .wayBack = true},
-    {.name = strings::tGSSmis,
+    {.name = strings::token<"Smis">,
      .wanted = isClear<&SysInfo::getSmisDisable>,
      .carrier = Carrier::SmisPair},
-    {.name = strings::tGSFtp,
+    {.name = strings::token<"Ftp">,
      .wanted = isClear<&SysInfo::getFtpDisable>,
      .carrier = Carrier::DaemonNow,
-     .daemon = strings::tGSftpd},
-    {.name = strings::tGSSnmp,
+     .daemon = strings::token<"ftpd">},
+    {.name = strings::token<"Snmp">,
      .wanted = isClear<&SysInfo::getSnmpDisable>,
      .carrier = Carrier::DaemonNow,
-     .daemon = strings::tGSsnmpd},
-    {.name = strings::tGSDebug,
+     .daemon = strings::token<"snmpd">},
+    {.name = strings::token<"Debug">,
      .wanted = isClear<&SysInfo::getDebugDisable>,
      .carrier = Carrier::Console,
      .wayBack = true},
-    {.name = strings::tGSUsmis,
+    {.name = strings::token<"Usmis">,
      .wanted = isSet<&SysInfo::getUsmisEnable>,
      .carrier = Carrier::SmisPair},
-    {.name = strings::tGSActivityProgress,
+    {.name = strings::token<"ActivityProgress">,
      .wanted = isClear<&SysInfo::getActivityProgressDisable>,
      .carrier = Carrier::DaemonNow,
-     .daemon = strings::tGSactivityd},
+     .daemon = strings::token<"activityd">},
 };
 
 std::string namesOfAll() {
@@ -99,7 +101,7 @@ void checkInterfaceName(const char* entry, std::vector<framework::PropertyFindin
 }
 
 strings::stringtoken otherSmisForm(strings::stringtoken form) {
-  return form == strings::tGSSmis ? strings::tGSUsmis : strings::tGSSmis;
+  return form == strings::token<"Smis"> ? strings::token<"Usmis"> : strings::token<"Smis">;
 }
 
 SmisChange decideSmisChange(bool enabled, bool anyUp) {

@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "util/st_Tokens.h"
+#include "app/app_Tokens.h"
 
 namespace framework {
 struct PropertyFinding;
@@ -42,7 +42,7 @@ void checkInterfaceName(const char* entry, std::vector<framework::PropertyFindin
 
 /// The two daemons of the SMI-S provider.
 inline constexpr strings::stringtoken cimServer = strings::tGSsfcbd;
-inline constexpr strings::stringtoken cimCompanion = strings::tGSslpd;
+inline constexpr strings::stringtoken cimCompanion = strings::digestOf("slpd");
 
 /// The other form of SMI-S.
 strings::stringtoken otherSmisForm(strings::stringtoken form);

@@ -63,7 +63,7 @@ const framework::ServiceProperties propertiesNetTracker(strings::pGSNetTracker, 
 std::atomic<NetTracker*> NetTracker::m_pSingleton = nullptr;
 
 const framework::ServiceInfo NetTracker::m_serviceInfoData = {
-    strings::tGSNetTracker, strings::tGSNetTracker, strings::tGSserviceClass};
+    strings::token<"NetTracker">, strings::token<"NetTracker">, strings::tGSserviceClass};
 
 NetTracker::NetTracker(const char* name) : ActiveService(name) {
   m_pSingleton = this;

@@ -30,7 +30,7 @@ constexpr framework::PropertyRule propertyRules[] = {
      .maximum = 86400},
 };
 
-bool isDebugOn() { return utility::Debug::isDebugOn(strings::tGSPartnerFirmwareUpdate); }
+bool isDebugOn() { return utility::Debug::isDebugOn(strings::token<"PartnerFirmwareUpdate">); }
 
 void copyVersion(char* field, const char* text) {
   utility::BufferStream(field, versionSize, true).PutS(text);
@@ -78,10 +78,11 @@ const framework::ServiceProperties propertiesPartnerFirmwareUpdate(
 std::atomic<PartnerFirmwareUpdate*> PartnerFirmwareUpdate::m_pPartnerFirmwareUpdate = nullptr;
 
 const framework::ServiceInfo PartnerFirmwareUpdate::m_serviceInfoData = {
-    strings::tGSPartnerFirmwareUpdate, strings::tGSPartnerFirmwareUpdate, strings::tGSserviceClass};
+    strings::token<"PartnerFirmwareUpdate">, strings::token<"PartnerFirmwareUpdate">,
+    strings::tGSserviceClass};
 
-const strings::stringtoken PartnerFirmwareUpdate::m_eventsOfInterest[] = {strings::tGSupdateWakeUp,
-                                                                          strings::tGSendOfList};
+const strings::stringtoken PartnerFirmwareUpdate::m_eventsOfInterest[] = {
+    strings::token<"updateWakeUp">, strings::tGSendOfList};
 
 PartnerFirmwareUpdate::PartnerFirmwareUpdate(const char* name) : ActiveService(name) {
   setRequestedThreads(1);
@@ -102,7 +103,7 @@ void PartnerFirmwareUpdate::Shutdown() {
 }
 
 bool PartnerFirmwareUpdate::serviceEvent(strings::stringtoken event, const void* /*data*/) {
-  if (event == strings::tGSupdateWakeUp) m_cycleWaiter.signal();
+  if (event == strings::token<"updateWakeUp">) m_cycleWaiter.signal();
   return false;
 }
 

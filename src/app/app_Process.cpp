@@ -7,6 +7,7 @@
 
 #include "app/app_CLocale.h"
 #include "host/framework/fw_Container.h"
+#include "host/framework/fw_DebugFlags.h"
 #include "host/framework/fw_ProcessMem.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/framework/ut_Debug.h"
@@ -21,7 +22,11 @@ using utility::TimeMeasure;
 
 namespace {
 
-bool isDebugOn() { return utility::Debug::isDebugOn(strings::tGSProcess); }
+const strings::Words processWords = {"Unclassified", "Up", "Down", "Starting", "GoingDown"};
+
+const framework::DebugFlag debugFlag("Process");
+
+bool isDebugOn() { return utility::Debug::isDebugOn(strings::token<"Process">); }
 
 // Measures one process; what failed to be measured is 0.
 ProcessInstance measured(ProcessInstance instance) {

@@ -39,11 +39,11 @@ class Process : public framework::Entity {
  public:
   /// The values are the tokens of the states' names.
   enum State : strings::stringtoken {
-    Unclassified = strings::tGSUnclassified,
-    Up = strings::tGSUp,
-    Down = strings::tGSDown,
-    Starting = strings::tGSStarting,
-    GoingDown = strings::tGSGoingDown,
+    Unclassified = strings::digestOf("Unclassified"),
+    Up = strings::digestOf("Up"),
+    Down = strings::digestOf("Down"),
+    Starting = strings::digestOf("Starting"),
+    GoingDown = strings::digestOf("GoingDown"),
   };
 
   enum class Match { No, Yes, Failed };

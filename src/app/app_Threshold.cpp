@@ -1,6 +1,8 @@
 // The limits of the memory check.
 #include "app/app_Threshold.h"
 
+#include "app/app_Tokens.h"
+
 namespace services::app {
 
 namespace {
@@ -8,7 +10,7 @@ constexpr unsigned int noLimit = 1048576;
 }
 
 const Threshold Threshold::m_thresholds[] = {
-    {strings::tGSpageCache, 13000},
+    {strings::token<"pageCache">, 13000},
     {strings::tGSsfcbd, 40000},
     {strings::tGSlogMigrator, 25000},
     {strings::tGSendOfList, 0},

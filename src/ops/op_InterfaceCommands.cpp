@@ -108,23 +108,22 @@ int switchTo(Console& console, const Arguments& arguments) {
 }
 
 const std::vector<framework::TableCommand> commands = {
-    {list, commandOf<strings::tGSinterface, strings::tGSlist>(
+    {list, commandOf<"interface", "list">(
                "InterfaceList",
                "interface list: list the management interfaces and whether they are up.\n",
                "interface list\n")},
     {switchTo<true>,
-     commandOf<strings::tGSinterface, strings::tGSup>(
+     commandOf<"interface", "up">(
          "InterfaceUp", "interface up: switch a management interface on until the next start.\n",
-         "interface up NAME\n")},
+         "interface up NAME\n", "Debug")},
     {switchTo<false>,
-     commandOf<strings::tGSinterface, strings::tGSdown>(
+     commandOf<"interface", "down">(
          "InterfaceDown",
          "interface down: switch a management interface off until the next start.\n",
          "interface down NAME\n")},
 };
 
-using InterfaceCommands =
-    framework::CommandTable<strings::tGSInterfaceCommands, strings::tGSoperatorClass, commands>;
+using InterfaceCommands = framework::CommandTable<"InterfaceCommands", "mcops", commands>;
 const framework::ServiceFactory factory(InterfaceCommands::build, "InterfaceCommands");
 
 }  // namespace

@@ -90,17 +90,16 @@ int sendManagedLogs(Console& console, const Arguments& arguments) {
 }
 
 const std::vector<framework::TableCommand> commands = {
-    {sendSimple, commandOf<strings::tGSmail, strings::tGSsimple>(
+    {sendSimple, commandOf<"mail", "simple">(
                      "MailSimple", "mail simple: mail a text through the product's relay.\n",
                      "mail simple TO FROM SUBJECT TEXT\n")},
-    {sendManagedLogs, commandOf<strings::tGSmail, strings::tGSmanagedLogsMail>(
+    {sendManagedLogs, commandOf<"mail", "managed-logs">(
                           "MailManagedLogs",
                           "mail managed-logs: mail a managed-log file to the configured address.\n",
                           "mail managed-logs FILE\n")},
 };
 
-using MailCommands =
-    framework::CommandTable<strings::tGSMailCommands, strings::tGSoperatorClass, commands>;
+using MailCommands = framework::CommandTable<"MailCommands", "mcops", commands>;
 const framework::ServiceFactory factory(MailCommands::build, "MailCommands");
 
 }  // namespace

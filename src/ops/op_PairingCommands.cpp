@@ -183,25 +183,24 @@ int explainAction(Console& console, const Arguments& arguments) {
 }
 
 const std::vector<framework::TableCommand> commands = {
-    {show, commandOf<strings::tGSpairing, strings::tGSshow>(
+    {show, commandOf<"pairing", "show">(
                "PairingShow",
                "pairing show: show roles, actions, the rules behind them, and the records.\n",
                "pairing show\n")},
     {explainRole,
-     commandOf<strings::tGSpairing, strings::tGSexplain, strings::tGSrole>(
+     commandOf<"pairing", "explain", "role">(
          "PairingExplainRole", "pairing explain role: the role that these serial numbers give.\n",
          "pairing explain role --midplane S [--last-midplane S] [--partner S] [--last-partner "
          "S]\n")},
     {explainAction,
-     commandOf<strings::tGSpairing, strings::tGSexplain, strings::tGSaction>(
+     commandOf<"pairing", "explain", "action">(
          "PairingExplainAction", "pairing explain action: the actions that these roles give.\n",
          "pairing explain action --local ROLE --partner ROLE --letter A|B [--local-time T] "
          "[--partner-time T]; ROLE is Undetermined, MasterUnpaired, MasterPaired, SlaveUnpaired or "
          "SlavePaired, T digits\n")},
 };
 
-using PairingCommands =
-    framework::CommandTable<strings::tGSPairingCommands, strings::tGSoperatorClass, commands>;
+using PairingCommands = framework::CommandTable<"PairingCommands", "mcops", commands>;
 const framework::ServiceFactory factory(PairingCommands::build, "PairingCommands");
 
 }  // namespace

@@ -46,12 +46,11 @@ int show(Console& console, const utility::Arguments& arguments) {
 }
 
 const std::vector<framework::TableCommand> commands = {
-    {show, commandOf<strings::tGSpath, strings::tGSshow>(
+    {show, commandOf<"path", "show">(
                "PathShow", "path show: show the network paths to the partner.\n", "path show\n")},
 };
 
-using PathCommands =
-    framework::CommandTable<strings::tGSPathCommands, strings::tGSoperatorClass, commands>;
+using PathCommands = framework::CommandTable<"PathCommands", "mcops", commands>;
 const framework::ServiceFactory factory(PathCommands::build, "PathCommands");
 
 }  // namespace

@@ -127,33 +127,32 @@ int setSuspend(Console& console, const Arguments& arguments) {
 }
 
 const std::vector<framework::TableCommand> commands = {
-    {list, commandOf<strings::tGSprocess, strings::tGSlist>(
+    {list, commandOf<"process", "list">(
                "ProcessList", "process list: list the supervised daemons.\n", "process list\n")},
-    {start, commandOf<strings::tGSprocess, strings::tGSstart>(
+    {start, commandOf<"process", "start">(
                 "ProcessStart", "process start: run a daemon's init script to start it.\n",
                 "process start NAME\n")},
-    {stop, commandOf<strings::tGSprocess, strings::tGSstop>(
-               "ProcessStop", "process stop: run a daemon's init script to stop it.\n",
-               "process stop NAME\n")},
-    {restart, commandOf<strings::tGSprocess, strings::tGSrestart>(
+    {stop, commandOf<"process", "stop">("ProcessStop",
+                                        "process stop: run a daemon's init script to stop it.\n",
+                                        "process stop NAME\n")},
+    {restart, commandOf<"process", "restart">(
                   "ProcessRestart", "process restart: run a daemon's init script to restart it.\n",
                   "process restart NAME\n")},
     {setSuspend<true>,
-     commandOf<strings::tGSprocess, strings::tGSsuspend>(
-         "ProcessSuspend", "process suspend: leave a daemon down once it is down.\n",
-         "process suspend NAME\n")},
+     commandOf<"process", "suspend">("ProcessSuspend",
+                                     "process suspend: leave a daemon down once it is down.\n",
+                                     "process suspend NAME\n")},
     {setSuspend<false>,
-     commandOf<strings::tGSprocess, strings::tGSresume>(
-         "ProcessResume", "process resume: start a daemon again when it is down.\n",
-         "process resume NAME\n")},
-    {explain, commandOf<strings::tGSprocess, strings::tGSexplain>(
+     commandOf<"process", "resume">("ProcessResume",
+                                    "process resume: start a daemon again when it is down.\n",
+                                    "process resume NAME\n")},
+    {explain, commandOf<"process", "explain">(
                   "ProcessExplain",
                   "process explain: show which processes are taken for a daemon, and why.\n",
                   "process explain NAME\n")},
 };
 
-using ProcessCommands =
-    framework::CommandTable<strings::tGSProcessCommands, strings::tGSoperatorClass, commands>;
+using ProcessCommands = framework::CommandTable<"ProcessCommands", "mcops", commands>;
 const framework::ServiceFactory factory(ProcessCommands::build, "ProcessCommands");
 
 }  // namespace

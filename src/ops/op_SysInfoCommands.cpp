@@ -55,20 +55,19 @@ int set(Console& console, const Arguments& arguments) {
 }
 
 const std::vector<framework::TableCommand> commands = {
-    {show, commandOf<strings::tGSsysinfo, strings::tGSshow>(
+    {show, commandOf<"sysinfo", "show">(
                "SysInfoShow", "sysinfo show: list the values of the system information.\n",
                "sysinfo show\n")},
     {get,
-     commandOf<strings::tGSsysinfo, strings::tGSget>(
-         "SysInfoGet", "sysinfo get: show one value that is no secret.\n", "sysinfo get KEY\n")},
-    {set, commandOf<strings::tGSsysinfo, strings::tGSset>(
+     commandOf<"sysinfo", "get">("SysInfoGet", "sysinfo get: show one value that is no secret.\n",
+                                 "sysinfo get KEY\n")},
+    {set, commandOf<"sysinfo", "set">(
               "SysInfoSet",
               "sysinfo set: change values, all in one; an empty one gives the initial value.\n",
               "sysinfo set KEY VALUE [KEY VALUE]...\n")},
 };
 
-using SysInfoCommands =
-    framework::CommandTable<strings::tGSSysInfoCommands, strings::tGSoperatorClass, commands>;
+using SysInfoCommands = framework::CommandTable<"SysInfoCommands", "mcops", commands>;
 const framework::ServiceFactory factory(SysInfoCommands::build, "SysInfoCommands");
 
 }  // namespace

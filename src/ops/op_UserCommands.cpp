@@ -136,19 +136,18 @@ int erase(Console& console, const Arguments& arguments) {
 
 const std::vector<framework::TableCommand> commands = {
     {list,
-     commandOf<strings::tGSuser, strings::tGSlist>(
+     commandOf<"user", "list">(
          "UserList", "user list: list the users of the management interfaces.\n", "user list\n")},
-    {add, commandOf<strings::tGSuser, strings::tGSadd>("UserAdd", "user add: add a user.\n",
-                                                       "user add NAME [KEY=VALUE]...\n")},
-    {set, commandOf<strings::tGSuser, strings::tGSset>(
+    {add, commandOf<"user", "add">("UserAdd", "user add: add a user.\n",
+                                   "user add NAME [KEY=VALUE]...\n")},
+    {set, commandOf<"user", "set">(
               "UserSet", "user set: change a user; an empty value gives the initial one.\n",
               "user set NAME KEY=VALUE...\n")},
-    {erase, commandOf<strings::tGSuser, strings::tGSdelete>(
-                "UserDelete", "user delete: take a user out.\n", "user delete NAME\n")},
+    {erase, commandOf<"user", "delete">("UserDelete", "user delete: take a user out.\n",
+                                        "user delete NAME\n")},
 };
 
-using UserCommands =
-    framework::CommandTable<strings::tGSUserCommands, strings::tGSoperatorClass, commands>;
+using UserCommands = framework::CommandTable<"UserCommands", "mcops", commands>;
 const framework::ServiceFactory factory(UserCommands::build, "UserCommands");
 
 }  // namespace

@@ -48,13 +48,12 @@ int show(Console& console, const utility::Arguments& arguments) {
 }
 
 const std::vector<framework::TableCommand> commands = {
-    {show, commandOf<strings::tGSpartner, strings::tGSshow>(
-               "PartnerShow", "partner show: what the link knows of both controllers.\n",
-               "partner show\n")},
+    {show, commandOf<"partner", "show">("PartnerShow",
+                                        "partner show: what the link knows of both controllers.\n",
+                                        "partner show\n")},
 };
 
-using PartnerCommands =
-    framework::CommandTable<strings::tGSPartnerCommands, strings::tGSpeerClass, commands>;
+using PartnerCommands = framework::CommandTable<"PartnerCommands", "mcpeer", commands>;
 const framework::ServiceFactory factory(PartnerCommands::build, "PartnerCommands");
 
 }  // namespace

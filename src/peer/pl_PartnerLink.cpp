@@ -60,8 +60,8 @@ const framework::ServiceProperties properties(name, rules);
 framework::Service* BuildPartnerLink(const char* instance) { return new PartnerLink(instance); }
 const framework::ServiceFactory pFactoryPartnerLink(BuildPartnerLink, name);
 
-const framework::ServiceInfo info = {strings::tGSPartnerLink, strings::tGSPartnerLink,
-                                     strings::tGSpeerClass};
+const framework::ServiceInfo info = {strings::token<"PartnerLink">, strings::token<"PartnerLink">,
+                                     strings::token<"mcpeer">};
 // Whatever changes here may be what the partner waits for, or what was waited for here.
 constexpr strings::stringtoken events[] = {strings::tGSsysInfoChanged, strings::tGSuserChanged,
                                            strings::tGSuserAccessChanged, strings::tGSendOfList};

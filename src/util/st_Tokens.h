@@ -1,164 +1,94 @@
-// The string tokens that are known when the program is built: one table, one line a text.
+// String tokens: the numbers of texts, known where a text is used.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <string_view>
 
 namespace strings {
 
-/// The number of a text in the string repository; 0 is the empty text and ends every token list.
+/// The number of a text: a digest of it in 31 bits, so that it needs no list of all texts and is
+/// the same in every build. 0 is the empty text and ends every token list.
 using stringtoken = std::uint32_t;
 
-// TOKEN(name, text) makes the constant strings::tGSname. Numbers follow the order of the lines and
-// live no longer than the process, so a line may be added anywhere.
-#define MC_TOKEN_TABLE(TOKEN)                               \
-  /* services and their class */                            \
-  TOKEN(AppManager, "AppManager")                           \
-  TOKEN(InterfaceManager, "InterfaceManager")               \
-  TOKEN(PartnerFirmwareUpdate, "PartnerFirmwareUpdate")     \
-  TOKEN(NetTracker, "NetTracker")                           \
-  TOKEN(AppFileLogger, "AppFileLogger")                     \
-  TOKEN(AppManagerCommandBundle, "AppManagerCommandBundle") \
-  TOKEN(serviceClass, "mcapp")                              \
-  TOKEN(ProcessCommands, "ProcessCommands")                 \
-  TOKEN(MailCommands, "MailCommands")                       \
-  TOKEN(SysInfoCommands, "SysInfoCommands")                 \
-  TOKEN(UserCommands, "UserCommands")                       \
-  TOKEN(InterfaceCommands, "InterfaceCommands")             \
-  TOKEN(ConsoleHold, "ConsoleHold")                         \
-  TOKEN(PairingCommands, "PairingCommands")                 \
-  TOKEN(PathCommands, "PathCommands")                       \
-  TOKEN(PartnerLink, "PartnerLink")                         \
-  TOKEN(PartnerCommands, "PartnerCommands")                 \
-  TOKEN(peerClass, "mcpeer")                                \
-  TOKEN(operatorClass, "mcops")                             \
-  /* debug flags that are no service's */                   \
-  TOKEN(Process, "Process")                                 \
-  TOKEN(lifecycle, "lifecycle")                             \
-  TOKEN(destructors, "destructors")                         \
-  TOKEN(pairing, "pairing")                                 \
-  /* states of a process */                                 \
-  TOKEN(Unclassified, "Unclassified")                       \
-  TOKEN(Up, "Up")                                           \
-  TOKEN(Down, "Down")                                       \
-  TOKEN(Starting, "Starting")                               \
-  TOKEN(GoingDown, "GoingDown")                             \
-  /* management interfaces */                               \
-  TOKEN(Http, "Http")                                       \
-  TOKEN(Https, "Https")                                     \
-  TOKEN(Telnet, "Telnet")                                   \
-  TOKEN(Ssh, "Ssh")                                         \
-  TOKEN(Smis, "Smis")                                       \
-  TOKEN(Ftp, "Ftp")                                         \
-  TOKEN(Snmp, "Snmp")                                       \
-  TOKEN(Debug, "Debug")                                     \
-  TOKEN(Usmis, "Usmis")                                     \
-  TOKEN(ActivityProgress, "ActivityProgress")               \
-  /* roles and types of a user's SNMP access */             \
-  TOKEN(SnmpUser, "SnmpUser")                               \
-  TOKEN(SnmpTarget, "SnmpTarget")                           \
-  TOKEN(MD5, "MD5")                                         \
-  TOKEN(SHA, "SHA")                                         \
-  TOKEN(DES, "DES")                                         \
-  TOKEN(AES, "AES")                                         \
-  TOKEN(none, "none")                                       \
-  /* sync roles and actions */                              \
-  TOKEN(Undetermined, "Undetermined")                       \
-  TOKEN(MasterUnpaired, "MasterUnpaired")                   \
-  TOKEN(MasterPaired, "MasterPaired")                       \
-  TOKEN(SlaveUnpaired, "SlaveUnpaired")                     \
-  TOKEN(SlavePaired, "SlavePaired")                         \
-  TOKEN(None, "None")                                       \
-  TOKEN(Push, "Push")                                       \
-  TOKEN(Receive, "Receive")                                 \
-  TOKEN(Merge, "Merge")                                     \
-  /* accesses to a dataset, and the datasets */             \
-  TOKEN(readAccess, "read")                                 \
-  TOKEN(components, "components")                           \
-  /* daemons that the services know by name */              \
-  TOKEN(sfcbd, "sfcbd")                                     \
-  TOKEN(logMigrator, "logmigrated")                         \
-  TOKEN(telnetd, "telnetd")                                 \
-  TOKEN(sshd, "sshd")                                       \
-  TOKEN(ftpd, "ftpd")                                       \
-  TOKEN(snmpd, "snmpd")                                     \
-  TOKEN(slpd, "slpd")                                       \
-  TOKEN(activityd, "activityd")                             \
-  /* events */                                              \
-  TOKEN(goingDown, "goingDown")                             \
-  TOKEN(killNonEssentialEvent, "killNonEssentialProcesses") \
-  TOKEN(logMigration, "logMigration")                       \
-  TOKEN(logMigrationMc1, "logMigrationMc1")                 \
-  TOKEN(logMigrationMc2, "logMigrationMc2")                 \
-  TOKEN(logMigrationMc3, "logMigrationMc3")                 \
-  TOKEN(sysInfoChanged, "sysInfoChanged")                   \
-  TOKEN(userChanged, "userChanged")                         \
-  TOKEN(userAccessChanged, "userAccessChanged")             \
-  TOKEN(updateWakeUp, "updateWakeUp")                       \
-  /* keys of the limits */                                  \
-  TOKEN(pageCache, "pageCache")                             \
-  /* command words */                                       \
-  TOKEN(memory, "memory")                                   \
-  TOKEN(memoryOfSave, "memory")                             \
-  TOKEN(stats, "stats")                                     \
-  TOKEN(output, "output")                                   \
-  TOKEN(save, "save")                                       \
-  TOKEN(reset, "reset")                                     \
-  TOKEN(help, "help")                                       \
-  TOKEN(words, "words")                                     \
-  TOKEN(services, "services")                               \
-  TOKEN(information, "information")                         \
-  TOKEN(event, "event")                                     \
-  TOKEN(send, "send")                                       \
-  TOKEN(debug, "debug")                                     \
-  TOKEN(on, "on")                                           \
-  TOKEN(off, "off")                                         \
-  TOKEN(list, "list")                                       \
-  TOKEN(log, "log")                                         \
-  TOKEN(level, "level")                                     \
-  TOKEN(shutdown, "shutdown")                               \
-  TOKEN(process, "process")                                 \
-  TOKEN(start, "start")                                     \
-  TOKEN(stop, "stop")                                       \
-  TOKEN(restart, "restart")                                 \
-  TOKEN(suspend, "suspend")                                 \
-  TOKEN(resume, "resume")                                   \
-  TOKEN(lock, "lock")                                       \
-  TOKEN(take, "take")                                       \
-  TOKEN(release, "release")                                 \
-  TOKEN(portal, "portal")                                   \
-  TOKEN(register, "register")                               \
-  TOKEN(managedlogs, "managedlogs")                         \
-  TOKEN(mail, "mail")                                       \
-  TOKEN(simple, "simple")                                   \
-  TOKEN(managedLogsMail, "managed-logs")                    \
-  TOKEN(sysinfo, "sysinfo")                                 \
-  TOKEN(show, "show")                                       \
-  TOKEN(get, "get")                                         \
-  TOKEN(set, "set")                                         \
-  TOKEN(user, "user")                                       \
-  TOKEN(add, "add")                                         \
-  TOKEN(delete, "delete")                                   \
-  TOKEN(interface, "interface")                             \
-  TOKEN(up, "up")                                           \
-  TOKEN(down, "down")                                       \
-  TOKEN(console, "console")                                 \
-  TOKEN(hold, "hold")                                       \
-  TOKEN(explain, "explain")                                 \
-  TOKEN(role, "role")                                       \
-  TOKEN(action, "action")                                   \
-  TOKEN(path, "path")                                       \
-  TOKEN(partner, "partner")                                 \
-  /* errors that exceptions carry */                        \
-  TOKEN(streamOverflow, "stream overflow")                  \
-  TOKEN(processGone, "process gone")
+/// The digest: FNV-1a (draft-eastlake-fnv), its highest bit left out.
+constexpr stringtoken digestOf(std::string_view text) {
+  if (text.empty()) return 0;
+  std::uint32_t digest = 2166136261U;
+  for (const char c : text) digest = (digest ^ static_cast<unsigned char>(c)) * 16777619U;
+  return digest & 0x7fffffffU;
+}
 
-/// The known tokens, one constant a line of the table.
-enum : stringtoken {
-  tGSendOfList = 0,
-#define MC_TOKEN_CONSTANT(name, text) tGS##name,
-  MC_TOKEN_TABLE(MC_TOKEN_CONSTANT)
-#undef MC_TOKEN_CONSTANT
-      tGSfirstRuntimeToken
+/// Makes a token's text known to the string repository when the library that holds the object is
+/// loaded. A token that has another text already keeps it; the host does not start then.
+class Word {
+ public:
+  /// `text` must live as long as the object.
+  Word(stringtoken token, const char* text);
 };
+
+/// The same for the texts of digests in a header, once beside it: an initialiser in each source
+/// that includes it would be dear.
+class Words {
+ public:
+  Words(std::initializer_list<const char*> texts);
+};
+
+/// A text as a template argument.
+template <std::size_t size>
+struct Literal {
+  consteval Literal(const char (&literal)[size]) { std::copy_n(literal, size, text); }
+  char text[size] = {};
+};
+
+template <Literal literal>
+inline constexpr Literal known = literal;
+template <Literal literal>
+inline const Word word{digestOf(known<literal>.text), known<literal>.text};
+
+constexpr stringtoken tokenOfWord(const Word* /*made known by this*/, const char* text) {
+  return digestOf(text);
+}
+
+/// The token of a text that is known when the program is built: token<"web">. Whoever uses it makes
+/// the text known; no list is to be changed for a new one. For source files; headers take
+/// digestOf() and have Words.
+template <Literal literal>
+inline constexpr stringtoken token = tokenOfWord(&word<literal>, known<literal>.text);
+
+// The names that the host's own interface gives: TOKEN(name, text) makes strings::tGSname.
+#define MC_HOST_TOKENS(TOKEN)                          \
+  /* the class of the product's services */            \
+  TOKEN(serviceClass, "mcapp")                         \
+  /* debug flags that services share */                \
+  TOKEN(lifecycle, "lifecycle")                        \
+  TOKEN(destructors, "destructors")                    \
+  /* errors that exceptions carry */                   \
+  TOKEN(streamOverflow, "stream overflow")             \
+  TOKEN(processGone, "process gone")                   \
+  /* the service that holds the console */             \
+  TOKEN(ConsoleHold, "ConsoleHold")                    \
+  /* changes of the system information and of users */ \
+  TOKEN(sysInfoChanged, "sysInfoChanged")              \
+  TOKEN(userChanged, "userChanged")                    \
+  TOKEN(userAccessChanged, "userAccessChanged")        \
+  /* accesses to a dataset, and the datasets */        \
+  TOKEN(readAccess, "read")                            \
+  TOKEN(components, "components")                      \
+  /* roles and types of a user's SNMP access */        \
+  TOKEN(SnmpUser, "SnmpUser")                          \
+  TOKEN(SnmpTarget, "SnmpTarget")                      \
+  TOKEN(none, "none")                                  \
+  TOKEN(MD5, "MD5")                                    \
+  TOKEN(SHA, "SHA")                                    \
+  TOKEN(DES, "DES")                                    \
+  TOKEN(AES, "AES")
+
+inline constexpr stringtoken tGSendOfList = 0;
+#define MC_TOKEN_CONSTANT(name, text) inline constexpr stringtoken tGS##name = digestOf(text);
+MC_HOST_TOKENS(MC_TOKEN_CONSTANT)
+#undef MC_TOKEN_CONSTANT
 
 }  // namespace strings

@@ -274,7 +274,8 @@ TEST(Loop, KillsADaemonThatWillNotGoDown) {
     return platform::Result{};
   });
   AppManager& manager = controller.build();
-  controller.at(10, [&] { manager.serviceEvent(strings::tGSgoingDown, "a is about to end"); });
+  controller.at(10,
+                [&] { manager.serviceEvent(strings::token<"goingDown">, "a is about to end"); });
   controller.at(21, [&] { controller.removeProcess(50); });
   controller.at(26, [&] { controller.removeProcess(51); });
   controller.runUntil(40);
@@ -328,7 +329,7 @@ TEST(Loop, WritesACrashEventForEachRestart) {
 
 TEST(Loop, WritesItsDebugLinesWithItsFlag) {
   SimulatedController controller;
-  utility::Debug::setDebug(strings::tGSAppManager, true);
+  utility::Debug::setDebug(strings::token<"AppManager">, true);
   controller.setList("data", {" a/b ", "c"});
   controller.setList("nokill", {"a", "other"});
   controller.setInt("pollSeconds", 10);
@@ -336,7 +337,7 @@ TEST(Loop, WritesItsDebugLinesWithItsFlag) {
   controller.build();
   controller.at(5, [] { AppManager::restartProcess(token("a")); });
   controller.runUntil(140);
-  utility::Debug::setDebug(strings::tGSAppManager, false);
+  utility::Debug::setDebug(strings::token<"AppManager">, false);
   const char* const lines[] = {
       "AppManager: 2 processes found\n",
       "AppManager: monitoring process:  a/b \n",

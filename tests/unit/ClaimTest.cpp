@@ -74,7 +74,7 @@ TEST_F(Claims, GoWithTheMonitorThread) {
         utility::BufferStream report(text.data(), static_cast<int>(text.size()), true);
         manager->information(report, 0, false);
         AppManager::setProcessSuspend(a, i % 2 == 0);
-        manager->serviceEvent(strings::tGSgoingDown, "no-such-daemon-b");
+        manager->serviceEvent(strings::token<"goingDown">, "no-such-daemon-b");
         utility::IntArray pids;
         manager->getAllPids(pids);
         EXPECT_GE(pids.Length(), 1U);

@@ -19,10 +19,10 @@ namespace {
 using services::app::ApplicationService;
 using test::Peer;
 
-constexpr strings::stringtoken echoPath[] = {strings::tGSoutput};
-constexpr strings::stringtoken bigPath[] = {strings::tGSstats};
-constexpr strings::stringtoken upPath[] = {strings::tGSinterface, strings::tGSup};
-const CommandHandler::commanddata upData = {"Up", "", "", 2, upPath};
+constexpr strings::stringtoken echoPath[] = {strings::token<"output">};
+constexpr strings::stringtoken bigPath[] = {strings::token<"stats">};
+constexpr strings::stringtoken upPath[] = {strings::token<"interface">, strings::token<"up">};
+const CommandHandler::commanddata upData = {"Up", "", "", 2, upPath, "Debug"};
 const CommandHandler::commanddata echoData = {"Echo", "", "", 1, echoPath};
 const CommandHandler::commanddata bigData = {"Big", "", "", 1, bigPath};
 constexpr std::size_t bigSize = 4 << 20;
@@ -204,6 +204,7 @@ TEST_F(ConsoleServing, WhatAClientHoldsIsItsProcesssAndGoesWithItsConnection) {
 TEST(ConsoleServer, ServesItsOwnUserAndRoot) {
   const char* foreign = "the console is for the host's own user\n";
   const char* disabled = disabledText;
+  const std::string enabling = "interface up Debug";
   const struct {
     const char* name;
     uid_t peer;
@@ -213,28 +214,29 @@ TEST(ConsoleServer, ServesItsOwnUserAndRoot) {
     const char* refusal;      // of the client
     const char* lineRefusal;  // of its line
   } rows[] = {
-      {"own user", 5, 5, true, "services", nullptr, nullptr},
-      {"root", 0, 5, true, "services", nullptr, nullptr},
+      {"own user", 5, 5, true, "services", "", ""},
+      {"root", 0, 5, true, "services", "", ""},
       {"other user", 6, 5, true, "services", foreign, foreign},
       {"other of root's", 5, 0, true, "services", foreign, foreign},
       {"own user, disabled", 5, 5, false, "interface up Debug", disabled, disabled},
       {"other user, disabled", 6, 5, false, "interface up Debug", foreign, foreign},
-      {"root, disabled", 0, 5, false, "services", nullptr, disabled},
-      {"root's own, disabled", 0, 0, false, "services", nullptr, disabled},
-      {"enabling", 0, 5, false, "interface up Debug", nullptr, nullptr},
-      {"root's own enabling", 0, 0, false, " interface  up \"Debug\" ", nullptr, nullptr},
-      {"another one", 0, 0, false, "interface up Http", nullptr, disabled},
-      {"one word more", 0, 0, false, "interface up Debug Http", nullptr, disabled},
-      {"other case", 0, 0, false, "interface up debug", nullptr, disabled},
-      {"malformed", 0, 0, false, "interface up \"Debug", nullptr, disabled},
+      {"root, disabled", 0, 5, false, "services", "", disabled},
+      {"root's own, disabled", 0, 0, false, "services", "", disabled},
+      {"enabling", 0, 5, false, "interface up Debug", "", ""},
+      {"root's own enabling", 0, 0, false, " interface  up \"Debug\" ", "", ""},
+      {"another one", 0, 0, false, "interface up Http", "", disabled},
+      {"one word more", 0, 0, false, "interface up Debug Http", "", disabled},
+      {"other case", 0, 0, false, "interface up debug", "", disabled},
+      {"malformed", 0, 0, false, "interface up \"Debug", "", disabled},
   };
   for (const auto& row : rows) {
-    EXPECT_STREQ(ConsoleServer::refusalOf(row.peer, row.host, row.enabled), row.refusal)
+    EXPECT_EQ(ConsoleServer::refusalOf(row.peer, row.host, row.enabled, enabling), row.refusal)
         << row.name;
-    EXPECT_STREQ(ConsoleServer::refusalOf(row.peer, row.host, row.enabled, row.line),
-                 row.lineRefusal)
+    EXPECT_EQ(ConsoleServer::refusalOf(row.peer, row.host, row.enabled, enabling, row.line),
+              row.lineRefusal)
         << row.name;
   }
+  EXPECT_EQ(ConsoleServer::refusalOf(0, 0, false, "", ""), "the console is disabled\n");
 }
 
 TEST_F(ConsoleServing, SocketIsItsOwnersAlone) {

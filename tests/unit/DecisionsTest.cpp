@@ -98,7 +98,7 @@ stringtoken workOut(BurnToActive& pairing) {
 }
 
 TEST(Decisions, MissingFactsAreSaidAndNothingIsKept) {
-  const test::DebugLines debug(strings::tGSpairing);
+  const test::DebugLines debug(strings::token<"pairing">);
   const Asked rows[] = {
       {"missing partner sync role!", [](const auto&) {}, askConfig},
       {"missing local sync role!",
@@ -121,7 +121,7 @@ TEST(Decisions, MissingFactsAreSaidAndNothingIsKept) {
 // The decisions are cleared in the midst and the next partner is handed over at once, so that the
 // roles alone do not show it.
 TEST(Decisions, BegunBeforeAClearingAreNotKept) {
-  const test::DebugLines debug(strings::tGSpairing);
+  const test::DebugLines debug(strings::token<"pairing">);
   const Asked rows[] = {
       {"Calculate Sync", {}, askRole},        {"Calculate Sync", {}, askFirmware},
       {"m_mySyncRole", {}, askConfig},        {"LocalCodeload", {}, askFirmware},

@@ -33,19 +33,21 @@ TEST(Events, EachHasItsResultItsLineAndItsReport) {
     const char* line;
     int code;  // of the managed-logs report, 0 for none
   } rows[] = {
-      {strings::tGSgoingDown, "none", false, "SERVICE EVENT: goingDown - none", 0},
-      {strings::tGSgoingDown, nullptr, false, "SERVICE EVENT: goingDown - -", 0},
-      {strings::tGSkillNonEssentialEvent, nullptr, false,
+      {strings::token<"goingDown">, "none", false, "SERVICE EVENT: goingDown - none", 0},
+      {strings::token<"goingDown">, nullptr, false, "SERVICE EVENT: goingDown - -", 0},
+      {strings::token<"killNonEssentialProcesses">, nullptr, false,
        "AppManager.killNonEssential: property not supplied.  Needed for AppManager processes.", 0},
-      {strings::tGSlogMigration, nullptr, false,
+      {strings::token<"logMigration">, nullptr, false,
        "AppManager::serviceEvent got tGSlogMigration event MC1: send managed logs CAPI event. \n",
        0},
-      {strings::tGSlogMigrationMc1, nullptr, true,
+      {strings::token<"logMigrationMc1">, nullptr, true,
        "AppManager::serviceEvent tGSlogMigrationMc1: sent managed logs CAPI event.  status 0\n",
        400},
-      {strings::tGSlogMigrationMc2, nullptr, true, "tGSlogMigrationMc2: sent managed logs", 401},
-      {strings::tGSlogMigrationMc3, nullptr, true, "tGSlogMigrationMc3: sent managed logs", 402},
-      {strings::tGSshutdown, "a b", false, "SERVICE EVENT: shutdown - a b", 0},
+      {strings::token<"logMigrationMc2">, nullptr, true, "tGSlogMigrationMc2: sent managed logs",
+       401},
+      {strings::token<"logMigrationMc3">, nullptr, true, "tGSlogMigrationMc3: sent managed logs",
+       402},
+      {strings::token<"shutdown">, "a b", false, "SERVICE EVENT: shutdown - a b", 0},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.line);
@@ -56,7 +58,7 @@ TEST(Events, EachHasItsResultItsLineAndItsReport) {
     EXPECT_TRUE(controller.log.has(row.line));
     const stringtoken* event = manager.eventSubscription();
     while (*event != row.event && *event != strings::tGSendOfList) ++event;
-    EXPECT_EQ(*event == row.event, row.event != strings::tGSshutdown) << "subscribed to";
+    EXPECT_EQ(*event == row.event, row.event != strings::token<"shutdown">) << "subscribed to";
     const auto reports = framework::managedLogsReports();
     ASSERT_EQ(reports.size(), before + (row.code == 0 ? 0 : 1));
     if (row.code == 0) continue;
@@ -76,7 +78,7 @@ TEST(GoingDown, MarksTheFirstDaemonWhoseNameBeginsTheData) {
   };
   for (const auto& [data, marked] : rows) {
     SimulatedController controller({"snmpd", "snm", "slpd"}, 0);
-    controller.build().serviceEvent(strings::tGSgoingDown, data);
+    controller.build().serviceEvent(strings::token<"goingDown">, data);
     for (const std::string daemon : {"slpd", "snm", "snmpd"}) {
       EXPECT_EQ(controller.stateOf(daemon) == Process::GoingDown, daemon == marked)
           << data << ": " << daemon;
@@ -85,11 +87,11 @@ TEST(GoingDown, MarksTheFirstDaemonWhoseNameBeginsTheData) {
 }
 
 TEST(KillNonEssential, SuspendsAndKillsWhatIsListed) {
-  const test::DebugLines debug(strings::tGSAppManager);
+  const test::DebugLines debug(strings::token<"AppManager">);
   SimulatedController controller({"one", "two", "three"}, 0);
   controller.setList("killNonEssential", {"  two ", " \t\r\n", "ghost", "", "\tone\n"});
   AppManager& manager = controller.build();
-  EXPECT_FALSE(manager.serviceEvent(strings::tGSkillNonEssentialEvent, nullptr));
+  EXPECT_FALSE(manager.serviceEvent(strings::token<"killNonEssentialProcesses">, nullptr));
   EXPECT_THAT(controller.commandLines(), testing::ElementsAre("killall -9 two", "killall -9 one"));
   EXPECT_TRUE(AppManager::getProcessSuspend(token("one")));
   EXPECT_TRUE(AppManager::getProcessSuspend(token("two")));
@@ -100,7 +102,7 @@ TEST(KillNonEssential, SuspendsAndKillsWhatIsListed) {
 }
 
 TEST(Propagate, SignalsTheDaemonsFirstInstance) {
-  const test::DebugLines debug(strings::tGSAppManager);
+  const test::DebugLines debug(strings::token<"AppManager">);
   SimulatedController controller({"absent", "web", "sfcbd/sfcbd", "reused"}, 0);
   controller.addProcess(50, "/app/bin/web");
   controller.addProcess(52, "/opt/sbin/sfcbd");
@@ -110,11 +112,11 @@ TEST(Propagate, SignalsTheDaemonsFirstInstance) {
   controller.addProcess(53, "/bin/another");  // has got the pid since the scan
   const auto signalsOf = [&](const char* daemon) {
     const std::size_t before = controller.machine.signals().size();
-    manager.propagateServiceEvent(token(daemon), strings::tGSlogMigrationMc1);
+    manager.propagateServiceEvent(token(daemon), strings::token<"logMigrationMc1">);
     const Signals& all = controller.machine.signals();
     return Signals(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
   };
-  EXPECT_EQ(signalsOf("web"), (Signals{{50, eventSignal, strings::tGSlogMigrationMc1}}));
+  EXPECT_EQ(signalsOf("web"), (Signals{{50, eventSignal, strings::token<"logMigrationMc1">}}));
   EXPECT_TRUE(controller.log.has("found process web, sending to pid: 50"));
   EXPECT_EQ(signalsOf("absent"), Signals{});
   EXPECT_EQ(signalsOf("unknown"), Signals{});
@@ -122,7 +124,7 @@ TEST(Propagate, SignalsTheDaemonsFirstInstance) {
   EXPECT_EQ(signalsOf("sfcbd"), Signals{}) << "it has no portal";
   EXPECT_EQ(controller.log.count("sending to pid"), 1);
   const auto portal = ApplicationService::registerPortal("sfcbd", 77);
-  EXPECT_EQ(signalsOf("sfcbd"), (Signals{{77, eventSignal, strings::tGSlogMigrationMc1}}));
+  EXPECT_EQ(signalsOf("sfcbd"), (Signals{{77, eventSignal, strings::token<"logMigrationMc1">}}));
   EXPECT_TRUE(controller.log.has("found process sfcbd, sending to pid: 77"));
   ApplicationService::unregisterPortal("sfcbd", portal);
 }
@@ -145,11 +147,11 @@ pid_t childThatExpects(int value) {
 }
 
 TEST(Propagate, ARealProcessReceivesTheSignalWithTheToken) {
-  const pid_t child = childThatExpects(strings::tGSlogMigrationMc3);
+  const pid_t child = childThatExpects(strings::token<"logMigrationMc3">);
   framework::Config::setConfig({});  // on the real machine: no lists, so no script is written
   const AppManager manager("AppManager");
   const auto portal = ApplicationService::registerPortal("sfcbd", child);
-  manager.propagateServiceEvent(strings::tGSsfcbd, strings::tGSlogMigrationMc3);
+  manager.propagateServiceEvent(strings::token<"sfcbd">, strings::token<"logMigrationMc3">);
   int status = -1;
   ::waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
@@ -157,7 +159,7 @@ TEST(Propagate, ARealProcessReceivesTheSignalWithTheToken) {
 }
 
 TEST(LockTracking, RunsEvery30SecondsAndReleasesWhatADeadProcessHeld) {
-  const test::DebugLines debug(strings::tGSAppManager);
+  const test::DebugLines debug(strings::token<"AppManager">);
   const pid_t child = ::fork();
   if (child == 0) ::_exit(0);
   ::waitpid(child, nullptr, 0);

@@ -16,6 +16,7 @@
 #include "host/framework/ut_TokenSet.h"
 #include "support/Temporary.h"
 #include "util/fw_Exception.h"
+#include "util/st_TokenTable.h"
 
 namespace {
 
@@ -46,16 +47,29 @@ int deadPid() {
 }
 
 TEST(TokenTest, TextsKeepTheirTokensAndUnknownTokensAreEmpty) {
-  EXPECT_EQ(GS.toToken("GoingDown"), stringtoken(strings::tGSGoingDown));
-  EXPECT_EQ(GS.toToken(""), stringtoken(strings::tGSendOfList));
-  EXPECT_GE(GS.toToken("a text of the test"), stringtoken(strings::tGSfirstRuntimeToken));
-  for (const stringtoken token : {0U, 65535U, 65536U, 4294967295U}) {
+  EXPECT_EQ(GS.toToken("GoingDown"), strings::digestOf("GoingDown"));
+  EXPECT_EQ(GS.toToken(""), strings::tGSendOfList);
+  EXPECT_STREQ(StringRepository::toString(strings::token<"a word of the test">),
+               "a word of the test");
+  for (const stringtoken token : {0U, 65536U, 2147483647U, 4294967295U}) {
     EXPECT_STREQ(StringRepository::toString(token), "") << token;
   }
 }
 
+TEST(TokenTest, ATakenDigestGivesALaterTextAnotherTokenAndTwoKnownTextsCollide) {
+  const stringtoken digest = strings::digestOf("later");
+  const strings::Word taken(digest, "earlier");
+  EXPECT_EQ(GS.toToken("later"), digest + 1);
+  EXPECT_STREQ(StringRepository::toString(digest + 1), "later");
+  EXPECT_TRUE(strings::TokenTable::collisions().empty());
+  const strings::Word again(digest, "earlier");
+  const strings::Word other(digest, "later");
+  EXPECT_EQ(strings::TokenTable::collisions(),
+            Texts{"the texts \"earlier\" and \"later\" have the same token"});
+}
+
 TEST(TokenTest, ThreadsThatMeetTheSameTextsAgree) {
-  std::array<std::array<stringtoken, 500>, 4> tokens;
+  std::array<std::array<stringtoken, 2000>, 4> tokens;
   {
     std::array<std::jthread, 4> threads;
     for (std::size_t thread = 0; thread < threads.size(); ++thread) {

@@ -152,7 +152,7 @@ TEST_F(InterfaceEvents, AChangeOfAUser) {
       {"provider off", strings::tGSuserAccessChanged, &withAccess, false, false, true, false},
       {"no access", strings::tGSuserAccessChanged, &without, true, true, true, false},
       {"no record", strings::tGSuserAccessChanged, nullptr, true, true, false, false},
-      {"no change", strings::tGSgoingDown, &withAccess, true, true, false, false},
+      {"no change", strings::token<"goingDown">, &withAccess, true, true, false, false},
   };
   buildOver({}, {});
   EXPECT_THAT(std::vector(manager->eventSubscription(), manager->eventSubscription() + 4),
@@ -216,7 +216,7 @@ TEST_F(InterfaceEvents, TheAgentIsSignalledWhenItRunsAndTheDebugLinesTellEachSte
   manager->updateSnmpdConfiguration(nullptr, nullptr);
   EXPECT_THAT(newCommands(), IsEmpty());
   controller.addProcess(77, "/opt/bin/snmpd -f");
-  const test::DebugLines debug(strings::tGSInterfaceManager);
+  const test::DebugLines debug(strings::token<"InterfaceManager">);
   const User changed = userOf("b", "SnmpUser");
   const std::int64_t before = controller.machine.elapsed();
   manager->serviceEvent(strings::tGSuserChanged, &changed);

@@ -145,7 +145,7 @@ TEST(WebInterfaces, AreTheListenersOfTheWebServer) {
 }
 
 TEST_F(InterfacesTest, WhatIsNotManagedIsLeftAlone) {
-  const test::DebugLines debug(strings::tGSInterfaceManager);
+  const test::DebugLines debug(strings::token<"InterfaceManager">);
   setState("snmpd", Process::Up);
   build(std::nullopt, {{}});
   EXPECT_EQ(controller.log.count("need managing set property"), 1);

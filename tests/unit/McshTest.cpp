@@ -14,10 +14,10 @@
 namespace framework {
 namespace {
 
-constexpr strings::stringtoken echoPath[] = {strings::tGSmemory, strings::tGSoutput};
-constexpr strings::stringtoken setPath[] = {strings::tGSsysinfo, strings::tGSset};
-constexpr strings::stringtoken addPath[] = {strings::tGSuser, strings::tGSadd};
-constexpr strings::stringtoken failPath[] = {strings::tGSmemory, strings::tGSreset};
+constexpr strings::stringtoken echoPath[] = {strings::token<"memory">, strings::token<"output">};
+constexpr strings::stringtoken setPath[] = {strings::token<"sysinfo">, strings::token<"set">};
+constexpr strings::stringtoken addPath[] = {strings::token<"user">, strings::token<"add">};
+constexpr strings::stringtoken failPath[] = {strings::token<"memory">, strings::token<"reset">};
 const CommandHandler::commanddata echoData = {"Echo", "", "memory output\n", 2, echoPath};
 const CommandHandler::commanddata setData = {"Set", "", "sysinfo set\n", 2, setPath};
 const CommandHandler::commanddata addData = {"Add", "", "user add\n", 2, addPath};

@@ -123,8 +123,8 @@ TEST(UpdateCycle, IsWokenByItsEventAndTheKick) {
   const auto send = [&](strings::stringtoken event) {
     EXPECT_FALSE(test.service->serviceEvent(event, nullptr));
   };
-  test.machine.at(10 * second, [&] { send(strings::tGSupdateWakeUp); });
-  test.machine.at(20 * second, [&] { send(strings::tGSgoingDown); });
+  test.machine.at(10 * second, [&] { send(strings::token<"updateWakeUp">); });
+  test.machine.at(20 * second, [&] { send(strings::token<"goingDown">); });
   test.machine.at(30 * second, [&] { test.service->kickstart(); });
   test.runUntil(90);
   EXPECT_EQ(test.commands(), "10 dopfunu pushcfg; 30 dopfunu pushcfg; 90 dopfunu pushcfg; ");
@@ -133,7 +133,7 @@ TEST(UpdateCycle, IsWokenByItsEventAndTheKick) {
 // While the partner's information is not valid its versions are those handed over, and its CPLD
 // version comes from the component data or is taken for equal.
 TEST(UpdateVersions, OfAPartnerThatIsNotValid) {
-  const test::DebugLines debug(strings::tGSPartnerFirmwareUpdate);
+  const test::DebugLines debug(strings::token<"PartnerFirmwareUpdate">);
   for (const bool known : {false, true}) {
     Update test("A.LoadMidplaneSerial=M1 B.CpldVersion=9");
     if (known) dom::Component::load({{"controller_a_0", "0.5"}});

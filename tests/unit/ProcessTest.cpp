@@ -147,7 +147,7 @@ TEST(Process, WritesDebugLinesOnlyWithItsFlag) {
   const test::LogCapture log;
   Process process(token("web"), false, nullptr);
   process.setState(Process::Up);
-  const test::DebugLines debug(strings::tGSProcess);
+  const test::DebugLines debug(strings::token<"Process">);
   process.setState(Process::Down);
   process.stop();
   EXPECT_EQ(log.count("from: "), 1);

@@ -77,7 +77,7 @@ TEST(Matcher, SaysAtDebugLevelWhatEachPatternTook) {
   SimulatedController controller({"web/--port", "named", "p/^/app"}, 10);
   controller.addProcess(70, "/app/bin/other");
   controller.addProcess(71, "/app/bin/web --port");
-  const test::DebugLines debug(strings::tGSAppManager);
+  const test::DebugLines debug(strings::token<"AppManager">);
   controller.build();
   controller.runUntil(35);
   EXPECT_EQ(controller.log.count("pattern tried on"), 2) << "only when there is something new";

@@ -82,8 +82,8 @@ TEST(ShownText, KeepsWhatIsUtf8AndNoControl) {
   EXPECT_EQ(shownLines("a\nb\r\n"), "a\nb?\n");
 }
 
-constexpr strings::stringtoken memoryPath[] = {strings::tGSmemory};
-constexpr strings::stringtoken statsPath[] = {strings::tGSmemory, strings::tGSstats};
+constexpr strings::stringtoken memoryPath[] = {strings::token<"memory">};
+constexpr strings::stringtoken statsPath[] = {strings::token<"memory">, strings::token<"stats">};
 const CommandHandler::commanddata memoryData = {"Memory", "memory: m.\n", "memory WORD\n", 1,
                                                 memoryPath};
 const CommandHandler::commanddata statsData = {"Stats", "memory stats: s.\n", "memory stats\n", 2,
@@ -164,7 +164,8 @@ class Sample : public ActiveService {
   }
   const ServiceInfo* serviceInfo() const override { return nullptr; }
   const strings::stringtoken* eventSubscription() const override {
-    static constexpr strings::stringtoken list[] = {strings::tGSgoingDown, strings::tGSendOfList};
+    static constexpr strings::stringtoken list[] = {strings::token<"goingDown">,
+                                                    strings::tGSendOfList};
     return list;
   }
 

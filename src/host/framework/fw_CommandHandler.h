@@ -22,6 +22,9 @@ class CommandHandler : public virtual Item {
     const char* usage;        ///< one line with its line end, shown after a malformed command
     std::uint32_t wordCount;  ///< at least 1
     const strings::stringtoken* path;  ///< the command's words, wordCount of them
+    /// The arguments with which it enables a disabled console, which the local root may type even
+    /// there; null for a command that does not.
+    const char* enabling = nullptr;
   };
 
   explicit CommandHandler(const commanddata& data) : m_data(data) {}

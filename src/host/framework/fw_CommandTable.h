@@ -17,14 +17,15 @@ struct TableCommand {
   CommandHandler::commanddata data;
 };
 
-template <strings::stringtoken... words>
-inline constexpr std::array<strings::stringtoken, sizeof...(words)> pathOf = {words...};
+template <strings::Literal... words>
+inline constexpr std::array<strings::stringtoken, sizeof...(words)> pathOf = {
+    strings::token<words>...};
 
 /// The texts of the command that these words make.
-template <strings::stringtoken... words>
+template <strings::Literal... words>
 constexpr CommandHandler::commanddata commandOf(const char* name, const char* help,
-                                                const char* usage) {
-  return {name, help, usage, sizeof...(words), pathOf<words...>.data()};
+                                                const char* usage, const char* enabling = nullptr) {
+  return {name, help, usage, sizeof...(words), pathOf<words...>.data(), enabling};
 }
 
 /// Registers the commands of a table.
@@ -34,7 +35,7 @@ inline void registerCommands(Shell& shell, const std::vector<TableCommand>& tabl
 
 /// The service of this name and class whose commands are those of `table`, which lives as
 /// long as the program.
-template <strings::stringtoken name, strings::stringtoken serviceClass,
+template <strings::Literal name, strings::Literal serviceClass,
           const std::vector<TableCommand>& table>
 class CommandTable : public CommandBundle {
  public:
@@ -47,7 +48,8 @@ class CommandTable : public CommandBundle {
   void initializeCommands(Shell& shell) override { registerCommands(shell, table); }
 
  private:
-  static constexpr ServiceInfo m_info = {name, name, serviceClass};
+  static constexpr ServiceInfo m_info = {strings::token<name>, strings::token<name>,
+                                         strings::token<serviceClass>};
 };
 
 /// The service of this class that runs in the host; where none does, the command replies that

@@ -20,6 +20,7 @@
 #include "host/framework/ut_Environment.h"
 #include "host/framework/ut_Path.h"
 #include "host/framework/ut_TokenSet.h"
+#include "util/st_TokenTable.h"
 
 namespace framework {
 
@@ -336,6 +337,7 @@ void ConfigFile::checkInstances() {
   for (const std::string& name : ServiceFactory::duplicates()) {
     add(true, 0, name + ": two plug-ins register a service of this name");
   }
+  for (const std::string& collision : strings::TokenTable::collisions()) add(true, 0, collision);
   checkServiceNames();
   checkDebugFlags();
   std::map<std::string, unsigned int> lines(m_tables.begin(), m_tables.end());

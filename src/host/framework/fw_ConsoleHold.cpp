@@ -83,17 +83,17 @@ void ConsoleHold::settle() {
 }
 
 void registerHoldCommands(Shell& shell) {
-  registerCommands(shell,
-                   {
-                       {hold, commandOf<strings::tGSconsole, strings::tGShold>(
-                                  "ConsoleHold",
-                                  "console hold: keep the console from being switched until this "
-                                  "client disconnects.\n",
-                                  "console hold\n")},
-                       {release, commandOf<strings::tGSconsole, strings::tGSrelease>(
-                                     "ConsoleRelease", "console release: take a hold back.\n",
-                                     "console release\n")},
-                   });
+  registerCommands(
+      shell, {
+                 {hold, commandOf<"console", "hold">(
+                            "ConsoleHold",
+                            "console hold: keep the console from being switched until this "
+                            "client disconnects.\n",
+                            "console hold\n")},
+                 {release, commandOf<"console", "release">("ConsoleRelease",
+                                                           "console release: take a hold back.\n",
+                                                           "console release\n")},
+             });
 }
 
 }  // namespace framework

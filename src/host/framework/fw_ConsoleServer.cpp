@@ -20,12 +20,17 @@ namespace framework {
 namespace {
 
 constexpr int pauseMilliseconds = 1000;
-constexpr const char* disabledText =
-    "the console is disabled; the local root enables it by: interface up Debug\n";
 
-bool isEnabling(const std::string& line) {
+std::string disabledText(const std::string& enabling) {
+  const std::string disabled = "the console is disabled";
+  return enabling.empty() ? disabled + "\n"
+                          : disabled + "; the local root enables it by: " + enabling + "\n";
+}
+
+bool isSameCommand(const std::string& line, const std::string& other) {
   std::string error;
-  return splitLine(line, error) == std::vector<std::string>{"interface", "up", "Debug"};
+  const auto words = splitLine(line, error);
+  return words && !words->empty() && words == splitLine(other, error);
 }
 
 constexpr const char* dismissedText =
@@ -63,17 +68,18 @@ ConsoleServer::~ConsoleServer() {
   Container::setConsole(nullptr);
 }
 
-const char* ConsoleServer::refusalOf(uid_t peer, uid_t host, bool enabled) {
+std::string ConsoleServer::refusalOf(uid_t peer, uid_t host, bool enabled,
+                                     const std::string& enabling) {
   if (peer != host && peer != 0) return "the console is for the host's own user\n";
-  if (!enabled && peer != 0) return disabledText;
-  return nullptr;
+  if (!enabled && peer != 0) return disabledText(enabling);
+  return "";
 }
 
-const char* ConsoleServer::refusalOf(uid_t peer, uid_t host, bool enabled,
-                                     const std::string& line) {
-  const char* refusal = refusalOf(peer, host, enabled);
-  if (refusal != nullptr || enabled || isEnabling(line)) return refusal;
-  return disabledText;
+std::string ConsoleServer::refusalOf(uid_t peer, uid_t host, bool enabled,
+                                     const std::string& enabling, const std::string& line) {
+  std::string refusal = refusalOf(peer, host, enabled, enabling);
+  if (!refusal.empty() || enabled || isSameCommand(line, enabling)) return refusal;
+  return disabledText(enabling);
 }
 
 std::string ConsoleServer::listen(const std::string& path) {
@@ -138,9 +144,10 @@ void ConsoleServer::accept(platform::Descriptor socket) {
   ucred peer{.pid = 0, .uid = static_cast<uid_t>(-1), .gid = static_cast<gid_t>(-1)};
   socklen_t size = sizeof peer;
   ::getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size);
-  const char* refusal = refusalOf(peer.uid, ::geteuid(), m_console.isEnabled());
-  if (refusal == nullptr && !hasRoom() && !dismissOne()) refusal = "too many clients\n";
-  if (refusal == nullptr) {
+  std::string refusal =
+      refusalOf(peer.uid, ::geteuid(), m_console.isEnabled(), m_shell.enablingLine());
+  if (refusal.empty() && !hasRoom() && !dismissOne()) refusal = "too many clients\n";
+  if (refusal.empty()) {
     begin(std::move(socket), peer);
   } else {
     sendReply(socket.get(), Refused, refusal);
@@ -224,9 +231,10 @@ void ConsoleServer::converse(Client& client) {
 
 std::string ConsoleServer::answerTo(const Client& client, LineReader::Result read,
                                     const std::string& line, Console& console) const {
-  const char* refusal = refusalOf(client.peer.uid, ::geteuid(), m_console.isEnabled(), line);
-  if (refusal != nullptr) {
-    console.reply(Refused, "%s", refusal);
+  const std::string refusal =
+      refusalOf(client.peer.uid, ::geteuid(), m_console.isEnabled(), m_shell.enablingLine(), line);
+  if (!refusal.empty()) {
+    console.reply(Refused, "%s", refusal.c_str());
   } else if (read == LineReader::Result::TooLong) {
     console.reply(Refused, "a line may have %zu bytes; this one was skipped\n", maxConsoleLine);
   } else {

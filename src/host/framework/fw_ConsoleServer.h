@@ -47,11 +47,13 @@ class ConsoleServer {
   /// lost. Not to be called by a command.
   void stop();
 
-  /// Why a client of user `peer` is not admitted by the host of user `host`: one line, or null when
-  /// it is.
-  static const char* refusalOf(uid_t peer, uid_t host, bool enabled);
-  /// The same of a line of that client: of a disabled console root's "interface up Debug" remains.
-  static const char* refusalOf(uid_t peer, uid_t host, bool enabled, const std::string& line);
+  /// Why a client of user `peer` is not admitted by the host of user `host`: one line, empty when
+  /// it is. `enabling` is the line that enables a disabled console, empty for none.
+  static std::string refusalOf(uid_t peer, uid_t host, bool enabled, const std::string& enabling);
+  /// The same of a line of that client: of a disabled console that which enables it remains to
+  /// root.
+  static std::string refusalOf(uid_t peer, uid_t host, bool enabled, const std::string& enabling,
+                               const std::string& line);
 
  private:
   struct Client {

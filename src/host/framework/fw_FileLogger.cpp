@@ -57,7 +57,7 @@ unsigned int lastOf(const std::vector<unsigned int>& numbers) {
 }  // namespace
 
 const ServiceInfo FileLogger::m_serviceInfoData = {
-    strings::tGSAppFileLogger, strings::tGSAppFileLogger, strings::tGSserviceClass};
+    strings::token<"AppFileLogger">, strings::token<"AppFileLogger">, strings::tGSserviceClass};
 
 FileLogger::FileLogger(const char* name, const char* /*second*/) : ActiveService(name) {
   const Config& config = *Config::getConfig(0, nullptr);

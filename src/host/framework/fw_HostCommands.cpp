@@ -140,26 +140,26 @@ void registerHostCommands(Shell& shell, std::function<void()> shutdown) {
       shell,
       {
           {std::bind_front(help, std::cref(shell)),
-           commandOf<strings::tGShelp>(
-               "Help", "help: list the commands, or those that begin with the words given.\n",
-               "help [WORD...]\n")},
+           commandOf<"help">("Help",
+                             "help: list the commands, or those that begin with the words given.\n",
+                             "help [WORD...]\n")},
           {std::bind_front(helpWords, std::cref(shell)),
-           commandOf<strings::tGShelp, strings::tGSwords>(
+           commandOf<"help", "words">(
                "HelpWords", "help words: list the words of every command, one command a line.\n",
                "help words\n")},
           {services,
-           commandOf<strings::tGSservices>(
-               "Services", "services: list the services, their states and their threads.\n",
-               "services\n")},
+           commandOf<"services">("Services",
+                                 "services: list the services, their states and their threads.\n",
+                                 "services\n")},
           {information,
-           commandOf<strings::tGSinformation>(
-               "Information", "information: show the report of one service or of all.\n",
-               "information [SERVICE]\n")},
-          {eventSend, commandOf<strings::tGSevent, strings::tGSsend>(
+           commandOf<"information">("Information",
+                                    "information: show the report of one service or of all.\n",
+                                    "information [SERVICE]\n")},
+          {eventSend, commandOf<"event", "send">(
                           "EventSend", "event send: raise an event, without data or with a text.\n",
                           "event send NAME [TEXT]\n")},
           {std::bind_front(shutdownHost, std::move(shutdown)),
-           commandOf<strings::tGSshutdown>("Shutdown", "shutdown: stop the host.\n", "shutdown\n")},
+           commandOf<"shutdown">("Shutdown", "shutdown: stop the host.\n", "shutdown\n")},
       });
   registerLogCommands(shell);
   registerRegistryCommands(shell);

@@ -74,15 +74,15 @@ void registerLogCommands(Shell& shell) {
       shell,
       {
           {switchFlag<true>,
-           commandOf<strings::tGSdebug, strings::tGSon>(
-               "DebugOn", "debug on: write the debug lines of a service or of a flag.\n",
-               "debug on NAME\n")},
+           commandOf<"debug", "on">("DebugOn",
+                                    "debug on: write the debug lines of a service or of a flag.\n",
+                                    "debug on NAME\n")},
           {switchFlag<false>,
-           commandOf<strings::tGSdebug, strings::tGSoff>(
-               "DebugOff", "debug off: write them no more.\n", "debug off NAME\n")},
-          {listFlags, commandOf<strings::tGSdebug, strings::tGSlist>(
-                          "DebugList", "debug list: list the debug flags.\n", "debug list\n")},
-          {logLevel, commandOf<strings::tGSlog, strings::tGSlevel>(
+           commandOf<"debug", "off">("DebugOff", "debug off: write them no more.\n",
+                                     "debug off NAME\n")},
+          {listFlags, commandOf<"debug", "list">("DebugList", "debug list: list the debug flags.\n",
+                                                 "debug list\n")},
+          {logLevel, commandOf<"log", "level">(
                          "LogLevel",
                          "log level: show or set the log's level: error, warning, info, debug or "
                          "trace.\n",

@@ -107,27 +107,27 @@ void registerRegistryCommands(Shell& shell) {
       shell,
       {
           {takeLock,
-           commandOf<strings::tGSlock, strings::tGStake>(
+           commandOf<"lock", "take">(
                "LockTake", "lock take: take a named lock until this client disconnects.\n",
                "lock take NAME\n")},
           {releaseLock,
-           commandOf<strings::tGSlock, strings::tGSrelease>(
-               "LockRelease", "lock release: give a named lock back.\n", "lock release NAME\n")},
+           commandOf<"lock", "release">("LockRelease", "lock release: give a named lock back.\n",
+                                        "lock release NAME\n")},
           {listLocks,
-           commandOf<strings::tGSlock, strings::tGSlist>(
+           commandOf<"lock", "list">(
                "LockList", "lock list: list the locks and the processes that hold them.\n",
                "lock list\n")},
-          {registerPortal, commandOf<strings::tGSportal, strings::tGSregister>(
+          {registerPortal, commandOf<"portal", "register">(
                                "PortalRegister",
                                "portal register: make this client's process a daemon's portal "
                                "until it disconnects.\n",
                                "portal register NAME\n")},
           {listPortals,
-           commandOf<strings::tGSportal, strings::tGSlist>(
+           commandOf<"portal", "list">(
                "PortalList", "portal list: list the daemons that have a portal, and its process.\n",
                "portal list\n")},
           {listReports,
-           commandOf<strings::tGSmanagedlogs, strings::tGSlist>(
+           commandOf<"managedlogs", "list">(
                "ManagedLogsList", "managedlogs list: list the latest managed-logs reports.\n",
                "managedlogs list\n")},
       });

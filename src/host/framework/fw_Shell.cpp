@@ -77,6 +77,12 @@ std::string Shell::pathOf(const CommandHandler& handler) {
   return path;
 }
 
+std::string Shell::enablingLine() const {
+  const auto found = std::ranges::find_if(
+      m_handlers, [](const auto& handler) { return handler->data().enabling != nullptr; });
+  return found == m_handlers.end() ? "" : pathOf(**found) + ' ' + (*found)->data().enabling;
+}
+
 CommandHandler* Shell::find(const utility::Arguments& arguments) const {
   CommandHandler* best = nullptr;
   for (const auto& handler : m_handlers) {

@@ -32,6 +32,9 @@ class Shell {
   /// A command's words, joined by blanks.
   static std::string pathOf(const CommandHandler& handler);
 
+  /// The line that enables a disabled console, as its command says; empty without one.
+  std::string enablingLine() const;
+
  private:
   CommandHandler* find(const utility::Arguments& arguments) const;
   void replyUsage(const utility::Arguments& arguments, Console& console) const;

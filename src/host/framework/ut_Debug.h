@@ -5,13 +5,13 @@
 
 namespace utility {
 
-/// Gates debug lines by token. Any thread may call; no call takes a lock.
+/// Gates debug lines by token. Any thread may call; isDebugOn() takes no lock.
 class Debug {
  public:
   /// Whether debug lines of the token's writer are wanted.
   static bool isDebugOn(strings::stringtoken token);
 
-  /// Switches them. False, and nothing changes, for a token past the 65,536th.
+  /// Switches them. False, and nothing changes, for token 0 and for the 65th that is on.
   static bool setDebug(strings::stringtoken token, bool on);
 };
 

@@ -93,12 +93,12 @@ bool isTarget(const char* text) {
 }
 
 constexpr strings::stringtoken roles[] = {
-    strings::tGSHttp,     strings::tGSHttps,
-    strings::tGSTelnet,   strings::tGSSsh,
-    strings::tGSSmis,     strings::tGSFtp,
-    strings::tGSSnmp,     strings::tGSDebug,
-    strings::tGSUsmis,    strings::tGSActivityProgress,
-    strings::tGSSnmpUser, strings::tGSSnmpTarget,
+    strings::token<"Http">,   strings::token<"Https">,
+    strings::token<"Telnet">, strings::token<"Ssh">,
+    strings::token<"Smis">,   strings::token<"Ftp">,
+    strings::token<"Snmp">,   strings::token<"Debug">,
+    strings::token<"Usmis">,  strings::token<"ActivityProgress">,
+    strings::tGSSnmpUser,     strings::tGSSnmpTarget,
 };
 
 bool isRole(std::string_view name) {

@@ -162,7 +162,7 @@ void UserManager::tellUntold() {
   const sysinfo::Store* store = SysInfoManager::getManager()->store();
   if (store == nullptr || !store->rows().contains(sysinfo::untoldPlace)) return;
   utility::TokenSet interfaces(20);
-  interfaces.set(strings::tGSSmis);
+  interfaces.set(strings::token<"Smis">);
   User nobody("");
   nobody.setInterfaces(interfaces);
   nobody.setDeleted(true);
