@@ -171,11 +171,13 @@ spdlog::level::level_enum levelFor(int type) {
 struct Log {
   Log() { setLogger(std::make_shared<spdlog::logger>("mc", fanout), true); }
 
-  void setLogger(std::shared_ptr<spdlog::logger> next, bool writesAtOnce) {
+  // Answers the one before.
+  std::shared_ptr<spdlog::logger> setLogger(std::shared_ptr<spdlog::logger> next,
+                                            bool writesAtOnce) {
     next->set_level(spdlog::level::trace);
     const std::lock_guard lock(mutex);
-    logger = std::move(next);
     isDirect = writesAtOnce;
+    return std::exchange(logger, std::move(next));
   }
 
   std::shared_ptr<Fanout> fanout = std::make_shared<Fanout>();
@@ -216,7 +218,8 @@ bool Logger::start(const LogSettings& settings) {
 
 void Logger::stop() {
   Log& log = theLog();
-  log.setLogger(std::make_shared<spdlog::logger>("mc", log.fanout), true);
+  // Kept to the end, as the queued lines need it.
+  const auto before = log.setLogger(std::make_shared<spdlog::logger>("mc", log.fanout), true);
   log.fanout->letGoOfPool();
   log.pool.reset();  // the loggers hold it weakly: this joins the logging thread, the queue done
   log.fanout->setPool(nullptr);
