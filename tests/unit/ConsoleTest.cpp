@@ -191,7 +191,7 @@ TEST_F(ConsoleServing, WhatAClientHoldsIsItsProcesssAndGoesWithItsConnection) {
     EXPECT_TRUE(peer.ask(line).starts_with("0 ")) << line;
   }
   EXPECT_EQ(Peer(m_path).ask("lock list"), "0 NAME   PID\nflash  " + self + "\n");
-  EXPECT_EQ(ApplicationService::LookupPortalPrefix(strings::tGSsfcbd)->getPID(), ::getpid());
+  EXPECT_EQ(ApplicationService::LookupPortalPrefix(strings::token<"sfcbd">)->getPID(), ::getpid());
   ASSERT_NE(current(), nullptr);
   EXPECT_EQ(current()->ServiceName(), strings::tGSConsoleHold);
   peer.close();
