@@ -9,7 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <system_error>
+#include <exception>
 
 #include "host/framework/fw_CommandLine.h"
 #include "host/framework/fw_Container.h"
@@ -160,7 +160,7 @@ void ConsoleServer::begin(platform::Descriptor socket, const ucred& peer) {
   client.peer = peer;
   try {
     client.thread = std::thread([this, &client] { serve(client); });
-  } catch (const std::system_error& failure) {
+  } catch (const std::exception& failure) {
     Logger::StaticLog(LogType::Error, "console: no thread for a client: %s", failure.what());
     sendReply(client.socket.get(), Refused, "the host has no thread left for a client\n");
     m_clients.pop_back();
@@ -222,7 +222,8 @@ void ConsoleServer::converse(Client& client) {
     std::string frames = answerTo(client, read, line, console);
     // A flood of empty lines is to cost no system call for each.
     while (reader.takeEmpty()) frames += answerTo(client, LineReader::Result::Line, "", console);
-    client.idleSince = console.isLeftToClose() ? holding : ++m_idles;
+    const bool stays = console.isLeftToClose() || reader.hasLine();
+    client.idleSince = stays ? holding : ++m_idles;
     const bool taken = sendAnswers(client.socket.get(), frames, console);
     console.replySent();
     if (!taken) return;

@@ -65,8 +65,8 @@ class ConsoleServer {
     std::thread thread;
   };
 
-  static constexpr std::uint64_t busy = 0;  // with a line, or dismissed
-  static constexpr std::uint64_t holding = UINT64_MAX;
+  static constexpr std::uint64_t busy = 0;              // with a line, or dismissed
+  static constexpr std::uint64_t holding = UINT64_MAX;  // something, or with more lines to come
 
   void run();
   void admit();

@@ -58,6 +58,9 @@ class LineReader {
   /// line that is still not at its end after maxConsoleSkip bytes is the end.
   Result next(std::string& line);
 
+  /// Whether a whole line has been received that was not given out.
+  bool hasLine() const { return m_received.find('\n', m_begin) != std::string::npos; }
+
   /// Takes the next line if it has been received and is empty.
   bool takeEmpty();
 
