@@ -29,7 +29,7 @@
 #include "host/sysinfo/ht_HttpServer.h"
 #include "host/sysinfo/si_Midplane.h"
 #include "host/sysinfo/si_SysInfoManager.h"
-#include "host/sysinfo/us_UserManager.h"
+#include "host/sysinfo/si_Untold.h"
 #include "mchost/Notify.h"
 #include "mchost/Piece.h"
 #include "mchost/Plugins.h"
@@ -202,8 +202,7 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   framework::CommandBundle::registerAll(shell);
   services.start();
   beginPiece("untold changes");
-  services::sysinfo::SysInfoManager::getManager()->tellUntold();
-  services::user::UserManager::getManager()->tellUntold();
+  services::sysinfo::tellUntold();
   beginPiece("console");
   console.start();
   reports.open();

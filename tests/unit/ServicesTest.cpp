@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <random>
 
 #include "host/framework/fw_EventManager.h"
 #include "host/framework/fw_ServiceFactory.h"
@@ -45,10 +47,6 @@ class Diary {
 };
 
 Diary diary;
-
-bool areNotes(std::size_t count) {
-  return test::eventually([count] { return diary.notes().size() >= count; });
-}
 
 // Notes what the host does with it; its threads sleep until the shutdown.
 class Noted : public framework::ActiveService {
@@ -126,6 +124,31 @@ const stringtoken common = GS.toToken("common event");
 const stringtoken special = GS.toToken("special event");
 const stringtoken recordEvent = GS.toToken("record event");
 
+// An event as it is seen: a record of a thing, or a text (-1), by the number of its raising.
+struct Seen {
+  int thing = 0, raised = 0;
+  bool second = false;
+  int told = 0;
+  bool operator==(const Seen&) const = default;
+};
+
+// A record that counts those it supersedes and takes over their kind.
+struct Thing : framework::EventRecord {
+  explicit Thing(const Seen& given) : seen(given) {}
+  stringtoken event() const override { return recordEvent; }
+  const void* data() const override { return &seen; }
+  bool supersede(EventRecord& other) override {
+    const Seen& older = dynamic_cast<const Thing&>(other).seen;
+    if (older.thing != seen.thing) return false;
+    seen.told += older.told;
+    seen.second |= older.second;
+    return true;
+  }
+  void handled() override { diary.note("handled " + std::to_string(seen.raised)); }
+
+  Seen seen;
+};
+
 // Notes the events that it is given, and can be held up while it handles one.
 class Listener : public framework::Service {
  public:
@@ -136,17 +159,34 @@ class Listener : public framework::Service {
   const framework::ServiceInfo* serviceInfo() const override { return nullptr; }
   const stringtoken* eventSubscription() const override { return m_events.data(); }
   bool serviceEvent(stringtoken event, const void* data) override {
-    const auto* text = static_cast<const char*>(data);
-    diary.note(std::string(getNameString()) + " " + (text == nullptr ? "nothing" : text));
+    {
+      const std::lock_guard lock(m_mutex);
+      const auto* text = static_cast<const char*>(data);
+      m_seen.push_back(event == recordEvent ? *static_cast<const Seen*>(data)
+                                            : Seen{-1, text ? std::stoi(text) : -1, false, 1});
+    }
     held.wait(true);
-    if (event == special) throw std::runtime_error("handler trouble");
+    if (event == special && data != nullptr) throw std::runtime_error("handler trouble");
     return true;
+  }
+  std::vector<Seen> seen() const {
+    const std::lock_guard lock(m_mutex);
+    return m_seen;
+  }
+  bool waitFor(int raised) const {
+    return test::eventually([&] { return !seen().empty() && seen().back().raised == raised; });
+  }
+  void release() {
+    held = false;
+    held.notify_all();
   }
 
   std::atomic<bool> held = false;
 
  private:
   std::vector<stringtoken> m_events;
+  mutable std::mutex m_mutex;
+  std::vector<Seen> m_seen;
 };
 
 class Events : public testing::Test {
@@ -157,44 +197,88 @@ class Events : public testing::Test {
     events.start({&first, &second});
   }
   ~Events() override { events.stop(); }
+  bool raiseThing(const Seen& seen) {
+    return events.raise(recordEvent, [&] { return std::make_unique<Thing>(seen); });
+  }
 
   EventManager events;
   Listener first{"first", {common, special, recordEvent}};
-  Listener second{"second", {common}};
+  Listener second{"second", {common, recordEvent}};
 };
 
-TEST_F(Events, GoToTheirSubscribersInOrderWithTheDeclaredData) {
-  const auto record = std::make_shared<const std::string>("text");
-  const std::shared_ptr<const void> data(record, record->c_str());
-  EXPECT_TRUE(events.raise(special));
-  EXPECT_TRUE(events.raise(GS.toToken("nobody's event"), "lost"));
+// Every subscriber sees, in the order of raising, each text, and of each thing the last record: the
+// one before it stands for those raised since the one that was seen before it.
+void expectAllTold(const std::vector<Seen>& raised, const std::vector<Seen>& seen) {
+  std::map<int, Seen> due;
+  auto next = seen.begin();
+  for (const Seen& one : raised) {
+    const Seen before = std::exchange(due[one.thing], one);
+    due[one.thing].told += before.told;
+    due[one.thing].second |= before.second;
+    if (next == seen.end() || next->raised != one.raised) continue;
+    EXPECT_EQ(*next++, std::exchange(due[one.thing], {}));
+  }
+  EXPECT_EQ(next, seen.end()) << "out of order";
+  for (const auto& [thing, left] : due) EXPECT_EQ(left.told, 0) << "lost: " << thing;
+}
+
+TEST_F(Events, ArriveInOrderAtEverySubscriberHoweverSlowAnotherIs) {
+  std::mt19937 random(20261211);
+  const auto chance = [&](unsigned int in) { return random() % in == 0; };
+  std::vector<Seen> raised;
+  for (int number = 0; number < 4000; ++number) {
+    if (chance(20)) first.held = true;
+    if (chance(20)) first.release();
+    if (chance(7)) {
+      raised.push_back({-1, number, false, 1});
+      EXPECT_TRUE(events.raise(common, std::to_string(number)));
+    } else {
+      raised.push_back({static_cast<int>(random() % 5), number, chance(3), 1});
+      EXPECT_TRUE(raiseThing(raised.back()));
+    }
+  }
+  first.held = true;
+  EXPECT_TRUE(second.waitFor(3999)) << "while the first is held";
+  first.release();
+  EXPECT_TRUE(first.waitFor(3999));
+  expectAllTold(raised, first.seen());
+  expectAllTold(raised, second.seen());
+  EXPECT_LT(first.seen().size(), raised.size());
+}
+
+TEST_F(Events, AreRefusedWithAnUndeclaredFormAndALineWhenThereIsNoRoom) {
+  const test::LogCapture log;
   EXPECT_FALSE(events.raise(recordEvent));
   EXPECT_FALSE(events.raise(recordEvent, std::string("no record")));
-  EXPECT_FALSE(events.raise(common, data));
-  EXPECT_TRUE(events.raise(common, std::string("one")));
-  EXPECT_TRUE(events.raise(recordEvent, data));
-  EXPECT_TRUE(events.raise(common, std::string("two")));
-  EXPECT_TRUE(areNotes(6));
-  EXPECT_EQ(diary.notes(), (Notes{"first nothing", "first one", "second one", "first text",
-                                  "first two", "second two"}));
+  EXPECT_FALSE(events.raise(common, [] { return nullptr; }));
+  first.held = true;
+  EXPECT_TRUE(events.raise(special, std::string("1")));
+  EXPECT_TRUE(first.waitFor(1));
+  for (int i = 0; i < 1024; ++i) EXPECT_TRUE(events.raise(special));
+  EXPECT_FALSE(events.raise(common, std::string("2"))) << "not by the first";
+  EXPECT_EQ(log.count("event common event is lost to first"), 1);
+  EXPECT_TRUE(second.waitFor(2));
+  EXPECT_TRUE(raiseThing({0, 3})) << "a record finds room";
+  first.release();
+  EXPECT_TRUE(first.waitFor(3)) << "whatever a handler throws";
 }
 
 TEST_F(Events, StopLetsTheRunningHandlerEndWithItsDataAndDropsTheRest) {
-  auto record = std::make_shared<const std::string>("owned");
-  const std::weak_ptr<const std::string> watched = record;
   first.held = true;
-  events.raise(recordEvent, std::shared_ptr<const void>(record, record->c_str()));
-  record.reset();
-  EXPECT_TRUE(areNotes(1));
-  events.raise(common, std::string("queued"));
+  EXPECT_TRUE(raiseThing({0, 1}));
+  EXPECT_TRUE(first.waitFor(1));
+  EXPECT_TRUE(second.waitFor(1));
+  EXPECT_TRUE(events.raise(special, std::string("2")));
+  EXPECT_TRUE(raiseThing({0, 3}));
+  EXPECT_TRUE(second.waitFor(3));
   std::jthread stopper([this] { events.stop(); });
   EXPECT_TRUE(test::eventually([this] { return !events.raise(common); }));
-  EXPECT_FALSE(watched.expired());
-  first.held = false;
-  first.held.notify_all();
+  first.release();
   stopper.join();
-  EXPECT_TRUE(watched.expired());
-  EXPECT_EQ(diary.notes(), Notes{"first owned"});
+  EXPECT_EQ(first.seen().size(), 1U);
+  const auto notes = diary.notes();
+  EXPECT_EQ(std::ranges::count(notes, "handled 1"), 2) << "by both";
+  EXPECT_EQ(std::ranges::count(notes, "handled 3"), 1);
 }
 
 }  // namespace

@@ -1,63 +1,56 @@
-// Events: raised on any thread, delivered on one.
+// Events: raised on any thread, delivered on one for each subscriber.
 #pragma once
 
-#include <condition_variable>
-#include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "util/st_Tokens.h"
+#include "host/framework/fw_EventDelivery.h"
 
 namespace framework {
 
-class Service;
-
-/// Delivers events to the services that subscribe to their tokens, one after the other, on a
-/// thread of its own. No lock is held while a handler runs.
+/// Delivers events to the services that subscribe to their tokens: to each in the order in which
+/// they were raised, on a thread of its own.
 class EventManager {
  public:
   static EventManager& instance();
 
-  /// Raises an event without data, with a text, or with a record. The queue owns the data until
-  /// the last handler has returned. Any thread may call, a handler too. An event whose token was
-  /// declared a record's cannot be raised otherwise: false. While delivery is stopped, and
-  /// while 1024 events wait, further ones are dropped: false.
+  /// Makes the record for one more subscriber.
+  using MakeRecord = std::function<std::unique_ptr<EventRecord>()>;
+
+  /// Raises an event without data or with a text. Any thread may call, a handler too. False when
+  /// not all subscribers will get it: while delivery is stopped, to one for which 1024 wait (an
+  /// error line), and for a token that was declared a record's.
   bool raise(strings::stringtoken event);
   bool raise(strings::stringtoken event, std::string text);
-  bool raise(strings::stringtoken event, std::shared_ptr<const void> record);
+
+  /// Raises an event with a record, which takes the place of those that it supersedes: it always
+  /// finds room. False when nobody will get it: while delivery is stopped, without a subscriber,
+  /// and for a token that was not declared a record's.
+  bool raise(strings::stringtoken event, const MakeRecord& make);
 
   /// Declares that the event's data is always a record. Call while no thread raises events.
   void declareRecord(strings::stringtoken event);
 
   /// Begins to deliver to these services, which live until stop() returns.
-  void start(std::vector<Service*> services);
-  /// Ends delivery: the handler that runs is finished, what is still queued is dropped.
+  void start(const std::vector<Service*>& services);
+  /// Ends delivery: the handlers that run are finished, what still waits is dropped.
   void stop();
-  /// Whether events are delivered: not any more for the data of what stop() drops.
+
+  /// Whether events are delivered: not before start() and not any more from stop() on.
   bool isDelivering();
   /// Whether the event was declared a record's.
   bool isRecord(strings::stringtoken event) const;
 
  private:
-  struct Event {
-    strings::stringtoken token;
-    std::shared_ptr<const void> data;
-  };
-
-  bool push(Event event);
-  void deliverAll(const std::stop_token& stop);
-  void deliver(const Event& event) const;
+  bool push(strings::stringtoken event, const std::shared_ptr<const std::string>& text);
 
   std::vector<strings::stringtoken> m_records;
-  std::vector<Service*> m_services;
-  std::mutex m_mutex;  // guards what follows
-  std::condition_variable_any m_changed;
-  std::deque<Event> m_queue;
+  std::mutex m_mutex;  // guards what follows; taken before a delivery's
   bool m_delivering = false;
-  std::jthread m_thread;
+  std::vector<std::unique_ptr<EventDelivery>> m_deliveries;
 };
 
 }  // namespace framework

@@ -19,7 +19,7 @@ struct ServiceInfo {
 /// A part of the host process with a life of its own.
 ///
 /// The host builds it through its factory, calls Startup(), delivers the events that it subscribes
-/// to on the event thread, asks for reports on any thread, and at the end calls Shutdown() and
+/// to on a thread of its own, asks for reports on any thread, and at the end calls Shutdown() and
 /// destroys it. A constructor may throw; the service is then logged as not built.
 class Service : public Entity {
  public:

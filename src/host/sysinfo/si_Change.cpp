@@ -1,6 +1,8 @@
 // The event that tells the services of a change of the system information.
 #include "host/sysinfo/si_Change.h"
 
+#include <array>
+
 #include "host/framework/fw_EventManager.h"
 #include "host/sysinfo/si_Scopes.h"
 #include "host/sysinfo/si_SysInfoManager.h"
@@ -11,52 +13,60 @@ namespace {
 
 struct Flag {
   const char* name;
-  bool (*get)(const SysInfo& sysInfo);
-  void (*clear)(SysInfo& sysInfo);
+  bool (SysInfo::*get)() const;
+  void (SysInfo::*set)(bool changed);
 };
 
 constexpr Flag flags[] = {
-    {"SnmpChanged", [](auto& s) { return s.getSnmpChanged(); },
-     [](auto& s) { s.setSnmpChanged(false); }},
-    {"SmisChanged", [](auto& s) { return s.getSmisChanged(); },
-     [](auto& s) { s.setSmisChanged(false); }},
+    {"SnmpChanged", &SysInfo::getSnmpChanged, &SysInfo::setSnmpChanged},
+    {"SmisChanged", &SysInfo::getSmisChanged, &SysInfo::setSmisChanged},
 };
 
-// The record that the handlers get, and what it was when it was handed over.
-class HandedRecord {
+class SysInfoEvent : public framework::EventRecord {
  public:
-  explicit HandedRecord(std::unique_ptr<SysInfo> record)
-      : m_record(std::move(record)), m_before(rowsOf(*m_record)) {}
-  ~HandedRecord() {
-    for (const auto& flag : flags) settle(flag);
-  }
-  HandedRecord(const HandedRecord&) = delete;
-  HandedRecord& operator=(const HandedRecord&) = delete;
+  SysInfoEvent(const SysInfo& record, std::shared_ptr<Change> change)
+      : m_record(record), m_given(record), m_telling(std::move(change)) {}
 
-  const SysInfo* record() const { return m_record.get(); }
+  strings::stringtoken event() const override { return strings::tGSsysInfoChanged; }
+  const void* data() const override { return &m_record; }
+
+  bool supersede(EventRecord& older) override {
+    auto* const other = dynamic_cast<SysInfoEvent*>(&older);
+    if (other == nullptr) return false;
+    for (const Flag& flag : flags) {
+      if (!(other->m_given.*flag.get)()) continue;
+      (m_record.*flag.set)(true);
+      (m_given.*flag.set)(true);
+    }
+    other->m_telling.done();
+    return true;
+  }
+
+  void handled() override {
+    for (const Flag& flag : flags) settle(flag);
+    m_telling.done();
+  }
 
  private:
   void settle(const Flag& flag) const {
-    if (m_before.at({systemScope, flag.name}) != "true" || flag.get(*m_record)) return;
+    if (!(m_given.*flag.get)() || (m_record.*flag.get)()) return;
     const SysInfoWriteGuard guard;
     SysInfo* stored = guard.getObject();
     if (stored == nullptr) return;
-    if (rowsUnder(flag.name, rowsOf(*stored)) == rowsUnder(flag.name, m_before))
-      flag.clear(*stored);
+    if (rowsUnder(flag.name, rowsOf(*stored)) == rowsUnder(flag.name, rowsOf(m_given)))
+      (stored->*flag.set)(false);
   }
 
-  std::unique_ptr<SysInfo> m_record;
-  Rows m_before;
+  SysInfo m_record;  // the handler's to change
+  SysInfo m_given;   // what it was when the handler got it
+  Telling m_telling;
 };
 
 }  // namespace
 
-void raiseChange(std::unique_ptr<SysInfo> record) {
-  auto handed = std::make_shared<const HandedRecord>(std::move(record));
-  const SysInfo* given = handed->record();
-  // Given away whole: its end takes the store's lock, which the caller may hold.
-  framework::EventManager::instance().raise(strings::tGSsysInfoChanged,
-                                            std::shared_ptr<const void>(std::move(handed), given));
+void raiseChange(const SysInfo& record, const std::shared_ptr<Change>& change) {
+  const auto make = [&] { return std::make_unique<SysInfoEvent>(record, change); };
+  if (!framework::EventManager::instance().raise(strings::tGSsysInfoChanged, make)) change->lose();
 }
 
 }  // namespace services::sysinfo

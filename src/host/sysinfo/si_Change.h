@@ -4,13 +4,14 @@
 #include <memory>
 
 #include "host/sysinfo/si_SysInfo.h"
+#include "host/sysinfo/si_Untold.h"
 
 namespace services::sysinfo {
 
-/// Raises sysInfoChanged with this copy of the record, which the queue then owns. When its last
-/// handler has returned, the changed flags that handlers cleared in the copy are cleared in the
-/// store too, unless the settings beneath them differ there by now. The caller may hold the system
-/// information.
-void raiseChange(std::unique_ptr<SysInfo> record);
+/// Raises sysInfoChanged: each subscriber gets a copy of the record. When its handler has returned,
+/// the changed flags that it cleared in the copy are cleared in the store too, unless the settings
+/// beneath them differ there by now. An event that still waits is superseded by the next, which
+/// keeps its changed flags. The caller may hold the system information.
+void raiseChange(const SysInfo& record, const std::shared_ptr<Change>& change);
 
 }  // namespace services::sysinfo

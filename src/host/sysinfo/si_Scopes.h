@@ -17,7 +17,7 @@ inline constexpr std::string_view componentScope = "component ";
 inline constexpr const char* revisionKey = "CpldRevision";
 inline const Place burnToActivePlace = {"release", "HasBurnToActive"};
 inline const Place midplanePlace = {systemScope, "MidplaneSN"};
-/// There while a change of users has not been told to the services to the end.
+/// There while changes have not arrived: the event that makes up for them (see si_Untold.h).
 inline const Place untoldPlace = {"untold", "Users"};
 /// The letter of the controller to which the records "A" and "B" were written.
 inline const Place slotPlace = {"store", "Slot"};

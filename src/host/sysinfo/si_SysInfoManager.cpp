@@ -145,8 +145,15 @@ bool SysInfoManager::commit() {
   m_seen = Text::changes();
   Rows rows = currentRows();
   if (rows == m_committed) return true;
-  if (m_store != nullptr && !m_store->replace(scopesOf(m_committed, rows), rows)) return false;
-  if (m_loaded && isNews(m_committed, rows)) raiseChange(std::make_unique<SysInfo>(m_sysInfo));
+  const bool news = m_loaded && isNews(m_committed, rows);
+  const auto mark =
+      news && m_sysInfo.getSnmpChanged() ? strings::tGSuserChanged : strings::tGSendOfList;
+  const auto change = Untold::instance().store(scopesOf(m_committed, rows), rows, mark);
+  if (change == nullptr) return false;
+  if (news) {
+    raiseChange(m_sysInfo, change);
+    Untold::instance().makeUp();
+  }
   if (othersOf(rows) != othersOf(m_committed)) publish(m_others);
   m_committed = std::move(rows);
   return true;
@@ -167,20 +174,15 @@ bool SysInfoManager::open(const framework::Config& config, char node) {
   m_store = std::make_unique<Store>(storePath(), firstRows(config, node), writeXml, patience);
   if (m_store->isElsewhere()) return false;
   const Rows rows = m_store->rows();
+  Untold::instance().load(rows);
   user::UserManager::getManager()->load(rows);
   take(rows, node);
   return true;
 }
 
-void SysInfoManager::tellUntold() {
-  const SysInfoReadGuard guard;
-  const SysInfo* sysInfo = guard.getObject();
-  if (sysInfo == nullptr || !(sysInfo->getSnmpChanged() || sysInfo->getSmisChanged())) return;
-  raiseChange(std::make_unique<SysInfo>(*sysInfo));
-}
-
 void SysInfoManager::load(const framework::Config& config, char node) {
   m_store.reset();
+  Untold::instance().load({});
   take(firstRows(config, node), node);
 }
 
@@ -191,7 +193,7 @@ void SysInfoManager::unload() {
 }
 
 void SysInfoManager::take(Rows rows, char node) {
-  std::erase_if(rows, [](const auto& row) {  // the user manager's
+  std::erase_if(rows, [](const auto& row) {  // others'
     return row.first.scope.starts_with(userScope) || row.first == untoldPlace;
   });
   const Rows stored = rows;

@@ -22,8 +22,8 @@ namespace services::sysinfo {
 /// What a writer changed is durable when its access ends; where it cannot be stored it is undone,
 /// with an error line. Then the event sysInfoChanged is raised with a copy of the record that has
 /// its changed flags set; what a handler clears of them in the copy is cleared in the store as soon
-/// as the last handler has returned, unless those settings were changed again meanwhile. Clearing
-/// flags alone raises no event.
+/// as it has returned, unless those settings were changed again meanwhile. Clearing flags alone
+/// raises no event.
 class SysInfoManager {
  public:
   static SysInfoManager* getManager();
@@ -47,9 +47,6 @@ class SysInfoManager {
   /// store begins with the table [sysinfo] of the configuration. False, with an error line, when
   /// another process has the store and does not end within 10 s. Call before services are built.
   bool open(const framework::Config& config, char node);
-  /// Raises sysInfoChanged where a changed flag is set: an earlier process ended before its
-  /// services had acted. Call once events are delivered.
-  void tellUntold();
   /// Takes the table [sysinfo] alone, in memory.
   void load(const framework::Config& config, char node);
   /// Forgets the information and closes the store.

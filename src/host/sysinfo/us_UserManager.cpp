@@ -4,17 +4,15 @@
 #include <algorithm>
 #include <cstring>
 
-#include "host/framework/fw_EventManager.h"
 #include "host/framework/fw_Logger.h"
 #include "host/sysinfo/si_Scopes.h"
-#include "host/sysinfo/si_SysInfoManager.h"
+#include "host/sysinfo/us_UserChange.h"
 
 namespace services::user {
 
 using framework::object::EntityObject;
 using strings::stringtoken;
 using sysinfo::Rows;
-using sysinfo::SysInfoManager;
 
 namespace {
 
@@ -123,9 +121,7 @@ std::string UserManager::addUser(const User& user) {
   if (std::string refusal = refusalOf(user); !refusal.empty()) return refusal;
   if (find(user.getNameString()) != nullptr) return "there is a user of this name already";
   if (numUsers(strings::tGSreadAccess) == mostUsers) return "there are as many users as can be";
-  std::string failure = replace(user.getNameString(), std::make_shared<const User>(user));
-  if (failure.empty()) raise(strings::tGSuserAccessChanged, user);
-  return failure;
+  return replace(std::make_shared<const User>(user), strings::tGSuserAccessChanged);
 }
 
 std::string UserManager::changeUser(const std::string& name,
@@ -136,81 +132,35 @@ std::string UserManager::changeUser(const std::string& name,
   User user(*before);
   if (std::string refusal = edit(user); !refusal.empty()) return refusal;
   if (std::string refusal = refusalOf(user); !refusal.empty()) return refusal;
-  std::string failure = replace(name, std::make_shared<const User>(user));
-  const bool access = concernsAccess(*before, user);
-  if (failure.empty())
-    raise(access ? strings::tGSuserAccessChanged : strings::tGSuserChanged, user);
-  return failure;
+  return replace(std::make_shared<const User>(user), concernsAccess(*before, user)
+                                                         ? strings::tGSuserAccessChanged
+                                                         : strings::tGSuserChanged);
 }
 
 std::string UserManager::deleteUser(const std::string& name) {
   const std::lock_guard lock(m_changing);
   const Record before = find(name);
   if (before == nullptr) return "there is no user of this name";
-  std::string failure = replace(name, nullptr);
-  if (!failure.empty()) return failure;
-  User deleted(*before);
-  deleted.setDeleted(true);
-  raise(strings::tGSuserAccessChanged, deleted);
-  return failure;
+  const auto deleted = std::make_shared<User>(*before);
+  deleted->setDeleted(true);
+  return replace(deleted, strings::tGSuserAccessChanged);
 }
 
-// Which users were changed is not known any more. This one writes nothing into the agent's file,
-// and has the SMI-S daemons read the users anew.
-void UserManager::tellUntold() {
-  const std::lock_guard lock(m_changing);
-  const sysinfo::Store* store = SysInfoManager::getManager()->store();
-  if (store == nullptr || !store->rows().contains(sysinfo::untoldPlace)) return;
-  utility::TokenSet interfaces(20);
-  interfaces.set(strings::token<"Smis">);
-  User nobody("");
-  nobody.setInterfaces(interfaces);
-  nobody.setDeleted(true);
-  count(1);
-  raise(strings::tGSuserAccessChanged, nobody);
-}
-
-// The event's record says when the last handler has returned.
-void UserManager::raise(stringtoken event, const User& user) {
-  const auto finish = [this](const User* handed) {
-    const std::unique_ptr<const User> owned(handed);
-    if (framework::EventManager::instance().isDelivering()) told();
-  };
-  const std::shared_ptr<const User> record(new User(user), finish);
-  if (framework::EventManager::instance().raise(event, std::shared_ptr<const void>(record))) told();
-}
-
-// Each change counts until its event was taken, and until that was handled: the mark goes with the
-// last, and stays where an event was not taken. The count begins before the mark is stored, so that
-// an earlier change does not take the mark of this one away.
-void UserManager::count(int changes) {
-  const std::lock_guard lock(m_mutex);
-  m_untold += 2 * changes;
-}
-
-void UserManager::told() {
-  const std::lock_guard lock(m_mutex);
-  if (--m_untold > 0) return;
-  sysinfo::Store* store = SysInfoManager::getManager()->store();
-  if (store != nullptr) store->replace({sysinfo::untoldPlace.scope}, {});
-}
-
-// Stores the record in place of that of the name, null to take it out, and puts it in force.
-std::string UserManager::replace(const std::string& name, const Record& record) {
-  sysinfo::Store* store = SysInfoManager::getManager()->store();
-  Rows rows = record == nullptr ? Rows() : rowsOf(*record);
-  rows[sysinfo::untoldPlace] = strings::pGStrue;
-  count(1);
-  if (store != nullptr && !store->replace({scopeOf(name), sysinfo::untoldPlace.scope}, rows)) {
-    count(-1);
-    return "the change could not be stored; the log says why";
+// Stores the record in place of that of its name, none if it is deleted, puts it in force and
+// tells.
+std::string UserManager::replace(const Record& record, stringtoken event) {
+  const std::string name = record->getNameString();
+  const Rows rows = record->getDeleted() ? Rows() : rowsOf(*record);
+  const auto change = sysinfo::Untold::instance().store({scopeOf(name)}, rows, event);
+  if (change == nullptr) return "the change could not be stored; the log says why";
+  {
+    const std::lock_guard lock(m_mutex);
+    std::erase_if(m_users, [&name](const Record& user) { return name == user->getNameString(); });
+    const auto place = std::ranges::find_if(
+        m_users, [&name](const Record& user) { return name < user->getNameString(); });
+    if (!record->getDeleted()) m_users.insert(place, record);
   }
-  const std::lock_guard lock(m_mutex);
-  std::erase_if(m_users, [&name](const Record& user) { return name == user->getNameString(); });
-  if (record == nullptr) return {};
-  const auto place = std::ranges::find_if(
-      m_users, [&name](const Record& user) { return name < user->getNameString(); });
-  m_users.insert(place, record);
+  raiseUserChange(event, *record, change);
   return {};
 }
 
@@ -228,7 +178,6 @@ void UserManager::load(const Rows& rows) {
   for (const auto& user : users) warnOfName(*user);
   const std::lock_guard lock(m_mutex);
   m_users.assign(users.begin(), users.end());
-  m_untold = 0;
 }
 
 }  // namespace services::user

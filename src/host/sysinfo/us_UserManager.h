@@ -47,24 +47,16 @@ class UserManager {
   /// services are built.
   void load(const sysinfo::Rows& rows);
 
-  /// Makes up for the changes that the process did not live to tell: raises userAccessChanged with
-  /// a deleted user without a name, who has access to Smis. Call once the services run.
-  void tellUntold();
-
  private:
   using Record = std::shared_ptr<const User>;
 
   Record find(const std::string& name) const;
-  void raise(strings::stringtoken event, const User& user);
-  void count(int changes);
-  void told();
-  std::string replace(const std::string& name, const Record& record);
+  std::string replace(const Record& record, strings::stringtoken event);
 
-  mutable std::mutex m_mutex;  // taken before the store's
-  std::mutex m_changing;       // one change at a time; taken before m_mutex
+  mutable std::mutex m_mutex;  // guards what follows
+  std::mutex m_changing;       // one change at a time; taken before all others
   std::vector<Record> m_users;
   std::vector<Record> m_held;  // what readers have taken, once for each taking
-  int m_untold = 0;            // see count()
 };
 
 }  // namespace services::user
