@@ -95,7 +95,8 @@ class InterfaceManager : public framework::Service {
   /// Replaces the SNMP agent's configuration file and, 1.2 seconds later, signals the agent if it
   /// runs. `sysInfo` null: the system information is taken for reading until the end. `changed`, a
   /// user or null, is written last and in place of the user of that name. Where the file cannot be
-  /// replaced it keeps its content, which is logged, and nothing is signalled.
+  /// replaced it keeps its content, which is logged and remembered durably, and nothing is
+  /// signalled.
   void updateSnmpdConfiguration(const sysinfo::SysInfo* sysInfo, const user::User* changed);
 
  private:

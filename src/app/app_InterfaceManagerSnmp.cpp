@@ -16,6 +16,7 @@
 #include "host/framework/ut_Path.h"
 #include "host/sysinfo/si_Grammar.h"
 #include "host/sysinfo/si_SysInfoManager.h"
+#include "host/sysinfo/si_Untold.h"
 #include "host/sysinfo/us_UserManager.h"
 #include "util/ut_BufferStream.h"
 #include "util/ut_FileOutputStream.h"
@@ -79,13 +80,14 @@ void InterfaceManager::updateSnmpdConfiguration(const SysInfo* sysInfo, const Us
   getSnmpdConfName(path);
   std::optional<sysinfo::SysInfoReadGuard> guard;
   if (sysInfo == nullptr) sysInfo = guard.emplace().getObject();
-  if (sysInfo == nullptr) {
+  const bool written =
+      sysInfo != nullptr && replaceSnmpdConf(path.pTail(), *sysInfo, changed, operation);
+  sysinfo::Untold::instance().setAgentFileWritten(written);
+  if (written) {
+    signalSnmpAgent(operation);
+  } else if (sysInfo == nullptr) {
     Logger::StaticLogMethod(LogType::Error, operation, __LINE__,
                             "no system information to write snmpd.conf from");
-    return;
-  }
-  if (replaceSnmpdConf(path.pTail(), *sysInfo, changed, operation)) {
-    signalSnmpAgent(operation);
   } else {
     Logger::StaticLogMethod(LogType::Error, operation, __LINE__, "snmpd.conf file open failed\n");
   }

@@ -7,6 +7,7 @@
 #include "host/framework/fw_ServiceFactory.h"
 #include "host/framework/st_StringRepository.h"
 #include "host/sysinfo/si_SysInfoManager.h"
+#include "host/sysinfo/si_Untold.h"
 
 namespace services::ops {
 
@@ -61,6 +62,7 @@ int list(Console& console, const Arguments& arguments) {
                     managed && stored != nullptr ? stateText(interface.wanted(*stored)) : ""});
   }
   framework::writeTable(console.output(), rows);
+  console.output().PutS(sysinfo::Untold::instance().finding().c_str());
   return 1;
 }
 

@@ -2,6 +2,7 @@
 #include "host/framework/fw_CommandTable.h"
 #include "host/framework/fw_ConsoleTable.h"
 #include "host/framework/fw_ServiceFactory.h"
+#include "host/sysinfo/si_Untold.h"
 #include "host/sysinfo/us_UserManager.h"
 
 namespace services::ops {
@@ -99,6 +100,7 @@ int list(Console& console, const Arguments& arguments) {
   }
   framework::writeTable(console.output(), rows);
   console.output().PutS(leftOut.c_str());
+  console.output().PutS(sysinfo::Untold::instance().finding().c_str());
   return 1;
 }
 

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 
+#include "host/sysinfo/si_Untold.h"
 #include "host/sysinfo/us_UserManager.h"
 #include "support/ManagedInterfaces.h"
 #include "support/Printed.h"
@@ -254,6 +255,7 @@ TEST_F(InterfaceEvents, AFileThatCannotBeReplacedIsLeftAndNobodySignalled) {
   ::setenv("MC_CONFIG", "/none", 1);
   manager->updateSnmpdConfiguration(nullptr, nullptr);
   EXPECT_EQ(controller.log.count("snmpd.conf file open failed"), 3);
+  EXPECT_NE(sysinfo::Untold::instance().finding(), "");
   EXPECT_THAT(newCommands(), IsEmpty());
 }
 
