@@ -314,8 +314,9 @@ void ConfigFile::checkTable(const std::string& name, unsigned int line,
   if (name != "host" && !isToBeBuilt(name)) return;
   for (const auto& rule : rules) {
     if (rule.absent == nullptr || m_config.find(name + "." + rule.key) != nullptr) continue;
-    const std::string consequence = *rule.absent == '\0' ? "" : std::string(": ") + rule.absent;
-    add(name == "host", line, name + "." + rule.key + ": property not supplied" + consequence);
+    std::string text = name + "." + rule.key + ": property not supplied";
+    if (*rule.absent != '\0') text += std::string(": ") + rule.absent;
+    add(name == "host", line, text);
   }
 }
 
