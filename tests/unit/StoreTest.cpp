@@ -351,7 +351,7 @@ class Agent : public framework::Service {
     if (throws.exchange(false)) throw std::runtime_error("handler trouble");
     write(*SysInfoReadGuard().getObject(), changed);
     if (event == strings::tGSuserAccessChanged &&
-        changed->getInterfaces().inSet(strings::tGSSmis)) {
+        changed->getInterfaces().inSet(strings::token<"Smis">)) {
       reloadedAt = now.load();
     }
     return false;
@@ -412,7 +412,7 @@ TEST_F(Information, WhatWasAcknowledgedArrives) {
     agent.now = ++step;
     const std::string text = "password" + std::to_string(step);
     utility::TokenSet roles(1);
-    if (chance(2)) roles.set(strings::tGSSmis);
+    if (chance(2)) roles.set(strings::token<"Smis">);
     user::User changed(chance(4) ? "a" : "b");
     changed.setInterfaces(roles);
     const int kind = static_cast<int>(random() % 8);
@@ -431,7 +431,7 @@ TEST_F(Information, WhatWasAcknowledgedArrives) {
       });
     }
     const bool told = refusal.empty() && (kind == 3 || kind > 5);
-    if (told && changed.getInterfaces().inSet(strings::tGSSmis)) owed = step;
+    if (told && changed.getInterfaces().inSet(strings::token<"Smis">)) owed = step;
   };
   const auto hasArrived = [&] {
     if (manager.store()->rows().contains(untoldPlace)) return false;

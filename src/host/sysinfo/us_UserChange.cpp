@@ -20,7 +20,7 @@ class UserEvent : public framework::EventRecord {
   bool supersede(EventRecord& older) override {
     auto* const other = dynamic_cast<UserEvent*>(&older);
     if (other == nullptr || other->m_user.getName() != m_user.getName()) return false;
-    if (other->reloadsSmis() && !m_user.getInterfaces().inSet(strings::tGSSmis)) return false;
+    if (other->reloadsSmis() && !m_user.getInterfaces().inSet(strings::token<"Smis">)) return false;
     if (other->m_event == strings::tGSuserAccessChanged) m_event = other->m_event;
     other->m_telling.done();
     return true;
@@ -31,7 +31,7 @@ class UserEvent : public framework::EventRecord {
  private:
   bool reloadsSmis() const {
     return m_event == strings::tGSuserAccessChanged &&
-           m_user.getInterfaces().inSet(strings::tGSSmis);
+           m_user.getInterfaces().inSet(strings::token<"Smis">);
   }
 
   stringtoken m_event;
@@ -51,7 +51,7 @@ void raiseAnyUserChange(stringtoken event, const std::shared_ptr<sysinfo::Change
   User user("");
   user.setDeleted(true);
   utility::TokenSet interfaces(1);
-  if (event == strings::tGSuserAccessChanged) interfaces.set(strings::tGSSmis);
+  if (event == strings::tGSuserAccessChanged) interfaces.set(strings::token<"Smis">);
   user.setInterfaces(interfaces);
   raiseUserChange(event, user, change);
 }
