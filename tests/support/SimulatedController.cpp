@@ -16,7 +16,8 @@ using services::app::AppManager;
 using services::app::Process;
 
 SimulatedController::SimulatedController() {
-  for (const char* directory : {"/proc", "/usr/bin", "/var/log", "/cfg", "/tmp", "/app/bin"}) {
+  for (const char* directory :
+       {"/proc", "/usr/bin", "/var/log", "/cfg", "/tmp", "/app/bin", "/opt/bin", "/opt/sbin"}) {
     std::filesystem::create_directories(machine.root() + directory);
   }
   ::setenv("MC_ARCH", "ARM", 1);
@@ -70,6 +71,7 @@ void SimulatedController::addProcess(int pid, const std::string& commandLine) {
 }
 
 void SimulatedController::removeProcess(int pid) {
+  writeFile("/proc/" + std::to_string(pid) + "/cmdline", "");  // for those who have it open
   std::filesystem::remove_all(machine.root() + "/proc/" + std::to_string(pid));
 }
 

@@ -9,7 +9,10 @@
 namespace platform {
 
 SimulatedPlatform::SimulatedPlatform() {
-  std::string name = (std::filesystem::temp_directory_path() / "mcsimXXXXXX").string();
+  const std::filesystem::path memory = "/dev/shm";  // much faster than a disk
+  const bool has = std::filesystem::is_directory(memory);
+  std::string name =
+      ((has ? memory : std::filesystem::temp_directory_path()) / "mcsimXXXXXX").string();
   m_root = ::mkdtemp(name.data());
   Platform::install(this);
 }

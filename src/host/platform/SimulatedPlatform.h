@@ -40,7 +40,7 @@ class SimulatedPlatform : public Platform {
   ~SimulatedPlatform() override;
 
   std::int64_t now() override { return m_now; }
-  std::int64_t wallOffset() override { return 0; }
+  std::int64_t wallOffset() override { return m_wallOffset; }
   const char* locate(const char* path, char* buffer, std::size_t size) override;
   void wait(WaitPoint& point, std::int64_t microseconds) override;
   void delay(std::int64_t microseconds) override;
@@ -55,6 +55,10 @@ class SimulatedPlatform : public Platform {
   void at(std::int64_t microseconds, std::function<void()> happening);
   /// Lets time pass outside of any wait, happenings included.
   void pass(std::int64_t microseconds);
+  /// Lets time pass that nobody notices: what was due then happens, late, in the next wait.
+  void stall(std::int64_t microseconds) { m_now += microseconds; }
+  /// Steps the wall clock; the clock that never steps goes on.
+  void setWallOffset(std::int64_t microseconds) { m_wallOffset = microseconds; }
 
   /// The temporary directory that stands for "/".
   const std::string& root() const { return m_root; }
@@ -71,6 +75,7 @@ class SimulatedPlatform : public Platform {
   bool runNext(std::int64_t deadline);
 
   std::int64_t m_now = start;
+  std::int64_t m_wallOffset = 0;
   std::string m_root;
   unsigned int m_sequence = 0;
   std::map<std::pair<std::int64_t, unsigned int>, std::function<void()>> m_happenings;
