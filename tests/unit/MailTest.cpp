@@ -81,17 +81,6 @@ TEST_F(Mail, ShowsTheControllerOfTheSlot) {
   }
 }
 
-TEST_F(Mail, CrashMailIsCompletedAndSentInTheBackground) {
-  const SysInfoSetting sysInfo(both, {});
-  manager.sendMail("web");
-  EXPECT_THAT(controller.commandLines(),
-              ElementsAre("readslot", "/usr/bin/getmcinfoheader >>/tmp/webcrash.mail",
-                          "cat /cfg/sysinfo/system.xml >>/tmp/webcrash.mail",
-                          "/app/etc/getweblogs >>/tmp/webcrash.mail",
-                          "/sbin/sendmail -S 127.0.0.1 -t </tmp/webcrash.mail; "
-                          "rm /tmp/webcrash.mail; &"));
-}
-
 TEST_F(Mail, ManagedLogsMailIsSentWithTheLogsOrWithout) {
   for (const bool include : {false, true}) {
     const SysInfoSetting sysInfo(
@@ -113,16 +102,6 @@ TEST_F(Mail, CrashMailAloneGoesOutWhenTheFileCannotBeOpened) {
   EXPECT_EQ(controller.commandLines().size(), 5U);
   EXPECT_EQ(controller.commandLines().back(),
             "/sbin/sendmail -S 127.0.0.1 -t </none/webcrash.mail; rm /none/webcrash.mail; &");
-}
-
-TEST(CrashMail, ComesBeforeTheRestartOfADaemonThatIsDown) {
-  const SysInfoSetting sysInfo(both, {});
-  SimulatedController controller({"gone"}, 10);
-  controller.writeFile("/cfg/do.crashmail", "");
-  controller.build();
-  controller.runUntil(140);
-  EXPECT_EQ(controller.timesOf("/sbin/sendmail"), controller.timesOf("/app/etc/init.d/goneS"));
-  EXPECT_EQ(controller.machine.commands().back().line, "/app/etc/init.d/goneS start");
 }
 
 TEST_F(Mail, IsNotSentWhereSomethingIsMissing) {

@@ -11,7 +11,6 @@
 #include <clocale>
 #include <csignal>
 
-#include "app/app_CommandLine.h"
 #include "app/app_ProcessScan.h"
 #include "host/framework/st_StringRepository.h"
 #include "support/Printed.h"
@@ -39,30 +38,23 @@ std::vector<std::unique_ptr<Process>> recordsOf(const std::vector<std::string>& 
   return records;
 }
 
-TEST(Matcher, TheFirstRecordInTableOrderGetsTheProcess) {
+TEST(Matcher, MatchesTheWholeNameOrThePattern) {
   const struct {
     const char* name;
-    std::vector<std::string> records;
-    int found;  // the record's place, -1 for none
+    const char* pattern;  // null: by name
+    const char* baseName;
+    const char* commandLine;
+    bool expected;
   } rows[] = {
-      {"by name", {"a", "web", "b"}, 1},
-      {"a pattern before the name", {"a", "p/--port", "web"}, 1},
-      {"a pattern behind the name", {"a", "web", "p/--port"}, 1},
-      {"patterns in their order", {"q/--none", "p/web", "r/--port"}, 1},
-      {"one name twice", {"a/--none", "web", "web"}, 1},
-      {"a broken pattern goes by the name", {"p/--port$", "web/(", "r/web"}, 1},
-      {"nothing", {"we", "web2", "p/^web"}, -1},
+      {"other case", nullptr, "Web", "Web", false},
+      {"kernel thread", nullptr, "", "", false},
+      {"over arguments", "sh .*/web --port [0-9]+$", "sh", "/bin/sh /app/web --port 80", true},
+      {"pattern, not base name", "^other$", "web", "/app/bin/web", false},
+      {"empty pattern matches all", "", "anything", "anything", true},
   };
   for (const auto& row : rows) {
-    SimulatedController controller;
-    controller.addProcess(70, "/app/bin/web --port 80");
-    ProcessMatcher matcher;
-    const auto records = recordsOf(row.records, matcher);
-    CommandLine commandLine;
-    ASSERT_TRUE(commandLine.read("/proc/70"));
-    const Process* expected =
-        row.found < 0 ? nullptr : records[static_cast<std::size_t>(row.found)].get();
-    EXPECT_EQ(matcher.find(commandLine).record, expected) << row.name;
+    const Process process(strings::GS.toToken("web"), false, row.pattern);
+    EXPECT_EQ(process.match(row.baseName, row.commandLine), row.expected) << row.name;
   }
 }
 
@@ -121,6 +113,8 @@ TEST(Scan, AnswersTheSameWhenDescriptorsRunShort) {
     const test::Limit limit(RLIMIT_NOFILE, row.limit);
     const auto kept = [&] { return openFrom(row.share, static_cast<int>(row.limit)); };
     EXPECT_EQ(scanned(scan, *records[0]), "100,120,140");
+    std::array<char, 7> room;
+    EXPECT_STREQ(records[0]->getInstanceInfo(room.data(), room.size()), "100") << "whole pids";
     EXPECT_EQ(kept(), row.kept[0]);
     const int before = openFrom(0, row.share);  // the host itself opens some at its first work
     controller.addProcess(101, "/bin/web -x");  // an exec
