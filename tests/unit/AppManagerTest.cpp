@@ -98,7 +98,7 @@ TEST(Control, ReadsProcesses) {
   }
   int pid = -1;
   std::array<char, 8> small;
-  const test::DebugLines debug(strings::tGSAppManager);
+  const test::DebugLines debug(strings::token<"AppManager">);
   EXPECT_FALSE(AppManager::extractProcessInfo("/proc/413", small.data(), 8, nullptr, 0, pid));
   EXPECT_TRUE(controller.log.has("]:  Open Sys-Call returned -1\n"));
 }

@@ -125,12 +125,13 @@ class Play : public framework::Logger {
     if (what == "clock") m_machine.setWallOffset((number - 500000) * test::second);
     if (what == "forget-samples") m_manager->clearMemSaveTrack();
     if (what == "samples") traceSamples();
-    if (what == "going-down") raise(strings::tGSgoingDown, number % 9 == 0 ? nullptr : who.c_str());
-    if (what == "kill-non-essential") raise(strings::tGSkillNonEssentialEvent, nullptr);
+    if (what == "going-down")
+      raise(strings::token<"goingDown">, number % 9 == 0 ? nullptr : who.c_str());
+    if (what == "kill-non-essential") raise(strings::token<"killNonEssentialEvent">, nullptr);
     const std::array migrations = {strings::tGSlogMigration, strings::tGSlogMigrationMc1,
                                    strings::tGSlogMigrationMc2, strings::tGSlogMigrationMc3};
     if (what == "migration") raise(migrations[static_cast<std::size_t>(number % 4)], nullptr);
-    if (what == "other-event") m_manager->serviceEvent(strings::tGSshutdown, who.c_str());
+    if (what == "other-event") m_manager->serviceEvent(strings::token<"shutdown">, who.c_str());
   }
 
   void signal(strings::stringtoken daemon) {
