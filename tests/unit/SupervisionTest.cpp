@@ -127,7 +127,7 @@ class Play : public framework::Logger {
     if (what == "samples") traceSamples();
     if (what == "going-down")
       raise(strings::token<"goingDown">, number % 9 == 0 ? nullptr : who.c_str());
-    if (what == "kill-non-essential") raise(strings::token<"killNonEssentialEvent">, nullptr);
+    if (what == "kill-non-essential") raise(strings::token<"killNonEssentialProcesses">, nullptr);
     const std::array migrations = {strings::tGSlogMigration, strings::tGSlogMigrationMc1,
                                    strings::tGSlogMigrationMc2, strings::tGSlogMigrationMc3};
     if (what == "migration") raise(migrations[static_cast<std::size_t>(number % 4)], nullptr);
