@@ -15,7 +15,7 @@ TEST(MemoryCommands, SaveWritesWhatOutputPrints) {
   AppManagerCommandBundle("Bundle").initializeCommands(shell);
   test::SimulatedController controller({}, 120);
   controller.build();
-  controller.runUntil(120 * 600);  // more than the file stream's buffer holds
+  controller.runUntil(120L * 600);  // more than the file stream's buffer holds
   controller.writeFile("/tmp/track.csv", std::string(100000, 'x'));
   EXPECT_EQ(test::ask(shell, "memory stats save /tmp/track.csv"),
             "0 Saved memory statistics to /tmp/track.csv\n");
