@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "host/platform/LinuxPlatform.h"
+#include "host/machine/LinuxPlatform.h"
 
 namespace bench {
 

@@ -12,13 +12,13 @@
 
 #include "Herd.h"
 #include "Machine.h"
-#include "app/app_AppManager.h"
-#include "app/app_CommandLine.h"
-#include "host/framework/fw_Config.h"
-#include "host/framework/fw_Logger.h"
-#include "host/framework/st_StringRepository.h"
-#include "host/platform/Descriptor.h"
-#include "host/platform/DescriptorLimit.h"
+#include "app/supervision/app_AppManager.h"
+#include "app/supervision/app_CommandLine.h"
+#include "host/base/st_StringRepository.h"
+#include "host/log/fw_Logger.h"
+#include "host/machine/Descriptor.h"
+#include "host/machine/DescriptorLimit.h"
+#include "host/service/fw_Config.h"
 
 namespace bench {
 namespace {

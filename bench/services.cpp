@@ -4,12 +4,12 @@
 #include <cstdlib>
 
 #include "Machine.h"
-#include "app/app_InterfaceManager.h"
-#include "app/app_SyncRules.h"
-#include "host/framework/fw_Config.h"
-#include "host/framework/fw_Logger.h"
-#include "host/sysinfo/si_SysInfoManager.h"
-#include "host/sysinfo/us_UserManager.h"
+#include "app/interfaces/app_InterfaceManager.h"
+#include "app/pairing/app_SyncRules.h"
+#include "host/log/fw_Logger.h"
+#include "host/service/fw_Config.h"
+#include "sysinfo/manager/si_SysInfoManager.h"
+#include "sysinfo/manager/us_UserManager.h"
 
 namespace bench {
 namespace {

@@ -11,11 +11,11 @@
 #include <string_view>
 #include <vector>
 
-#include "host/sysinfo/si_Database.h"
-#include "host/sysinfo/si_Grammar.h"
-#include "host/sysinfo/si_Scopes.h"
-#include "host/sysinfo/si_Store.h"
-#include "host/sysinfo/si_Transfer.h"
+#include "sysinfo/record/si_Grammar.h"
+#include "sysinfo/record/si_Scopes.h"
+#include "sysinfo/store/si_Database.h"
+#include "sysinfo/store/si_Store.h"
+#include "sysinfo/store/si_Transfer.h"
 
 namespace {
 
@@ -69,7 +69,8 @@ void takeLine(const std::string& line, Rows& rows) {
   const std::string value = line.substr(second + 1);
   const Grammar* grammar = grammarAt(place);
   const bool isUser = place.scope.starts_with(userScope);
-  if (isUser && !storedUserNameGrammar.holds(place.scope.c_str() + userScope.size())) grammar = nullptr;
+  if (isUser && !storedUserNameGrammar.holds(place.scope.c_str() + userScope.size()))
+    grammar = nullptr;
   if (grammar == nullptr || !grammar->holds(value.c_str())) {
     throw std::runtime_error("refused: " + line);
   }

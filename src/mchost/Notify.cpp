@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/platform/Descriptor.h"
+#include "host/machine/Descriptor.h"
 
 namespace mchost {
 

@@ -9,8 +9,8 @@
 #include <mutex>
 #include <thread>
 
-#include "host/framework/fw_Logger.h"
-#include "host/framework/st_StringRepository.h"
+#include "host/base/st_StringRepository.h"
+#include "host/log/fw_Logger.h"
 #include "util/fw_Exception.h"
 
 namespace mchost {

@@ -10,8 +10,8 @@
 #include <array>
 #include <cstdlib>
 
-#include "host/framework/fw_Logger.h"
-#include "host/platform/Platform.h"
+#include "host/log/fw_Logger.h"
+#include "host/machine/Platform.h"
 #include "mchost/Piece.h"
 
 namespace mchost {

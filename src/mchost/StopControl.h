@@ -6,7 +6,7 @@
 #include <mutex>
 #include <thread>
 
-#include "host/platform/Descriptor.h"
+#include "host/machine/Descriptor.h"
 
 namespace mchost {
 

@@ -5,8 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "host/framework/fw_ApplicationArguments.h"
-#include "host/platform/DescriptorLimit.h"
+#include "host/console/fw_ApplicationArguments.h"
+#include "host/machine/DescriptorLimit.h"
 #include "mchost/Daemon.h"
 #include "mchost/Piece.h"
 #include "mchost/StopControl.h"

@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "host/framework/fw_ConsoleSocket.h"
+#include "host/console/fw_ConsoleSocket.h"
 
 namespace mcsh {
 

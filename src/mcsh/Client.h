@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "host/platform/Descriptor.h"
+#include "host/machine/Descriptor.h"
 
 namespace mcsh {
 

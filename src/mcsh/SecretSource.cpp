@@ -9,9 +9,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "host/framework/fw_ConsoleSocket.h"
-#include "host/framework/fw_ShownText.h"
-#include "host/platform/Descriptor.h"
+#include "host/console/fw_ConsoleSocket.h"
+#include "host/machine/Descriptor.h"
+#include "util/fw_ShownText.h"
 
 namespace mcsh {
 

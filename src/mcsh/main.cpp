@@ -13,12 +13,12 @@
 #include <sstream>
 #include <string_view>
 
-#include "host/framework/fw_CommandLine.h"
-#include "host/framework/fw_ShownText.h"
+#include "host/console/fw_CommandLine.h"
 #include "mcsh/Client.h"
 #include "mcsh/Prompt.h"
 #include "mcsh/SecretSource.h"
 #include "mcsh/Secrets.h"
+#include "util/fw_ShownText.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // The operator's commands over the management interfaces: "interface list" and "interface up|down".
 #include <cstring>
 
-#include "app/app_InterfaceManager.h"
-#include "host/framework/fw_CommandTable.h"
-#include "host/framework/fw_ConsoleTable.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/st_StringRepository.h"
-#include "host/sysinfo/si_SysInfoManager.h"
-#include "host/sysinfo/si_Untold.h"
+#include "app/interfaces/app_InterfaceManager.h"
+#include "host/base/st_StringRepository.h"
+#include "host/console/fw_CommandTable.h"
+#include "host/console/fw_ConsoleTable.h"
+#include "host/service/fw_ServiceFactory.h"
+#include "sysinfo/manager/si_SysInfoManager.h"
+#include "sysinfo/manager/si_Untold.h"
 
 namespace services::ops {
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <array>
 
-#include "app/app_AppManager.h"
-#include "host/framework/fw_CommandTable.h"
-#include "host/framework/fw_Entrance.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_ShownText.h"
-#include "host/framework/ut_Path.h"
-#include "host/sysinfo/si_SysInfoManager.h"
+#include "app/supervision/app_AppManager.h"
+#include "host/base/fw_Entrance.h"
+#include "host/base/ut_Path.h"
+#include "host/console/fw_CommandTable.h"
+#include "host/service/fw_ServiceFactory.h"
+#include "sysinfo/manager/si_SysInfoManager.h"
+#include "util/fw_ShownText.h"
 
 namespace services::ops {
 

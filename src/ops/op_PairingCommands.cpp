@@ -6,14 +6,14 @@
 #include <optional>
 #include <string>
 
-#include "app/app_BurnToActive.h"
-#include "app/app_SyncRules.h"
-#include "host/framework/fw_CommandTable.h"
-#include "host/framework/fw_ConsoleTable.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/st_StringRepository.h"
-#include "host/sysinfo/si_Grammar.h"
-#include "host/sysinfo/si_SysInfoManager.h"
+#include "app/pairing/app_BurnToActive.h"
+#include "app/pairing/app_SyncRules.h"
+#include "host/base/st_StringRepository.h"
+#include "host/console/fw_CommandTable.h"
+#include "host/console/fw_ConsoleTable.h"
+#include "host/service/fw_ServiceFactory.h"
+#include "sysinfo/manager/si_SysInfoManager.h"
+#include "sysinfo/record/si_Grammar.h"
 
 namespace services::ops {
 

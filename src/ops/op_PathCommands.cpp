@@ -2,11 +2,11 @@
 #include <array>
 #include <string>
 
-#include "app/app_NetTracker.h"
-#include "host/framework/fw_CommandTable.h"
-#include "host/framework/fw_ConsoleTable.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/sysinfo/nw_NetworkManager.h"
+#include "app/paths/app_NetTracker.h"
+#include "host/console/fw_CommandTable.h"
+#include "host/console/fw_ConsoleTable.h"
+#include "host/network/nw_NetworkManager.h"
+#include "host/service/fw_ServiceFactory.h"
 
 namespace services::ops {
 

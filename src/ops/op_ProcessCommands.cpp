@@ -5,12 +5,12 @@
 #include <optional>
 #include <string>
 
-#include "app/app_AppManager.h"
-#include "app/app_Claim.h"
-#include "host/framework/fw_CommandTable.h"
-#include "host/framework/fw_ConsoleTable.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/st_StringRepository.h"
+#include "app/supervision/app_AppManager.h"
+#include "app/supervision/app_Claim.h"
+#include "host/base/st_StringRepository.h"
+#include "host/console/fw_CommandTable.h"
+#include "host/console/fw_ConsoleTable.h"
+#include "host/service/fw_ServiceFactory.h"
 
 namespace services::ops {
 

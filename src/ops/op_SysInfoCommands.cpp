@@ -1,9 +1,9 @@
 // The operator's commands over the system information: "sysinfo show|get|set". No secret is ever in
 // a reply.
-#include "host/framework/fw_CommandTable.h"
-#include "host/framework/fw_ConsoleTable.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/sysinfo/si_Values.h"
+#include "host/console/fw_CommandTable.h"
+#include "host/console/fw_ConsoleTable.h"
+#include "host/service/fw_ServiceFactory.h"
+#include "sysinfo/manager/si_Values.h"
 
 namespace services::ops {
 

@@ -1,9 +1,9 @@
 // The operator's commands over the users: "user list|add|set|delete". No secret is ever in a reply.
-#include "host/framework/fw_CommandTable.h"
-#include "host/framework/fw_ConsoleTable.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/sysinfo/si_Untold.h"
-#include "host/sysinfo/us_UserManager.h"
+#include "host/console/fw_CommandTable.h"
+#include "host/console/fw_ConsoleTable.h"
+#include "host/service/fw_ServiceFactory.h"
+#include "sysinfo/manager/si_Untold.h"
+#include "sysinfo/manager/us_UserManager.h"
 
 namespace services::ops {
 

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "app/app_SyncRules.h"
-#include "app/app_UpdateRules.h"
+#include "app/pairing/app_SyncRules.h"
+#include "app/pairing/app_UpdateRules.h"
 
 namespace services::peer {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "app/app_BurnToActive.h"
+#include "app/pairing/app_BurnToActive.h"
 #include "peer/pl_PeerRecord.h"
 
 namespace services::peer {

@@ -1,10 +1,10 @@
 // The operator's command on the partner link.
-#include "host/framework/fw_CommandTable.h"
-#include "host/framework/fw_ConsoleTable.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/st_StringRepository.h"
-#include "host/sysinfo/si_Field.h"
+#include "host/base/st_StringRepository.h"
+#include "host/console/fw_CommandTable.h"
+#include "host/console/fw_ConsoleTable.h"
+#include "host/service/fw_ServiceFactory.h"
 #include "peer/pl_PartnerLink.h"
+#include "sysinfo/record/si_Field.h"
 
 namespace services::peer {
 

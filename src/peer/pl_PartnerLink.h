@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "host/framework/fw_Service.h"
-#include "host/sysinfo/nw_SignedExchange.h"
+#include "host/network/nw_SignedExchange.h"
+#include "host/service/fw_Service.h"
 #include "peer/pl_LinkRules.h"
 
 namespace services::app {

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include "host/framework/st_StringRepository.h"
-#include "host/sysinfo/si_Field.h"
+#include "host/base/st_StringRepository.h"
+#include "sysinfo/record/si_Field.h"
 
 namespace services::peer {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "app/app_BurnToActive.h"
-#include "host/sysinfo/si_SysInfo.h"
+#include "app/pairing/app_BurnToActive.h"
+#include "sysinfo/record/si_SysInfo.h"
 
 namespace services::peer {
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <thread>
 
-#include "host/framework/fw_ConsoleSocket.h"
-#include "host/framework/fw_Logger.h"
-#include "host/framework/fw_Service.h"
-#include "host/framework/fw_ServiceFactory.h"
+#include "host/console/fw_ConsoleSocket.h"
+#include "host/log/fw_Logger.h"
+#include "host/service/fw_Service.h"
+#include "host/service/fw_ServiceFactory.h"
 #include "util/fw_Exception.h"
 #include "util/ut_PutStream.h"
 

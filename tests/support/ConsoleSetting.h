@@ -9,10 +9,10 @@
 #include <filesystem>
 #include <string>
 
-#include "host/framework/fw_Console.h"
-#include "host/framework/fw_ConsoleServer.h"
-#include "host/framework/fw_ConsoleSocket.h"
-#include "host/framework/fw_Shell.h"
+#include "host/console/fw_Console.h"
+#include "host/console/fw_ConsoleServer.h"
+#include "host/console/fw_ConsoleSocket.h"
+#include "host/console/fw_Shell.h"
 #include "support/Printed.h"
 #include "support/Temporary.h"
 

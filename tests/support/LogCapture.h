@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/framework/fw_Logger.h"
+#include "host/log/fw_Logger.h"
 
 namespace test {
 

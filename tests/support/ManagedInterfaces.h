@@ -6,8 +6,8 @@
 #include <memory>
 #include <optional>
 
-#include "app/app_InterfaceManager.h"
-#include "host/framework/st_StringRepository.h"
+#include "app/interfaces/app_InterfaceManager.h"
+#include "host/base/st_StringRepository.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <utility>
 
-#include "host/framework/fw_Console.h"
-#include "host/framework/fw_Shell.h"
-#include "host/framework/ut_Debug.h"
+#include "host/base/ut_Debug.h"
+#include "host/console/fw_Console.h"
+#include "host/console/fw_Shell.h"
 
 namespace test {
 

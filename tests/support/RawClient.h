@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <string>
 
-#include "host/platform/Descriptor.h"
+#include "host/machine/Descriptor.h"
 #include "support/Temporary.h"
 
 namespace test {

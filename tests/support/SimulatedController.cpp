@@ -7,8 +7,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "host/framework/fw_ApplicationArguments.h"
-#include "host/framework/st_StringRepository.h"
+#include "host/base/st_StringRepository.h"
+#include "host/console/fw_ApplicationArguments.h"
 
 namespace test {
 

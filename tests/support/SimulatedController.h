@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "app/app_AppManager.h"
-#include "host/framework/fw_Config.h"
-#include "host/platform/SimulatedPlatform.h"
+#include "app/supervision/app_AppManager.h"
+#include "host/machine/SimulatedPlatform.h"
+#include "host/service/fw_Config.h"
 #include "support/LogCapture.h"
 
 namespace test {

@@ -4,8 +4,8 @@
 #include <map>
 #include <string>
 
-#include "host/framework/fw_Config.h"
-#include "host/sysinfo/si_SysInfoManager.h"
+#include "host/service/fw_Config.h"
+#include "sysinfo/manager/si_SysInfoManager.h"
 
 namespace test {
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <sstream>
 
-#include "app/app_BurnToActive.h"
-#include "host/platform/SimulatedPlatform.h"
+#include "app/pairing/app_BurnToActive.h"
+#include "host/machine/SimulatedPlatform.h"
 #include "support/LogCapture.h"
 #include "support/Printed.h"
 #include "support/SysInfoSetting.h"

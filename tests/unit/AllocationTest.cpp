@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "host/framework/fw_LockManager.h"
+#include "host/service/fw_LockManager.h"
 #include "support/SimulatedController.h"
 
 namespace {

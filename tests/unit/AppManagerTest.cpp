@@ -6,8 +6,8 @@
 #include <csignal>
 #include <filesystem>
 
-#include "host/framework/ap_ApplicationService.h"
-#include "host/framework/st_StringRepository.h"
+#include "host/base/st_StringRepository.h"
+#include "host/service/ap_ApplicationService.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "util/fw_Exception.h"

@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <thread>
 
-#include "app/app_AppFileLogger.h"
-#include "app/app_AppManager.h"
-#include "host/platform/LinuxPlatform.h"
+#include "app/archive/app_AppFileLogger.h"
+#include "app/supervision/app_AppManager.h"
+#include "host/machine/LinuxPlatform.h"
 #include "support/SysInfoSetting.h"
 #include "support/Temporary.h"
 

@@ -12,7 +12,7 @@
 #include <span>
 #include <sstream>
 
-#include "app/app_AppFileLogger.h"
+#include "app/archive/app_AppFileLogger.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
 #include "support/Temporary.h"

@@ -6,10 +6,10 @@
 #include <latch>
 #include <thread>
 
-#include "app/app_AppManager.h"
-#include "host/framework/fw_Config.h"
-#include "host/framework/st_StringRepository.h"
-#include "host/framework/ut_Array.h"
+#include "app/supervision/app_AppManager.h"
+#include "host/base/st_StringRepository.h"
+#include "host/base/ut_Array.h"
+#include "host/service/fw_Config.h"
 #include "util/ut_BufferStream.h"
 
 namespace services::app {

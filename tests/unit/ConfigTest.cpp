@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "app/app_AppManager.h"
-#include "host/framework/fw_ConfigFile.h"
-#include "host/framework/fw_Entrance.h"
-#include "host/framework/st_StringRepository.h"
+#include "app/supervision/app_AppManager.h"
+#include "host/base/fw_Entrance.h"
+#include "host/base/st_StringRepository.h"
+#include "host/service/fw_ConfigFile.h"
 #include "support/ConsoleSetting.h"
 #include "support/LogCapture.h"
 #include "support/Temporary.h"

@@ -5,12 +5,12 @@
 #include <cstring>
 #include <future>
 
-#include "host/framework/ap_ApplicationService.h"
-#include "host/framework/fw_ConsoleHold.h"
-#include "host/framework/fw_Container.h"
-#include "host/framework/fw_HostCommands.h"
-#include "host/framework/fw_LockManager.h"
-#include "host/framework/st_StringRepository.h"
+#include "host/base/fw_Container.h"
+#include "host/base/st_StringRepository.h"
+#include "host/console/fw_ConsoleHold.h"
+#include "host/console/fw_HostCommands.h"
+#include "host/service/ap_ApplicationService.h"
+#include "host/service/fw_LockManager.h"
 #include "support/ConsoleSetting.h"
 
 namespace framework {

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "host/framework/st_StringRepository.h"
+#include "host/base/st_StringRepository.h"
 #include "support/TwoControllers.h"
 
 namespace services::app {

@@ -7,13 +7,13 @@
 #include <array>
 #include <thread>
 
-#include "host/framework/ap_ApplicationService.h"
-#include "host/framework/fw_LockManager.h"
-#include "host/framework/fw_ProcessMem.h"
-#include "host/framework/st_StringRepository.h"
-#include "host/framework/ut_DirIterator.h"
-#include "host/framework/ut_ItemDirectory.h"
-#include "host/framework/ut_TokenSet.h"
+#include "host/base/fw_ProcessMem.h"
+#include "host/base/st_StringRepository.h"
+#include "host/base/ut_DirIterator.h"
+#include "host/base/ut_ItemDirectory.h"
+#include "host/base/ut_TokenSet.h"
+#include "host/service/ap_ApplicationService.h"
+#include "host/service/fw_LockManager.h"
 #include "support/Temporary.h"
 #include "util/fw_Exception.h"
 #include "util/st_TokenTable.h"

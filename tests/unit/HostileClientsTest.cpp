@@ -6,9 +6,9 @@
 #include <atomic>
 #include <list>
 
-#include "host/sysinfo/ht_Client.h"
-#include "host/sysinfo/ht_HttpServer.h"
-#include "host/sysinfo/nw_SignedExchange.h"
+#include "host/network/nw_SignedExchange.h"
+#include "host/web/ht_Client.h"
+#include "host/web/ht_HttpServer.h"
 #include "support/RawClient.h"
 
 namespace services {

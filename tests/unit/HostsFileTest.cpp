@@ -7,9 +7,9 @@
 #include <fstream>
 #include <iterator>
 
-#include "host/platform/SimulatedPlatform.h"
-#include "host/sysinfo/nw_HostsTable.h"
-#include "host/sysinfo/nw_NetworkManager.h"
+#include "host/machine/SimulatedPlatform.h"
+#include "host/network/nw_HostsTable.h"
+#include "host/network/nw_NetworkManager.h"
 #include "support/LogCapture.h"
 
 namespace services::network {

@@ -8,9 +8,9 @@
 #include <list>
 #include <optional>
 
-#include "host/framework/fw_ConfigFile.h"
-#include "host/sysinfo/ht_HttpServer.h"
-#include "host/sysinfo/ht_TlsContext.h"
+#include "host/service/fw_ConfigFile.h"
+#include "host/web/ht_HttpServer.h"
+#include "host/web/ht_TlsContext.h"
 #include "support/LogCapture.h"
 #include "support/RawClient.h"
 #include "support/Temporary.h"

@@ -8,10 +8,10 @@
 
 #include <cerrno>
 
-#include "host/sysinfo/si_Untold.h"
-#include "host/sysinfo/us_UserManager.h"
 #include "support/ManagedInterfaces.h"
 #include "support/Printed.h"
+#include "sysinfo/manager/si_Untold.h"
+#include "sysinfo/manager/us_UserManager.h"
 
 namespace {
 

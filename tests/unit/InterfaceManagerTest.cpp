@@ -5,10 +5,10 @@
 
 #include <thread>
 
-#include "host/framework/fw_Console.h"
-#include "host/framework/fw_Container.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/sysinfo/ht_HttpServer.h"
+#include "host/base/fw_Container.h"
+#include "host/console/fw_Console.h"
+#include "host/service/fw_ServiceFactory.h"
+#include "host/web/ht_HttpServer.h"
 #include "support/ManagedInterfaces.h"
 #include "support/Printed.h"
 #include "support/Temporary.h"

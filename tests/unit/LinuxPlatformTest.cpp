@@ -15,11 +15,11 @@
 #include <random>
 #include <thread>
 
-#include "host/framework/fw_Container.h"
-#include "host/framework/ut_Waiter.h"
-#include "host/platform/DescriptorLimit.h"
-#include "host/platform/LinuxPlatform.h"
-#include "host/platform/Reaper.h"
+#include "host/base/fw_Container.h"
+#include "host/base/ut_Waiter.h"
+#include "host/machine/DescriptorLimit.h"
+#include "host/machine/LinuxPlatform.h"
+#include "host/machine/Reaper.h"
 #include "support/Temporary.h"
 #include "util/ut_BufferStream.h"
 

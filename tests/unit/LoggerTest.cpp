@@ -8,8 +8,8 @@
 #include <latch>
 #include <thread>
 
-#include "host/framework/fw_Entity.h"
-#include "host/framework/fw_Logger.h"
+#include "host/base/fw_Entity.h"
+#include "host/log/fw_Logger.h"
 #include "support/LogCapture.h"
 #include "support/Temporary.h"
 

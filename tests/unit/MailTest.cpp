@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "host/framework/fw_ConfigFile.h"
+#include "host/service/fw_ConfigFile.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
 

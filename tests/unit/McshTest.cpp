@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "host/framework/fw_HostCommands.h"
+#include "host/console/fw_HostCommands.h"
 #include "mcsh/Client.h"
 #include "support/ConsoleSetting.h"
 

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "app/app_AppManagerCommandBundle.h"
+#include "app/supervision/app_AppManagerCommandBundle.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "support/Temporary.h"

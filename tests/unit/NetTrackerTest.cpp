@@ -5,8 +5,8 @@
 #include <memory>
 #include <set>
 
-#include "app/app_NetTracker.h"
-#include "host/sysinfo/nw_NetworkManager.h"
+#include "app/paths/app_NetTracker.h"
+#include "host/network/nw_NetworkManager.h"
 #include "support/TwoControllers.h"
 
 namespace services::app {

@@ -4,8 +4,8 @@
 #include <array>
 #include <tuple>
 
-#include "app/app_SyncRules.h"
-#include "host/framework/st_StringRepository.h"
+#include "app/pairing/app_SyncRules.h"
+#include "host/base/st_StringRepository.h"
 
 namespace services::app {
 namespace {

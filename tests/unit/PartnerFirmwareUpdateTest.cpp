@@ -3,10 +3,10 @@
 
 #include <memory>
 
-#include "app/app_PartnerFirmwareUpdate.h"
-#include "host/sysinfo/dm_Component.h"
-#include "host/sysinfo/ri_RelInfo.h"
+#include "app/pairing/app_PartnerFirmwareUpdate.h"
 #include "support/TwoControllers.h"
+#include "sysinfo/record/dm_Component.h"
+#include "sysinfo/record/ri_RelInfo.h"
 
 namespace services::app {
 namespace {

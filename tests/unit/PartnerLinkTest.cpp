@@ -4,14 +4,14 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
-#include "app/app_PartnerFirmwareUpdate.h"
-#include "host/framework/fw_Config.h"
-#include "host/platform/SimulatedPlatform.h"
-#include "host/sysinfo/si_SysInfoManager.h"
-#include "host/sysinfo/si_Values.h"
+#include "app/pairing/app_PartnerFirmwareUpdate.h"
+#include "host/machine/SimulatedPlatform.h"
+#include "host/service/fw_Config.h"
 #include "peer/pl_PartnerLink.h"
 #include "support/LogCapture.h"
 #include "support/Temporary.h"
+#include "sysinfo/manager/si_SysInfoManager.h"
+#include "sysinfo/manager/si_Values.h"
 
 namespace services::peer {
 namespace {

@@ -4,9 +4,9 @@
 #include <mutex>
 #include <vector>
 
-#include "host/framework/fw_Container.h"
-#include "host/framework/ut_Waiter.h"
-#include "host/platform/SimulatedPlatform.h"
+#include "host/base/fw_Container.h"
+#include "host/base/ut_Waiter.h"
+#include "host/machine/SimulatedPlatform.h"
 #include "support/LogCapture.h"
 
 namespace {

@@ -11,8 +11,8 @@
 #include <clocale>
 #include <csignal>
 
-#include "app/app_ProcessScan.h"
-#include "host/framework/st_StringRepository.h"
+#include "app/supervision/app_ProcessScan.h"
+#include "host/base/st_StringRepository.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "support/Temporary.h"

@@ -7,10 +7,10 @@
 #include <mutex>
 #include <random>
 
-#include "host/framework/fw_EventManager.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_ServiceHost.h"
-#include "host/framework/st_StringRepository.h"
+#include "host/base/st_StringRepository.h"
+#include "host/service/fw_EventManager.h"
+#include "host/service/fw_ServiceFactory.h"
+#include "host/service/fw_ServiceHost.h"
 #include "support/LogCapture.h"
 #include "support/Temporary.h"
 #include "util/fw_Exception.h"

@@ -1,18 +1,18 @@
 // The shell: splitting lines, finding commands, and the host's own commands.
-#include "host/framework/fw_Shell.h"
+#include "host/console/fw_Shell.h"
 
 #include <gtest/gtest.h>
 
 #include <future>
 
-#include "host/framework/fw_CommandLine.h"
-#include "host/framework/fw_HostCommands.h"
-#include "host/framework/fw_ServiceFactory.h"
-#include "host/framework/fw_ServiceHost.h"
-#include "host/framework/fw_ShownText.h"
-#include "host/framework/st_StringRepository.h"
+#include "host/base/st_StringRepository.h"
+#include "host/console/fw_CommandLine.h"
+#include "host/console/fw_HostCommands.h"
+#include "host/service/fw_ServiceFactory.h"
+#include "host/service/fw_ServiceHost.h"
 #include "support/ConsoleSetting.h"
 #include "util/fw_Exception.h"
+#include "util/fw_ShownText.h"
 #include "util/ut_PutStream.h"
 
 namespace framework {

@@ -3,10 +3,10 @@
 
 #include <array>
 
-#include "app/app_SnmpdConf.h"
-#include "host/sysinfo/si_SysInfo.h"
-#include "host/sysinfo/us_User.h"
+#include "app/interfaces/app_SnmpdConf.h"
 #include "support/Printed.h"
+#include "sysinfo/record/si_SysInfo.h"
+#include "sysinfo/record/us_User.h"
 
 namespace services::app {
 namespace {

@@ -4,10 +4,10 @@
 
 #include <random>
 
-#include "host/framework/fw_Logger.h"
-#include "host/sysinfo/si_Store.h"
+#include "host/log/fw_Logger.h"
 #include "support/Killed.h"
 #include "support/Temporary.h"
+#include "sysinfo/store/si_Store.h"
 
 namespace services::sysinfo {
 namespace {

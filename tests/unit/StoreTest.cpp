@@ -6,19 +6,19 @@
 #include <optional>
 #include <random>
 
-#include "host/framework/fw_Config.h"
-#include "host/framework/fw_EventManager.h"
-#include "host/framework/fw_Service.h"
-#include "host/framework/st_StringRepository.h"
-#include "host/platform/SimulatedPlatform.h"
-#include "host/sysinfo/ri_RelInfo.h"
-#include "host/sysinfo/si_Change.h"
-#include "host/sysinfo/si_Scopes.h"
-#include "host/sysinfo/si_SysInfoManager.h"
-#include "host/sysinfo/si_Values.h"
-#include "host/sysinfo/us_UserManager.h"
+#include "host/base/st_StringRepository.h"
+#include "host/machine/SimulatedPlatform.h"
+#include "host/service/fw_Config.h"
+#include "host/service/fw_EventManager.h"
+#include "host/service/fw_Service.h"
 #include "support/LogCapture.h"
 #include "support/Temporary.h"
+#include "sysinfo/manager/si_Change.h"
+#include "sysinfo/manager/si_SysInfoManager.h"
+#include "sysinfo/manager/si_Values.h"
+#include "sysinfo/manager/us_UserManager.h"
+#include "sysinfo/record/ri_RelInfo.h"
+#include "sysinfo/record/si_Scopes.h"
 
 namespace services::sysinfo {
 namespace {

@@ -5,11 +5,11 @@
 
 #include <filesystem>
 
-#include "host/framework/ap_ApplicationService.h"
-#include "host/framework/fw_LockManager.h"
-#include "host/framework/fw_ManagedLogs.h"
-#include "host/framework/st_StringRepository.h"
-#include "host/framework/ut_Array.h"
+#include "host/base/st_StringRepository.h"
+#include "host/base/ut_Array.h"
+#include "host/service/ap_ApplicationService.h"
+#include "host/service/fw_LockManager.h"
+#include "host/service/fw_ManagedLogs.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"

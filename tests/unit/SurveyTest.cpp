@@ -1,7 +1,7 @@
 // What is said of the records and the processes that run: to an operator, and by a check.
 #include <gtest/gtest.h>
 
-#include "host/framework/fw_RunningCheck.h"
+#include "host/service/fw_RunningCheck.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
 

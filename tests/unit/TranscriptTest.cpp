@@ -20,21 +20,21 @@
 #include <memory>
 #include <regex>
 
-#include "app/app_BurnToActive.h"
-#include "host/framework/fw_CommandBundle.h"
-#include "host/framework/fw_CommandLine.h"
-#include "host/framework/fw_ConfigFile.h"
-#include "host/framework/fw_Container.h"
-#include "host/framework/fw_HostCommands.h"
-#include "host/framework/fw_Logger.h"
-#include "host/framework/fw_ManagedLogs.h"
-#include "host/framework/fw_ServiceHost.h"
-#include "host/framework/st_StringRepository.h"
-#include "host/sysinfo/si_SysInfoManager.h"
-#include "host/sysinfo/us_UserManager.h"
+#include "app/pairing/app_BurnToActive.h"
+#include "host/base/fw_Container.h"
+#include "host/base/st_StringRepository.h"
+#include "host/console/fw_CommandBundle.h"
+#include "host/console/fw_CommandLine.h"
+#include "host/console/fw_HostCommands.h"
+#include "host/log/fw_Logger.h"
+#include "host/service/fw_ConfigFile.h"
+#include "host/service/fw_ManagedLogs.h"
+#include "host/service/fw_ServiceHost.h"
 #include "support/ConsoleSetting.h"
 #include "support/SimulatedController.h"
 #include "support/Temporary.h"
+#include "sysinfo/manager/si_SysInfoManager.h"
+#include "sysinfo/manager/us_UserManager.h"
 
 namespace {
 

@@ -1,0 +1,258 @@
+// The supervision service: registration, construction, process table, report.
+#include "app/supervision/app_AppManager.h"
+
+#include "app/supervision/app_Claim.h"
+#include "app/supervision/app_DaemonEntry.h"
+#include "host/base/st_StringRepository.h"
+#include "host/base/ut_Debug.h"
+#include "host/base/ut_Environment.h"
+#include "host/base/ut_Path.h"
+#include "host/console/fw_ApplicationArguments.h"
+#include "host/log/fw_Logger.h"
+#include "host/service/fw_Config.h"
+#include "host/service/fw_ServiceFactory.h"
+#include "util/ut_BufferStream.h"
+#include "util/ut_VirtualPutStream.h"
+
+namespace services::app {
+
+using framework::PropertyType;
+using strings::StringRepository;
+
+namespace {
+
+constexpr unsigned int tableCapacity = 50;
+
+constexpr framework::PropertyRule propertyRules[] = {
+    {.key = "data",
+     .type = PropertyType::List,
+     .absent = "no daemon is supervised, no kill script, poll period 0, memory limits off",
+     .check = checkDaemonEntry,
+     .checkAll = checkDaemonList},
+    {.key = "nokill",
+     .type = PropertyType::List,
+     .absent =
+         "no kill script, no crash events, poll period and noKillSeconds 0, memory limits and "
+         "lock tracking off",
+     .check = checkDaemonName},
+    {.key = "killNonEssential",
+     .type = PropertyType::List,
+     .absent = "no daemon is killed as non-essential",
+     .check = checkDaemonName},
+    {.key = "pollSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
+    {.key = "noKillSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
+    {.key = "doMemLimitChecking", .type = PropertyType::Boolean},
+    {.key = "doLockTrack", .type = PropertyType::Boolean},
+};
+
+constexpr framework::VariableRule variableRules[] = {
+    {"MC_ARCH", "no process control: daemons are watched, none is started, stopped or restarted"},
+    {"MC_TEMP", "no mail is sent"},
+};
+
+// Daemons that are part of an installation only when their program is.
+struct OptionalDaemon {
+  const char* name;
+  const char* program;
+};
+constexpr OptionalDaemon optionalDaemons[] = {
+    {"snmpd", "/opt/bin/snmpd"},
+    {"sfcbd", "/opt/sbin/sfcbd"},
+    {"slpd", "/opt/sbin/slpd"},
+    {"web", "/app/bin/web"},
+};
+
+// Whether a daemon is one of the optional ones and its program is missing.
+bool isMissing(const std::string& daemon) {
+  for (const OptionalDaemon& known : optionalDaemons) {
+    if (daemon == known.name) return !utility::Path::exists(known.program);
+  }
+  return false;
+}
+
+}  // namespace
+
+framework::Service* BuildAppManager(const char* name) { return new AppManager(name); }
+
+const framework::ServiceFactory pFactoryAppManager(BuildAppManager, strings::pGSAppManager);
+const framework::ServiceProperties propertiesAppManager(strings::pGSAppManager, propertyRules,
+                                                        variableRules);
+
+std::atomic<AppManager*> AppManager::m_pSingleton = nullptr;
+
+const framework::ServiceInfo AppManager::m_serviceInfoData = {
+    strings::token<"AppManager">, strings::token<"AppManager">, strings::tGSserviceClass};
+
+AppManager::AppManager(const char* name)
+    : ActiveService(name),
+      m_registration(this),
+      m_instanceName(framework::Memory::StaticAllocString(name)),
+      m_processes(tableCapacity) {
+  setRequestedThreads(1);
+  const char* architecture = utility::Environment::GetEnv("MC_ARCH");
+  m_doProcessControl = std::string(architecture == nullptr ? "PC" : architecture) != "PC";
+  m_doCrashMail = utility::Path::exists("/cfg/do.crashmail");
+
+  const utility::StringArray* processes = listProperty(strings::pGSdata);
+  if (processes != nullptr) readProcessList(*processes);
+  const utility::StringArray* spared =
+      processes == nullptr ? nullptr : listProperty(strings::pGSnokill);
+  if (spared != nullptr) {
+    readNoKillList(*spared);
+    openCrashEvents();
+    writeKillScript();
+    readSettings();
+  }
+}
+
+AppManager::~AppManager() {
+  m_pSingleton = nullptr;
+  if (utility::Debug::isDebugOn(strings::tGSlifecycle)) LogWarning("%s", getNameString());
+  if (m_crashEvents != nullptr) m_crashEvents->EndOutputStream();
+}
+
+bool AppManager::isDebugOn() { return utility::Debug::isDebugOn(m_serviceInfoData.debugFlag); }
+
+const utility::StringArray* AppManager::listProperty(const char* key) const {
+  const strings::stringtoken name = framework::Config::concatName(m_instanceName.get(), key, false);
+  const auto* list = framework::Config::getConfig(0, nullptr)->propertyAsStringArray(name);
+  if (list == nullptr) {
+    LogError("%s: property not supplied.  Needed for AppManager processes.",
+             StringRepository::toString(name));
+  }
+  return list;
+}
+
+void AppManager::readProcessList(const utility::StringArray& list) {
+  if (isDebugOn()) LogDebug("%u processes found", list.Length());
+  for (unsigned int i = 0; i < list.Length(); ++i) addProcess(list.ElementAt(i));
+}
+
+void AppManager::addProcess(const char* entry) {
+  const DaemonEntry daemon(entry);
+  if (isDebugOn()) LogDebug("monitoring process: %.127s", entry);
+  if (daemon.name.empty()) return;
+  const bool suspend = isMissing(daemon.name);
+  const char* pattern = daemon.hasPattern ? daemon.pattern.c_str() : nullptr;
+  if (isDebugOn()) {
+    framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__,
+                                       "%s : %s / %s", daemon.name.c_str(),
+                                       suspend ? strings::pGStrue : strings::pGSfalse,
+                                       pattern == nullptr ? "-" : pattern);
+  }
+  const strings::stringtoken token = strings::GS.toToken(daemon.name.c_str());
+  auto process = std::make_unique<Process>(token, suspend, pattern);
+  m_scan.add(*process);
+  m_processes.add(std::move(process));
+}
+
+void AppManager::readNoKillList(const utility::StringArray& list) {
+  for (unsigned int i = 0; i < list.Length(); ++i) {
+    const std::string name = trimmedName(list.ElementAt(i));
+    if (name.empty()) continue;
+    Process* process = recordOf(name);
+    if (process != nullptr) {
+      if (isDebugOn()) LogDebug("prcessindex for nokill");
+      process->setNoKill(true);
+    } else if (isDebugOn()) {
+      LogDebug("%s not found in process list; it can not be%29sadded to the nokill list",
+               name.c_str(), "");
+    }
+  }
+}
+
+void AppManager::openCrashEvents() {
+  if (!m_doCrashMail) return;
+  const char* directory = utility::Environment::GetEnv("MC_LOG_DIR");
+  std::array<char, 128> text;
+  utility::BufferStream path(text.data(), text.size(), false);
+  path.PutF("%s/crash.events", directory == nullptr ? "" : directory);
+  m_crashEvents = std::make_unique<utility::FileOutputStream>(path.pTail(), true, 0666);
+  m_crashEvents->StartOutputStream();
+}
+
+void AppManager::writeKillScript() const {
+  const char* program = framework::ApplicationArguments::getArgs().ArgValue(0);
+  std::array<char, 128> text;
+  utility::BufferStream path(text.data(), text.size(), false);
+  path.PutF("/usr/bin/killapps%s", program == nullptr ? "" : utility::Path::baseName(program));
+  utility::FileOutputStream file(path.pTail(), false, 0777);
+  file.StartOutputStream();
+  utility::VirtualPutStream script(file, 16384, 13107);
+  if (!file.isOutputStreamGood()) return;
+  script.PutS("#!/bin/sh\n");
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
+    const Process* process = recordAt(i);
+    if (!process->getNoKill()) script.PutF("killall -9 %s\n", process->getNameString());
+  }
+  script.EndOutputStream();
+}
+
+void AppManager::readSettings() {
+  const framework::Config& config = *framework::Config::getConfig(0, nullptr);
+  const char* name = m_instanceName.get();
+  config.getIntValueOf(name, "pollSeconds", false, &m_pollSeconds);
+  config.getIntValueOf(name, "noKillSeconds", false, &m_noKillSeconds);
+  config.getBoolValueOf(name, "doMemLimitChecking", false, &m_doMemLimitChecking);
+  config.getBoolValueOf(name, "doLockTrack", false, &m_doLockTrack);
+}
+
+void AppManager::Startup() { ActiveService::Startup(); }
+
+void AppManager::Shutdown() {
+  if (utility::Debug::isDebugOn(strings::tGSlifecycle)) LogWarning("%s", getNameString());
+  shutDownRequest();
+  m_waiter.signal();
+  ActiveService::Shutdown();
+}
+
+Process* AppManager::recordAt(unsigned int index) const {
+  return dynamic_cast<Process*>(m_processes.ElementAt(index));
+}
+
+Process* AppManager::recordOf(const std::string& name) const {
+  return dynamic_cast<Process*>(m_processes.find(strings::GS.toToken(name.c_str())));
+}
+
+Process* AppManager::openProcess(strings::stringtoken name) const {
+  const std::lock_guard lock(m_tableLock);
+  return obtainLock(dynamic_cast<Process*>(m_processes.get(name)));
+}
+
+Process* AppManager::nthProcess(unsigned int n) const {
+  const std::lock_guard lock(m_tableLock);
+  return obtainLock(dynamic_cast<Process*>(m_processes.getSorted(n)));
+}
+
+Process* AppManager::obtainLock(Process* process) const {
+  if (process == nullptr) return nullptr;
+  while (process->getLocked()) {
+    if (requestToShutdown()) return nullptr;
+    m_tableLock.wait(1);
+  }
+  process->setLocked(true);
+  return process;
+}
+
+void AppManager::closeProcess(Process* process) const {
+  if (process == nullptr) return;
+  const std::lock_guard lock(m_tableLock);
+  process->setLocked(false);
+  m_tableLock.broadcast();
+}
+
+void AppManager::information(utility::PutStream& stream, int indentation, bool detailed) const {
+  if (!m_doRestarts) stream.PutS("Do Restarts disabled\n");
+  if (!m_doProcessControl) stream.PutS("Do ProcessControl disabled\n");
+  for (unsigned int n = 0; n < m_processes.Length(); ++n) {
+    const Claim process = Claim::nth(*this, n);
+    if (process) process->information(stream, indentation, detailed);
+  }
+  stream.Indent(indentation);
+  stream.PutF("MEM: F/%u kb (%u%%), C/%u kb (%u%%), B/%u kb (%u%%), A/%u kb (%u%%)\n",
+              m_memFree.load(), m_memFreePercent.load(), m_memCached.load(),
+              m_memCachedPercent.load(), m_memBuffers.load(), m_memBuffersPercent.load(),
+              m_memAnon.load(), m_memAnonPercent.load());
+}
+
+}  // namespace services::app

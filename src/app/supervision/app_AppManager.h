@@ -1,0 +1,249 @@
+// The process supervision service.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "app/supervision/app_Process.h"
+#include "app/supervision/app_ProcessScan.h"
+#include "app/supervision/app_StatePass.h"
+#include "app/supervision/app_Tokens.h"
+#include "app/supervision/app_memtrack.h"
+#include "host/base/fw_Memory.h"
+#include "host/base/ut_ItemDirectory.h"
+#include "host/service/fw_Service.h"
+#include "util/ut_FileOutputStream.h"
+
+namespace utility {
+class IntArray;
+class StringArray;
+}  // namespace utility
+
+namespace services::sysinfo {
+class SysInfo;
+}
+
+namespace services::app {
+
+/// Keeps the daemons named in its configuration running. One thread, the monitor thread, scans
+/// /proc in every poll cycle, moves each daemon's state, restarts daemons that are down and kills
+/// those that will not go down.
+///
+/// The table of records does not change after construction. Its lock guards the records' claim
+/// flags and, for the scan and the state pass of a cycle, is held by the monitor thread, also while
+/// that logs and runs commands. Other threads reach a record by claiming it, which keeps two
+/// claimers apart but not a claimer and the monitor thread; the record's own lock does that.
+class AppManager : public framework::ActiveService {
+ public:
+  /// Reads the configuration of the instance and does the start-up work.
+  explicit AppManager(const char* name);
+  ~AppManager() override;
+
+  /// The service, or null while there is none.
+  static AppManager* getSingleton() { return m_pSingleton; }
+
+  void information(utility::PutStream& stream, int indentation, bool detailed) const override;
+  void Startup() override;
+  void Shutdown() override;
+  bool serviceEvent(strings::stringtoken event, const void* data) override;
+  const framework::ServiceInfo* serviceInfo() const override { return &m_serviceInfoData; }
+  const strings::stringtoken* eventSubscription() const override { return m_eventsOfInterest; }
+  void threadDo(int index) override;
+
+  /// Claims the record of that name; null when there is none, or when the host is shutting down
+  /// while another caller holds it. Give it back with closeProcess(). One thread claims one record
+  /// at a time.
+  Process* openProcess(strings::stringtoken name) const;
+  /// The number of records.
+  unsigned int numProcesses() const { return m_processes.Length(); }
+  /// Claims the n-th record in the order of names.
+  Process* nthProcess(unsigned int n) const;
+  /// Gives a claim back; null does nothing.
+  void closeProcess(Process* process) const;
+
+  /// Whether daemons may be started, stopped and restarted here, which MC_ARCH decides.
+  bool isProcessControlOn() const { return m_doProcessControl; }
+
+  /// Process control for other components, by the daemon's name token. Start, stop and restart
+  /// answer whether the command was issued: not without a service, without a record of that name,
+  /// or where the service must not control processes. The queries answer Unclassified or false
+  /// where there is no record. Each claims the record and so may wait for another caller, and for
+  /// the monitor thread's scan.
+  static bool startProcess(strings::stringtoken name);
+  static bool stopProcess(strings::stringtoken name);
+  static bool restartProcess(strings::stringtoken name);
+  static Process::State getProcessState(strings::stringtoken name);
+  static bool getProcessSuspend(strings::stringtoken name);
+  /// A suspended daemon is never restarted by the monitor loop.
+  static void setProcessSuspend(strings::stringtoken name, bool suspend);
+
+  /// Writes how the daemon's record is matched with the processes that run now (see
+  /// explainRecord); nothing when there is no record of that name. Any thread may call.
+  void explainProcess(strings::stringtoken name, utility::PutStream& stream) const;
+
+  /// The pid of the first running process whose program's base name begins with the text; -1 when
+  /// there is none.
+  static int findProcess(const char* prefix);
+  /// Appends the host's own pid and those of all instances of the last scan.
+  void getAllPids(utility::IntArray& pids) const;
+  /// Runs a command and keeps what it prints, as far as it fits into `size` bytes. True when the
+  /// command's status was 0.
+  static bool getExternalValue(const char* command, char* buffer, unsigned int size);
+
+  /// Reads a running process, given as its directory, "/proc/412" for example: the base name of its
+  /// program, its command line (may be null), each cut at its size, and its pid. False when it
+  /// cannot be read.
+  static bool extractProcessInfo(const char* directory, char* baseName, unsigned int nameSize,
+                                 char* commandLine, unsigned int commandLineSize, int& pid);
+
+  /// Sends the daemon the signal 45 with the event's token as its value, if it runs. Takes the
+  /// table lock.
+  void propagateServiceEvent(strings::stringtoken daemon, strings::stringtoken event) const;
+
+  /// Copies the value that follows the first occurrence of a key in a text, blanks skipped, up to
+  /// the next blank, tab, line end or end of text, cut at `size` - 1 characters; `size` is at least
+  /// 1. Empty when the key is not there.
+  static void extractValue(const char* text, const char* key, char* value, unsigned int size);
+
+  /// Writes the save track as CSV; empties it. Any thread may call.
+  void dumpMemSaveTrack(utility::PutStream& stream) const;
+  void clearMemSaveTrack();
+
+  /// Mails a report of a daemon's crash. Runs commands, and so takes its time; the sending itself
+  /// goes on in the background; while the one before of that daemon is still being sent, at most 2
+  /// seconds are waited and then none is made. For the monitor thread.
+  void sendMail(const char* daemon) const;
+
+  /// Mails a managed-log file, given as its path, to the fourth address of the system information,
+  /// which is held for reading until sendmail has ended. The integers are not used. The path
+  /// reaches a command line: no character in it may be one that a shell reads. What stands in the
+  /// way is logged; a command of more than 499 characters is a framework::Exception*.
+  void sendManagedLogsMail(int, int, const void* file) const;
+
+  /// Mails a text and waits for sendmail. Only the body may hold line breaks.
+  static void sendSimpleMail(const char* to, const char* from, const char* subject,
+                             const char* body);
+
+  /// The same two for callers who want to know whether sendmail was called; what came of that, no
+  /// one learns. The log's lines carry `operation`, the caller's signature.
+  bool mailManagedLogs(const char* operation, const char* file) const;
+  static bool mailSimple(const char* operation, const char* to, const char* from,
+                         const char* subject, const char* body);
+
+ private:
+  using Clock = std::int64_t;
+
+  static bool isDebugOn();
+
+  // Construction.
+  void readProcessList(const utility::StringArray& list);
+  void addProcess(const char* entry);
+  void readNoKillList(const utility::StringArray& list);
+  const utility::StringArray* listProperty(const char* key) const;
+  void openCrashEvents();
+  void writeKillScript() const;
+  void readSettings();
+
+  // A control operation: the words of its debug lines, and what the record does.
+  struct ControlAction {
+    const char* doing;
+    const char* name;
+    const char* done;
+    void (Process::*command)();
+  };
+  static bool controlProcess(strings::stringtoken name, const ControlAction& action,
+                             const char* operation);
+
+  Process* obtainLock(Process* process) const;
+  Process* recordAt(unsigned int index) const;
+  Process* recordOf(const std::string& name) const;
+
+  // The poll cycle.
+  void doMemTrack();
+  void takeMemInfo();
+  void takeMemSample();
+  std::vector<memtrack_> memSamples() const;
+  void doMemLimitChecking();
+  bool restartIfOverLimit(Process& process) const;
+  void pollCycle(Clock threadStart);
+  void endStartUpPeriod(Clock threadStart);
+  void scanAndDecide();
+  void statePass(Process& process);
+  StateFacts factsOf(const Process& process) const;
+  void applyAction(Process& process, const StateAction& action);
+  void restartDown(Process& process);
+  void writeCrashEvent(const char* daemon);
+  void killInstances(const Process& process) const;
+  void killInstance(const Process& process, unsigned int index) const;
+  void doProcessTrack();
+  void doLockTrack();
+  void sleepUntilNextCycle(Clock cycleStart);
+
+  // Mail.
+  bool isEarlierSent(const std::string& path) const;
+  bool writeCrashMail(const char* operation, const char* path, const char* daemon,
+                      const char* address, char slot) const;
+  static void appendCrashReports(const char* path, const char* daemon);
+  bool writeManagedLogsMail(const char* operation, const char* path,
+                            const sysinfo::SysInfo& sysInfo, char slot, const char* logFile) const;
+
+  // Events.
+  void announceGoingDown(const char* text);
+  void killNonEssential();
+  void killOne(const std::string& name);
+  void reportManagedLogs(int code, const char* event) const;
+
+  static std::atomic<AppManager*> m_pSingleton;
+  static const framework::ServiceInfo m_serviceInfoData;
+  static const strings::stringtoken m_eventsOfInterest[];
+
+  // Makes the service known while it lives, also when its constructor throws.
+  struct Registration {
+    explicit Registration(AppManager* manager) { m_pSingleton = manager; }
+    ~Registration() { m_pSingleton = nullptr; }
+    Registration(const Registration&) = delete;
+    Registration& operator=(const Registration&) = delete;
+  };
+
+  const Registration m_registration;
+  const framework::StaticText m_instanceName;
+  utility::ItemDirectory m_processes;
+  mutable utility::Waiter m_tableLock;
+  std::unique_ptr<utility::FileOutputStream> m_crashEvents;
+  int m_pollSeconds = 0;
+  int m_noKillSeconds = 0;
+  std::atomic<bool> m_startUpPeriod = true;
+  bool m_doProcessControl = false;
+  std::atomic<bool> m_doRestarts = false;
+  bool m_doMemLimitChecking = false;
+  Clock m_memInfoTime = 0;
+  Clock m_memSaveTime = 0;
+  std::atomic<unsigned int> m_memFree = 0;
+  std::atomic<unsigned int> m_memFreePercent = 0;
+  std::atomic<unsigned int> m_memCached = 0;
+  std::atomic<unsigned int> m_memCachedPercent = 0;
+  std::atomic<unsigned int> m_memBuffers = 0;
+  std::atomic<unsigned int> m_memBuffersPercent = 0;
+  std::atomic<unsigned int> m_memAnon = 0;
+  std::atomic<unsigned int> m_memAnonPercent = 0;
+  Clock m_lastProcessTrack = 0;
+  Clock m_lockTrackTime = 0;
+  bool m_doCrashMail = false;
+  bool m_doLockTrack = false;
+  std::array<memtrack_, 1440> m_memSaveTrack;
+  unsigned int m_memSaveCount = 0;
+  unsigned int m_memSaveNext = 0;
+  mutable std::mutex m_memSaveLock;  // guards the save track; a leaf
+  ProcessScan m_scan;
+  int m_nextWait = 0;  // seconds to the next cycle
+  // The crash mails' sends, by file; gone when they have ended. The monitor thread's.
+  mutable std::map<std::string, std::weak_ptr<const void>> m_sends;
+};
+
+}  // namespace services::app

@@ -1,0 +1,168 @@
+// The supervision service: the monitor thread and its poll cycle.
+#include "app/supervision/app_AppManager.h"
+#include "host/base/fw_Container.h"
+#include "host/base/fw_Guarded.h"
+#include "host/base/st_StringRepository.h"
+#include "util/ut_BufferStream.h"
+#include "util/ut_TimeMeasure.h"
+#include "util/ut_TimeStamp.h"
+
+namespace services::app {
+
+using strings::StringRepository;
+using utility::TimeMeasure;
+
+namespace {
+
+constexpr int startUpSeconds = 120;
+constexpr int shortWaitSeconds = 2;
+constexpr int processTrackSeconds = 299;
+
+std::int64_t secondsSince(std::int64_t timestamp) {
+  return TimeMeasure::getSeconds(TimeMeasure::getTimestamp() - timestamp);
+}
+
+}  // namespace
+
+void AppManager::threadDo(int /*index*/) {
+  const Clock threadStart = TimeMeasure::getTimestamp();
+  while (!requestToShutdown()) {
+    const Clock cycleStart = TimeMeasure::getTimestamp();
+    framework::guarded(getNameString(), "poll cycle", [&] { pollCycle(threadStart); });
+    sleepUntilNextCycle(cycleStart);
+  }
+}
+
+void AppManager::pollCycle(Clock threadStart) {
+  const framework::CommandBudget oneLimitForAllCommands;
+  m_nextWait = m_pollSeconds;
+  doMemTrack();
+  endStartUpPeriod(threadStart);
+  if (m_processes.Length() > 0) scanAndDecide();
+  doProcessTrack();
+  if (m_doLockTrack) doLockTrack();
+}
+
+void AppManager::endStartUpPeriod(Clock threadStart) {
+  if (!m_startUpPeriod || secondsSince(threadStart) <= startUpSeconds) return;
+  m_startUpPeriod = false;
+  m_doRestarts = true;
+}
+
+void AppManager::scanAndDecide() {
+  const std::lock_guard lock(m_tableLock);
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->startScan();
+  m_scan.run();
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->endScan();
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) statePass(*recordAt(i));
+  if (!isDebugOn()) return;
+  m_scan.logPatternTimes();
+  LogDebug("done monitoring processes");
+}
+
+StateFacts AppManager::factsOf(const Process& process) const {
+  return {
+      .state = process.getState(),
+      .stateSeconds = process.getStateTime(),
+      .hasInstances = process.numInstances() > 0,
+      .suspended = process.getSuspend(),
+      .restarting = process.getRestarting(),
+      .newGeneration = process.isNewGeneration(),
+      .restartsAllowed = m_doProcessControl && m_doRestarts,
+      .startUpPeriod = m_startUpPeriod,
+      .noKillSeconds = m_noKillSeconds,
+  };
+}
+
+void AppManager::statePass(Process& process) {
+  bool again = true;
+  while (again) {
+    if (isDebugOn()) {
+      std::array<char, 256> pids;
+      LogDebug("process %s [%s] %s %s", process.getNameString(),
+               process.getInstanceInfo(pids.data(), pids.size()),
+               StringRepository::toString(process.getState()),
+               process.getSuspend() ? "suspended" : "");
+    }
+    const StateAction action = decideState(factsOf(process));
+    applyAction(process, action);
+    again = action.again;
+  }
+}
+
+void AppManager::applyAction(Process& process, const StateAction& action) {
+  if (action.considerRestart && isDebugOn()) {
+    LogDebug("should we restart %s", process.getNameString());
+  }
+  if (action.kill) killInstances(process);
+  if (action.restart) restartDown(process);
+  if (action.enter) process.setState(*action.enter);
+  if (action.clearRestarting) process.setRestarting(false);
+  if (action.soon) m_nextWait = shortWaitSeconds;
+}
+
+void AppManager::restartDown(Process& process) {
+  LogInfo("%s: Restarting %s", getNameString(), process.getNameString());
+  if (m_doCrashMail) {
+    // A report that fails must not keep the daemon down.
+    framework::guarded(getNameString(), "crash mail", [&] { sendMail(process.getNameString()); });
+    writeCrashEvent(process.getNameString());
+  }
+  process.start();
+}
+
+void AppManager::writeCrashEvent(const char* daemon) {
+  if (m_crashEvents == nullptr) return;
+  if (!m_crashEvents->isOutputStreamOpen()) openCrashEvents();
+  std::array<char, 64> time;
+  TimeMeasure::printTimestamp(TimeMeasure::getTimestamp(), time.data(), time.size());
+  std::array<char, 256> text;
+  utility::BufferStream line(text.data(), text.size(), false);
+  line.PutF("%s: %s down, restarted\n", time.data(), daemon);
+  m_crashEvents->SendOutputStream(line.pTail(), static_cast<unsigned int>(line.ReadAvailable()));
+}
+
+void AppManager::killInstances(const Process& process) const {
+  if (isDebugOn()) LogDebug("%s going down, took too long, killing it", process.getNameString());
+  const auto count = static_cast<unsigned int>(process.numInstances());
+  for (unsigned int i = 0; i < count; ++i) killInstance(process, i);
+}
+
+void AppManager::killInstance(const Process& process, unsigned int index) const {
+  const int pid = process.getPid(index);
+  if (pid <= 0) {
+    LogError("%s: Invalid PID reached, %d for %s (%u of %d)...", getNameString(), pid,
+             process.getNameString(), index, process.numInstances());
+    return;
+  }
+  if (!m_scan.isStill(pid, process)) return;  // it ended while commands ran before this one
+  LogWarning("%s: %s (%d) is still up, killing it ...", getNameString(), process.getNameString(),
+             pid);
+  std::array<char, 64> text;
+  utility::BufferStream command(text.data(), text.size(), false);
+  command.PutF("kill -9 %d", pid);
+  if (isDebugOn()) LogDebug("%s", command.pTail());
+  framework::Container::spawn(command.pTail(), nullptr, nullptr);
+}
+
+void AppManager::doProcessTrack() {
+  const utility::Duration since =
+      utility::TimeStamp::now() - utility::TimeStamp(m_lastProcessTrack);
+  if (TimeMeasure::getSeconds(since.Value()) <= processTrackSeconds) return;
+  m_lastProcessTrack = TimeMeasure::getTimestamp();
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->updateInfo();
+  std::array<char, 8192> text;
+  utility::BufferStream report(text.data(), text.size(), true);
+  report.PutC('\n');
+  information(report, 0, false);
+  LogInfoS(report.pTail());
+  if (m_doMemLimitChecking) doMemLimitChecking();
+}
+
+void AppManager::sleepUntilNextCycle(Clock cycleStart) {
+  const auto spent = static_cast<int>(secondsSince(cycleStart));
+  const std::lock_guard lock(m_waiter);
+  m_waiter.wait(spent < m_nextWait ? m_nextWait - spent : m_nextWait);
+}
+
+}  // namespace services::app

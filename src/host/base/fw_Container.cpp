@@ -1,0 +1,109 @@
+// What the host process offers to its services as a whole: shell commands, delays, the console.
+#include "host/base/fw_Container.h"
+
+#include <algorithm>
+#include <atomic>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "host/log/fw_Logger.h"
+#include "host/machine/Platform.h"
+
+namespace framework {
+
+namespace {
+
+std::atomic<std::int64_t> commandLimit = 60 * 1000000LL;
+std::atomic<Console*> theConsole = nullptr;
+
+// A command whose thread has used its budget up still gets this long, so that a short one behind
+// one that hung, a kill above all, does its work.
+constexpr std::int64_t leastLimit = 500000;
+
+// A background command of an init script keeps the script's next one waiting for this long.
+constexpr std::int64_t turnLimit = 30000000;
+
+constexpr std::int64_t noBudget = -1;
+thread_local std::int64_t budgetEnd = noBudget;  // when the thread's shared limit runs out
+
+std::int64_t remainingLimit() {
+  if (budgetEnd == noBudget) return commandLimit;
+  return std::max(leastLimit, budgetEnd - platform::Platform::current().now());
+}
+
+const char* reason(platform::Outcome outcome) {
+  switch (outcome) {
+    case platform::Outcome::NotStarted:
+      return "could not be started";
+    case platform::Outcome::TimedOut:
+      return "passed its time limit and was killed";
+    case platform::Outcome::Aborted:
+      return "was killed, the host is stopping";
+    case platform::Outcome::Exited:
+      break;
+  }
+  return "ended";
+}
+
+// What becomes of a command of a queue after spawn() has returned.
+void tell(platform::Outcome outcome, const char* line) {
+  if (outcome == platform::Outcome::TimedOut) {
+    Logger::StaticLog(LogType::Warning, "command still runs after %d s, the next one begins: %s",
+                      static_cast<int>(turnLimit / 1000000), line);
+  } else {
+    Logger::StaticLog(LogType::Error, "command %s: %s", reason(outcome), line);
+  }
+}
+
+// The path of the init script that a line runs; empty for any other line.
+std::string initScriptOf(const std::string& line) {
+  return line.starts_with("/app/etc/init.d/") ? line.substr(0, line.find(' ')) : "";
+}
+
+int run(const char* commandLine, platform::Command command) {
+  constexpr std::string_view background = " &";
+  std::string line = commandLine;
+  if (line.ends_with(background)) {
+    line.resize(line.size() - background.size());
+    command.detached = true;
+  }
+  const std::string script = initScriptOf(line);
+  if (command.detached && !script.empty()) {
+    command.queue = script.c_str();
+    command.limit = turnLimit;
+    command.tell = tell;
+  }
+  command.line = line.c_str();
+  const platform::Result result = platform::Platform::current().run(command);
+  if (result.outcome == platform::Outcome::Exited) return result.status;
+  Logger::StaticLog(LogType::Error, "command %s: %s", reason(result.outcome), command.line);
+  return -1;
+}
+
+}  // namespace
+
+int Container::spawn(const char* commandLine, InputStream* input, OutputStream* output) {
+  return run(commandLine, {.input = input, .output = output, .limit = remainingLimit()});
+}
+
+int Container::spawnHolding(const char* commandLine, std::shared_ptr<const void> held) {
+  return run(commandLine, {.limit = remainingLimit(), .held = std::move(held)});
+}
+
+int Container::queueSignal(int pid, int signal, int value) {
+  return platform::Platform::current().queueSignal(pid, signal, value);
+}
+
+void Container::setCommandLimit(int seconds) { commandLimit = seconds * 1000000LL; }
+
+Console* Container::getConsole() { return theConsole; }
+void Container::setConsole(Console* console) { theConsole = console; }
+
+CommandBudget::CommandBudget() { budgetEnd = platform::Platform::current().now() + commandLimit; }
+
+CommandBudget::~CommandBudget() { budgetEnd = noBudget; }
+
+}  // namespace framework
+
+void taskDelay(int ticks) { platform::Platform::current().delay(ticks * 10000LL); }

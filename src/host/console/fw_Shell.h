@@ -1,0 +1,45 @@
+// The shell: the commands by their words.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/console/fw_CommandHandler.h"
+
+namespace framework {
+
+/// Finds the command that a line names and has it answer. Commands are registered before the
+/// console is served; from then on any thread may execute.
+class Shell {
+ public:
+  /// The process's shell.
+  static Shell& instance();
+
+  /// Takes the command over. Where two commands have the same words, the first counts.
+  void registerCommand(CommandHandler* handler);
+
+  /// Splits the line and executes its words; an empty line does nothing.
+  void execute(const std::string& line, Console& console) const;
+
+  /// Has the command with the longest match answer. Without one, the answer is the usage of the
+  /// commands that begin with the same word, or that the command is unknown, with the code Usage.
+  void execute(const std::vector<std::string>& words, Console& console) const;
+
+  /// The commands that begin with these words, in the order of their words.
+  std::vector<const CommandHandler*> commandsFrom(const utility::Arguments& words) const;
+
+  /// A command's words, joined by blanks.
+  static std::string pathOf(const CommandHandler& handler);
+
+  /// The line that enables a disabled console, as its command says; empty without one.
+  std::string enablingLine() const;
+
+ private:
+  CommandHandler* find(const utility::Arguments& arguments) const;
+  void replyUsage(const utility::Arguments& arguments, Console& console) const;
+
+  std::vector<std::unique_ptr<CommandHandler>> m_handlers;
+};
+
+}  // namespace framework

@@ -1,0 +1,28 @@
+// How many descriptors the process may have open, and how many the commands that it runs.
+#include "host/machine/DescriptorLimit.h"
+
+#include <sys/resource.h>
+
+namespace platform {
+
+namespace {
+
+// Background commands may outlive main, so the line stays.
+std::string& line() {
+  static std::string& only = *new std::string;
+  return only;
+}
+
+}  // namespace
+
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == limit.rlim_max) return;
+  const std::string before = std::to_string(limit.rlim_cur);
+  limit.rlim_cur = limit.rlim_max;
+  if (::setrlimit(RLIMIT_NOFILE, &limit) == 0) line() = "ulimit -S -n " + before + "\n";
+}
+
+const std::string& descriptorLimitLine() { return line(); }
+
+}  // namespace platform

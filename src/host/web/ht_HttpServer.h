@@ -1,0 +1,56 @@
+// The web listeners by their names.
+#pragma once
+
+#include <array>
+#include <atomic>
+
+#include "host/web/ht_Listener.h"
+#include "host/web/ht_Responder.h"
+#include "host/web/ht_WebSettings.h"
+
+namespace services::http {
+
+/// Serves one read-only page by two listeners, "StandardListener" (plain) and "SSLListener"
+/// (TLS 1.2 or later), both closed at first. They share no thread and no client; ht_Listener.h says
+/// how each serves.
+///
+/// The switches may be called by any thread, a page being rendered included, and with any lock
+/// held: they wait for no client and call nothing that takes a lock but the log's queue.
+class HttpServer {
+ public:
+  /// There is one server at a time.
+  HttpServer(const WebSettings& settings, Responder::Page page);
+
+  /// Closes the listeners and gives clients a second to end; then they are disconnected. A page
+  /// that is being rendered is waited for. No other call may run.
+  ~HttpServer();
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+
+  /// The server, or null while there is none.
+  static HttpServer* getSingleton() { return m_pSingleton; }
+
+  /// Opens a listener, the TLS one with the certificate that there is now. True when it is open
+  /// then; false, with an error line, when there is none of that name, or its port cannot be had or
+  /// its certificate is missing: then it is tried again every few seconds until it is disabled.
+  bool enableConnections(const char* listener);
+
+  /// Closes a listener. Its port is closed at once; the connections that it had are served to their
+  /// end, those among them that were not accepted yet too. True when it is closed then; false, with
+  /// an error line, when there is none of that name.
+  bool disableConnections(const char* listener);
+
+  /// Whether a listener is open; false for an unknown one.
+  bool isEnabledConnections(const char* listener) const;
+
+ private:
+  Listener* findOrSay(const char* name);
+
+  static std::atomic<HttpServer*> m_pSingleton;
+
+  const WebSettings m_settings;
+  const Responder m_responder;
+  std::array<Listener, 2> m_listeners;
+};
+
+}  // namespace services::http

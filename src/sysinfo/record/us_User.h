@@ -1,0 +1,50 @@
+// A user of the management interfaces.
+#pragma once
+
+#include "host/base/fw_EntityObject.h"
+#include "host/base/ut_TokenSet.h"
+#include "sysinfo/record/si_Field.h"
+#include "sysinfo/record/si_Text.h"
+
+namespace services::user {
+
+/// A user's record: a value; the user manager keeps the ones in force.
+class User : public framework::object::EntityObject {
+ public:
+  using EntityObject::EntityObject;
+
+  /// The interfaces and SNMP roles (tGSSnmpUser, tGSSnmpTarget) that the user may use.
+  const utility::TokenSet& getInterfaces() const { return m_interfaces; }
+  void setInterfaces(const utility::TokenSet& interfaces) { m_interfaces = interfaces; }
+
+  /// tGSnone, tGSMD5 or tGSSHA; tGSnone, tGSDES or tGSAES.
+  strings::stringtoken getAuthType() const { return m_authType; }
+  void setAuthType(strings::stringtoken type) { m_authType = type; }
+  strings::stringtoken getPrivacyType() const { return m_privacyType; }
+  void setPrivacyType(strings::stringtoken type) { m_privacyType = type; }
+
+  /// Texts, never null, empty where there is none; valid while the record is.
+  const char* getPassword() const { return m_password.get(); }
+  void setPassword(const char* text) { m_password.set(text); }
+  const char* getPrivacyPassword() const { return m_privacyPassword.get(); }
+  void setPrivacyPassword(const char* text) { m_privacyPassword.set(text); }
+  const char* getTrapDestination() const { return m_trapDestination.get(); }
+  void setTrapDestination(const char* text) { m_trapDestination.set(text); }
+
+ private:
+  utility::TokenSet m_interfaces{20};
+  strings::stringtoken m_authType = strings::tGSnone;
+  strings::stringtoken m_privacyType = strings::tGSnone;
+  sysinfo::Text m_password{""};
+  sysinfo::Text m_privacyPassword{""};
+  sysinfo::Text m_trapDestination{""};
+};
+
+/// The attributes of a user as keys and texts.
+std::span<const sysinfo::Field<User>> userFields();
+
+/// What keeps the attributes of a user from standing together: one line, empty when nothing does.
+/// A type needs its password of 8 characters or more, a trap target its destination.
+std::string contradictionOf(const User& user);
+
+}  // namespace services::user
