@@ -80,7 +80,7 @@ class Host {
     const std::string before = stored();
     const std::size_t commands = m_machine.commandLines().size();
     const std::size_t tokens = knownWords(line);
-    const std::string answer = test::ask(m_shell, line, *console);
+    std::string answer = test::ask(m_shell, line, *console);
     EXPECT_TRUE(knownWords(line) == tokens || line.starts_with("user add ")) << line;
     EXPECT_EQ(answer.find("hush"), std::string::npos);
     if (!answer.starts_with("0 ")) {
@@ -168,20 +168,17 @@ bool matches(std::string expected, const std::string& answer) {
 }
 
 // A file's part: its configuration's lines, then its steps.
-class Part : public testing::Test {
- public:
-  Part(std::string file, std::size_t firstLine, Lines lines)
-      : m_file(std::move(file)), m_firstLine(firstLine), m_lines(std::move(lines)) {}
+struct Part {
+  std::string file;
+  std::string name;
+  std::size_t firstLine;
+  Lines lines;
+};
 
-  void TestBody() override {
-    std::size_t at = 0;
-    std::string configuration;
-    for (; at < m_lines.size() && !isStep(at); ++at) configuration += m_lines[at] + "\n";
-    Host host(configuration);
-    while (at < m_lines.size()) at = playTogether(host, at);
-  }
+void PrintTo(const Part& part, std::ostream* stream) { *stream << part.name; }
 
- private:
+class Transcript : public testing::TestWithParam<Part> {
+ protected:
   bool isStep(std::size_t place) const {
     return std::regex_search(m_lines[place], std::regex("^(@|[0-9']*\\$) "));
   }
@@ -213,38 +210,45 @@ class Part : public testing::Test {
     return host.act(framework::splitLine(text, error).value());
   }
 
-  const std::string m_file;
-  const std::size_t m_firstLine;
-  const Lines m_lines;
+  const std::string& m_file = GetParam().file;
+  const std::size_t m_firstLine = GetParam().firstLine;
+  const Lines& m_lines = GetParam().lines;
 };
 
-void registerParts(const std::filesystem::path& path) {
-  std::ifstream stream(path);
-  Lines lines;
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  const std::string heading = "==== ";
-  for (std::size_t begin = 0; begin < lines.size(); ++begin) {
-    if (!lines[begin].starts_with(heading)) continue;
-    Lines part;
-    for (std::size_t i = begin + 1; i < lines.size() && !lines[i].starts_with(heading); ++i) {
-      part.push_back(lines[i]);
-    }
-    while (part.back().empty()) part.pop_back();
-    std::string name = lines[begin].substr(heading.size());
-    std::ranges::replace_if(
-        name, [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
-    testing::RegisterTest(path.stem().c_str(), name.c_str(), nullptr, nullptr, path.c_str(),
-                          int(begin + 1), [=] { return new Part(path, begin + 2, part); });
-  }
+TEST_P(Transcript, IsWhatTheHostAnswers) {
+  ASSERT_NE(::dlopen(test::built("lib/libmcops.so").c_str(), RTLD_NOW), nullptr);  // stays loaded
+  std::size_t at = 0;
+  std::string configuration;
+  for (; at < m_lines.size() && !isStep(at); ++at) configuration += m_lines[at] + "\n";
+  Host host(configuration);
+  while (at < m_lines.size()) at = playTogether(host, at);
 }
+
+std::vector<Part> allParts() {
+  const std::string heading = "==== ";
+  std::vector<Part> parts;
+  for (const auto& entry : std::filesystem::directory_iterator(MC_TRANSCRIPTS)) {
+    std::ifstream stream(entry.path());
+    std::size_t number = 0;
+    for (std::string line; std::getline(stream, line);) {
+      ++number;
+      if (line.starts_with(heading)) {
+        std::string name = entry.path().stem().string() + "_" + line.substr(heading.size());
+        std::ranges::replace_if(
+            name, [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+        parts.push_back({entry.path(), name, number + 1, {}});
+      } else {
+        parts.back().lines.push_back(line);
+      }
+    }
+  }
+  for (Part& part : parts) {
+    while (part.lines.back().empty()) part.lines.pop_back();
+  }
+  return parts;
+}
+
+INSTANTIATE_TEST_SUITE_P(Console, Transcript, testing::ValuesIn(allParts()),
+                         [](const auto& part) { return part.param.name; });
 
 }  // namespace
-
-int main(int count, char** values) {
-  testing::InitGoogleTest(&count, values);
-  ::dlopen(test::built("lib/libmcops.so").c_str(), RTLD_NOW);  // stays loaded
-  for (const auto& entry : std::filesystem::directory_iterator(MC_TRANSCRIPTS)) {
-    registerParts(entry.path());
-  }
-  return RUN_ALL_TESTS();
-}
