@@ -244,6 +244,8 @@ class AppManager : public framework::ActiveService {
   int m_nextWait = 0;  // seconds to the next cycle
   // The crash mails' sends, by file; gone when they have ended. The monitor thread's.
   mutable std::map<std::string, std::weak_ptr<const void>> m_sends;
+  static constexpr int mailPatience = 200;  // ticks in each poll cycle
+  mutable int m_mailPatience = mailPatience;
 };
 
 }  // namespace services::app

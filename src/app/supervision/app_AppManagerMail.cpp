@@ -67,8 +67,8 @@ const char* temporaryDirectory(const char* operation, int line) {
 
 // A new file in place of what a send that was killed has left.
 struct MailFile {
-  explicit MailFile(const char* name)
-      : path(name), stream(emptied(name), true, fileMode, refused) {}
+  MailFile(const char* name, bool append)
+      : path(name), stream(emptied(name), append, fileMode, refused) {}
 
   // Whether somebody was faster, with a file or a link of theirs; if so, says it.
   bool isTaken(const char* operation, int line) const {
@@ -175,17 +175,17 @@ void AppManager::sendMail(const char* daemon) const {
   Container::spawnHolding(command.get(), sending);
 }
 
-// The command of a send ends with the removal of the file, which would take the next mail away.
+// The command of a send ends with the removal of the file, which would take the next mail away. The
+// mails of one poll cycle share the patience, as the table is locked meanwhile.
 bool AppManager::isEarlierSent(const std::string& path) const {
-  constexpr int patience = 200;  // ticks
   const std::weak_ptr<const void>& earlier = m_sends[path];
-  for (int tick = 0; tick < patience && !earlier.expired(); ++tick) taskDelay(1);
+  for (; m_mailPatience > 0 && !earlier.expired(); --m_mailPatience) taskDelay(1);
   return earlier.expired();
 }
 
 bool AppManager::writeCrashMail(const char* operation, const char* path, const char* daemon,
                                 const char* address, char slot) const {
-  MailFile file(path);
+  MailFile file(path, true);
   if (file.isTaken(operation, __LINE__)) return false;
   MC_MAIL_DEBUG("create virtualputstream");
   VirtualPutStream mail(file.stream, streamSize, streamLevel);
@@ -264,7 +264,7 @@ bool AppManager::writeManagedLogsMail(const char* operation, const char* path,
                                       const char* logFile) const {
   const MCInfo* controller = controllerOf(sysInfo, slot);
   const AddressText address(controller->getIpV4Address());
-  MailFile file(path);
+  MailFile file(path, true);
   if (file.isTaken(operation, __LINE__)) return false;
   LogMethodInfo(operation, __LINE__, "create virtualputstream");
   VirtualPutStream mail(file.stream, streamSize, streamLevel);
@@ -306,7 +306,7 @@ bool AppManager::mailSimple(const char* operation, const char* to, const char* f
   PathText path;
   path.stream.PutF("%s/simple.mail", directory);
   Logger::StaticLogMethod(LogType::Info, operation, __LINE__, "creating file: %s", path.get());
-  MailFile file(path.get());
+  MailFile file(path.get(), false);
   if (file.stream.isOutputStreamInError() || !file.stream.isOutputStreamOpen()) {
     Logger::StaticLogMethod(LogType::Error, operation, __LINE__,
                             "failure to sent e-mail to: %s (%d)", to, file.stream.getErrno());

@@ -36,6 +36,7 @@ void AppManager::threadDo(int /*index*/) {
 void AppManager::pollCycle(Clock threadStart) {
   const framework::CommandBudget oneLimitForAllCommands;
   m_nextWait = m_pollSeconds;
+  m_mailPatience = mailPatience;
   doMemTrack();
   endStartUpPeriod(threadStart);
   if (m_processes.Length() > 0) scanAndDecide();
