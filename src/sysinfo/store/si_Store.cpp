@@ -165,8 +165,10 @@ bool Store::reopen() {
 
 void Store::keepCopy() {
   if (copyInto(*m_database, copyOf(m_path))) return;
+  const std::string cause =
+      m_database->error().empty() ? std::strerror(errno) : m_database->error();
   Logger::StaticLog(LogType::Warning, "system information: the copy %s could not be renewed: %s",
-                    copyOf(m_path).c_str(), m_database->error().c_str());
+                    copyOf(m_path).c_str(), cause.c_str());
 }
 
 Rows Store::rows() const {
