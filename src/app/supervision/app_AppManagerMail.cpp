@@ -58,7 +58,7 @@ const char* temporaryDirectory(const char* operation, int line) {
   }
   if (utility::Path::isOpenToOthers(directory)) {
     Logger::StaticLogMethod(LogType::Error, operation, line,
-                            "no mail: other users can write MC_TEMP, %s, and it is not sticky",
+                            "no mail: other users can write MC_TEMP, %s, not root's and sticky",
                             directory);
     return nullptr;
   }

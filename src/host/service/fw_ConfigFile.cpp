@@ -259,7 +259,7 @@ void ConfigFile::checkEnvironment() {
   if (mails != nullptr && utility::Path::isOpenToOthers(mails)) {
     m_findings.push_back({false,
                           "environment: MC_TEMP: other users can write this directory and "
-                          "it is not sticky: no mail is sent"});
+                          "it is not root's and sticky: no mail is sent"});
   }
 }
 
