@@ -144,8 +144,7 @@ TEST_F(ConsoleServing, TheLongestIdleClientThatHoldsNothingMakesRoom) {
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(peers[0].ask("console release").starts_with("0 "));
   EXPECT_EQ(Peer(m_path).ask("output e"), "0 e\n");
   peers.clear();
-  // The server sees the clients leave in its own time.
-  EXPECT_TRUE(test::eventually([this] { return Peer(m_path).ask("output f") == "0 f\n"; }));
+  EXPECT_EQ(Peer(m_path).ask("output f"), "0 f\n");
 }
 
 TEST_F(ConsoleServing, AClientForWhichThereIsNoThreadIsToldSo) {

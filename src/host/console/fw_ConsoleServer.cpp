@@ -167,31 +167,30 @@ void ConsoleServer::begin(platform::Descriptor socket, const ucred& peer) {
   }
 }
 
-// A client that was dismissed counts no more, though its last reply may still be on its way.
-bool ConsoleServer::hasRoom() {
-  const auto stay = std::ranges::count(m_clients, false, &Client::dismissed);
-  return static_cast<std::size_t>(stay) < maxClients;
+// A client that was dismissed or has left counts no more, though its last reply may still be on its
+// way.
+bool ConsoleServer::hasRoom() const {
+  const auto stay = std::ranges::count_if(m_clients, [](const Client& client) {
+    return !client.dismissed && pendingOf(client.socket.get()) != Pending::Leave;
+  });
+  return static_cast<std::size_t>(stay) < maxClients && m_clients.size() < 2 * maxClients;
 }
 
-// Dismisses the client that has been idle the longest, before all one that is leaving. False when
-// none is idle, or when too many that were dismissed are still there.
+// Dismisses the client that has been idle the longest. False when none is idle, or when too many
+// that count no more are still there.
 bool ConsoleServer::dismissOne() {
   while (m_clients.size() < 2 * maxClients) {
     Client* chosen = nullptr;
-    std::uint64_t since = busy;
     std::uint64_t least = holding;
     for (Client& client : m_clients) {
       const std::uint64_t idleSince = client.idleSince;
-      const Pending pending = pendingOf(client.socket.get());
-      if (idleSince == busy || pending == Pending::Something) continue;
-      const std::uint64_t rank = pending == Pending::Leave ? 0 : idleSince;
-      if (rank >= least) continue;
+      if (idleSince == busy || idleSince >= least) continue;
+      if (pendingOf(client.socket.get()) != Pending::Nothing) continue;
       chosen = &client;
-      since = idleSince;
-      least = rank;
+      least = idleSince;
     }
     if (chosen == nullptr) return false;
-    if (!chosen->idleSince.compare_exchange_strong(since, busy)) continue;  // it has a line now
+    if (!chosen->idleSince.compare_exchange_strong(least, busy)) continue;  // it has a line now
     chosen->dismissed = true;
     ::shutdown(chosen->socket.get(), SHUT_RD);
     return true;

@@ -72,7 +72,7 @@ class ConsoleServer {
   void admit();
   void accept(platform::Descriptor socket);
   void begin(platform::Descriptor socket, const ucred& peer);
-  bool hasRoom();
+  bool hasRoom() const;
   bool dismissOne();
   void serve(Client& client);
   void converse(Client& client);
