@@ -12,6 +12,7 @@
 #include "host/base/st_StringRepository.h"
 #include "host/log/fw_Logger.h"
 #include "util/fw_Exception.h"
+#include "util/fw_ShownText.h"
 
 namespace mchost {
 
@@ -30,7 +31,8 @@ Piece& piece() {
 }
 
 void say(const std::string& what) {
-  std::fprintf(stderr, "error: %s: %s\n", currentPiece().c_str(), what.c_str());
+  std::fprintf(stderr, "error: %s: %s\n", currentPiece().c_str(),
+               framework::shownText(what).c_str());
 }
 
 void sayException(const std::exception_ptr& thrown) {

@@ -26,6 +26,7 @@ class EventDelivery {
   EventDelivery(const EventDelivery&) = delete;
   EventDelivery& operator=(const EventDelivery&) = delete;
 
+  const Service& subscriber() const { return m_subscriber; }
   bool subscribes(strings::stringtoken event) const;
 
   /// Queues an event with a text, or null. False, with an error line, while 1024 of them wait.

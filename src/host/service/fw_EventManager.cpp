@@ -64,7 +64,7 @@ void EventManager::start(const std::vector<Service*>& services) {
   }
 }
 
-void EventManager::stop() {
+void EventManager::stop(const std::function<void(const Service&)>& ending) {
   std::vector<std::unique_ptr<EventDelivery>> ended;  // let go without the lock: records may act
   {
     const std::lock_guard lock(m_mutex);
@@ -72,6 +72,10 @@ void EventManager::stop() {
     ended.swap(m_deliveries);
   }
   for (const auto& delivery : ended) delivery->stop();
+  for (auto& delivery : ended) {
+    if (ending) ending(delivery->subscriber());
+    delivery.reset();
+  }
 }
 
 }  // namespace framework

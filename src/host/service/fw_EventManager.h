@@ -37,7 +37,8 @@ class EventManager {
   /// Begins to deliver to these services, which live until stop() returns.
   void start(const std::vector<Service*>& services);
   /// Ends delivery: the handlers that run are finished, what still waits is dropped.
-  void stop();
+  /// `ending` is told of each subscriber before its handler is waited for.
+  void stop(const std::function<void(const Service&)>& ending = nullptr);
 
   /// Whether events are delivered: not before start() and not any more from stop() on.
   bool isDelivering();

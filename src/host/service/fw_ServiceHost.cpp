@@ -50,8 +50,8 @@ void ServiceHost::setProgress(std::function<void(const std::string& piece)> begi
   m_progress = std::move(begin);
 }
 
-void ServiceHost::begin(const char* piece, const RunningService& running) const {
-  if (m_progress) m_progress(std::string(piece) + " of " + running.service->getNameString());
+void ServiceHost::begin(const char* piece, const Service& service) const {
+  if (m_progress) m_progress(std::string(piece) + " of " + service.getNameString());
 }
 
 void ServiceHost::build(const std::vector<std::string>& names) {
@@ -68,7 +68,7 @@ void ServiceHost::build(const std::vector<std::string>& names) {
 void ServiceHost::start() {
   std::vector<Service*> all;
   for (RunningService& running : m_services) {
-    begin("Startup", running);
+    begin("Startup", *running.service);
     live(running, "Startup", [&] { running.service->Startup(); });
     if (*running.failed) continue;
     all.push_back(running.service.get());
@@ -81,13 +81,13 @@ void ServiceHost::start() {
 }
 
 void ServiceHost::stop() {
-  if (m_progress) m_progress("delivery of events");
-  EventManager::instance().stop();
+  EventManager::instance().stop(
+      [this](const Service& service) { begin("event handler", service); });
   for (auto last = m_services.rbegin(); last != m_services.rend(); ++last) {
     RunningService& running = *last;
-    begin("Shutdown", running);
+    begin("Shutdown", *running.service);
     guarded(running.service->getNameString(), "Shutdown", [&] { running.service->Shutdown(); });
-    begin("threads", running);
+    begin("threads", *running.service);
     for (std::thread& thread : running.threads) {
       if (thread.joinable()) thread.join();
     }
@@ -96,7 +96,7 @@ void ServiceHost::stop() {
 
 void ServiceHost::destroy() {
   while (!m_services.empty()) {
-    begin("destruction", m_services.back());
+    begin("destruction", *m_services.back().service);
     m_services.pop_back();
   }
 }

@@ -51,7 +51,7 @@ class ServiceHost {
   const RunningService* find(const std::string& name) const;
 
  private:
-  void begin(const char* piece, const RunningService& running) const;
+  void begin(const char* piece, const Service& service) const;
 
   std::function<void(const std::string&)> m_progress;
   std::vector<RunningService> m_services;
