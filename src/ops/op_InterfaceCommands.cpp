@@ -69,7 +69,7 @@ int list(Console& console, const Arguments& arguments) {
 const char* refusalOf(Carrier carrier) {
   switch (carrier) {
     case Carrier::Listener:
-      return "it cannot listen, the log says why, or there is no web server";
+      return "it cannot listen, which is tried again (the log says why), or there is no web server";
     case Carrier::Console:
       return "there is no console";
     case Carrier::Daemon:
