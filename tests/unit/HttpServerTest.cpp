@@ -269,6 +269,10 @@ TEST_F(WebServing, GivenCertificateIsReadAtEachOpening) {
   EXPECT_FALSE(server->enableConnections(secure));
   EXPECT_TRUE(server->enableConnections(plain));
   EXPECT_TRUE(log.has("web: SSLListener has no certificate: " + settings.key + ": No such file"));
+  ASSERT_EQ(::mkfifo(settings.key.c_str(), 0600), 0);  // nobody writes into it
+  EXPECT_FALSE(server->enableConnections(secure));
+  EXPECT_TRUE(log.has(settings.key + ": is no regular file"));
+  ASSERT_EQ(::unlink(settings.key.c_str()), 0);
   files.write("given.pem", first);
   EXPECT_TRUE(test::eventually([&] { return server->isEnabledConnections(secure); }));
   EXPECT_EQ(askSecurely(0, settings.certificate), "page");

@@ -51,8 +51,20 @@ std::string reason() {
   return text == nullptr ? "unusable" : text;
 }
 
+// Why a file cannot be read, empty when it can. The library would wait for the writer of a pipe.
+std::string unreadable(const std::string& path) {
+  const platform::Descriptor file(utility::openFile(path.c_str(), O_RDONLY, 0));
+  struct stat status {};
+  const bool isThere = file.isOpen() && ::fstat(file.get(), &status) == 0;
+  if (!isThere) return path + ": " + std::strerror(errno);
+  return S_ISREG(status.st_mode) ? "" : path + ": is no regular file";
+}
+
 // A context with the certificate of these files; null when they do not hold a pair.
 Context contextOf(const std::string& certificate, const std::string& key, std::string& failure) {
+  failure = unreadable(certificate);
+  if (failure.empty()) failure = unreadable(key);
+  if (!failure.empty()) return nullptr;
   ERR_clear_error();
   Context context = newContext();
   if (context == nullptr) {
@@ -95,11 +107,16 @@ bool make(const std::string& path, const std::string& address, std::string& fail
   return false;
 }
 
-void setAside(const std::string& path, const std::string& why, const char* ending) {
+// False when it cannot be, which is added to `why`.
+bool setAside(const std::string& path, std::string& why, const char* ending) {
   const std::string aside = path + ending;
+  if (utility::Path::move(path.c_str(), aside.c_str()) != 0) {
+    why += "; it cannot be set aside: " + std::string(std::strerror(errno));
+    return false;
+  }
   Logger::StaticLog(LogType::Warning, "web: %s; set aside as %s and made anew", why.c_str(),
                     aside.c_str());
-  utility::Path::move(path.c_str(), aside.c_str());
+  return true;
 }
 
 Context openOwn(const std::string& path, const std::string& address, std::string& failure) {
@@ -109,8 +126,8 @@ Context openOwn(const std::string& path, const std::string& address, std::string
     if (kept != nullptr && isFor(kept, address)) return kept;
     const platform::Descriptor file(utility::openFile(path.c_str(), O_RDONLY, 0));
     if (!file.isOpen()) return nullptr;  // what cannot be opened may be in order
-    if (kept == nullptr) setAside(path, failure, ".damaged");
-    if (kept != nullptr) setAside(path, path + ": is not for " + address, ".old");
+    if (kept != nullptr) failure = path + ": is not for " + address;
+    if (!setAside(path, failure, kept == nullptr ? ".damaged" : ".old")) return nullptr;
   }
   failure.clear();
   return make(path, address, failure) ? contextOf(path, path, failure) : nullptr;
