@@ -114,9 +114,11 @@ PartnerLink::PartnerLink(const char* instance) : ActiveService(instance), m_boot
     m_settings = {static_cast<std::uint16_t>(port), std::move(*key)};
     m_listener = std::make_unique<network::SignedListener>(listenAddresses(instance), *m_settings,
                                                            [this] { return textOf(own().record); });
-    failure = m_listener->failure();
+    const std::string& closed = m_listener->failure();
+    if (!closed.empty()) LogError("the partner is not answered: %s; tried again", closed.c_str());
+  } else {
+    LogError("the link to the partner is down: %s", failure.c_str());
   }
-  if (!failure.empty()) LogError("the link to the partner is down: %s", failure.c_str());
   pointPartnerAtInner();
   setRequestedThreads(1);
   m_pSingleton = this;
