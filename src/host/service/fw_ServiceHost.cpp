@@ -74,6 +74,7 @@ void ServiceHost::start() {
     all.push_back(running.service.get());
     running.threads.resize(requestedThreads(*running.service));
   }
+  if (m_progress) m_progress("delivery of events");
   EventManager::instance().start(all);
   for (RunningService& running : m_services) {
     if (!*running.failed) live(running, "start of threads", [&] { runThreads(running); });
