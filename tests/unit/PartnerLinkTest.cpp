@@ -1,11 +1,12 @@
 // The partner link: the signed exchange, its rules as tables, and a link beside a partner of paper.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
 #include "app/pairing/app_PartnerFirmwareUpdate.h"
 #include "host/machine/SimulatedPlatform.h"
+#include "host/network/nw_ListeningSocket.h"
 #include "host/service/fw_Config.h"
 #include "peer/pl_PartnerLink.h"
 #include "support/LogCapture.h"
@@ -26,27 +27,19 @@ constexpr int patience = 60000;  // milliseconds
 constexpr network::ExchangeLimits limits = {.question = std::chrono::hours(1),
                                             .retry = std::chrono::milliseconds(10)};
 
-TEST(SignedExchange, BelievesTheKeyAndTheQuestionAlone) {
+TEST(SignedExchange, BelievesTheKeyAndTheQuestionAloneAndTakesAPlaceOnceItIsFree) {
   const ExchangeSettings settings = {42110, key};
-  int answers = 0;
-  const SignedListener listener(
-      {host}, settings, [&] { return std::to_string(++answers); }, limits);
-  ASSERT_EQ(listener.failure(), "");
+  auto before = std::make_unique<SignedListener>(std::vector{host}, settings, [] { return "1"; });
+  const SignedListener after(
+      {host}, settings, [] { return "2"; }, limits);
+  EXPECT_EQ(before->failure(), "");
+  EXPECT_EQ(after.failure(), host + ":42110: Address already in use");
   std::string failure;
   EXPECT_EQ(askSigned(host.c_str(), settings, patience, failure), "1") << failure;
   EXPECT_EQ(askSigned(host.c_str(), {42110, key + "x"}, patience, failure), std::nullopt);
   EXPECT_EQ(failure, "the answer's signature is wrong");
   EXPECT_EQ(askSigned("127.0.0.4", settings, patience, failure), std::nullopt) << "not bound there";
-}
-
-TEST(SignedExchange, TakesAPlaceOnceItIsFree) {
-  const ExchangeSettings settings = {42113, key};
-  auto before = std::make_unique<SignedListener>(std::vector{host}, settings, [] { return "1"; });
-  const SignedListener listener(
-      {host}, settings, [] { return "2"; }, limits);
-  EXPECT_EQ(listener.failure(), host + ":42113: Address already in use");
   before.reset();
-  std::string failure;
   EXPECT_TRUE(test::eventually([&] {
     return askSigned(host.c_str(), settings, patience, failure) == "2";
   })) << failure;
@@ -54,29 +47,21 @@ TEST(SignedExchange, TakesAPlaceOnceItIsFree) {
 
 // An answer that was right once, to another question.
 TEST(SignedExchange, RefusesAReplay) {
-  const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-  const int on = 1;
-  ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  sockaddr_in place{
-      .sin_family = AF_INET, .sin_port = htons(42112), .sin_addr = {}, .sin_zero = {}};
-  ::inet_pton(AF_INET, host.c_str(), &place.sin_addr);
-  ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&place), sizeof place), 0);
-  ::listen(listener, 1);
-  std::thread replayer([listener] {
-    const int client = ::accept(listener, nullptr, nullptr);
+  const platform::Descriptor listener = network::listenAt(host, 42112);
+  std::jthread replayer([&listener] {
+    pollfd event{.fd = listener.get(), .events = POLLIN, .revents = 0};
+    ::poll(&event, 1, patience);
+    const platform::Descriptor client(::accept(listener.get(), nullptr, nullptr));
     char question[64];
-    EXPECT_GT(::recv(client, question, sizeof question, 0), 0);
+    EXPECT_GT(::recv(client.get(), question, sizeof question, 0), 0);
     // The HMAC of 32 zeros and the body "1" under the key.
     const std::string answer =
         "bd21772411a26cd8749f80f5c9fbd1a3479be4cfbe2be1cfe18ce6c69ef9c137 1\n1";
-    ::send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
-    ::close(client);
+    ::send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL);
   });
   std::string failure;
   EXPECT_EQ(askSigned(host.c_str(), {42112, key}, patience, failure), std::nullopt);
   EXPECT_EQ(failure, "the answer's signature is wrong");
-  replayer.join();
-  ::close(listener);
 }
 
 TEST(SignedExchange, TakesAKeyThatItsOwnerAloneMayRead) {
@@ -84,13 +69,14 @@ TEST(SignedExchange, TakesAKeyThatItsOwnerAloneMayRead) {
   const std::string path = directory.path("key");
   std::string failure;
   EXPECT_FALSE(network::readExchangeKey(path.c_str(), failure));
-  directory.write("key", key);
-  ::chmod(path.c_str(), 0640);
-  EXPECT_FALSE(network::readExchangeKey(path.c_str(), failure));
-  ::chmod(path.c_str(), 0600);
-  EXPECT_EQ(network::readExchangeKey(path.c_str(), failure), key);
-  directory.write("key", "short");
-  EXPECT_FALSE(network::readExchangeKey(path.c_str(), failure));
+  const std::tuple<std::string, mode_t, bool> rows[] = {
+      {key, 0640, false}, {key, 0604, false}, {key, 0600, true}, {"short", 0600, false}};
+  for (const auto& [text, mode, isTaken] : rows) {
+    directory.write("key", text);
+    ::chmod(path.c_str(), mode);
+    EXPECT_EQ(network::readExchangeKey(path.c_str(), failure),
+              isTaken ? std::optional(text) : std::nullopt);
+  }
 }
 
 PeerRecord recordWith(const char* serial, const char* pairedWith = nullptr) {
@@ -122,162 +108,95 @@ TEST(PeerRecord, ComesBackFromItsTextAndRefusesWhatBreaksIt) {
   ASSERT_TRUE(back) << failure;
   EXPECT_EQ(textOf(*back), text);
   EXPECT_EQ(back->controller.getLoadMidplaneSerial(), nullptr);
-  const std::string zero(1, '\0');
+  using namespace std::string_literals;
   for (const std::string& line :
-       {std::string("McVersion=a b\n"), std::string("BootId=$(x)\n"),
-        std::string("SyncRole=King\n"), std::string("nonsense\n"),
-        std::string("MacAddress=00:00:00:00:00:00\n"), std::string("ControllerSerial=\n"),
-        std::string("BootId=\n"), "McVersion=M1" + zero + "$\n", "BootId" + zero + "=x\n",
-        std::string("\033[2J=x\n"), std::string("\xc2\x9b=x\n")}) {
+       {"McVersion=a b\n"s, "BootId=$(x)\n"s, "SyncRole=King\n"s, "nonsense\n"s,
+        "MacAddress=00:00:00:00:00:00\n"s, "ControllerSerial=\n"s, "BootId=\n"s,
+        "McVersion=M1\0$\n"s, "BootId\0=x\n"s, "\033[2J=x\n"s, "\xc2\x9b=x\n"s}) {
     EXPECT_FALSE(recordOf(text + line, failure)) << line;
     EXPECT_TRUE(std::ranges::all_of(failure, [](char c) { return c >= ' ' && c <= '~'; }));
   }
 }
 
-struct RuleRow {
-  const char* name;
-  void (*change)(Own& own, PeerRecord& partner);
-  bool equal;
-  bool held;
-  bool pairs;
-  bool roleCounts;
-  bool stalls;
+// The two records settled, but for the lines of their texts that a row names.
+struct Pair {
+  static PeerRecord changed(const PeerRecord& record, const std::string& lines) {
+    std::string failure;
+    return recordOf(textOf(record) + lines, failure).value();
+  }
+  const std::string mine, its;
+  Own own{changed(recordWith("SN0000A1", "SN0000B1"), "SyncRole=MasterPaired\n" + mine)};
+  PeerRecord partner = changed(partnerWith("SN0000A1", BurnToActive::SlavePaired), its);
 };
 
-class LinkRules : public testing::TestWithParam<RuleRow> {};
-
-TEST_P(LinkRules, Hold) {
-  const RuleRow& row = GetParam();
-  Own own{recordWith("SN0000A1", "SN0000B1")};
-  own.record.role = BurnToActive::MasterPaired;
-  PeerRecord partner = partnerWith("SN0000A1", BurnToActive::SlavePaired);
-  row.change(own, partner);
-  EXPECT_EQ(areEqual(own, partner), row.equal);
-  EXPECT_EQ(isHeld(own, partner), row.held);
-  EXPECT_EQ(shouldPair(own, partner), row.pairs);
-  EXPECT_EQ(usableRole(own, partner) != BurnToActive::Undetermined, row.roleCounts);
-  EXPECT_EQ(stallOf(own, partner) != nullptr, row.stalls);
+// e: equal, h: held, p: to be paired, c: the partner's role counts, s: stalls, r: is a reason for a
+// reset after the settled pair, b: and the settled pair is one after it
+std::string rulesOf(const Pair& pair) {
+  const Pair settled = {"", ""};
+  const auto before = factsOf(settled.own, settled.partner);
+  const auto now = factsOf(pair.own, pair.partner);
+  EXPECT_EQ(resetReason(now, now), nullptr);
+  const std::pair<char, bool> rules[] = {
+      {'e', areEqual(pair.own, pair.partner)},
+      {'h', isHeld(pair.own, pair.partner)},
+      {'p', shouldPair(pair.own, pair.partner)},
+      {'c', usableRole(pair.own, pair.partner) != BurnToActive::Undetermined},
+      {'s', stallOf(pair.own, pair.partner) != nullptr},
+      {'r', resetReason(before, now) != nullptr},
+      {'b', resetReason(now, before) != nullptr},
+  };
+  std::string holding;
+  for (const auto& [letter, holds] : rules) holding += holds ? std::string(1, letter) : "";
+  return holding;
 }
 
-constexpr RuleRow ruleRows[] = {
-    //                                                          equal  held   pairs  counts stalls
-    {"Settled", [](Own&, PeerRecord&) {}, true, false, false, true, false},
-    {"NotYetRecordedHere",
-     [](Own& o, PeerRecord&) { o.record.controller.setLastPairedPartnerSerial(nullptr); }, true,
-     true, true, false, false},
-    {"AnotherRecordedThere",
-     [](Own&, PeerRecord& p) { p.controller.setLastPairedPartnerSerial("OLD"); }, true, true, false,
-     false, false},
-    {"NoCpldThere", [](Own&, PeerRecord& p) { p.controller.setCpldVersion(""); }, true, false,
-     false, true, false},
-    {"OtherVersions", [](Own&, PeerRecord& p) { p.controller.setMcVersion("M2"); }, false, false,
-     false, true, false},
-    {"NoVersion", [](Own&, PeerRecord& p) { p.controller.setMcVersion(nullptr); }, false, false,
-     false, true, false},
-    {"OtherVersionsButUpdateDisabled",
-     [](Own& o, PeerRecord& p) {
-       o.record.isUpdateDisabled = true;
-       p.controller.setMcVersion("M2");
-     },
-     true, false, false, true, false},
-    {"PairedWithOtherSettings", [](Own&, PeerRecord& p) { p.digest = "d2"; }, false, false, false,
-     true, true},
-    {"NoDigest", [](Own& o, PeerRecord& p) { o.record.digest = p.digest = ""; }, false, false,
-     false, true, true},
-    {"MastersOfOneLoadTime",
-     [](Own&, PeerRecord& p) {
-       p.role = BurnToActive::MasterPaired;
-       p.controller.setBundleVersion("B2");
-     },
-     false, false, false, true, true},
-    {"MastersLoadedInTurn",
-     [](Own& o, PeerRecord& p) {
-       p.role = BurnToActive::MasterPaired;
-       p.controller.setBundleVersion("B2");
-       o.record.controller.setLastLoadedTime("7");
-     },
-     false, false, false, true, false},
-    {"DisabledThereWhereItsFirmwareWasLoadedLater",
-     [](Own&, PeerRecord& p) {
-       p.role = BurnToActive::MasterPaired;
-       p.controller.setMcVersion("M2");
-       p.controller.setLastLoadedTime("7");
-       p.isUpdateDisabled = true;
-     },
-     false, false, false, true, true},
-    {"EachGives",
-     [](Own& o, PeerRecord& p) {
-       o.record.role = p.partnerRole = BurnToActive::MasterUnpaired;
-       p.role = BurnToActive::MasterPaired;
-       o.record.controller.setLastPairedPartnerSerial("OLD");
-       p.controller.setMcVersion("M2");
-       p.controller.setLastLoadedTime("7");
-       o.record.isUpdateDisabled = true;
-       p.digest = "d2";
-     },
-     false, false, false, true, true},
-    {"NoDecisionsInTheRelease",
-     [](Own& o, PeerRecord& p) {
-       o.record.decides = p.decides = false;
-       p.digest = "d2";
-     },
-     false, false, false, true, true},
-    {"DecisionsInOneReleaseAndTheOtherIsNewer",
-     [](Own&, PeerRecord& p) {
-       p.decides = false;
-       p.controller.setMcVersion("M2");
-     },
-     false, false, false, false, false},
-    {"DecisionsInOneReleaseAndTheOtherIsOlder",
-     [](Own&, PeerRecord& p) {
-       p.decides = false;
-       p.controller.setMcVersion("M0");
-     },
-     false, false, false, false, true},
-    {"DecidedByAnotherRoleOfOurs",
-     [](Own&, PeerRecord& p) {
-       p.partnerRole = BurnToActive::SlaveUnpaired;
-       p.digest = "d2";
-     },
-     false, false, false, false, false},
-    {"RoleOfAnEarlierBoot", [](Own&, PeerRecord& p) { p.roleForBoot = "bootA0"; }, true, false,
-     false, false, false},
-    {"RoleForAnother", [](Own&, PeerRecord& p) { p.roleForSerial = "A2"; }, true, false, false,
-     false, false},
-};
-INSTANTIATE_TEST_SUITE_P(All, LinkRules, testing::ValuesIn(ruleRows),
-                         [](const auto& row) { return row.param.name; });
-
-TEST(LinkReset, IsMadeForEachFactOnce) {
-  const Own own{recordWith("SN0000A1", "SN0000B1")};
-  ResetFacts before = factsOf(own, partnerWith("SN0000A1", BurnToActive::SlavePaired));
-  before.complete = false;
+TEST(LinkRules, HoldForEveryWayInWhichTwoMayDiffer) {
+  const std::string mc = "McVersion=", cpld = "CpldVersion=", bundle = "BundleVersion=",
+                    loaded = "LastLoadedTime=", paired = "LastPairedPartnerSerial=",
+                    role = "SyncRole=", ofUs = "PartnerRole=", digest = "Digest=",
+                    off = "PfuDisabled=true\n", undecided = "HasBurnToActive=false\n";
   const struct {
-    const char* name;
-    void (*change)(ResetFacts& facts);
-    bool resets;
+    std::string mine, its, holds;
   } rows[] = {
-      {"nothing", [](ResetFacts&) {}, false},
-      {"serial", [](ResetFacts& f) { f.serial = "B2"; }, true},
-      {"MAC", [](ResetFacts& f) { f.mac = 2; }, true},
-      {"boot", [](ResetFacts& f) { f.bootId = "x"; }, true},
-      {"midplane", [](ResetFacts& f) { f.loadMidplane = "x"; }, true},
-      {"load time", [](ResetFacts& f) { f.loadedTime = "x"; }, true},
-      {"role", [](ResetFacts& f) { f.role = BurnToActive::MasterPaired; }, true},
-      {"no role yet", [](ResetFacts& f) { f.role = BurnToActive::Undetermined; }, false},
-      {"held", [](ResetFacts& f) { f.held = true; }, true},
-      {"release", [](ResetFacts& f) { f.alike = !f.alike; }, true},
-      {"version", [](ResetFacts& f) { f.complete = true; }, true},
+      {"", "", "ec"},
+      {paired + "\n", "", "ehprb"},
+      {"", paired + "OLD\n", "ehrb"},
+      {paired + "OLD\n", "", "ehprb"},
+      {"", cpld + "\n", "ec"},
+      {"", mc + "M2\n", "c"},
+      {"", mc + "\n", "cb"},
+      {off, mc + "M2\n", "ec"},
+      {"", digest + "d2\n", "cs"},
+      {digest + "\n", digest + "\n", "cs"},
+      {"", role + "MasterPaired\n", "ecrb"},
+      {"", role + "MasterPaired\n" + bundle + "B2\n", "csrb"},
+      {loaded + "7\n", role + "MasterPaired\n" + bundle + "B2\n", "crb"},
+      {"", role + "MasterPaired\n" + mc + "M2\n" + loaded + "7\n" + off, "csrb"},
+      {role + "MasterUnpaired\n" + paired + "OLD\n" + off,
+       ofUs + "MasterUnpaired\n" + role + "MasterPaired\n" + mc + "M2\n" + loaded + "7\n" + digest +
+           "d2\n",
+       "csrb"},
+      {undecided, undecided + digest + "d2\n", "cs"},
+      {"", undecided + mc + "M2\n", "rb"},
+      {"", undecided + mc + "M0\n", "srb"},
+      {"", ofUs + "SlaveUnpaired\n" + digest + "d2\n", "b"},
+      {"", "RoleForBoot=bootA0\n", "eb"},
+      {"", "RoleForSerial=A2\n", "eb"},
+      {"", role + "Undetermined\n", "eb"},
+      {"", "ControllerSerial=B2\n", "ehprb"},
+      {"", "MacAddress=02:4d:43:00:00:02\n", "ecrb"},
+      {"", "BootId=x\n", "ecrb"},
+      {"", "LoadMidplaneSerial=x\n", "ecrb"},
+      {"", loaded + "7\n", "ecrb"},
   };
+  for (const auto& row : rows)
+    EXPECT_EQ(rulesOf({row.mine, row.its}), row.holds) << row.mine << "and " << row.its;
+  const Pair settled = {"", ""};
+  const ResetFacts before = factsOf(settled.own, settled.partner);
+  ResetFacts held = before;
+  held.held = true;
+  EXPECT_EQ(resetReason(held, before), nullptr) << "a hold's end alone";
   EXPECT_NE(resetReason(std::nullopt, before), nullptr);
-  for (const auto& row : rows) {
-    ResetFacts now = before;
-    row.change(now);
-    EXPECT_EQ(resetReason(before, now) != nullptr, row.resets) << row.name;
-    ResetFacts released = before;
-    released.held = true;
-    EXPECT_EQ(resetReason(released, before), nullptr) << "a hold's end alone";
-  }
 }
 
 // A link over a partner that answers from a record of the test.
