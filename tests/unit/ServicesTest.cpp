@@ -1,4 +1,5 @@
 // The lives of services: registration, building, events, threads, the order of the stop.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,10 +9,12 @@
 #include <random>
 
 #include "host/base/st_StringRepository.h"
+#include "host/console/fw_HostCommands.h"
 #include "host/service/fw_EventManager.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "host/service/fw_ServiceHost.h"
 #include "support/LogCapture.h"
+#include "support/Printed.h"
 #include "support/Temporary.h"
 #include "util/fw_Exception.h"
 
@@ -66,6 +69,14 @@ class Noted : public framework::ActiveService {
     diary.note(std::string("stop ") + getNameString());
     ActiveService::Shutdown();
   }
+  const stringtoken* eventSubscription() const override {
+    static constexpr stringtoken list[] = {strings::token<"goingDown">, strings::tGSendOfList};
+    return std::string(getNameString()) == "First" ? list : nullptr;
+  }
+  bool serviceEvent(stringtoken, const void* data) override {
+    diary.note(std::string("told ") + (data == nullptr ? "-" : static_cast<const char*>(data)));
+    return true;
+  }
   void threadDo(int index) override {
     if (index == 1) throw std::runtime_error("thread trouble");
     const std::lock_guard lock(m_waiter);
@@ -95,7 +106,9 @@ TEST(ServiceFactoryTest, ANameIsRegisteredOnce) {
 TEST(ServiceHostTest, RunsWhatCanBeBuiltAndStopsItInReverse) {
   const test::LogCapture log;
   diary.clear();
-  ServiceHost host;
+  ServiceHost& host = ServiceHost::instance();
+  framework::Shell shell;
+  framework::registerHostCommands(shell, [] {});
   host.build({"First", "Throwing", "Failing", "Nothing", "Unknown", "Second", "Third"});
   for (const char* line :
        {"Throwing: construction ended by an exception: stream overflow in build trouble",
@@ -111,13 +124,20 @@ TEST(ServiceHostTest, RunsWhatCanBeBuiltAndStopsItInReverse) {
   EXPECT_TRUE(test::eventually([&] { return host.find("Second")->failed->load(); }));
   EXPECT_TRUE(log.has("Second: thread ended by an exception"));
   EXPECT_TRUE(host.find("Third")->failed->load());
-  EXPECT_FALSE(host.find("First")->failed->load());
+  EXPECT_THAT(test::ask(shell, "services"),
+              testing::ContainsRegex("\nFirst +running +0\n(.*\n)*Third +failed +0\n"));
+  for (const char* text : {"", " web", " web \"now  or\" never"}) {
+    EXPECT_EQ(test::ask(shell, std::string("event send goingDown") + text),
+              "0 event goingDown sent\n");
+  }
+  EXPECT_TRUE(test::eventually([] { return diary.notes().back() == "told web now  or never"; }));
   host.stop();
   host.destroy();
-  EXPECT_EQ(diary.notes(), (Notes{"build First", "build Second", "build Third", "start First",
-                                  "start Second", "start Third", "stop Third", "stop Second",
-                                  "thread of Second", "thread of Second", "stop First",
-                                  "destroy Third", "destroy Second", "destroy First"}));
+  EXPECT_EQ(diary.notes(),
+            (Notes{"build First", "build Second", "build Third", "start First", "start Second",
+                   "start Third", "told -", "told web", "told web now  or never", "stop Third",
+                   "stop Second", "thread of Second", "thread of Second", "stop First",
+                   "destroy Third", "destroy Second", "destroy First"}));
 }
 
 const stringtoken common = GS.toToken("common event");
