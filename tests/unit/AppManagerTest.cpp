@@ -1,13 +1,9 @@
-// The supervision service where no history leads: results that do not fit, failures, hostile texts,
-// the real machine.
+// The supervision service where no history leads: results that do not fit, failures, hostile texts.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <csignal>
 #include <filesystem>
 
 #include "host/base/st_StringRepository.h"
-#include "host/service/ap_ApplicationService.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "util/fw_Exception.h"
@@ -37,13 +33,6 @@ TEST(Control, GivesAClaimBackWhenTheReportDoesNotFit) {
   EXPECT_NE(process, nullptr);
 }
 
-TEST(Control, AnswersWithoutAService) {
-  EXPECT_EQ(AppManager::getSingleton(), nullptr);
-  EXPECT_FALSE(AppManager::startProcess(token("a")));
-  EXPECT_EQ(AppManager::getProcessState(token("a")), Process::Unclassified);
-  AppManager::setProcessSuspend(token("a"), true);
-}
-
 TEST(Control, KeepsTheLeadingOutputOfACommand) {
   SimulatedController controller;
   controller.machine.onCommand("readslot", [](const platform::Command& command) {
@@ -66,26 +55,21 @@ TEST(Control, KeepsTheLeadingOutputOfACommand) {
 TEST(Control, ReadsProcesses) {
   using namespace std::string_literals;
   const struct {
-    const char* name;
-    std::string bytes;
-    std::string baseName;
-    std::string commandLine;
+    std::string bytes, baseName, commandLine;
   } rows[] = {
-      {"arguments",
-       "/opt/bin/web\0-p\0"
+      {"/opt/bin/web\0-p\0"
        "80\0"s,
        "web", "/opt/bin/web -p 80 "},
-      {"kernel thread", "", "", ""},
-      {"no slash", "init\0"s, "init", "init "},
-      {"blank in the first word", "web: worker", "web:", "web: worker"},
-      {"tab and slashes behind it", "/a/b\t/c/d", "b", "/a/b\t/c/d"},
-      {"ends in a slash", "/a/b/", "", "/a/b/"},
-      {"too long", std::string(2000, 'x'), std::string(255, 'x'), std::string(1023, 'x')},
+      {"", "", ""},  // a kernel thread
+      {"init\0"s, "init", "init "},
+      {"web: worker", "web:", "web: worker"},
+      {"/a/b\t/c/d", "b", "/a/b\t/c/d"},
+      {"/a/b/", "", "/a/b/"},
+      {std::string(2000, 'x'), std::string(255, 'x'), std::string(1023, 'x')},
   };
   SimulatedController controller;
   std::filesystem::create_directories(controller.machine.root() + "/proc/412");
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
     controller.writeFile("/proc/412/cmdline", row.bytes);
     std::array<char, 256> baseName;
     std::array<char, 1024> commandLine;
@@ -115,52 +99,16 @@ TEST(Loop, GoesOnAfterAnExceptionInACycle) {
 }
 
 TEST(Memory, AValueIsWhatFollowsItsKey) {
-  const struct {
-    const char* name;
-    const char* text;
-    unsigned int size;
-    const char* value;
-  } rows[] = {
-      {"up to a tab", "Key: 12\tkB", 8, "12"}, {"up to a carriage return", "Key: 12\r\n", 8, "12"},
-      {"cut", "Key: 1234567", 4, "123"},       {"just fits", "Key: 123", 4, "123"},
-      {"no room", "Key: 123", 1, ""},
+  const std::tuple<const char*, unsigned int, const char*> rows[] = {
+      {"Key: 12\tkB", 8, "12"}, {"Key: 12\r\n", 8, "12"}, {"Key: 1234567", 4, "123"},
+      {"Key: 123", 4, "123"},   {"Key: 123", 1, ""},
   };
-  for (const auto& row : rows) {
+  for (const auto& [text, size, expected] : rows) {
     std::array<char, 8> value;
     value.fill('#');
-    AppManager::extractValue(row.text, "Key:", value.data(), row.size);
-    EXPECT_STREQ(value.data(), row.value) << row.name;
+    AppManager::extractValue(text, "Key:", value.data(), size);
+    EXPECT_STREQ(value.data(), expected) << text;
   }
-}
-
-// A process that ends with 0 once it is sent the signal with that value.
-pid_t childThatExpects(int value) {
-  constexpr int eventSignal = 45;
-  sigset_t wanted;
-  ::sigemptyset(&wanted);
-  ::sigaddset(&wanted, eventSignal);
-  ::sigprocmask(SIG_BLOCK, &wanted, nullptr);  // for the child, which inherits it
-  const pid_t child = ::fork();
-  if (child != 0) {
-    ::sigprocmask(SIG_UNBLOCK, &wanted, nullptr);
-    return child;
-  }
-  const timespec limit{.tv_sec = 20, .tv_nsec = 0};
-  siginfo_t received{};
-  const int signal = ::sigtimedwait(&wanted, &received, &limit);
-  ::_exit(signal == eventSignal && received.si_value.sival_int == value ? 0 : 1);
-}
-
-TEST(Propagate, ARealProcessReceivesTheSignalWithTheToken) {
-  const pid_t child = childThatExpects(strings::tGSlogMigrationMc3);
-  framework::Config::setConfig({});  // on the real machine: no lists, so no script is written
-  const AppManager manager("AppManager");
-  const auto portal = ApplicationService::registerPortal("sfcbd", child);
-  manager.propagateServiceEvent(strings::tGSsfcbd, strings::tGSlogMigrationMc3);
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  ApplicationService::unregisterPortal("sfcbd", portal);
 }
 
 }  // namespace
