@@ -62,10 +62,7 @@ class Mcsh : public test::ConsoleServing {
 };
 
 TEST_F(Mcsh, RunsOneCommandWithItsWordsUntouched) {
-  const struct {
-    const char* arguments;
-    Ended ended;
-  } rows[] = {
+  const std::pair<const char*, Ended> rows[] = {
       {"memory output", {0, ""}},
       {"memory output 'a  b' --socket '' -h 'c\"d\\e' 'f\\g'",
        {0, "[a  b][--socket][][-h][c\"d\\e][f\\g]"}},
@@ -76,30 +73,20 @@ TEST_F(Mcsh, RunsOneCommandWithItsWordsUntouched) {
       {"memory output \"$(printf '\\302\\233')\"",
        {2, "mcsh: a command is UTF-8 without control characters\n"}},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(runHere(row.arguments), row.ended) << row.arguments;
-  }
+  for (const auto& [arguments, ended] : rows) EXPECT_EQ(runHere(arguments), ended) << arguments;
 }
 
 TEST_F(Mcsh, RunsTheLinesOfItsInputUpToTheFirstThatFails) {
-  const struct {
-    const char* name;
-    const char* input;
-    Ended ended;
-  } rows[] = {
-      {"empty", "", {0, ""}},
-      {"in order", "memory output a\nmemory output \"b c\"\n", {0, "[a][b c]"}},
-      {"blank lines and comments", "\n  \n# memory reset\n\t# x\n memory output a \n", {0, "[a]"}},
-      {"last line without its end", "memory output a\nmemory output b", {0, "[a][b]"}},
-      {"failure", "memory output a\nmemory reset\nmemory output b\n", {1, "[a]fai???led\n"}},
-      {"malformed",
-       "memory output \"a\nmemory output b\n",
-       {1, "unterminated quote at column 15\n"}},
-      {"exit", "memory output a\nexit\nmemory output b\n", {0, "[a]"}},
+  const std::pair<const char*, Ended> rows[] = {
+      {"", {0, ""}},
+      {"memory output a\nmemory output \"b c\"\n", {0, "[a][b c]"}},
+      {"\n  \n# memory reset\n\t# x\n memory output a \n", {0, "[a]"}},
+      {"memory output a\nmemory output b", {0, "[a][b]"}},
+      {"memory output a\nmemory reset\nmemory output b\n", {1, "[a]fai???led\n"}},
+      {"memory output \"a\nmemory output b\n", {1, "unterminated quote at column 15\n"}},
+      {"memory output a\nexit\nmemory output b\n", {0, "[a]"}},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(runHere("", row.input), row.ended) << row.name;
-  }
+  for (const auto& [input, ended] : rows) EXPECT_EQ(runHere("", input), ended) << input;
 }
 
 TEST_F(Mcsh, TellsWrongCallsAndMissingConsoles) {
@@ -218,14 +205,25 @@ class Terminal {
   std::string m_shown;
 };
 
-TEST_F(Mcsh, PromptsOnATerminalWithCompletionAndHistory) {
+TEST_F(Mcsh, PromptsWithCompletionAndAHistoryWithoutLinesThatMayHoldASecret) {
   Terminal terminal(m_path);
   terminal.type("", "mc> ");
   terminal.type("mem\tou\t\"a b\"\n", "[a b]\r\n");
   terminal.type("memory reset\n", "led\r\n");
   terminal.type("\x10\x10\n", "[a b]\r\n");
   terminal.type("", "mc> ");
-  terminal.type("ex\t\n", "\n");
+  for (const char* line :
+       {"sysinfo set K hush", "user add bob K=hush", "user ad bob K=hush", "memory reset \"hush"}) {
+    terminal.type(std::string(line) + "\n", "\nmc> ");
+  }
+  terminal.type("\x10\n", "[a b]\r\n");
+  terminal.type("", "mc> ");
+  terminal.type("sysinfo set\n", "\nmc> ");
+  terminal.type("\x10", "sysinfo set");
+  terminal.type(
+      "\x15"
+      "ex\t\n",
+      "\n");
   EXPECT_EQ(terminal.exitStatus(), 0);
 }
 
@@ -250,32 +248,12 @@ TEST_F(Mcsh, AsksForSecretsWithoutEcho) {
   EXPECT_EQ(terminal.exitStatus(), 0);
 }
 
-TEST_F(Mcsh, KeepsNoLineInTheHistoryThatMayHoldASecret) {
+TEST_F(Mcsh, ALostHostIsToldAtThePrompt) {
   Terminal terminal(m_path);
   terminal.type("", "mc> ");
-  terminal.type("memory output kept\n", "[kept]");
-  terminal.type("", "\nmc> ");
-  for (const char* line :
-       {"sysinfo set K hush", "user add bob K=hush", "user ad bob K=hush", "memory reset \"hush"}) {
-    terminal.type(std::string(line) + "\n", "\nmc> ");
-  }
-  terminal.type("\x10\n", "[kept]");
-  terminal.type("sysinfo set\n", "\nmc> ");
-  terminal.type("\x10", "sysinfo set");
-}
-
-TEST_F(Mcsh, EndOfInputEndsThePromptAndALostHostIsTold) {
-  Terminal first(m_path);
-  first.type("", "mc> ");
-  // Completed, so the terminal is in the mode in which an end of input is a key like any other.
-  first.type("serv\t", "ices");
-  first.type("\x15\x04", "\n");
-  EXPECT_EQ(first.exitStatus(), 0);
-  Terminal second(m_path);
-  second.type("", "mc> ");
   m_server.stop();
-  second.type("help\n", "the host closed the connection");
-  EXPECT_EQ(second.exitStatus(), 2);
+  terminal.type("help\n", "the host closed the connection");
+  EXPECT_EQ(terminal.exitStatus(), 2);
 }
 
 }  // namespace
