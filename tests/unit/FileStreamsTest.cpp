@@ -17,13 +17,11 @@
 namespace utility {
 namespace {
 
-class FileStreams : public testing::Test {
- protected:
+struct FileStreams : testing::Test {
   std::string file(const char* name, const std::string& content) const {
     files.write(name, content);
     return files.path(name);
   }
-
   const test::Temporary files;
 };
 
@@ -39,15 +37,11 @@ TEST_F(FileStreams, AppendKeepsTheContentAndReplaceDropsIt) {
   EXPECT_EQ(files.read("out"), "old abc");
   EXPECT_TRUE(FileOutputStream(place.c_str(), false, 0666).SendOutputStream("new", 3));
   EXPECT_EQ(files.read("out"), "new");
-}
-
-TEST_F(FileStreams, ANewFileHasItsModeLessTheUmask) {
   const mode_t previous = ::umask(022);
   EXPECT_TRUE(FileOutputStream(files.path("script").c_str(), false, 0777).isOutputStreamGood());
   ::umask(previous);
-  struct stat status {};
-  ASSERT_EQ(::stat(files.path("script").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, mode_t{0755});
+  EXPECT_EQ(std::filesystem::status(files.path("script")).permissions(),
+            std::filesystem::perms(0755));
 }
 
 TEST_F(FileStreams, AFailedOpenKeepsItsErrorAndAFailedWriteIsFlagged) {
@@ -69,10 +63,10 @@ TEST_F(FileStreams, AFailedOpenKeepsItsErrorAndAFailedWriteIsFlagged) {
   for (const auto& row : rows) {
     FileOutputStream stream(row.path.c_str(), false, 0666, row.existing);
     EXPECT_EQ(stream.getErrno(), row.error) << row.path;
-    EXPECT_EQ(stream.isOutputStreamOpen(), row.error == 0) << row.path;
-    EXPECT_EQ(stream.isOutputStreamInError(), row.error != 0) << row.path;
-    EXPECT_EQ(stream.StartOutputStream(), row.error == 0) << row.path;
-    EXPECT_EQ(stream.SendOutputStream("a", 1), row.error == 0) << row.path;
+    for (const bool good : {stream.isOutputStreamOpen(), !stream.isOutputStreamInError(),
+                            stream.StartOutputStream(), stream.SendOutputStream("a", 1)}) {
+      EXPECT_EQ(good, row.error == 0) << row.path;
+    }
   }
 
   FileOutputStream small(file("out", "old\n").c_str(), true, 0666);
@@ -150,17 +144,13 @@ TEST(VirtualPutStream, ForwardsAllInOrderAndKeepsLessThanItsLevel) {
   }
 }
 
-TEST(VirtualPutStream, EndsARunThatHasUnsentContentWhenItIsDestroyed) {
+TEST(VirtualPutStream, EndsARunThatHasUnsentContentAndIsInErrorOnceRefusedUntilStartedAgain) {
   Recorder target;
   { VirtualPutStream(target, 8, 5).PutS("abcde"); }
   EXPECT_FALSE(target.m_ended);
   { VirtualPutStream(target, 8, 5).PutS("fg"); }
   EXPECT_TRUE(target.m_ended);
   EXPECT_EQ(target.m_text, "abcdefg");
-}
-
-TEST(VirtualPutStream, IsInErrorOnceRefusedUntilStartedAgain) {
-  Recorder target;
   VirtualPutStream stream(target, 8, 5);
   EXPECT_TRUE(stream.SendOutputStream("abcde", 5));
   target.m_refuses = true;
@@ -168,12 +158,9 @@ TEST(VirtualPutStream, IsInErrorOnceRefusedUntilStartedAgain) {
   EXPECT_TRUE(stream.isOutputStreamInError());
   EXPECT_FALSE(stream.StartOutputStream());
   EXPECT_TRUE(stream.isOutputStreamGood());
-}
-
-TEST(VirtualPutStream, ItsDestructorSwallowsWhatTheTargetThrows) {
   char array[2];
   PutStream tooSmall(array, sizeof array);
-  VirtualPutStream(tooSmall, 8, 5).PutS("ab");
+  VirtualPutStream(tooSmall, 8, 5).PutS("ab");  // its destructor swallows what the target throws
   EXPECT_STREQ(array, "a");
 }
 

@@ -165,13 +165,6 @@ TEST(BufferStream, DoesAsATextWithABoundOverRandomHistories) {
 
 TEST(PutStream, PutsNothingWithoutATextOrAnArray) {
   char array[16] = "#";
-  BufferStream stream(array, sizeof array, false);
-  stream.PutF("x%lc", wint_t{0x110000});
-  stream.PutS(nullptr);
-  stream.PutB("a", -1);
-  stream.Indent(-1);
-  EXPECT_EQ(stream.ReadAvailable(), 0);
-  array[0] = '#';
   for (const auto& [place, size] : {std::pair{static_cast<char*>(nullptr), 32}, {array, 0}}) {
     BufferStream none(place, size, true);
     none.PutS("dropped");
@@ -180,6 +173,12 @@ TEST(PutStream, PutsNothingWithoutATextOrAnArray) {
     EXPECT_EQ(none.WriteRemaining(), 0);
   }
   EXPECT_STREQ(array, "#");
+  BufferStream stream(array, sizeof array, false);
+  stream.PutF("x%lc", wint_t{0x110000});
+  stream.PutS(nullptr);
+  stream.PutB("a", -1);
+  stream.Indent(-1);
+  EXPECT_EQ(stream.ReadAvailable(), 0);
 }
 
 TEST(Streams, PuttingTextAllocatesNothing) {

@@ -46,9 +46,6 @@ TEST(Survey, ShowsWhatEachRecordClaimsAndWarnsOfWhatIsAmiss) {
                           "broken: no running process matches",
                           "process 70 (web) matches all, web; the first of them gets it",
                       }));
-}
-
-TEST(Survey, HasNothingToSayWithoutAList) {
   EXPECT_EQ(test::printed([](auto& stream) {
               EXPECT_TRUE(framework::RunningCheck::of("AppManager")({}, "Other", stream).empty());
             }),
