@@ -4,19 +4,17 @@
 #include <array>
 #include <cstring>
 #include <future>
+#include <random>
 
 #include "host/base/fw_Container.h"
 #include "host/base/st_StringRepository.h"
 #include "host/console/fw_ConsoleHold.h"
 #include "host/console/fw_HostCommands.h"
-#include "host/service/ap_ApplicationService.h"
-#include "host/service/fw_LockManager.h"
 #include "support/ConsoleSetting.h"
 
 namespace framework {
 namespace {
 
-using services::app::ApplicationService;
 using test::Peer;
 
 constexpr strings::stringtoken echoPath[] = {strings::token<"output">};
@@ -47,52 +45,37 @@ class ConsoleServing : public test::ConsoleServing {
   }
 };
 
-TEST_F(ConsoleServing, AnswersSeveralClientsAtOnce) {
-  std::array<std::future<int>, 8> good;
-  for (std::size_t client = 0; client < good.size(); ++client) {
-    good[client] = std::async(std::launch::async, [this, client] {
-      Peer peer(m_path);
-      int count = 0;
-      for (int i = 0; i < 50; ++i) {
-        const std::string text = std::to_string(client) + "/" + std::to_string(i);
-        if (peer.ask("output " + text) == "0 " + text + "\n") ++count;
+// Several clients at once, each with lines that come in pieces or together.
+TEST_F(ConsoleServing, LinesAreAnsweredInOrderOrRefusedForTheirLength) {
+  const auto play = [this](unsigned int seed) {
+    std::minstd_rand random(seed);
+    std::string lines;
+    std::vector<std::string> replies;
+    for (const std::size_t most = 30 + 5 * seed; replies.size() < 100;) {
+      const std::size_t lengths[] = {0, 1, most, 4096 - 7, 4097 - 7, 70000};
+      const std::string word(lengths[random() % std::size(lengths)], char('a' + random() % 26));
+      lines += word.empty() ? "\n" : "output " + word + "\n";
+      replies.push_back(word.size() <= 4096 - 7
+                            ? "0 " + word + (word.empty() ? "" : "\n")
+                            : "13 a line may have 4096 bytes; this one was skipped\n");
+    }
+    Peer peer(m_path);
+    const auto sender = std::async(std::launch::async, [&] {
+      for (std::size_t at = 0, size = 0; at < lines.size(); at += size) {
+        size = 1 + random() % (random() % 2 == 0 ? 20 : 9000);
+        peer.send(lines.substr(at, size));
       }
-      return count;
     });
-  }
-  for (auto& count : good) EXPECT_EQ(count.get(), 50);
-}
-
-TEST_F(ConsoleServing, LinesThatComeInPiecesOrTogetherAreAnsweredInOrder) {
-  Peer peer(m_path);
-  peer.send("output a\n\n\nnonsense\nout");
-  EXPECT_EQ(peer.reply(), "0 a\n");
-  EXPECT_EQ(peer.reply(), "0 ");
-  EXPECT_EQ(peer.reply(), "0 ");
-  EXPECT_EQ(peer.reply(), "1 unknown command: nonsense; try help\n");
-  peer.send("put b\n");
-  EXPECT_EQ(peer.reply(), "0 b\n");
-}
-
-TEST_F(ConsoleServing, LongLinesAreRefusedAndTheSessionGoesOn) {
-  const std::string refusal = "13 a line may have 4096 bytes; this one was skipped\n";
-  const struct {
-    const char* name;
-    std::size_t length;
-    bool refused;
-  } rows[] = {{"at the limit", 4096, false}, {"one more", 4097, true}, {"long", 1 << 20, true}};
-  Peer peer(m_path);
-  for (const auto& row : rows) {
-    const std::string word(row.length - std::strlen("output "), 'w');
-    EXPECT_EQ(peer.ask("output " + word), row.refused ? refusal : "0 " + word + "\n") << row.name;
-    EXPECT_EQ(peer.ask("output after"), "0 after\n") << row.name;
-  }
+    for (const std::string& reply : replies) EXPECT_EQ(peer.reply(), reply);
+    EXPECT_EQ(peer.ask("nonsense"), "1 unknown command: nonsense; try help\n");
+  };
+  std::array<std::jthread, 8> clients;
+  for (unsigned int i = 0; i < 8; ++i) clients[i] = std::jthread(play, i + 1);
 }
 
 TEST_F(ConsoleServing, LineWithoutEndIsCutOff) {
   Peer peer(m_path);
-  const std::string chunk(65536, 'x');
-  while (peer.send(chunk)) continue;  // until the server has closed
+  while (peer.send(std::string(65536, 'x'))) continue;  // until the server has closed
   EXPECT_EQ(peer.reply(), "closed");
 }
 
@@ -183,57 +166,46 @@ TEST_F(ConsoleServing, DisabledConsoleLetsTheLocalRootEnableItAndNothingElse) {
 }
 
 TEST_F(ConsoleServing, WhatAClientHoldsIsItsProcesssAndGoesWithItsConnection) {
-  const auto current = [] { return Container::getConsole()->getCurrentService(); };
-  const std::string self = std::to_string(::getpid());
   Peer peer(m_path);
   for (const char* line : {"lock take flash", "portal register sfcbd", "console hold"}) {
     EXPECT_TRUE(peer.ask(line).starts_with("0 ")) << line;
   }
-  EXPECT_EQ(Peer(m_path).ask("lock list"), "0 NAME   PID\nflash  " + self + "\n");
-  EXPECT_EQ(ApplicationService::LookupPortalPrefix(strings::token<"sfcbd">)->getPID(), ::getpid());
-  ASSERT_NE(current(), nullptr);
-  EXPECT_EQ(current()->ServiceName(), strings::tGSConsoleHold);
+  const auto rest = [this] {
+    const auto* service = Container::getConsole()->getCurrentService();
+    return test::ask(m_shell, "lock list") + test::ask(m_shell, "portal list") +
+           strings::StringRepository::toString(service == nullptr ? 0 : service->ServiceName());
+  };
+  const std::string self = std::to_string(::getpid());
+  EXPECT_EQ(rest(), "0 NAME   PID\nflash  " + self + "\n0 NAME   PID\nsfcbd  " + self + "\n" +
+                        strings::StringRepository::toString(strings::tGSConsoleHold));
   peer.close();
-  EXPECT_TRUE(test::eventually([&] {
-    return LockManager::getInstance()->list().empty() &&
-           ApplicationService::listPortals().empty() && current() == nullptr;
-  }));
+  EXPECT_TRUE(test::eventually([&] { return rest() == "0 NAME  PID\n0 NAME  PID\n"; }));
 }
 
 TEST(ConsoleServer, ServesItsOwnUserAndRoot) {
-  const char* foreign = "the console is for the host's own user\n";
-  const char* disabled = disabledText;
+  const std::string foreign = "the console is for the host's own user\n";
   const std::string enabling = "interface up Debug";
   const struct {
-    const char* name;
-    uid_t peer;
-    uid_t host;
-    bool enabled;
-    const char* line;
-    const char* refusal;      // of the client
-    const char* lineRefusal;  // of its line
+    uid_t peer, host;
+    std::string enabled, disabled, enables;  // the refusal of a line in each case
   } rows[] = {
-      {"own user", 5, 5, true, "services", "", ""},
-      {"root", 0, 5, true, "services", "", ""},
-      {"other user", 6, 5, true, "services", foreign, foreign},
-      {"other of root's", 5, 0, true, "services", foreign, foreign},
-      {"own user, disabled", 5, 5, false, "interface up Debug", disabled, disabled},
-      {"other user, disabled", 6, 5, false, "interface up Debug", foreign, foreign},
-      {"root, disabled", 0, 5, false, "services", "", disabled},
-      {"root's own, disabled", 0, 0, false, "services", "", disabled},
-      {"enabling", 0, 5, false, "interface up Debug", "", ""},
-      {"root's own enabling", 0, 0, false, " interface  up \"Debug\" ", "", ""},
-      {"another one", 0, 0, false, "interface up Http", "", disabled},
-      {"one word more", 0, 0, false, "interface up Debug Http", "", disabled},
-      {"other case", 0, 0, false, "interface up debug", "", disabled},
-      {"malformed", 0, 0, false, "interface up \"Debug", "", disabled},
+      {5, 5, "", disabledText, disabledText}, {0, 5, "", disabledText, ""},
+      {6, 5, foreign, foreign, foreign},      {5, 0, foreign, foreign, foreign},
+      {0, 0, "", disabledText, ""},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(ConsoleServer::refusalOf(row.peer, row.host, row.enabled, enabling), row.refusal)
-        << row.name;
-    EXPECT_EQ(ConsoleServer::refusalOf(row.peer, row.host, row.enabled, enabling, row.line),
-              row.lineRefusal)
-        << row.name;
+  for (const auto& [peer, host, enabled, disabled, enables] : rows) {
+    SCOPED_TRACE(testing::Message() << peer << " of " << host);
+    const auto refusalOf = [&, peer = peer, host = host](bool isEnabled, const auto&... line) {
+      return ConsoleServer::refusalOf(peer, host, isEnabled, enabling, line...);
+    };
+    EXPECT_EQ(refusalOf(true), enabled);
+    EXPECT_EQ(refusalOf(false), enables) << "as a client, if it may do anything";
+    EXPECT_EQ(refusalOf(false, std::string(" interface  up \"Debug\" ")), enables);
+    for (const std::string line : {"services", "interface up Http", "interface up Debug Http",
+                                   "interface up debug", "interface up \"Debug"}) {
+      EXPECT_EQ(refusalOf(true, line), enabled) << line;
+      EXPECT_EQ(refusalOf(false, line), disabled) << line;
+    }
   }
   EXPECT_EQ(ConsoleServer::refusalOf(0, 0, false, "", ""), "the console is disabled\n");
 }
@@ -248,13 +220,14 @@ TEST_F(ConsoleServing, SocketIsItsOwnersAlone) {
   EXPECT_EQ(m_server.listen(m_path), "");
   m_server.start();
   ::umask(before);
-  struct stat status {};
-  ASSERT_EQ(::stat(m_path.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode, S_IFSOCK | 0600U);
-  ASSERT_EQ(::stat((m_path + ".lock").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode, S_IFREG | 0600U);
-  ASSERT_EQ(::stat(m_files.path("run").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode, S_IFDIR | 0700U);
+  const std::pair<std::string, mode_t> rows[] = {{m_path, S_IFSOCK | 0600U},
+                                                 {m_path + ".lock", S_IFREG | 0600U},
+                                                 {m_files.path("run"), S_IFDIR | 0700U}};
+  for (const auto& [path, mode] : rows) {
+    struct stat status {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, mode) << path;
+  }
 }
 
 TEST_F(ConsoleServing, PathThatIsTakenIsLeftAlone) {
@@ -289,24 +262,17 @@ TEST_F(ConsoleServing, HasOneHostAndAnotherWaitsForAStoppingOnesEnd) {
   EXPECT_EQ(pauses, 3);
 }
 
-TEST_F(ConsoleServing, RemovesItsOwnSocketAlone) {
+TEST_F(ConsoleServing, RemovesItsOwnSocketAloneAndReplacesOneThatNobodyAnswersOn) {
   std::filesystem::remove(m_path);
-  ConsoleServer second(m_shell);
-  EXPECT_EQ(second.listen(m_path), "");
-  m_server.stop();
-  EXPECT_TRUE(std::filesystem::exists(m_path));
-  second.stop();
-  EXPECT_FALSE(std::filesystem::exists(m_path));
-}
-
-TEST_F(ConsoleServing, SocketThatNobodyAnswersOnIsReplaced) {
-  m_server.stop();
   std::string error;
   EXPECT_TRUE(listenAt(m_path, error).isOpen()) << error;  // closed at once, its file stays
+  m_server.stop();
   EXPECT_TRUE(std::filesystem::exists(m_path));
-  EXPECT_EQ(m_server.listen(m_path), "");
+  ASSERT_EQ(m_server.listen(m_path), "");
   m_server.start();
   EXPECT_EQ(Peer(m_path).ask("output a"), "0 a\n");
+  m_server.stop();
+  EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
 }  // namespace

@@ -22,46 +22,32 @@ namespace {
 
 using test::SimulatedController;
 
-// Records in table order, each "NAME" or "NAME/PATTERN".
-template <typename Taker>
-std::vector<std::unique_ptr<Process>> recordsOf(const std::vector<std::string>& entries,
-                                                Taker& taker) {
-  std::vector<std::unique_ptr<Process>> records;
-  for (const std::string& entry : entries) {
-    const std::size_t slash = entry.find('/');
-    const bool named = slash == std::string::npos;
-    records.push_back(std::make_unique<Process>(strings::GS.toToken(entry.substr(0, slash).c_str()),
-                                                false,
-                                                named ? nullptr : entry.c_str() + slash + 1));
-    taker.add(*records.back());
-  }
-  return records;
+// A record of a daemon "web", or of what the pattern matches, taken in by the scan.
+std::unique_ptr<Process> recordOf(ProcessScan& scan, const char* pattern = nullptr) {
+  auto record = std::make_unique<Process>(strings::GS.toToken("web"), false, pattern);
+  scan.add(*record);
+  return record;
 }
 
-TEST(Matcher, MatchesTheWholeNameOrThePattern) {
+TEST(Matcher, MatchesTheWholeNameOrThePatternByteForByte) {
   const struct {
-    const char* name;
     const char* pattern;  // null: by name
     const char* baseName;
     const char* commandLine;
     bool expected;
   } rows[] = {
-      {"other case", nullptr, "Web", "Web", false},
-      {"kernel thread", nullptr, "", "", false},
-      {"over arguments", "sh .*/web --port [0-9]+$", "sh", "/bin/sh /app/web --port 80", true},
-      {"pattern, not base name", "^other$", "web", "/app/bin/web", false},
-      {"empty pattern matches all", "", "anything", "anything", true},
+      {nullptr, "Web", "Web", false},
+      {nullptr, "", "", false},  // a kernel thread
+      {"sh .*/web --port [0-9]+$", "sh", "/bin/sh /app/web --port 80", true},
+      {"^other$", "web", "/app/bin/web", false},
+      {"", "anything", "anything", true},
+      {"^..$", "", "\xc3\xa4", true},
   };
+  ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
   for (const auto& row : rows) {
     const Process process(strings::GS.toToken("web"), false, row.pattern);
-    EXPECT_EQ(process.match(row.baseName, row.commandLine), row.expected) << row.name;
+    EXPECT_EQ(process.match(row.baseName, row.commandLine), row.expected) << row.commandLine;
   }
-}
-
-TEST(Matcher, MatchesByteForByteUnderAnyLocale) {
-  ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
-  const Process process(strings::GS.toToken("web"), false, "^..$");
-  EXPECT_TRUE(process.match("", "\xc3\xa4"));
   std::setlocale(LC_ALL, "C");
 }
 
@@ -109,22 +95,22 @@ TEST(Scan, AnswersTheSameWhenDescriptorsRunShort) {
       controller.addProcess(pid, pid % 20 == 0 ? "/bin/web" : "/bin/other");
     }
     ProcessScan scan;
-    const auto records = recordsOf({"web"}, scan);
+    const auto record = recordOf(scan);
     const test::Limit limit(RLIMIT_NOFILE, row.limit);
     const auto kept = [&] { return openFrom(row.share, static_cast<int>(row.limit)); };
-    EXPECT_EQ(scanned(scan, *records[0]), "100,120,140");
+    EXPECT_EQ(scanned(scan, *record), "100,120,140");
     std::array<char, 7> room;
-    EXPECT_STREQ(records[0]->getInstanceInfo(room.data(), room.size()), "100") << "whole pids";
+    EXPECT_STREQ(record->getInstanceInfo(room.data(), room.size()), "100") << "whole pids";
     EXPECT_EQ(kept(), row.kept[0]);
     const int before = openFrom(0, row.share);  // the host itself opens some at its first work
     controller.addProcess(101, "/bin/web -x");  // an exec
     controller.addProcess(140, "/bin/else");
     controller.addProcess(99, "/bin/web");
-    EXPECT_EQ(scanned(scan, *records[0]), "100,120,99,101") << "in the order of their finding";
+    EXPECT_EQ(scanned(scan, *record), "100,120,99,101") << "in the order of their finding";
     EXPECT_EQ(kept(), row.kept[1]);
     for (int pid = 100; pid < 140; ++pid) controller.removeProcess(pid);
     controller.addProcess(159, "/bin/web");
-    EXPECT_EQ(scanned(scan, *records[0]), "99,159");
+    EXPECT_EQ(scanned(scan, *record), "99,159");
     EXPECT_EQ(kept(), row.kept[2]) << "files of the dead are closed, those of the rest kept now";
     EXPECT_EQ(openFrom(0, row.share), before) << "the share is left free";
   }
@@ -162,8 +148,8 @@ void end(pid_t pid) {
 
 TEST(Scan, AKeptFileTellsAProcessFromItsSuccessorOfTheSamePid) {
   ProcessScan scan;
-  const auto records = recordsOf({"self/ScanTest"}, scan);
-  Process& record = *records[0];
+  const auto owned = recordOf(scan, "ScanTest");
+  Process& record = *owned;
   const pid_t pid = child();
   ASSERT_GT(pid, 0);
   scanned(scan, record);
