@@ -29,17 +29,7 @@ using platform::Outcome;
 
 constexpr std::int64_t second = 1000000;
 
-// What a command came to.
-struct Ended {
-  Outcome outcome;
-  int status;
-  std::string output;
-  bool operator==(const Ended&) const = default;
-  friend void PrintTo(const Ended& ended, std::ostream* stream) {
-    *stream << "outcome " << int(ended.outcome) << ", status " << ended.status << ", "
-            << testing::PrintToString(ended.output);
-  }
-};
+using Ended = std::tuple<Outcome, int, std::string>;  // with the exit status and the output
 
 Ended run(platform::Platform& machine, const std::string& line, std::int64_t limit = 60 * second,
           framework::InputStream* input = nullptr, unsigned int room = 512) {
@@ -138,7 +128,8 @@ TEST_F(Linux, ACommandFindsACleanProcess) {
       {"(trap - TERM; kill -TERM $$); echo survived", ""},
       {"read -r p c s pp g sid rest </proc/$$/stat; [ $g-$sid = $$-$$ ] && echo own", "own\n"},
   };
-  for (const auto& [line, output] : rows) EXPECT_EQ(run(machine, line).output, output) << line;
+  for (const auto& [line, output] : rows)
+    EXPECT_EQ(std::get<std::string>(run(machine, line)), output) << line;
 }
 
 TEST_F(Linux, ACommandKeepsTheDescriptorLimitOfTheStart) {
@@ -177,24 +168,24 @@ TEST_F(Linux, PastTheLimitTheWholeGroupIsKilled) {
         line.substr(0, said) + ": >" + files.path("said") + line.substr(said + 4);
     return run(machine, whole, second / 50, nullptr, room);
   };
-  const Ended ended = runUntilSaid("sleep 1000 & echo $!; SAID; wait", 512);
-  EXPECT_EQ(ended.outcome, Outcome::TimedOut);
-  EXPECT_EQ(ended.status, 128 + SIGKILL);
-  EXPECT_EQ(statusOfOrphan(std::stoi(ended.output)), SIGKILL);
+  const auto [outcome, status, output] = runUntilSaid("sleep 1000 & echo $!; SAID; wait", 512);
+  EXPECT_EQ(outcome, Outcome::TimedOut);
+  EXPECT_EQ(status, 128 + SIGKILL);
+  EXPECT_EQ(statusOfOrphan(std::stoi(output)), SIGKILL);
   EXPECT_EQ(runUntilSaid("echo y; echo y; SAID; yes & yes & yes", 4),
             (Ended{Outcome::TimedOut, 128 + SIGKILL, "y\ny"}));
 }
 
 TEST_F(Linux, GrandchildrenThatHoldThePipeDelayNobody) {
-  const Ended ended = run(machine, "sleep 1000 & echo $!");
-  EXPECT_EQ(ended.outcome, Outcome::Exited);
-  const int pid = std::stoi(ended.output);
+  const auto [outcome, status, output] = run(machine, "sleep 1000 & echo $!");
+  EXPECT_EQ(outcome, Outcome::Exited);
+  const int pid = std::stoi(output);
   EXPECT_TRUE(isThere(pid));
   ::kill(pid, SIGTERM);
   statusOfOrphan(pid);
   EXPECT_EQ(machine.queueSignal(pid, 45, 7), -1);
   EXPECT_EQ(errno, ESRCH);
-  EXPECT_EQ(run(machine, "yes & yes & yes & exit 6").status, 6);  // they end with the pipe
+  EXPECT_EQ(std::get<int>(run(machine, "yes & yes & yes & exit 6")), 6);  // they end with the pipe
 }
 
 TEST_F(Linux, AbortEndsTheRunningCommandAndTheLaterOnes) {
@@ -203,8 +194,8 @@ TEST_F(Linux, AbortEndsTheRunningCommandAndTheLaterOnes) {
     machine.abortCommands();
   });
   const std::string line = "touch " + files.path("runs") + "; sleep 1000";
-  EXPECT_EQ(run(machine, line).outcome, Outcome::Aborted);
-  EXPECT_EQ(run(machine, "sleep 1000").outcome, Outcome::Aborted);
+  EXPECT_EQ(std::get<Outcome>(run(machine, line)), Outcome::Aborted);
+  EXPECT_EQ(std::get<Outcome>(run(machine, "sleep 1000")), Outcome::Aborted);
 }
 
 // Each is reaped, and what it holds is let go of at its end and not before.
@@ -329,7 +320,7 @@ TEST_F(Queues, WhatHasNotBegunAtTheEndOfTheProcessBeginsInOrderAllTheSame) {
 
 TEST_F(Linux, CommandsOfSeveralThreadsKeepApartAndLeaveNoDescriptor) {
   const auto runBoth = [this](const std::string& text) {
-    EXPECT_EQ(run(machine, "echo " + text).output, text + "\n");
+    EXPECT_EQ(std::get<std::string>(run(machine, "echo " + text)), text + "\n");
     machine.run({.line = "exit 0", .detached = true});
   };
   const auto atFirst = test::countOf("/proc/self/fd");

@@ -10,6 +10,7 @@
 
 #include "host/base/fw_Entity.h"
 #include "host/log/fw_Logger.h"
+#include "support/Kept.h"
 #include "support/LogCapture.h"
 #include "support/Temporary.h"
 
@@ -87,23 +88,18 @@ TEST_F(Logging, TheFirstTakerIsGivenTheLinesSinceTheStartOnce) {
 // Keeps the lines' texts; while it is held, it lets the one that it is given wait.
 class HeldTaker : public test::LogCapture {
  public:
+  ~HeldTaker() override { release(); }
   void takeLine(int /*type*/, const char* line, std::size_t size) override {
     const std::string all(line, size - 1);
-    {
-      const std::lock_guard lock(m_mutex);
-      m_texts.push_back(all.substr(all.find("host: ") + 6));
-    }
+    texts.add(all.substr(all.find("host: ") + 6));
     held.wait(true);
   }
-  std::vector<std::string> texts() const {
-    const std::lock_guard lock(m_mutex);
-    return m_texts;
+  void release() {
+    held = false;
+    held.notify_all();
   }
+  test::Kept<std::string> texts;
   std::atomic<bool> held = false;
-
- private:
-  mutable std::mutex m_mutex;
-  std::vector<std::string> m_texts;
 };
 
 // Beside a list of the lines: the level holds heavier numbers back, and a full queue drops the
@@ -117,7 +113,7 @@ TEST_F(Logging, DoesAsAListWithABoundOverRandomHistories) {
   HeldTaker taker;
   std::vector<std::string> expected;
   int level = LogType::Trace;
-  const auto isTaken = [&] { return taker.texts() == expected; };
+  const auto isTaken = [&] { return taker.texts.all() == expected; };
   const auto write = [&](const std::string& text, std::vector<std::string>& list) {
     const int type = int(random() % 5);
     Logger::StaticLog(type, "%s", text.c_str());
@@ -143,8 +139,7 @@ TEST_F(Logging, DoesAsAListWithABoundOverRandomHistories) {
       waiting.erase(waiting.begin(), waiting.begin() + dropped);
     }
     expected.insert(expected.end(), waiting.begin(), waiting.end());
-    taker.held = false;
-    taker.held.notify_all();
+    taker.release();
     ASSERT_TRUE(test::eventually(isTaken)) << step;
   }
 }

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <random>
 
 #include "host/base/st_StringRepository.h"
@@ -13,6 +12,7 @@
 #include "host/service/fw_EventManager.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "host/service/fw_ServiceHost.h"
+#include "support/Kept.h"
 #include "support/LogCapture.h"
 #include "support/Printed.h"
 #include "support/Temporary.h"
@@ -28,45 +28,25 @@ using strings::stringtoken;
 
 using Notes = std::vector<std::string>;
 
-// What happened, in order, as any thread noted it.
-class Diary {
- public:
-  void note(const std::string& what) {
-    const std::lock_guard lock(m_mutex);
-    m_notes.push_back(what);
-  }
-  Notes notes() const {
-    const std::lock_guard lock(m_mutex);
-    return m_notes;
-  }
-  void clear() {
-    const std::lock_guard lock(m_mutex);
-    m_notes.clear();
-  }
-
- private:
-  mutable std::mutex m_mutex;
-  Notes m_notes;
-};
-
-Diary diary;
+// What happened, of one test.
+std::unique_ptr<test::Kept<std::string>> diary;
 
 // Notes what the host does with it; its threads sleep until the shutdown.
 class Noted : public framework::ActiveService {
  public:
   explicit Noted(const char* name) : ActiveService(name) {
-    diary.note(std::string("build ") + name);
+    diary->add(std::string("build ") + name);
     setRequestedThreads(std::string(name) == "Second" ? 3 : 0);
   }
-  ~Noted() override { diary.note(std::string("destroy ") + getNameString()); }
+  ~Noted() override { diary->add(std::string("destroy ") + getNameString()); }
 
   const framework::ServiceInfo* serviceInfo() const override { return nullptr; }
   void Startup() override {
-    diary.note(std::string("start ") + getNameString());
+    diary->add(std::string("start ") + getNameString());
     if (std::string(getNameString()) == "Third") throw std::runtime_error("start trouble");
   }
   void Shutdown() override {
-    diary.note(std::string("stop ") + getNameString());
+    diary->add(std::string("stop ") + getNameString());
     ActiveService::Shutdown();
   }
   const stringtoken* eventSubscription() const override {
@@ -74,14 +54,14 @@ class Noted : public framework::ActiveService {
     return std::string(getNameString()) == "First" ? list : nullptr;
   }
   bool serviceEvent(stringtoken, const void* data) override {
-    diary.note(std::string("told ") + (data == nullptr ? "-" : static_cast<const char*>(data)));
+    diary->add(std::string("told ") + (data == nullptr ? "-" : static_cast<const char*>(data)));
     return true;
   }
   void threadDo(int index) override {
     if (index == 1) throw std::runtime_error("thread trouble");
     const std::lock_guard lock(m_waiter);
     while (!requestToShutdown()) m_waiter.wait(3600);
-    diary.note(std::string("thread of ") + getNameString());
+    diary->add(std::string("thread of ") + getNameString());
   }
 };
 
@@ -105,7 +85,7 @@ TEST(ServiceFactoryTest, ANameIsRegisteredOnce) {
 
 TEST(ServiceHostTest, RunsWhatCanBeBuiltAndStopsItInReverse) {
   const test::LogCapture log;
-  diary.clear();
+  diary = std::make_unique<test::Kept<std::string>>();
   ServiceHost& host = ServiceHost::instance();
   framework::Shell shell;
   framework::registerHostCommands(shell, [] {});
@@ -130,10 +110,10 @@ TEST(ServiceHostTest, RunsWhatCanBeBuiltAndStopsItInReverse) {
     EXPECT_EQ(test::ask(shell, std::string("event send goingDown") + text),
               "0 event goingDown sent\n");
   }
-  EXPECT_TRUE(test::eventually([] { return diary.notes().back() == "told web now  or never"; }));
+  EXPECT_TRUE(test::eventually([] { return diary->all().back() == "told web now  or never"; }));
   host.stop();
   host.destroy();
-  EXPECT_EQ(diary.notes(),
+  EXPECT_EQ(diary->all(),
             (Notes{"build First", "build Second", "build Third", "start First", "start Second",
                    "start Third", "told -", "told web", "told web now  or never", "stop Third",
                    "stop Second", "thread of Second", "thread of Second", "stop First",
@@ -164,7 +144,7 @@ struct Thing : framework::EventRecord {
     seen.second |= older.second;
     return true;
   }
-  void handled() override { diary.note("handled " + std::to_string(seen.raised)); }
+  void handled() override { diary->add("handled " + std::to_string(seen.raised)); }
 
   Seen seen;
 };
@@ -179,20 +159,14 @@ class Listener : public framework::Service {
   const framework::ServiceInfo* serviceInfo() const override { return nullptr; }
   const stringtoken* eventSubscription() const override { return m_events.data(); }
   bool serviceEvent(stringtoken event, const void* data) override {
-    {
-      const std::lock_guard lock(m_mutex);
-      const auto* text = static_cast<const char*>(data);
-      m_seen.push_back(event == recordEvent ? *static_cast<const Seen*>(data)
-                                            : Seen{-1, text ? std::stoi(text) : -1, false, 1});
-    }
+    const auto* text = static_cast<const char*>(data);
+    m_seen.add(event == recordEvent ? *static_cast<const Seen*>(data)
+                                    : Seen{-1, text ? std::stoi(text) : -1, false, 1});
     held.wait(true);
     if (event == special && data != nullptr) throw std::runtime_error("handler trouble");
     return true;
   }
-  std::vector<Seen> seen() const {
-    const std::lock_guard lock(m_mutex);
-    return m_seen;
-  }
+  std::vector<Seen> seen() const { return m_seen.all(); }
   bool waitFor(int raised) const {
     return test::eventually([&] { return !seen().empty() && seen().back().raised == raised; });
   }
@@ -205,14 +179,13 @@ class Listener : public framework::Service {
 
  private:
   std::vector<stringtoken> m_events;
-  mutable std::mutex m_mutex;
-  std::vector<Seen> m_seen;
+  test::Kept<Seen> m_seen;
 };
 
 class Events : public testing::Test {
  protected:
   Events() {
-    diary.clear();
+    diary = std::make_unique<test::Kept<std::string>>();
     events.declareRecord(recordEvent);
     events.start({&first, &second});
   }
@@ -296,7 +269,7 @@ TEST_F(Events, StopLetsTheRunningHandlerEndWithItsDataAndDropsTheRest) {
   first.release();
   stopper.join();
   EXPECT_EQ(first.seen().size(), 1U);
-  const auto notes = diary.notes();
+  const auto notes = diary->all();
   EXPECT_EQ(std::ranges::count(notes, "handled 1"), 2) << "by both";
   EXPECT_EQ(std::ranges::count(notes, "handled 3"), 1);
 }
