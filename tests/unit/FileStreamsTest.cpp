@@ -118,24 +118,16 @@ TEST(VirtualPutStream, ForwardsAllInOrderAndKeepsLessThanItsLevel) {
     const int level = int(random() % 14) - 1;
     const auto kept = size_t(std::clamp(level, 1, std::max(size, 2) - 1)) - 1;
     VirtualPutStream stream(target, size, level);
+    const auto expectAll = [&] { EXPECT_EQ(target.m_text, text); };
     for (int i = 0; i < 20; ++i) {
       const std::string words = std::string("a few words to put").substr(0, random() % 19);
       const std::function<void()> operations[] = {
           [&] { stream.PutC('c'), text += 'c'; },
           [&] { stream.PutS(words.c_str()), text += words; },
           [&] { stream.PutF("<%s>", words.c_str()), text += "<" + words + ">"; },
-          [&] {
-            stream.FlushOutputStream();
-            EXPECT_EQ(target.m_text, text);
-          },
-          [&] {
-            stream.EndOutputStream();
-            EXPECT_EQ(target.m_text, text);
-          },
-          [&] {
-            stream.StartOutputStream();
-            EXPECT_EQ(target.m_text, text);
-          },
+          [&] { stream.FlushOutputStream(), expectAll(); },
+          [&] { stream.EndOutputStream(), expectAll(); },
+          [&] { stream.StartOutputStream(), expectAll(); },
       };
       operations[random() % std::size(operations)]();
       ASSERT_TRUE(text.starts_with(target.m_text)) << target.m_text;
