@@ -17,25 +17,22 @@ using Names = std::vector<std::string>;
 
 constexpr const char* snmpdConf = "/cfg/etc/config/snmpd.conf";
 
+const Names interfaceDaemons = {"telnetd", "sshd", "ftpd", "snmpd", "sfcbd", "slpd", "activityd"};
+
 /// A controller that supervises, and mails crashes of, these daemons, at first those of all
 /// interfaces.
 class ManagedInterfaces {
  public:
-  explicit ManagedInterfaces(const Names& daemons = {"telnetd", "sshd", "ftpd", "snmpd", "sfcbd",
-                                                     "slpd", "activityd"})
-      : controller(daemons, 10) {
+  explicit ManagedInterfaces(const Names& daemons = interfaceDaemons) : controller(daemons, 10) {
     std::filesystem::create_directories(controller.machine.root() + "/cfg/etc/config");
     controller.writeFile("/cfg/do.crashmail", "");
     ::unsetenv("MC_CONFIG");
     controller.build();
   }
 
-  /// Builds the service, with these settings if any. No list: without its property.
-  void build(const std::optional<Names>& managing,
-             const std::optional<std::map<std::string, bool>>& flags) {
+  /// Builds the service over the system information. No list: without its property.
+  void build(const std::optional<Names>& managing) {
     manager.reset();
-    sysInfo.reset();
-    if (flags) sysInfo.emplace(std::map<std::string, std::string>(), *flags);
     framework::Config config;
     utility::StringArray list;
     for (const auto& name : managing.value_or(Names())) list.Append(name);
