@@ -119,44 +119,21 @@ TEST(Archive, DoesAsItsModelOverRandomHistories) {
             std::ranges::count(sent, int{strings::tGSlogMigrationMc3}));
 }
 
-// A machine where nothing can be moved to the manifest, and none is seen.
-class NoManifest : public platform::SimulatedPlatform {
- public:
-  const char* locate(const char* path, char* buffer, std::size_t size) override {
-    const bool hidden = std::string(path) == manifest;
-    return SimulatedPlatform::locate(hidden ? "/none/manifest" : path, buffer, size);
-  }
-};
-
-TEST(ArchiveFailure, KeepsTheWorkingManifestWhenItCannotBeMoved) {
-  NoManifest machine;
-  const test::LogCapture log;
-  std::filesystem::create_directories(machine.root() + directory);
-  const SysInfoSetting sysInfo({}, {{"ManagedLogsEnable", true}});
-  configure({{"archiveMigrationThreshold", 10}});
-  AppFileLogger logger("AppFileLogger", nullptr);
-  EXPECT_EQ(logger.addLogFileToArchive("/log1", directory, 11), 0);
-  EXPECT_EQ(logger.addLogFileToArchive("/log2", directory, 1), 0);
-  EXPECT_EQ(std::filesystem::file_size(machine.root() + working), 12U);
-  EXPECT_EQ(log.count("archive file moved, rc = -1"), 2) << "it is tried again";
-  EXPECT_FALSE(log.has("no supervision service to send"));
-  EXPECT_EQ(logger.addLogFileToArchive("/log3", directory, 2048000), 0);
-  EXPECT_EQ(log.count("no supervision service to send logMigrationMc3"), 1);
-}
-
-// Dies at a step, that is at one of its uses of a file; may refuse to open the log.
+// Dies at a step, that is at one of its uses of a file; may refuse to open the log, or
+// to see or fill the manifest's place.
 class MortalMachine : public platform::SimulatedPlatform {
  public:
   struct Death {};
 
   const char* locate(const char* path, char* buffer, std::size_t size) override {
     if (stepsToDeath > 0 && --stepsToDeath == 0) throw Death{};
-    const bool refused = refusesLog && std::string(path) == "/var/log/mc.log";
-    return SimulatedPlatform::locate(refused ? "/none/mc.log" : path, buffer, size);
+    const bool refused = (refusesLog && std::string(path) == "/var/log/mc.log") ||
+                         (refusesManifest && std::string(path) == manifest);
+    return SimulatedPlatform::locate(refused ? "/none/file" : path, buffer, size);
   }
 
   unsigned int stepsToDeath = 0;  // 0: none
-  bool refusesLog = false;
+  bool refusesLog = false, refusesManifest = false;
 };
 
 // A log of 100 bytes a file that keeps three, beside all that it was given and has made.
@@ -174,6 +151,7 @@ class LogHistory {
       if (m_chance.oneIn(8)) consume();
       if (m_chance.oneIn(10)) restart();
       m_machine.refusesLog = m_chance.oneIn(8);
+      m_machine.refusesManifest = m_chance.oneIn(4);
       takeLine();
       check();
     }
