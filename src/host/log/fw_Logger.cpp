@@ -201,8 +201,9 @@ Log& theLog() {
 bool Logger::start(const LogSettings& settings) {
   int descriptor = STDERR_FILENO;
   if (settings.destination != "stderr") {
-    descriptor =
-        ::open(settings.destination.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    constexpr int atOnce = O_NONBLOCK;  // a pipe that nobody reads is refused, not waited for
+    descriptor = ::open(settings.destination.c_str(),
+                        O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | atOnce, 0600);
     if (descriptor < 0) return false;
   }
   Log& log = theLog();
