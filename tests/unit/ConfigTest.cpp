@@ -121,7 +121,7 @@ TEST_F(Configuration, FaultsAreFoundWithTheirLineAndRule) {
        "error 8: Sample.inner.bird: no such property\n"
        "warning 5: Sample.words: is odd\n"
        "error 6: Sample.words: no word\nerror 6: Sample.words: no word\n"},
-      {host + "[sysinfo]\nA.MacAddress = '02:4D:43:00:00:01'\nB.MacAddress = '00:4d:43:00:00:01'\n",
+      {host + "[sysinfo]\nA.MacAddress = '02:4D:43:00:00:01'\nB.MacAddress = '02:4d:44:00:00:01'\n",
        "warning 5: sysinfo.B.MacAddress: does not begin with the controllers' prefix, 02:4d:43\n"},
       {host + "[InterfaceManager]\nmanaging = ['Http', ' Usmis ', '',\n'http']\n",
        "warning 5: InterfaceManager.managing: \"http\": an interface is one of Http, Https, "
