@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <shared_mutex>
@@ -155,23 +156,36 @@ void openListeners(services::http::HttpServer& web) {
   if (!sysInfo->getHttpsDisable()) web.enableConnections("SSLListener");
 }
 
+// A pause for each try to take what a host that is stopping still has. They end, by false, when
+// that takes longer than a stop may take, or when this one is to stop too.
+std::function<bool()> pausesFor(const std::string& what, StopControl& stop) {
+  constexpr int most = 100;
+  return [what, &stop, left = most]() mutable {
+    if (left-- == most) {
+      Logger::StaticLog(LogType::Warning, "%s: waiting for the end of the host that had it",
+                        what.c_str());
+    }
+    return left >= 0 && !stop.waitForStop(std::chrono::milliseconds(100));
+  };
+}
+
 // Makes this process the host of the console at `path`, for as long as it lives: what acts after
-// the console's end is still under its lock. A host that is stopping is waited for, longer than its
-// stop may take. The answer is empty, or why it cannot be.
+// the console's end is still under its lock. The answer is empty, or why it cannot be.
 std::string takeConsole(framework::ConsoleServer& console, const std::string& path,
                         StopControl& stop) {
-  constexpr std::chrono::milliseconds pause(100);
-  int pauses = 100;
-  const auto wait = [&] {
-    if (pauses-- == 100) {
-      Logger::StaticLog(LogType::Warning, "%s: waiting for the end of the host that had it",
-                        path.c_str());
-    }
-    return pauses >= 0 && !stop.waitForStop(pause);
-  };
   std::string failure;
-  const int lock = framework::lockBeside(path, wait, failure).release();  // never closed
+  const auto pause = pausesFor(path, stop);
+  const int lock = framework::lockBeside(path, pause, failure).release();  // never closed
   return lock < 0 ? failure : console.listen(path);
+}
+
+bool isToStop(StopControl& stop) { return stop.waitForStop(std::chrono::milliseconds(0)); }
+
+// The end of a start that could not take what is another host's: in order where it was asked for.
+int endEarly(StopControl& stop) {
+  const bool asked = isToStop(stop);
+  Logger::stop();
+  return asked ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 // Lets each service that has something to say about it look at the running processes.
@@ -250,16 +264,14 @@ int run(const Options& options) {
   framework::ConsoleServer console;  // services switch it while they are built
   // Before anything acts: a second host would stop daemons and open listeners of the first.
   if (const auto failure = takeConsole(console, file.host().console, stop); !failure.empty()) {
-    const bool stopped = stop.waitForStop(std::chrono::milliseconds(0));
-    if (!stopped) Logger::StaticLog(LogType::Error, "%s", failure.c_str());
-    Logger::stop();
-    return stopped ? EXIT_SUCCESS : EXIT_FAILURE;
+    if (!isToStop(stop)) Logger::StaticLog(LogType::Error, "%s", failure.c_str());
+    return endEarly(stop);
   }
   beginPiece("system information");
   framework::Config::setConfig(file.config());
-  if (!services::sysinfo::SysInfoManager::getManager()->open(file.config(), file.host().slot[0])) {
-    Logger::stop();
-    return EXIT_FAILURE;
+  if (!services::sysinfo::SysInfoManager::getManager()->open(
+          file.config(), file.host().slot[0], pausesFor("the system information", stop))) {
+    return endEarly(stop);
   }
   if (!file.host().midplane.empty()) {
     services::sysinfo::adoptMidplane(file.host().midplane.c_str());

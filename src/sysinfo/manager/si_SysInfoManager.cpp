@@ -21,9 +21,6 @@ using framework::LogType;
 
 namespace {
 
-// A host that is told to stop, beside which the next one starts, ends within 5 s.
-constexpr std::chrono::seconds patience(10);
-
 // A controller that was moved to the other slot keeps its own record as its own.
 void followSlot(Rows& rows, char node) {
   const auto slot = rows.find(slotPlace);
@@ -167,11 +164,12 @@ void SysInfoManager::restore() {
   m_others = othersOf(m_committed);
 }
 
-bool SysInfoManager::open(const framework::Config& config, char node) {
+bool SysInfoManager::open(const framework::Config& config, char node,
+                          const std::function<bool()>& pause) {
   framework::EventManager::instance().declareRecord(strings::tGSsysInfoChanged);
   framework::EventManager::instance().declareRecord(strings::tGSuserChanged);
   framework::EventManager::instance().declareRecord(strings::tGSuserAccessChanged);
-  m_store = std::make_unique<Store>(storePath(), firstRows(config, node), writeXml, patience);
+  m_store = std::make_unique<Store>(storePath(), firstRows(config, node), writeXml, pause);
   if (m_store->isElsewhere()) return false;
   const Rows rows = m_store->rows();
   Untold::instance().load(rows);

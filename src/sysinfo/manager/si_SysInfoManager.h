@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -45,8 +46,9 @@ class SysInfoManager {
 
   /// Opens the store "<configuration directory>/sysinfo/system.db" and takes what it holds. A new
   /// store begins with the table [sysinfo] of the configuration. False, with an error line, when
-  /// another process has the store and does not end within 10 s. Call before services are built.
-  bool open(const framework::Config& config, char node);
+  /// another process has the store and `pause` ends the waiting for it (DirectoryLock). Call before
+  /// services are built.
+  bool open(const framework::Config& config, char node, const std::function<bool()>& pause = {});
   /// Takes the table [sysinfo] alone, in memory.
   void load(const framework::Config& config, char node);
   /// Forgets the information and closes the store.

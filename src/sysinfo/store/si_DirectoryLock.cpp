@@ -6,18 +6,10 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <thread>
-
-#include "host/log/fw_Logger.h"
 
 namespace services::sysinfo {
 
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-
-constexpr milliseconds pause(20);  // between two tries
 
 bool isHeldElsewhere(int directory) {
   return ::flock(directory, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
@@ -34,19 +26,12 @@ bool isAt(const platform::Descriptor& held, const std::string& directory) {
 
 }  // namespace
 
-bool DirectoryLock::take(const std::string& directory, milliseconds patience) {
+bool DirectoryLock::take(const std::string& directory, const std::function<bool()>& pause) {
   if (isAt(m_directory, directory)) return true;
   platform::Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!opened.isOpen()) return true;
-  const auto end = steady_clock::now() + patience;
-  for (bool said = false; isHeldElsewhere(opened.get()); said = true) {
-    if (steady_clock::now() >= end) return false;
-    if (!said) {
-      framework::Logger::StaticLog(framework::LogType::Warning,
-                                   "%s is in use by another process: waiting for its end",
-                                   directory.c_str());
-    }
-    std::this_thread::sleep_for(pause);
+  while (isHeldElsewhere(opened.get())) {
+    if (!pause || !pause()) return false;
   }
   m_directory = std::move(opened);
   return true;

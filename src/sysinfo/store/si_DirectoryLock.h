@@ -1,7 +1,7 @@
 // A directory that one process alone may use.
 #pragma once
 
-#include <chrono>
+#include <functional>
 #include <string>
 
 #include "host/machine/Descriptor.h"
@@ -12,10 +12,11 @@ namespace services::sysinfo {
 /// of it stands in the directory, which may be read-only.
 class DirectoryLock {
  public:
-  /// Takes it, unless it is held already, and waits for another process that holds it for at most
-  /// `patience`. False when that one still does. Where there is no such directory, or its file
-  /// system knows no locks, the answer is true and nothing is held; the next call tries again.
-  bool take(const std::string& directory, std::chrono::milliseconds patience);
+  /// Takes it, unless it is held already. While another process has it, `pause` is called before
+  /// each further try, and ends the trying by answering false, as does an empty one; the answer is
+  /// false then. Where there is no such directory, or its file system knows no locks, it is true
+  /// and nothing is held; the next call tries again.
+  bool take(const std::string& directory, const std::function<bool()>& pause);
 
  private:
   platform::Descriptor m_directory;

@@ -82,10 +82,10 @@ std::string storePath() {
 }
 
 Store::Store(const std::string& path, const Rows& initial, Render render,
-             std::chrono::milliseconds patience)
+             const std::function<bool()>& pause)
     : m_path(path), m_render(std::move(render)), m_rows(initial) {
   const std::lock_guard lock(m_mutex);
-  if (!own(patience)) return;
+  if (!own(pause)) return;
   m_database = open();
   if (m_database == nullptr) {
     readCopy();
@@ -105,10 +105,10 @@ Store::Store(const std::string& path, const Rows& initial, Render render,
 }
 
 // False when the store is another process's.
-bool Store::own(std::chrono::milliseconds patience) {
+bool Store::own(const std::function<bool()>& pause) {
   const std::string directory = Path::located(m_path.substr(0, m_path.rfind('/')));
   ::mkdir(directory.c_str(), 0777);
-  m_isElsewhere = !m_lock.take(directory, patience);
+  m_isElsewhere = !m_lock.take(directory, pause);
   if (m_isElsewhere) {
     Logger::StaticLog(LogType::Error, "system information: %s is in use by another process",
                       m_path.c_str());
@@ -148,7 +148,7 @@ void Store::readCopy() {
 // never read may hold more than is in force, and is not written over.
 bool Store::reopen() {
   m_database.reset();
-  if (!own(std::chrono::milliseconds(0))) return false;
+  if (!own({})) return false;
   auto database = open();
   if (database == nullptr) return false;
   if (!m_known && database->state() == State::Good && database->rows() != m_rows) {

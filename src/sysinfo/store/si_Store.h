@@ -2,7 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -30,13 +29,13 @@ class Store {
   /// Renders the rows after each change, as the last step of it.
   using Render = std::function<void(const Rows& rows)>;
 
-  /// Opens the file, whose directory is made when it is missing, once no other process has it; the
-  /// store waits for that for at most `patience`. When it cannot be opened the store says so in an
+  /// Opens the file, whose directory is made when it is missing, once no other process has it;
+  /// `pause` is DirectoryLock's. When it cannot be opened the store says so in an
   /// error line and answers the rows of the good copy where there is one; each change then tries
   /// again to open it, and is refused while that fails, or for good where the file turns out to
   /// hold other rows: those are not written over.
   Store(const std::string& path, const Rows& initial, Render render,
-        std::chrono::milliseconds patience = {});
+        const std::function<bool()>& pause = {});
 
   /// Whether another process has the store, so that it must not be used.
   bool isElsewhere() const { return m_isElsewhere; }
@@ -49,7 +48,7 @@ class Store {
   bool replace(const std::vector<std::string>& scopes, const Rows& rows);
 
  private:
-  bool own(std::chrono::milliseconds patience);
+  bool own(const std::function<bool()>& pause);
   std::unique_ptr<Database> open();
   bool reopen();
   bool commit(const Rows& wanted);
