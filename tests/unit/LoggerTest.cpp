@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <climits>
 #include <random>
 #include <thread>
 
@@ -85,21 +86,29 @@ TEST_F(Logging, TheFirstTakerIsGivenTheLinesSinceTheStartOnce) {
   }
 }
 
-// Keeps the lines' texts; while it is held, it lets the one that it is given wait.
+// Keeps the lines' texts, and waits at a line "held N" until that step is released. A flag that
+// goes down and up again would not do: who sleeps on it may never see it down.
 class HeldTaker : public test::LogCapture {
  public:
-  ~HeldTaker() override { release(); }
+  ~HeldTaker() override { release(INT_MAX); }
   void takeLine(int /*type*/, const char* line, std::size_t size) override {
     const std::string all(line, size - 1);
-    texts.add(all.substr(all.find("host: ") + 6));
-    held.wait(true);
+    const std::string text = all.substr(all.find("host: ") + 6);
+    texts.add(text);
+    if (text.starts_with("held ")) waitFor(std::stoi(text.substr(5)));
   }
-  void release() {
-    held = false;
-    held.notify_all();
+  void release(int step) {
+    released = step;
+    released.notify_all();
   }
   test::Kept<std::string> texts;
-  std::atomic<bool> held = false;
+
+ private:
+  void waitFor(int step) const {
+    for (int now = released; now < step; now = released) released.wait(now);
+  }
+
+  std::atomic<int> released = -1;
 };
 
 // Beside a list of the lines: the level holds heavier numbers back, and a full queue drops the
@@ -125,7 +134,6 @@ TEST_F(Logging, DoesAsAListWithABoundOverRandomHistories) {
       start();
     }
     Logger::setLevel(level = Logger::levelOf(names[random() % 5]));
-    taker.held = true;
     for (const std::size_t before = expected.size(); expected.size() == before;) {
       write("held " + std::to_string(step), expected);
     }
@@ -139,7 +147,7 @@ TEST_F(Logging, DoesAsAListWithABoundOverRandomHistories) {
       waiting.erase(waiting.begin(), waiting.begin() + dropped);
     }
     expected.insert(expected.end(), waiting.begin(), waiting.end());
-    taker.release();
+    taker.release(step);
     ASSERT_TRUE(test::eventually(isTaken)) << step;
   }
 }
