@@ -28,7 +28,7 @@ constexpr std::string_view firmwareKeys[] = {"McVersion", "BundleVersion", "Cpld
 constexpr const char* flags[] = {"SnmpChanged", "SmisChanged"};
 
 std::string ownLetter(const Rows& rows) {
-  const auto slot = rows.find(slotPlace);
+  const auto slot = rows.find(slotKey);
   if (slot == rows.end()) throw std::runtime_error("the store does not say whose it is");
   return slot->second;
 }
@@ -64,7 +64,7 @@ void takeLine(const std::string& line, Rows& rows) {
   }
   const std::size_t second = line.find('\t', first + 1);
   if (second == std::string::npos) throw std::runtime_error("no value: " + line);
-  Place place{line.substr(0, first), line.substr(first + 1, second - first - 1)};
+  RowKey place{line.substr(0, first), line.substr(first + 1, second - first - 1)};
   if (place.scope == firmware) place.scope = ownLetter(rows);
   const std::string value = line.substr(second + 1);
   const Grammar* grammar = grammarAt(place);
@@ -90,7 +90,7 @@ void put() {
   for (const char* flag : flags) {
     if (rowsUnder(flag, before) != rowsUnder(flag, rows)) rows[{systemScope, flag}] = "true";
   }
-  if (usersOf(before) != usersOf(rows)) rows[untoldPlace] = "true";
+  if (usersOf(before) != usersOf(rows)) rows[untoldKey] = "true";
   std::vector<std::string> scopes;
   for (const auto& [place, value] : before) scopes.push_back(place.scope);
   if (!store.replace(scopes, rows)) throw std::runtime_error("the store cannot be written");

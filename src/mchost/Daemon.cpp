@@ -34,7 +34,6 @@
 #include "mchost/StopControl.h"
 #include "sysinfo/manager/si_Midplane.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
-#include "sysinfo/manager/si_Untold.h"
 
 namespace mchost {
 
@@ -216,7 +215,7 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   framework::CommandBundle::registerAll(shell);
   services.start();
   beginPiece("untold changes");
-  services::sysinfo::tellUntold();
+  services::sysinfo::SysInfoManager::getManager()->tellUntold();
   beginPiece("console");
   console.start();
   reports.open();

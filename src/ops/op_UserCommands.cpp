@@ -46,12 +46,10 @@ std::string setAttribute(User& record, const std::string& key, const std::string
   if (field == nullptr) return "no such attribute: " + key + "; it is one of " + keysOfAll();
   if (value.empty()) {
     field->set(record, nullptr);
-  } else if (field->grammar->holds(value.c_str())) {
-    field->set(record, value.c_str());
-  } else {
-    return key + " " + field->grammar->rule;
+    return "";
   }
-  return "";
+  const char* const rule = sysinfo::setField(*field, record, value);
+  return rule == nullptr ? "" : key + " " + rule;
 }
 
 std::string setAttributes(User& record, const Attributes& attributes) {

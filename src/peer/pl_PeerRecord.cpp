@@ -59,9 +59,7 @@ const char* takeRole(BurnToActive::SyncRole& taken, const std::string& value) {
 // Takes one value. Answers the rule that it breaks, or null.
 const char* take(PeerRecord& record, const std::string& key, const std::string& value) {
   if (const auto* field = findField(sysinfo::controllerFields(), key)) {
-    if (!field->grammar->holds(value.c_str())) return field->grammar->rule;
-    field->set(record.controller, value.c_str());
-    return nullptr;
+    return sysinfo::setField(*field, record.controller, value);
   }
   for (const Extra& extra : extras) {
     if (key != extra.key) continue;

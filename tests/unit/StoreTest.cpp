@@ -288,7 +288,7 @@ TEST_F(Information, TellsOfChangesAndLearnsOfClearedFlags) {
   EXPECT_EQ(changeValues({{"SnmpReadCommunity", "newer"}}), "");
   EXPECT_EQ(listener.next(), "sysInfoChanged snmp smis");
   listener.clears = true;
-  raiseChange(older, Untold::instance().begin());
+  raiseChange(older, Untold::instance().begin(), SysInfoManager::clearFlag);
   EXPECT_EQ(listener.next(), "sysInfoChanged snmp smis");
   EXPECT_EQ(changeValues({{"EmailSender", "x"}}), "");
   EXPECT_EQ(listener.next(), "sysInfoChanged snmp smis") << "not cleared for the newer one";
@@ -376,7 +376,7 @@ TEST_F(Information, WhatWasAcknowledgedArrives) {
     if (told && changed.getInterfaces().inSet(strings::token<"Smis">)) owed = step;
   };
   const auto hasArrived = [&] {
-    if (manager.store()->rows().contains(untoldPlace)) return false;
+    if (manager.store()->rows().contains(untoldKey)) return false;
     EXPECT_EQ(listener.file(), Listener::contentOf(*SysInfoReadGuard().getObject(), nullptr));
     EXPECT_GE(listener.reloadedAt, owed);
     return true;
@@ -384,7 +384,7 @@ TEST_F(Information, WhatWasAcknowledgedArrives) {
   const auto restart = [&] {
     listener.release();
     reopen();
-    tellUntold();
+    SysInfoManager::getManager()->tellUntold();
   };
   restart();
   for (int burst = 0; burst < 60 && !HasFailure(); ++burst) {

@@ -218,8 +218,8 @@ SignedListener::SignedListener(const std::vector<std::string>& addresses, Exchan
       m_body(std::move(body)),
       m_limits(limits),
       m_stop(::eventfd(0, EFD_CLOEXEC)) {
-  for (const std::string& address : addresses) m_places.push_back({address});
-  openPlaces();
+  for (const std::string& address : addresses) m_listening.push_back({address});
+  openSockets();
   m_thread = std::thread([this] {
     while (round()) {
     }
@@ -231,14 +231,14 @@ SignedListener::~SignedListener() {
   m_thread.join();
 }
 
-void SignedListener::openPlaces() {
+void SignedListener::openSockets() {
   const bool first = m_failure.empty();
   m_retryAt = Clock::time_point::max();
-  for (Place& place : m_places) {
-    if (place.socket.isOpen()) continue;
-    place.socket = listenAt(place.address, m_settings.port);
-    const std::string where = place.address + ":" + std::to_string(m_settings.port);
-    if (!place.socket.isOpen()) {
+  for (ListeningSocket& listening : m_listening) {
+    if (listening.socket.isOpen()) continue;
+    listening.socket = listenAt(listening.address, m_settings.port);
+    const std::string where = listening.address + ":" + std::to_string(m_settings.port);
+    if (!listening.socket.isOpen()) {
       m_retryAt = Clock::now() + m_limits.retry;
       if (m_failure.empty()) m_failure = where + ": " + std::strerror(errno);
     } else if (!first) {
@@ -253,8 +253,8 @@ bool SignedListener::round() {
   std::vector<pollfd> events = {{.fd = m_stop.get(), .events = POLLIN, .revents = 0}};
   const bool accepts = m_acceptAt <= Clock::now();
   auto next = accepts ? m_retryAt : std::min(m_retryAt, m_acceptAt);
-  for (const Place& place : m_places) {
-    events.push_back({.fd = accepts ? place.socket.get() : -1, .events = POLLIN, .revents = 0});
+  for (const ListeningSocket& listening : m_listening) {
+    events.push_back({.fd = accepts ? listening.socket.get() : -1, .events = POLLIN, .revents = 0});
   }
   for (const Asker& asker : m_askers) {
     events.push_back({.fd = asker.connection.socket.get(), .events = POLLIN, .revents = 0});
@@ -263,21 +263,21 @@ bool SignedListener::round() {
   ::poll(events.data(), events.size(), millisecondsTo(next));
   if (events[0].revents != 0) return false;
   const auto now = Clock::now();
-  auto event = events.cbegin() + 1 + static_cast<long>(m_places.size());
+  auto event = events.cbegin() + 1 + static_cast<long>(m_listening.size());
   std::erase_if(m_askers, [&](Asker& asker) {
     return ((event++)->revents != 0 && !hear(asker)) || asker.deadline <= now;
   });
-  for (std::size_t i = 0; i < m_places.size(); ++i) {
-    if (events[i + 1].revents != 0) accept(m_places[i], now);
+  for (std::size_t i = 0; i < m_listening.size(); ++i) {
+    if (events[i + 1].revents != 0) accept(m_listening[i], now);
   }
-  if (m_retryAt <= now) openPlaces();
+  if (m_retryAt <= now) openSockets();
   return true;
 }
 
 // Without the pause, a lack of descriptors would keep the thread spinning.
-void SignedListener::accept(const Place& place, Clock::time_point now) {
+void SignedListener::accept(const ListeningSocket& listening, Clock::time_point now) {
   for (int i = 0; i < acceptedAtOnce; ++i) {
-    auto newcomer = acceptFrom(place.socket.get());
+    auto newcomer = acceptFrom(listening.socket.get());
     if (!newcomer) {
       if (!isNobody(errno)) m_acceptAt = now + pauseAccepting;
       return;

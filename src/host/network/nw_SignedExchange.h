@@ -60,7 +60,7 @@ class SignedListener {
 
  private:
   using Clock = std::chrono::steady_clock;
-  struct Place {
+  struct ListeningSocket {
     std::string address;
     platform::Descriptor socket = platform::Descriptor();
   };
@@ -70,9 +70,9 @@ class SignedListener {
     std::string question = {};
   };
 
-  void openPlaces();
+  void openSockets();
   bool round();
-  void accept(const Place& place, Clock::time_point now);
+  void accept(const ListeningSocket& listening, Clock::time_point now);
   void makeRoom(std::uint32_t newcomer);
   bool hear(Asker& asker) const;
   void answer(const Asker& asker) const;
@@ -83,7 +83,7 @@ class SignedListener {
   const platform::Descriptor m_stop;  // an event counter: the end is near
   std::string m_failure;
   // The thread's own once it runs.
-  std::vector<Place> m_places;
+  std::vector<ListeningSocket> m_listening;
   std::list<Asker> m_askers;  // from the oldest to the newest
   Clock::time_point m_retryAt = Clock::time_point::max();
   Clock::time_point m_acceptAt = Clock::time_point::min();

@@ -8,10 +8,22 @@
 
 namespace services::sysinfo {
 
+/// A flag of the record that says that settings changed, by its key.
+struct ChangedFlag {
+  const char* name;
+  bool (SysInfo::*get)() const;
+  void (SysInfo::*set)(bool changed);
+};
+inline constexpr ChangedFlag changedFlags[] = {
+    {"SnmpChanged", &SysInfo::getSnmpChanged, &SysInfo::setSnmpChanged},
+    {"SmisChanged", &SysInfo::getSmisChanged, &SysInfo::setSmisChanged},
+};
+
 /// Raises sysInfoChanged: each subscriber gets a copy of the record. When its handler has returned,
-/// the changed flags that it cleared in the copy are cleared in the store too, unless the settings
-/// beneath them differ there by now. An event that still waits is superseded by the next, which
-/// keeps its changed flags. The caller may hold the system information.
-void raiseChange(const SysInfo& record, const std::shared_ptr<Change>& change);
+/// `clear` is called, on its thread, with each changed flag that it cleared in the copy and with
+/// the record as it was given. An event that still waits is superseded by the next, which keeps its
+/// changed flags. The caller may hold the system information.
+using ClearFlag = void (*)(const ChangedFlag& flag, const SysInfo& given);
+void raiseChange(const SysInfo& record, const std::shared_ptr<Change>& change, ClearFlag clear);
 
 }  // namespace services::sysinfo

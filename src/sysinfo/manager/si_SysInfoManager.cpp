@@ -7,9 +7,12 @@
 #include "host/log/fw_Logger.h"
 #include "host/service/fw_EventManager.h"
 #include "sysinfo/manager/si_Change.h"
+#include "sysinfo/manager/si_Untold.h"
+#include "sysinfo/manager/us_UserChange.h"
 #include "sysinfo/manager/us_UserManager.h"
 #include "sysinfo/record/dm_Component.h"
 #include "sysinfo/record/ri_RelInfo.h"
+#include "sysinfo/record/si_RecordRows.h"
 #include "sysinfo/record/si_Scopes.h"
 #include "sysinfo/store/si_Config.h"
 #include "sysinfo/store/si_Xml.h"
@@ -23,7 +26,7 @@ namespace {
 
 // A controller that was moved to the other slot keeps its own record as its own.
 void followSlot(Rows& rows, char node) {
-  const auto slot = rows.find(slotPlace);
+  const auto slot = rows.find(slotKey);
   if (slot != rows.end() && slot->second[0] != node) {
     Logger::StaticLog(
         LogType::Warning,
@@ -33,11 +36,11 @@ void followSlot(Rows& rows, char node) {
     Rows moved;
     for (const auto& [place, value] : rows) {
       const bool isA = place.scope == "A";
-      moved[isA || place.scope == "B" ? Place{isA ? "B" : "A", place.key} : place] = value;
+      moved[isA || place.scope == "B" ? RowKey{isA ? "B" : "A", place.key} : place] = value;
     }
     rows = std::move(moved);
   }
-  rows[slotPlace] = std::string(1, node);
+  rows[slotKey] = std::string(1, node);
 }
 
 Rows othersOf(const Rows& rows) {
@@ -53,7 +56,7 @@ Rows othersOf(const Rows& rows) {
 
 // Puts the values of the release and of the components in force.
 void publish(const Rows& others) {
-  const auto release = others.find(burnToActivePlace);
+  const auto release = others.find(burnToActiveKey);
   relinfo::RelInfo::setBurnToActive(release != others.end() && release->second == "true");
   dom::Revisions revisions;
   for (const auto& [place, value] : others) {
@@ -101,14 +104,14 @@ SysInfo* SysInfoManager::readSysInfo() {
 }
 
 void SysInfoManager::unReadSysInfo() {
-  if (m_seen != Text::changes()) commit();
+  if (m_seen != StoredText::changes()) commit();
   m_mutex.unlock_shared();
 }
 
 SysInfo* SysInfoManager::writeSysInfo() {
   if (!m_loaded) return nullptr;
   m_mutex.lock();
-  Text::freeRetired();
+  StoredText::freeRetired();
   return &m_sysInfo;
 }
 
@@ -129,17 +132,17 @@ Rows SysInfoManager::currentRows() const {
 // Sets the flags over the settings that the writer changed.
 void SysInfoManager::markChanges() {
   const Rows rows = rowsOf(m_sysInfo);
-  const auto differ = [&](std::string_view flag) {
-    return rowsUnder(flag, rows) != rowsUnder(flag, m_committed);
-  };
-  if (differ("SnmpChanged")) m_sysInfo.setSnmpChanged(true);
-  if (differ("SmisChanged")) m_sysInfo.setSmisChanged(true);
+  for (const ChangedFlag& flag : changedFlags) {
+    if (rowsUnder(flag.name, rows) != rowsUnder(flag.name, m_committed)) {
+      (m_sysInfo.*flag.set)(true);
+    }
+  }
 }
 
 // Stores what differs from the last commit, and tells the services in the same order.
 bool SysInfoManager::commit() {
   const std::lock_guard lock(m_committing);
-  m_seen = Text::changes();
+  m_seen = StoredText::changes();
   Rows rows = currentRows();
   if (rows == m_committed) return true;
   const bool news = m_loaded && isNews(m_committed, rows);
@@ -148,8 +151,8 @@ bool SysInfoManager::commit() {
   const auto change = Untold::instance().store(scopesOf(m_committed, rows), rows, mark);
   if (change == nullptr) return false;
   if (news) {
-    raiseChange(m_sysInfo, change);
-    Untold::instance().makeUp();
+    raiseChange(m_sysInfo, change, clearFlag);
+    user::makeUpForLost();
   }
   if (othersOf(rows) != othersOf(m_committed)) publish(m_others);
   m_committed = std::move(rows);
@@ -169,30 +172,52 @@ bool SysInfoManager::open(const framework::Config& config, char node,
   framework::EventManager::instance().declareRecord(strings::tGSsysInfoChanged);
   framework::EventManager::instance().declareRecord(strings::tGSuserChanged);
   framework::EventManager::instance().declareRecord(strings::tGSuserAccessChanged);
+  unload();
   m_store = std::make_unique<Store>(storePath(), firstRows(config, node), writeXml, pause);
   if (m_store->isElsewhere()) return false;
   const Rows rows = m_store->rows();
-  Untold::instance().load(rows);
+  Untold::instance().load(rows, m_store.get());
   user::UserManager::getManager()->load(rows);
   take(rows, node);
   return true;
 }
 
 void SysInfoManager::load(const framework::Config& config, char node) {
-  m_store.reset();
-  Untold::instance().load({});
+  unload();
   take(firstRows(config, node), node);
 }
 
 void SysInfoManager::unload() {
   const std::lock_guard lock(m_mutex);
   m_loaded = false;
+  Untold::instance().load({}, nullptr);
   m_store.reset();
+}
+
+void SysInfoManager::clearFlag(const ChangedFlag& flag, const SysInfo& given) {
+  const SysInfoWriteGuard guard;
+  SysInfo* stored = guard.getObject();
+  if (stored == nullptr) return;
+  if (rowsUnder(flag.name, rowsOf(*stored)) == rowsUnder(flag.name, rowsOf(given))) {
+    (stored->*flag.set)(false);
+  }
+}
+
+void SysInfoManager::tellUntold() {
+  {
+    const SysInfoReadGuard guard;
+    const SysInfo* record = guard.getObject();
+    const auto isSet = [&](const ChangedFlag& flag) { return (record->*flag.get)(); };
+    if (record != nullptr && std::ranges::any_of(changedFlags, isSet)) {
+      raiseChange(*record, Untold::instance().begin(), clearFlag);
+    }
+  }
+  user::makeUpForLost();
 }
 
 void SysInfoManager::take(Rows rows, char node) {
   std::erase_if(rows, [](const auto& row) {  // others'
-    return row.first.scope.starts_with(userScope) || row.first == untoldPlace;
+    return row.first.scope.starts_with(userScope) || row.first == untoldKey;
   });
   const Rows stored = rows;
   followSlot(rows, node);

@@ -17,6 +17,8 @@ class Config;
 
 namespace services::sysinfo {
 
+struct ChangedFlag;
+
 /// The process's system information, the lock over it and the store beneath it. Readers go first: a
 /// reader never waits for a writer that is itself only waiting.
 ///
@@ -54,6 +56,14 @@ class SysInfoManager {
   /// Forgets the information and closes the store.
   void unload();
 
+  /// Raises what an earlier process did not live to tell: sysInfoChanged where a changed flag is
+  /// set, and the event that makes up for changes of users. Call once events are delivered.
+  void tellUntold();
+
+  /// Clears a changed flag of the store, unless the settings beneath it differ by now from those
+  /// given. The caller holds nothing.
+  static void clearFlag(const ChangedFlag& flag, const SysInfo& given);
+
   /// The values of the other scopes, release and components. Touch them while the information is
   /// held for writing.
   Rows& others() { return m_others; }
@@ -74,7 +84,7 @@ class SysInfoManager {
   std::unique_ptr<Store> m_store;
   Rows m_committed;                       // what m_sysInfo said when it was last committed
   std::mutex m_committing;                // guards m_committed; taken with m_mutex held either way
-  std::atomic<std::uint64_t> m_seen = 0;  // Text::changes() at that time
+  std::atomic<std::uint64_t> m_seen = 0;  // StoredText::changes() at that time
   std::atomic<bool> m_loaded = false;
   std::atomic<bool> m_validPartner = false;
   std::atomic<char> m_node = 'A';

@@ -2,9 +2,6 @@
 #include "sysinfo/manager/si_Untold.h"
 
 #include "host/base/st_StringRepository.h"
-#include "sysinfo/manager/si_Change.h"
-#include "sysinfo/manager/si_SysInfoManager.h"
-#include "sysinfo/manager/us_UserChange.h"
 #include "sysinfo/record/si_Scopes.h"
 
 namespace services::sysinfo {
@@ -30,9 +27,10 @@ Untold& Untold::instance() {
   return only;
 }
 
-void Untold::load(const Rows& rows) {
-  const auto mark = rows.find(untoldPlace);
+void Untold::load(const Rows& rows, Store* store) {
+  const auto mark = rows.find(untoldKey);
   const std::lock_guard lock(m_mutex);
+  m_store = store;
   m_underWay = 0;
   m_agentFileWritten = true;
   m_lost = mark != rows.end();
@@ -58,13 +56,12 @@ std::shared_ptr<Change> Untold::store(const std::vector<std::string>& scopes, co
 // Stores the rows and the mark, which is m_mark from then on.
 bool Untold::replace(std::vector<std::string> scopes, Rows rows, stringtoken mark) {
   if (mark != m_mark) {
-    scopes.push_back(untoldPlace.scope);
+    scopes.push_back(untoldKey.scope);
     if (mark != strings::tGSendOfList) {
-      rows[untoldPlace] = strings::StringRepository::toString(mark);
+      rows[untoldKey] = strings::StringRepository::toString(mark);
     }
   }
-  Store* store = SysInfoManager::getManager()->store();
-  if (store != nullptr && !scopes.empty() && !store->replace(scopes, rows)) return false;
+  if (m_store != nullptr && !scopes.empty() && !m_store->replace(scopes, rows)) return false;
   m_mark = mark;
   return true;
 }
@@ -76,19 +73,14 @@ void Untold::end(bool lost) {
   if (m_underWay == 0 && !m_lost && m_agentFileWritten) replace({}, {}, strings::tGSendOfList);
 }
 
-void Untold::makeUp() {
-  std::shared_ptr<Change> change;
-  stringtoken event = strings::tGSendOfList;
-  {
-    const std::lock_guard lock(m_mutex);
-    if (m_lost) event = m_mark;
-    if (!m_agentFileWritten) event = stronger(event, strings::tGSuserChanged);
-    if (event == strings::tGSendOfList) return;
-    m_lost = false;
-    ++m_underWay;
-    change = std::make_shared<Change>();
-  }
-  user::raiseAnyUserChange(event, change);
+std::optional<Untold::Lost> Untold::takeLost() {
+  const std::lock_guard lock(m_mutex);
+  stringtoken event = m_lost ? m_mark : strings::tGSendOfList;
+  if (!m_agentFileWritten) event = stronger(event, strings::tGSuserChanged);
+  if (event == strings::tGSendOfList) return std::nullopt;
+  m_lost = false;
+  ++m_underWay;
+  return Lost{event, std::make_shared<Change>()};
 }
 
 void Untold::setAgentFileWritten(bool written) {
@@ -102,17 +94,6 @@ std::string Untold::finding() const {
   if (m_agentFileWritten) return {};
   return "the SNMP agent's file lacks the last changes: it could not be written, the log says why; "
          "tried again with the next change and at the next start\n";
-}
-
-void tellUntold() {
-  {
-    const SysInfoReadGuard guard;
-    const SysInfo* sysInfo = guard.getObject();
-    if (sysInfo != nullptr && (sysInfo->getSnmpChanged() || sysInfo->getSmisChanged())) {
-      raiseChange(*sysInfo, Untold::instance().begin());
-    }
-  }
-  Untold::instance().makeUp();
 }
 
 }  // namespace services::sysinfo

@@ -4,11 +4,12 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "sysinfo/record/si_Rows.h"
+#include "sysinfo/store/si_Store.h"
 #include "util/st_Tokens.h"
 
 namespace services::sysinfo {
@@ -53,8 +54,9 @@ class Untold {
  public:
   static Untold& instance();
 
-  /// Takes the mark that an earlier process left in these rows, if any, in place of its own.
-  void load(const Rows& rows);
+  /// Takes the mark that an earlier process left in these rows, if any, in place of its own, and
+  /// keeps its marks in that store from now on, in memory alone where it is null.
+  void load(const Rows& rows, Store* store);
 
   /// Begins a change without a mark.
   std::shared_ptr<Change> begin();
@@ -63,8 +65,12 @@ class Untold {
   std::shared_ptr<Change> store(const std::vector<std::string>& scopes, const Rows& rows,
                                 strings::stringtoken mark);
 
-  /// Raises the event that makes up for what was lost or not written, if anything was.
-  void makeUp();
+  /// What was lost or not written, as a new change on its way, and the event that makes up for it.
+  struct Lost {
+    strings::stringtoken event;
+    std::shared_ptr<Change> change;
+  };
+  std::optional<Lost> takeLost();
 
   /// Says how the last attempt to write the SNMP agent's file ended.
   void setAgentFileWritten(bool written);
@@ -78,14 +84,11 @@ class Untold {
   bool replace(std::vector<std::string> scopes, Rows rows, strings::stringtoken mark);
 
   mutable std::mutex m_mutex;  // taken before the store's, and after all others
-  int m_underWay = 0;          // changes begun and not ended
+  Store* m_store = nullptr;
+  int m_underWay = 0;  // changes begun and not ended
   bool m_lost = false;
   bool m_agentFileWritten = true;
   strings::stringtoken m_mark = strings::tGSendOfList;
 };
-
-/// Raises what an earlier process did not live to tell: sysInfoChanged where a changed flag is set,
-/// and the event that makes up for the mark. Call once events are delivered.
-void tellUntold();
 
 }  // namespace services::sysinfo

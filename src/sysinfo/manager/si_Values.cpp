@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* noInformation = "there is no system information";
 
-Value valueOf(const Place& place, const std::string& text) {
+Value valueOf(const RowKey& place, const std::string& text) {
   const bool secret = grammarAt(place)->secret;
   return {keyOf(place), secret ? std::string() : text, secret};
 }
@@ -25,7 +25,7 @@ void addValues(const std::string& scope, const Record& record,
 }
 
 std::string refusalOf(const std::string& key, const std::string& value) {
-  const auto place = placeOf(key);
+  const auto place = rowKeyOf(key);
   if (!place) return key + ": no such key";
   if (isOwnFlag(place->key)) return key + " is set by the store alone";
   const Grammar* grammar = grammarAt(*place);
@@ -33,7 +33,7 @@ std::string refusalOf(const std::string& key, const std::string& value) {
   return resets || grammar->holds(value.c_str()) ? std::string() : key + " " + grammar->rule;
 }
 
-void set(SysInfo& sysInfo, const Place& place, const std::string& value) {
+void set(SysInfo& sysInfo, const RowKey& place, const std::string& value) {
   const char* text = value.empty() ? nullptr : value.c_str();
   if (place.scope == systemScope) {
     findField(settingFields(), place.key)->set(sysInfo, text);
@@ -61,7 +61,7 @@ std::vector<Value> listValues() {
     }
   }
   for (const auto& [place, text] : SysInfoManager::getManager()->others()) {
-    if (place != slotPlace) values.push_back(valueOf(place, text));
+    if (place != slotKey) values.push_back(valueOf(place, text));
   }
   return values;
 }
@@ -70,7 +70,7 @@ std::optional<Value> findValue(const std::string& key) {
   for (auto& value : listValues()) {
     if (value.key == key) return value;
   }
-  const auto place = placeOf(key);
+  const auto place = rowKeyOf(key);
   return place ? std::optional(valueOf(*place, "")) : std::nullopt;
 }
 
@@ -80,7 +80,7 @@ std::string changeValues(const std::vector<std::pair<std::string, std::string>>&
   }
   SysInfoWriteGuard guard;
   if (guard.getObject() == nullptr) return noInformation;
-  for (const auto& [key, value] : changes) set(*guard.getObject(), *placeOf(key), value);
+  for (const auto& [key, value] : changes) set(*guard.getObject(), *rowKeyOf(key), value);
   return guard.freeObject() ? "" : "the change could not be stored; the log says why";
 }
 

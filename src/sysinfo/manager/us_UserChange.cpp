@@ -47,13 +47,15 @@ void raiseUserChange(stringtoken event, const User& user,
   if (!framework::EventManager::instance().raise(event, make)) change->lose();
 }
 
-void raiseAnyUserChange(stringtoken event, const std::shared_ptr<sysinfo::Change>& change) {
+void makeUpForLost() {
+  const auto lost = sysinfo::Untold::instance().takeLost();
+  if (!lost) return;
   User user("");
   user.setDeleted(true);
   utility::TokenSet interfaces(1);
-  if (event == strings::tGSuserAccessChanged) interfaces.set(strings::token<"Smis">);
+  if (lost->event == strings::tGSuserAccessChanged) interfaces.set(strings::token<"Smis">);
   user.setInterfaces(interfaces);
-  raiseUserChange(event, user, change);
+  raiseUserChange(lost->event, user, lost->change);
 }
 
 }  // namespace services::user

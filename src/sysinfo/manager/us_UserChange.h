@@ -14,8 +14,9 @@ namespace services::user {
 void raiseUserChange(strings::stringtoken event, const User& user,
                      const std::shared_ptr<sysinfo::Change>& change);
 
-/// The same for changes of users who are not known any more: with a deleted user without a name,
-/// who writes nothing into the SNMP agent's file, and has access to Smis in userAccessChanged.
-void raiseAnyUserChange(strings::stringtoken event, const std::shared_ptr<sysinfo::Change>& change);
+/// Makes up for what was lost or not written (see si_Untold.h), if anything was, by the event for
+/// users who are not known any more: with a deleted user without a name, who writes nothing into
+/// the SNMP agent's file, and has access to Smis in userAccessChanged.
+void makeUpForLost();
 
 }  // namespace services::user

@@ -31,13 +31,12 @@ Rows rowsOf(const User& user) {
 // Sets an attribute that was stored; one that breaks its grammar is left out.
 void takeRow(User& user, const std::string& key, const std::string& value) {
   const auto* field = sysinfo::findField(userFields(), key);
-  if (field != nullptr && field->grammar->holds(value.c_str())) {
-    field->set(user, value.c_str());
-    return;
-  }
-  framework::Logger::StaticLog(
-      framework::LogType::Error, "system information: %s of user %s was left out: %s", key.c_str(),
-      user.getNameString(), field == nullptr ? "no such attribute" : field->grammar->rule);
+  const char* const refusal =
+      field == nullptr ? "no such attribute" : sysinfo::setField(*field, user, value);
+  if (refusal == nullptr) return;
+  framework::Logger::StaticLog(framework::LogType::Error,
+                               "system information: %s of user %s was left out: %s", key.c_str(),
+                               user.getNameString(), refusal);
 }
 
 // Whether the daemons that log users in must learn of the change.

@@ -36,4 +36,13 @@ const Field<Record>* findField(std::span<const Field<Record>> fields, const std:
   return nullptr;
 }
 
+/// Sets the field to a text. The answer is the rule that the text breaks, and then nothing was set,
+/// or null.
+template <class Record>
+const char* setField(const Field<Record>& field, Record& record, const std::string& text) {
+  if (!field.grammar->holds(text.c_str())) return field.grammar->rule;
+  field.set(record, text.c_str());
+  return nullptr;
+}
+
 }  // namespace services::sysinfo

@@ -39,10 +39,10 @@ bool isComponent(const std::string& scope) {
 
 }  // namespace
 
-std::optional<Place> placeOf(const std::string& key) {
+std::optional<RowKey> rowKeyOf(const std::string& key) {
   const std::size_t first = key.find('.');
   const std::size_t last = key.rfind('.');
-  Place place;
+  RowKey place;
   if (first == std::string::npos) {
     place = {systemScope, key};
   } else if (first == last) {
@@ -54,21 +54,21 @@ std::optional<Place> placeOf(const std::string& key) {
   const bool isUsers = place.scope.starts_with(userScope);
   const bool alias = place.scope == systemScope && first != std::string::npos;
   const bool known =
-      !alias && place.scope != slotPlace.scope && !isUsers && grammarAt(place) != nullptr;
+      !alias && place.scope != slotKey.scope && !isUsers && grammarAt(place) != nullptr;
   return known ? std::optional(place) : std::nullopt;
 }
 
-std::string keyOf(const Place& place) {
+std::string keyOf(const RowKey& place) {
   if (place.scope == systemScope) return place.key;
   std::string scope = place.scope;
   if (scope.starts_with(componentScope)) scope[componentScope.size() - 1] = '.';
   return scope + "." + place.key;
 }
 
-const Grammar* grammarAt(const Place& place) {
+const Grammar* grammarAt(const RowKey& place) {
   if (place.scope == systemScope) return grammarOf(settingFields(), place.key);
   if (place.scope == "A" || place.scope == "B") return grammarOf(controllerFields(), place.key);
-  if (place == burnToActivePlace) return &flagGrammar;
+  if (place == burnToActiveKey) return &flagGrammar;
   if (place.scope.starts_with(userScope)) return grammarOf(user::userFields(), place.key);
   return isComponent(place.scope) && place.key == revisionKey ? &versionGrammar : nullptr;
 }

@@ -15,20 +15,20 @@ inline constexpr const char* systemScope = "system";
 inline constexpr std::string_view userScope = "user ";
 inline constexpr std::string_view componentScope = "component ";
 inline constexpr const char* revisionKey = "CpldRevision";
-inline const Place burnToActivePlace = {"release", "HasBurnToActive"};
-inline const Place midplanePlace = {systemScope, "MidplaneSN"};
+inline const RowKey burnToActiveKey = {"release", "HasBurnToActive"};
+inline const RowKey midplaneKey = {systemScope, "MidplaneSN"};
 /// There while changes have not arrived: the event that makes up for them (see si_Untold.h).
-inline const Place untoldPlace = {"untold", "Users"};
+inline const RowKey untoldKey = {"untold", "Users"};
 /// The letter of the controller to which the records "A" and "B" were written.
-inline const Place slotPlace = {"store", "Slot"};
+inline const RowKey slotKey = {"store", "Slot"};
 
 /// Where the value of an operator's key stands (see si_Values.h), or nothing.
-std::optional<Place> placeOf(const std::string& key);
+std::optional<RowKey> rowKeyOf(const std::string& key);
 /// The operator's key of a place that has one.
-std::string keyOf(const Place& place);
+std::string keyOf(const RowKey& place);
 
 /// The grammar of the value at a place; null when nothing stands there.
-const Grammar* grammarAt(const Place& place);
+const Grammar* grammarAt(const RowKey& place);
 
 /// Whether the key is a flag that the store itself sets: that settings changed.
 bool isOwnFlag(std::string_view key);

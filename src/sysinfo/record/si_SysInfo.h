@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-#include "sysinfo/record/si_Text.h"
+#include "sysinfo/record/si_StoredText.h"
 
 namespace services::sysinfo {
 
@@ -70,7 +70,7 @@ namespace services::sysinfo {
 #define MC_FLAG_MEMBER(name, initial) bool m_##name = initial;
 #define MC_ADDRESS_MEMBER(name) std::uint32_t m_##name = 0;
 #define MC_MAC_MEMBER(name) std::uint64_t m_##name = 0;
-#define MC_TEXT_MEMBER(name, initial, grammar) Text m_##name{initial};
+#define MC_TEXT_MEMBER(name, initial, grammar) StoredText m_##name{initial};
 
 /// What is known of one controller. An IPv4 address has its first byte in the highest bits; a MAC
 /// address stands in the lower 48 bits.
@@ -92,7 +92,7 @@ class SysInfo {
   MC_SETTING_FIELDS(MC_FLAG, MC_ADDRESS, MC_TEXT)
 
   /// The record of controller A or B, null while nothing is known of it. Its texts may be set under
-  /// a read guard too (see Text); all else is written under the write guard alone.
+  /// a read guard too (see StoredText); all else is written under the write guard alone.
   MCInfo* getMCAInfo() { return getMCInfo('A'); }
   const MCInfo* getMCAInfo() const { return getMCInfo('A'); }
   MCInfo* getMCBInfo() { return getMCInfo('B'); }

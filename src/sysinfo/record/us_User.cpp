@@ -28,25 +28,26 @@ strings::stringtoken typeOf(const char* text) {
 
 const char* orEmpty(const char* text) { return text == nullptr ? "" : text; }
 
-using Text = std::optional<std::string>;
+using OptionalText = std::optional<std::string>;
 
 constexpr sysinfo::Field<User> fields[] = {
     {"Interfaces", &sysinfo::rolesGrammar,
-     [](const User& u) { return Text(rolesText(u.getInterfaces())); },
+     [](const User& u) { return OptionalText(rolesText(u.getInterfaces())); },
      [](User& u, const char* v) { u.setInterfaces(rolesOf(v)); }},
     {"AuthType", &sysinfo::authTypeGrammar,
-     [](const User& u) { return Text(StringRepository::toString(u.getAuthType())); },
+     [](const User& u) { return OptionalText(StringRepository::toString(u.getAuthType())); },
      [](User& u, const char* v) { u.setAuthType(typeOf(v)); }},
     {"PrivacyType", &sysinfo::privacyTypeGrammar,
-     [](const User& u) { return Text(StringRepository::toString(u.getPrivacyType())); },
+     [](const User& u) { return OptionalText(StringRepository::toString(u.getPrivacyType())); },
      [](User& u, const char* v) { u.setPrivacyType(typeOf(v)); }},
-    {"Password", &sysinfo::passwordGrammar, [](const User& u) { return Text(u.getPassword()); },
+    {"Password", &sysinfo::passwordGrammar,
+     [](const User& u) { return OptionalText(u.getPassword()); },
      [](User& u, const char* v) { u.setPassword(orEmpty(v)); }},
     {"PrivacyPassword", &sysinfo::passwordGrammar,
-     [](const User& u) { return Text(u.getPrivacyPassword()); },
+     [](const User& u) { return OptionalText(u.getPrivacyPassword()); },
      [](User& u, const char* v) { u.setPrivacyPassword(orEmpty(v)); }},
     {"TrapDestination", &sysinfo::targetGrammar,
-     [](const User& u) { return Text(u.getTrapDestination()); },
+     [](const User& u) { return OptionalText(u.getTrapDestination()); },
      [](User& u, const char* v) { u.setTrapDestination(orEmpty(v)); }},
 };
 

@@ -4,7 +4,7 @@
 #include "host/base/fw_EntityObject.h"
 #include "host/base/ut_TokenSet.h"
 #include "sysinfo/record/si_Field.h"
-#include "sysinfo/record/si_Text.h"
+#include "sysinfo/record/si_StoredText.h"
 
 namespace services::user {
 
@@ -35,9 +35,9 @@ class User : public framework::object::EntityObject {
   utility::TokenSet m_interfaces{20};
   strings::stringtoken m_authType = strings::tGSnone;
   strings::stringtoken m_privacyType = strings::tGSnone;
-  sysinfo::Text m_password{""};
-  sysinfo::Text m_privacyPassword{""};
-  sysinfo::Text m_trapDestination{""};
+  sysinfo::StoredText m_password{""};
+  sysinfo::StoredText m_privacyPassword{""};
+  sysinfo::StoredText m_trapDestination{""};
 };
 
 /// The attributes of a user as keys and texts.

@@ -9,6 +9,7 @@
 #include "host/service/fw_ServiceFactory.h"
 #include "sysinfo/record/si_Field.h"
 #include "sysinfo/record/si_MacAddress.h"
+#include "sysinfo/record/si_RecordRows.h"
 #include "sysinfo/record/si_Scopes.h"
 #include "sysinfo/record/si_SysInfo.h"
 
@@ -78,10 +79,10 @@ Rows firstRows(const framework::Config& config, char node) {
   SysInfo initial;
   initial.makeMCInfo(node);
   Rows rows = rowsOf(initial);
-  rows[burnToActivePlace] = strings::pGStrue;
+  rows[burnToActiveKey] = strings::pGStrue;
   for (const auto& rule : rules) {
     const std::string text = textOf(config, rule);
-    if (!text.empty() && rule.holds(text.c_str())) rows[*placeOf(rule.key)] = text;
+    if (!text.empty() && rule.holds(text.c_str())) rows[*rowKeyOf(rule.key)] = text;
   }
   return rows;
 }

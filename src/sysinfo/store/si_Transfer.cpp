@@ -16,7 +16,7 @@ Rows transferable(const Rows& rows) {
   for (const auto& row : rows) {
     const auto& [place, value] = row;
     const bool isSetting =
-        place.scope == systemScope && !isOwnFlag(place.key) && place != midplanePlace;
+        place.scope == systemScope && !isOwnFlag(place.key) && place != midplaneKey;
     if (isSetting || place.scope.starts_with(userScope)) given.insert(row);
   }
   return given;

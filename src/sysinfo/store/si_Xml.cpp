@@ -38,9 +38,9 @@ std::string escaped(const std::string& text) {
   return out;
 }
 
-std::string elementOf(const Place& place, const std::string& value) {
+std::string elementOf(const RowKey& place, const std::string& value) {
   const Grammar* grammar = grammarAt(place);
-  const bool shown = place == slotPlace || (grammar != nullptr && !grammar->secret);
+  const bool shown = place == slotKey || (grammar != nullptr && !grammar->secret);
   const std::string opening = "    <value key=\"" + escaped(place.key) + "\"";
   if (!shown) return opening + " secret=\"true\"/>\n";
   return opening + ">" + escaped(value) + "</value>\n";

@@ -9,13 +9,13 @@ namespace services::sysinfo {
 /// An owned text or null. While the store is held for reading one thread may set a text that others
 /// read: what they may still see is retired, not freed, until the store is next held exclusively.
 /// Assignment frees at once: it is for records that nobody else sees, and under the write guard.
-class Text {
+class StoredText {
  public:
-  Text() = default;
-  explicit Text(const char* text);
-  Text(const Text& other) : Text(other.get()) {}
-  Text& operator=(const Text& other);
-  ~Text();
+  StoredText() = default;
+  explicit StoredText(const char* text);
+  StoredText(const StoredText& other) : StoredText(other.get()) {}
+  StoredText& operator=(const StoredText& other);
+  ~StoredText();
 
   /// The text, or null; valid while the store is held.
   const char* get() const { return m_text.load(std::memory_order_acquire); }

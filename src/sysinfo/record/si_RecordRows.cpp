@@ -1,5 +1,5 @@
-// The stored values as rows: a scope, a key and a text.
-#include "sysinfo/record/si_Rows.h"
+// The settings and the controllers as rows.
+#include "sysinfo/record/si_RecordRows.h"
 
 #include "sysinfo/record/si_Field.h"
 #include "sysinfo/record/si_Scopes.h"
@@ -24,12 +24,12 @@ void takeFields(const std::string& scope, const Rows& rows, std::span<const Fiel
                 Record& record, std::string& refused) {
   for (const auto& field : fields) {
     const auto row = rows.find({scope, field.key});
-    const bool holds = row != rows.end() && field.grammar->holds(row->second.c_str());
-    if (row != rows.end() && !holds) {
+    if (row == rows.end()) {
+      field.set(record, nullptr);
+    } else if (const char* const rule = setField(field, record, row->second)) {
       if (!refused.empty()) refused += "; ";
-      refused += scope + "." + field.key + " " + field.grammar->rule;
+      refused += scope + "." + field.key + " " + rule;
     }
-    if (row == rows.end() || holds) field.set(record, holds ? row->second.c_str() : nullptr);
   }
 }
 

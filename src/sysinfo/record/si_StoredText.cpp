@@ -1,5 +1,5 @@
 // A text of a record in the store, or none.
-#include "sysinfo/record/si_Text.h"
+#include "sysinfo/record/si_StoredText.h"
 
 #include <mutex>
 #include <vector>
@@ -27,17 +27,17 @@ std::atomic<std::uint64_t> changeCount = 0;
 
 }  // namespace
 
-Text::Text(const char* text) : m_text(Memory::StaticAllocString(text)) {}
+StoredText::StoredText(const char* text) : m_text(Memory::StaticAllocString(text)) {}
 
-Text& Text::operator=(const Text& other) {
+StoredText& StoredText::operator=(const StoredText& other) {
   if (this == &other) return *this;
   Memory::StaticFreeString(m_text.exchange(Memory::StaticAllocString(other.get())));
   return *this;
 }
 
-Text::~Text() { Memory::StaticFreeString(m_text.load(std::memory_order_relaxed)); }
+StoredText::~StoredText() { Memory::StaticFreeString(m_text.load(std::memory_order_relaxed)); }
 
-void Text::set(const char* text) {
+void StoredText::set(const char* text) {
   framework::StaticText old(
       m_text.exchange(Memory::StaticAllocString(text), std::memory_order_acq_rel));
   ++changeCount;
@@ -47,12 +47,12 @@ void Text::set(const char* text) {
   all.texts.push_back(std::move(old));
 }
 
-void Text::freeRetired() {
+void StoredText::freeRetired() {
   Retired& all = retired();
   const std::lock_guard lock(all.mutex);
   all.texts.clear();
 }
 
-std::uint64_t Text::changes() { return changeCount; }
+std::uint64_t StoredText::changes() { return changeCount; }
 
 }  // namespace services::sysinfo
