@@ -125,7 +125,7 @@ TEST(WebClient, HasItsTimeForEachStageHoweverSlowlyTheBytesCome) {
   }
   ASSERT_EQ(client.stage(), Stage::Page);
   const auto answered = now;
-  client.respond(std::string(largePage, 'x'), now);
+  client.respond({.text = std::string(largePage, 'x')}, {}, now);
   std::string part(1 << 20, ' ');
   for (std::size_t got = 0; client.stage() == Stage::Response;) {
     EXPECT_EQ(client.deadline(), answered + limits.response);

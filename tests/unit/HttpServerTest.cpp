@@ -89,13 +89,14 @@ TEST_F(WebServing, RequestsAreAnsweredOrRefused) {
   } rows[] = {
       {get, "200", "\r\n\r\npage"},
       {"HEAD / HTTP/1.1\r\n\r\n", "200", "\r\n\r\n"},
-      {"GET /x HTTP/1.1\r\n\r\n", "404", "the only page is /\n"},
-      {"PUT / HTTP/1.1\r\nContent-Length: 100000\r\n\r\n" + body, "405", "be read\n"},
+      {"GET /x HTTP/1.1\r\n\r\n", "404", "there is no such page\n"},
+      {"PUT / HTTP/1.1\r\nContent-Length: 100000\r\n\r\n" + body, "405",
+       "this page takes GET, HEAD only\n"},
       {"\r\n\r\n", "400", "\r\n\r\n"},
       {std::string(get) + get, "200", "\r\n\r\npage"},
       {manyRanges + "\r\n\r\n", "200", "\r\n\r\npage"},
-      {"GET / HTTP/1.1\r\nX: " + body + "\r\n\r\n", "400", "\r\n\r\n"},
-      {"GET /" + body + " HTTP/1.1\r\n\r\n", "400", "\r\n\r\n"},
+      {"GET / HTTP/1.1\r\nX: " + body + "\r\n\r\n", "431", "\r\n\r\n"},
+      {"GET /" + body + " HTTP/1.1\r\n\r\n", "431", "\r\n\r\n"},
       {get, "503", "", ""},
       {get, "500", "", nullptr},
   };

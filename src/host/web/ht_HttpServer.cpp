@@ -15,7 +15,10 @@ std::atomic<HttpServer*> HttpServer::m_pSingleton = nullptr;
 
 HttpServer::HttpServer(const WebSettings& settings, Responder::Page page)
     : m_settings(settings),
-      m_responder(std::move(page)),
+      m_responder(std::move(page),
+                  {.isOpen = [this] { return isEnabledConnections("SSLListener"); },
+                   .port = settings.sslPort,
+                   .address = settings.address}),
       m_listeners{{{"StandardListener", m_settings, m_settings.port, false, m_responder},
                    {"SSLListener", m_settings, m_settings.sslPort, true, m_responder}}} {
   m_pSingleton = this;

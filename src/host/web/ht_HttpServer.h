@@ -10,9 +10,9 @@
 
 namespace services::http {
 
-/// Serves one read-only page by two listeners, "StandardListener" (plain) and "SSLListener"
-/// (TLS 1.2 or later), both closed at first. They share no thread and no client; ht_Listener.h says
-/// how each serves.
+/// Serves one read-only page, or what a plug-in gives it, by two listeners, "StandardListener"
+/// (plain) and "SSLListener" (TLS 1.2 or later), both closed at first. They share no thread and no
+/// client; ht_Listener.h says how each serves.
 ///
 /// The switches may be called by any thread, a page being rendered included, and with any lock
 /// held: they wait for no client and call nothing that takes a lock but the log's queue.
@@ -43,13 +43,17 @@ class HttpServer {
   /// Whether a listener is open; false for an unknown one.
   bool isEnabledConnections(const char* listener) const;
 
+  /// What a plug-in serves from here on, null for the page. Returns when no handler of the site
+  /// before it runs any more; not to be called by one.
+  void setSite(std::shared_ptr<const Site> site) { m_responder.setSite(std::move(site)); }
+
  private:
   Listener* findOrSay(const char* name);
 
   static std::atomic<HttpServer*> m_pSingleton;
 
   const WebSettings m_settings;
-  const Responder m_responder;
+  Responder m_responder;
   std::array<Listener, 2> m_listeners;
 };
 

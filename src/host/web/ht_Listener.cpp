@@ -160,7 +160,15 @@ void Listener::round() {
     if ((event++)->revents != 0) advance(client, now);
   }
   takeOver(events[1].revents != 0, now);
-  std::erase_if(m_clients, [now](const Client& client) { return client.deadline() <= now; });
+  std::erase_if(m_clients, [&](const Client& client) { return isLate(client, now); });
+}
+
+bool Listener::isLate(const Client& client, Clock::time_point now) const {
+  if (client.deadline() > now) return false;
+  if (client.stage() == Client::Stage::Stream) {
+    Logger::StaticLog(LogType::Warning, "web: %s ended a stream: its reader was too slow", m_name);
+  }
+  return true;
 }
 
 // What to accept, if anybody can be; the answer is when the next of its own times comes.
@@ -197,11 +205,17 @@ void Listener::takeOver(bool accepting, Clock::time_point now) {
   const auto tls = m_tls;
   const bool isOver = m_drainEnd <= now;
   if (isOver) {
-    for (Client* client : m_requests) answers.push_back({client, ""});
+    for (Client* client : m_requests) answers.push_back({client, {}});
     m_requests.clear();
   }
   lock.unlock();
-  for (Answer& answer : answers) answer.client->respond(std::move(answer.response), now);
+  for (Answer& answer : answers) {
+    answer.client->respond(
+        std::move(answer.reply), [this] { wake(); }, now);
+  }
+  if (!isOpen) {
+    for (Client& client : m_clients) client.closeWhenIdle(now);
+  }
   for (auto& newcomer : newcomers) {
     if (isOpen) makeRoom(newcomer.address);
     advance(m_clients.emplace_back(std::move(newcomer), tls.get(), m_settings.limits, now), now);
@@ -226,10 +240,10 @@ void Listener::render() {
     Client* client = m_requests.front();
     m_requests.pop_front();
     lock.unlock();
-    std::string response;
-    framework::guarded("web", "client", [&] { response = m_responder.answer(client->request()); });
+    Reply reply;
+    framework::guarded("web", "client", [&] { reply = m_responder.answer(client->asked()); });
     lock.lock();
-    m_answers.push_back({client, std::move(response)});
+    m_answers.push_back({client, std::move(reply)});
     wake();
   }
 }

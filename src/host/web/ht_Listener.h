@@ -25,6 +25,9 @@ namespace services::http {
 /// while it takes the response. Where there is no room for another client, the one goes that
 /// whoMakesRoom() names; while all wait for a page, the next wait in the kernel.
 ///
+/// A kept connection and a stream go with the listener: a client between two requests ends when it
+/// closes.
+///
 /// A listener that was enabled but could not be opened is tried again until it is open or disabled.
 /// Any thread may call, as HttpServer says.
 class Listener {
@@ -56,7 +59,7 @@ class Listener {
   static constexpr auto never = Clock::time_point::max();
   struct Answer {
     Client* client;
-    std::string response;
+    Reply reply;
   };
 
   bool open();
@@ -73,6 +76,7 @@ class Listener {
   void advance(Client& client, Clock::time_point now);
   void takeOver(bool accepting, Clock::time_point now);
   void makeRoom(std::uint32_t newcomer);
+  bool isLate(const Client& client, Clock::time_point now) const;
   void render();
 
   const char* const m_name;

@@ -1,9 +1,11 @@
-// Answers the requests of web clients: one request a connection.
+// Answers the requests of web clients.
 #include "host/web/ht_Responder.h"
 
-#include <httplib.h>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/http/write.hpp>
 
-#include <string_view>
+#include <sstream>
 
 #include "host/base/fw_Guarded.h"
 
@@ -11,101 +13,141 @@ namespace services::http {
 
 namespace {
 
-enum Status { Ok = 200, NotFound = 404, WrongMethod = 405, Failed = 500, NotReady = 503 };
+namespace beast = boost::beast::http;
 
-// A request and its response as texts, for the library.
-class TextStream : public httplib::Stream {
- public:
-  explicit TextStream(std::string_view request) : m_left(request) {}
-  const std::string& response() const { return m_response; }
-
-  bool is_readable() const override { return true; }
-  bool is_writable() const override { return true; }
-  ssize_t read(char* data, std::size_t size) override {
-    const std::size_t count = m_left.copy(data, size);
-    m_left.remove_prefix(count);
-    return static_cast<ssize_t>(count);
-  }
-  ssize_t write(const char* data, std::size_t size) override {
-    m_response.append(data, size);
-    return static_cast<ssize_t>(size);
-  }
-  void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
-  void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
-  socket_t socket() const override { return -1; }
-
- private:
-  std::string_view m_left;
-  std::string m_response;
+enum Status {
+  Ok = 200,
+  Redirect = 307,
+  Forbidden = 403,
+  NotFound = 404,
+  WrongMethod = 405,
+  Failed = 500,
+  NotReady = 503
 };
 
-void fill(httplib::Response& response, Status status, const std::string& text) {
-  response.status = status;
-  response.set_content(text, "text/plain; charset=utf-8");
+// Where a response does not say otherwise.
+constexpr std::pair<const char*, const char*> usualHeaders[] = {
+    {"Cache-Control", "no-store"},
+    {"Content-Security-Policy", "default-src 'none'; frame-ancestors 'none'"},
+    {"Referrer-Policy", "no-referrer"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"X-Frame-Options", "DENY"},
+};
+
+Response plain(int status, const std::string& text) { return {.status = status, .body = text}; }
+
+// What the client asked for by name, without its port, where it is a name or an address.
+std::string hostOf(const Request& request, const std::string& otherwise) {
+  std::string host = request.header("host");
+  host = host.substr(0, host.find(':'));
+  const bool isName = !host.empty() && host.find_first_not_of(
+                                           "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                           "0123456789.-") == std::string::npos;
+  return isName ? host : otherwise;
 }
 
-void answerPage(httplib::Response& response, const Responder::Page& page) {
-  std::string text;
-  if (!framework::guarded("web", "page", [&] { text = page(); })) {
-    fill(response, Failed, "the page could not be rendered; the log says why\n");
-  } else if (text.empty()) {
-    fill(response, NotReady, "the services are not running\n");
-  } else {
-    fill(response, Ok, text);
+std::string textOf(Response& response, bool isHead, bool keeps) {
+  beast::response<beast::string_body> message;
+  message.version(11);
+  message.result(static_cast<unsigned int>(response.status));
+  for (const auto& [name, value] : usualHeaders) message.set(name, value);
+  for (const auto& [name, value] : response.headers) message.set(name, value);
+  if (!response.type.empty()) message.set(beast::field::content_type, response.type);
+  message.keep_alive(keeps);
+  if (response.stream == nullptr && response.status != 204) {
+    message.content_length(response.body.size());
   }
+  if (!isHead) message.body() = std::move(response.body);
+  std::ostringstream text;
+  text << message;
+  return text.str();
 }
 
 }  // namespace
 
-// The library's reading of requests and writing of responses, without its sockets and threads.
-class Responder::Protocol : public httplib::Server {
- public:
-  explicit Protocol(Page page) : m_page(std::move(page)) {
-    set_default_headers({{"Cache-Control", "no-store"},
-                         {"Content-Security-Policy", "default-src 'none'; frame-ancestors 'none'"},
-                         {"Referrer-Policy", "no-referrer"},
-                         {"X-Content-Type-Options", "nosniff"},
-                         {"X-Frame-Options", "DENY"}});
-    set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
-      route(request, response);
-      return HandlerResponse::Handled;
-    });
-  }
-
-  // Ranges are left out: many small ones would multiply the page.
-  void converse(httplib::Stream& stream) {
-    bool closed = false;
-    process_request(stream, true, closed,
-                    [](httplib::Request& request) { request.ranges.clear(); });
-  }
-
- private:
-  void route(const httplib::Request& request, httplib::Response& response) const {
-    if (request.method != "GET" && request.method != "HEAD") {
-      response.set_header("Allow", "GET, HEAD");
-      fill(response, WrongMethod, "the page can only be read\n");
-    } else if (request.path != "/") {
-      fill(response, NotFound, "the only page is /\n");
-    } else {
-      answerPage(response, m_page);
-    }
-  }
-
-  const Page m_page;
+struct Responder::Served {
+  std::shared_ptr<const Site> site;
+  Router router;
 };
 
-// The library makes its tables of methods and texts at its first request: here, before there are
-// threads that could meet over them.
-Responder::Responder(Page page) : m_protocol(std::make_unique<Protocol>(std::move(page))) {
-  answer("GET /none HTTP/1.1\r\nHost: mc\r\n\r\n");
+Responder::Responder(Page page, Tls tls) : m_page(std::move(page)), m_tls(std::move(tls)) {
+  setSite(nullptr);
 }
 
-Responder::~Responder() = default;
+void Responder::setSite(std::shared_ptr<const Site> site) {
+  if (site == nullptr) {
+    const auto page = [this](const Request&) {
+      const std::string text = m_page();
+      return text.empty() ? plain(NotReady, "the services are not running\n") : plain(Ok, text);
+    };
+    site = std::make_shared<Site>(
+        Site{.routes = {{"GET", "/", Access::Anyone, page}},
+             .identify = {},
+             .refuse = [](const Request&, int status, const std::string& text) {
+               return plain(status, text + "\n");
+             }});
+  }
+  auto served = std::make_shared<Served>(site, Router(site->routes));
+  const std::unique_lock lock(m_answering);
+  m_served = std::move(served);
+}
 
-std::string Responder::answer(const std::string& request) const {
-  TextStream stream(request);
-  m_protocol->converse(stream);
-  return stream.response();
+Reply Responder::answer(const Asked& asked) const {
+  Request request = asked.request;
+  Response response;
+  if (asked.fault != 0) {
+    response = plain(asked.fault, "");
+  } else if (!framework::guarded("web", "page", [&] { response = respond(request); })) {
+    response = plain(Failed, "the page could not be rendered; the log says why\n");
+  }
+  Reply reply{.keeps = !request.user.empty() && !asked.isLast && response.stream == nullptr};
+  if (!asked.isHead) reply.stream = response.stream;
+  reply.text = textOf(response, asked.isHead, reply.keeps);
+  return reply;
+}
+
+Response Responder::respond(Request& request) const {
+  const std::shared_lock lock(m_answering);
+  return answerAt(*m_served, request);
+}
+
+Response Responder::answerAt(const Served& served, Request& request) const {
+  auto found = served.router.find(request.method, request.path);
+  if (found.route != nullptr) {
+    request.captured = std::move(found.captured);
+    return admit(served, *found.route, request);
+  }
+  if (found.allowed.empty()) return served.site->refuse(request, NotFound, "there is no such page");
+  auto refusal =
+      served.site->refuse(request, WrongMethod, "this page takes " + found.allowed + " only");
+  refusal.headers.emplace_back("Allow", found.allowed);
+  return refusal;
+}
+
+// The path is looked up before the login: which there are is public.
+Response Responder::admit(const Served& served, const Route& route, Request& request) const {
+  const bool isHere = route.openOnLoopback && request.address.starts_with("127.");
+  if (route.access == Access::Anyone || isHere) return route.handler(request);
+  if (!request.secure) {
+    return m_tls.isOpen() ? toTls(request)
+                          : served.site->refuse(request, Forbidden,
+                                                "this needs a login, which is taken by TLS only; "
+                                                "\"interface up Https\" on the console opens "
+                                                "that");
+  }
+  if (auto refusal = served.site->identify(request)) return std::move(*refusal);
+  if (request.granted < route.access) {
+    return served.site->refuse(request, Forbidden, "this user may not do that");
+  }
+  return route.handler(request);
+}
+
+Response Responder::toTls(const Request& request) const {
+  Response response = plain(Redirect, "this needs a login, which is taken by TLS only\n");
+  const std::string host = hostOf(request, m_tls.address);
+  response.headers.emplace_back(
+      "Location", "https://" + host + ":" + std::to_string(m_tls.port) + request.target);
+  return response;
 }
 
 }  // namespace services::http

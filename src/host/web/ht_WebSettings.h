@@ -18,6 +18,7 @@ namespace services::http {
 struct WebLimits {
   std::chrono::milliseconds request{5000};   ///< for a client's request, TLS handshake included
   std::chrono::milliseconds response{5000};  ///< for taking the response
+  std::chrono::milliseconds idle{60000};     ///< between a response and the next request
   std::chrono::milliseconds end{1000};       ///< for closing the connection first
   std::chrono::milliseconds drain{1000};     ///< for all of that when the server stops
   std::chrono::milliseconds retry{5000};     ///< until a listener that could not open tries again
