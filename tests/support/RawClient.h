@@ -34,6 +34,8 @@ class RawClient {
   bool send(const std::string& text) {
     return ::send(m_socket.get(), text.data(), text.size(), MSG_NOSIGNAL) >= 0;
   }
+  /// Says that nothing more is sent.
+  void finish() { ::shutdown(m_socket.get(), SHUT_WR); }
   /// All that comes until the server ends the connection, and " LOST" when that is not in order,
   /// " LATE" when reading was given up.
   std::string reply() {

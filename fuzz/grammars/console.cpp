@@ -1,0 +1,43 @@
+// Lines that are typed at a console with all commands, in a host whose services do not run.
+#include <sstream>
+
+#include "fuzz/play.h"
+#include "host/console/fw_CommandBundle.h"
+#include "host/console/fw_CommandLine.h"
+#include "host/console/fw_HostCommands.h"
+#include "host/service/fw_ServiceHost.h"
+#include "support/Printed.h"
+#include "support/SimulatedController.h"
+#include "sysinfo/manager/si_SysInfoManager.h"
+#include "util/fw_ShownText.h"
+
+namespace {
+
+struct Host {
+  Host() {
+    services::sysinfo::SysInfoManager::getManager()->load({}, 'A');
+    framework::ServiceHost::instance().build(
+        {"InterfaceCommands", "MailCommands", "PairingCommands", "PathCommands", "ProcessCommands",
+         "SysInfoCommands", "UserCommands", "AppManagerCommandBundle"});
+    framework::registerHostCommands(shell, [] {});
+    framework::CommandBundle::registerAll(shell);
+  }
+  const test::SimulatedController controller;
+  framework::Shell shell;
+};
+
+}  // namespace
+
+void play(const std::string& input) {
+  static const Host host;
+  framework::Logger::setLevel(-1);  // a line may have changed it
+  std::istringstream lines(input);
+  for (std::string line, error; std::getline(lines, line);) {
+    if (const auto words = framework::splitLine(line, error)) {
+      REQUIRE(framework::splitLine(framework::joinWords(*words), error) == words);
+    }
+    const std::string reply = test::ask(host.shell, line);
+    REQUIRE(reply.starts_with("0 ") || reply.starts_with("1 ") || reply.starts_with("13 "));
+    REQUIRE(framework::shownLines(reply) == reply);
+  }
+}

@@ -1,0 +1,46 @@
+// The command line of a running process, or the title that it gave itself: read, matched, shown.
+#include <filesystem>
+
+#include "app/supervision/app_CommandLine.h"
+#include "app/supervision/app_Process.h"
+#include "app/supervision/app_ProcessMatcher.h"
+#include "fuzz/play.h"
+#include "host/base/st_StringRepository.h"
+#include "host/service/fw_RunningCheck.h"
+#include "support/Printed.h"
+#include "support/SimulatedController.h"
+#include "util/fw_ShownText.h"
+
+using services::app::CommandLine;
+
+void play(const std::string& input) {
+  static const test::SimulatedController controller;
+  framework::Logger::setLevel(-1);
+  std::filesystem::create_directories(controller.machine.root() + "/proc/70");
+  controller.writeFile("/proc/70/cmdline", input);
+
+  CommandLine commandLine;
+  REQUIRE(commandLine.read("/proc/70"));
+  REQUIRE(commandLine.bytes() == input.substr(0, CommandLine::maxSize));
+  char name[16];
+  commandLine.copyBaseName(name, sizeof name);
+  REQUIRE(std::string(name).find_first_of("/ \t") == std::string::npos);
+
+  services::app::Process web(strings::GS.toToken("web"), false, nullptr);
+  services::app::Process all(strings::GS.toToken("all"), false, "^(/[a-z]+)*/web[0-9]* ");
+  services::app::ProcessMatcher matcher;
+  matcher.add(web);
+  matcher.add(all);
+  const auto answer = matcher.find(commandLine);
+  REQUIRE(!answer.failed);
+  REQUIRE(std::string(name) != "web" || answer.record == &web);
+
+  framework::Config config;
+  utility::StringArray daemons;
+  for (const char* entry : {"web", "all/^/web"}) daemons.Append(entry);
+  config.set("AppManager.data", {.value = daemons});
+  const std::string shown = test::printed([&](auto& stream) {
+    framework::RunningCheck::of("AppManager")(config, "AppManager", stream);
+  });
+  REQUIRE(framework::shownLines(shown) == shown);
+}
