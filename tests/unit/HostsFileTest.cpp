@@ -1,4 +1,4 @@
-// The hosts table: looking names up, and changing one without touching the rest.
+// The hosts table: changing a name without touching the rest, and the file.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -15,42 +15,18 @@
 namespace services::network {
 namespace {
 
-TEST(HostsTable, Finds) {
-  const char* const table =
-      "# 9.9.9.9 mc\n"
-      "9.9.9.9\n"
-      "not-an-address mc\n"
-      "\t10.0.0.1\tother mc-a  MC # mc-b\n"
-      "fe80::1 six\r\n"
-      "10.0.0.2 mc last";
-  const std::array<const char*, 2> rows[] = {
-      {"mc", "10.0.0.1"}, {"OTHER", "10.0.0.1"}, {"six", "fe80::1"}, {"last", "10.0.0.2"},
-      {"mc-b", "-"},      {"mc-", "-"},          {"10.0.0.1", "-"},  {"", "-"}};
-  for (const auto& [name, address] : rows) {
-    EXPECT_EQ(findHost(table, name).value_or("-"), address) << name;
-  }
-}
-
-// "mc" is pointed at 10.0.0.9.
+// "mc" is pointed at 10.0.0.9: how that looks; what must hold of any file is in fuzz/.
 TEST(HostsTable, PointsOneNameAndKeepsTheRest) {
   const std::array<const char*, 3> rows[] = {
-      {"empty", "", "10.0.0.9\tmc\n"},
       {"absent", "# a\n\n1.1.1.1 x", "# a\n\n1.1.1.1 x\n10.0.0.9\tmc\n"},
-      {"alone", " 1.1.1.1 \tmc  # our partner\r\n\n# z\n",
-       " 10.0.0.9 \tmc  # our partner\r\n\n# z\n"},
-      {"there already", "10.0.0.9 x MC\n#", "10.0.0.9 x MC\n#"},
-      {"first of several", "1.1.1.1\tmc  x y # c\n", "10.0.0.9\tmc\n1.1.1.1  x y # c\n"},
-      {"amid others", "1.1.1.1 x  mc\ty\n", "10.0.0.9\tmc\n1.1.1.1 x\ty\n"},
-      {"last of several", "1.1.1.1 x mc", "10.0.0.9\tmc\n1.1.1.1 x"},
-      {"twice in a line", "1.1.1.1 mc x mc mc\n", "10.0.0.9\tmc\n1.1.1.1 x\n"},
-      {"in more lines", "1.1.1.1 mc\n::1 mc\n2.2.2.2 mc # c\n10.0.0.9 x mc\n",
-       "10.0.0.9 mc\n# c\n10.0.0.9 x\n"},
-      {"longer names", "1.1.1.1 mcinner xmc\n", "1.1.1.1 mcinner xmc\n10.0.0.9\tmc\n"},
-      {"in a comment", "#1.1.1.1 mc\n", "#1.1.1.1 mc\n10.0.0.9\tmc\n"},
+      {"alone", " 1.1.1.1 \tmc  # c\r\n\n# z\n", " 10.0.0.9 \tmc  # c\r\n\n# z\n"},
+      {"amid others", "1.1.1.1 x  mc\ty # c\n", "10.0.0.9\tmc\n1.1.1.1 x\ty # c\n"},
+      {"last, and twice in a line", "1.1.1.1 mc x mc mc", "10.0.0.9\tmc\n1.1.1.1 x"},
+      {"in more lines", "1.1.1.1 mc\n2.2.2.2 mc # c\n3.3.3.3 x mc\n",
+       "10.0.0.9 mc\n# c\n3.3.3.3 x\n"},
   };
   for (const auto& [name, before, after] : rows) {
     EXPECT_EQ(pointHost(before, "10.0.0.9", "mc"), after) << name;
-    EXPECT_EQ(pointHost(after, "10.0.0.9", "mc"), after) << name;
   }
 }
 

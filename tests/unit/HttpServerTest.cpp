@@ -286,23 +286,14 @@ TEST_F(WebServing, SwitchesUnderLoadLoseNobodyAndLeakNothing) {
 TEST_F(WebServing, FaultsOfTheTableAreFoundWithTheirLine) {
   const std::pair<const char*, const char*> rows[] = {
       {"certificate = '/c'\nkey = '/k'", ""},
-      {"port = 1\naddress = '1.2.3'", ":5: web.address: must be an IPv4 address"},
-      {"port = 65536", ":4: web.port: must be from 1 to 65535"},
-      {"key = 'k'\ncertificate = '/c'", ":4: web.key: must be an absolute path"},
-      {"port = 1\nkey = '/k'", ":5: web: certificate and key must be given together"},
-      {"port = 1\nsslPort = 1", ":5: web: port and sslPort must differ"},
-      {"port = 8443", ":4: web: port and sslPort must differ"},
+      {"port = 1\nkey = '/k'", "5: web: certificate and key must be given together"},
+      {"port = 1\nsslPort = 1", "5: web: port and sslPort must differ"},
+      {"port = 8443", "4: web: port and sslPort must differ"},
   };
   for (const auto& [table, fault] : rows) {
     files.write("mc.toml", std::string("[host]\nslot = 'A'\n[web]\n") + table);
-    framework::ConfigFile file(files.path("mc.toml"));
-    file.checkInstances();
-    std::string found;
-    for (const auto& finding : file.findings()) found += finding.fatal ? finding.text : "";
-    const auto own = webFault(file.config());
-    if (own && found.empty()) found = ":" + std::to_string(own->line) + ": " + own->text;
-    EXPECT_TRUE(found.find(fault) != std::string::npos && found.empty() == !*fault)
-        << table << found;
+    const auto own = webFault(framework::ConfigFile(files.path("mc.toml")).config());
+    EXPECT_EQ(own ? std::to_string(own->line) + ": " + own->text : "", fault) << table;
   }
 }
 

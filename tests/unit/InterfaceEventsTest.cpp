@@ -1,6 +1,4 @@
-// The SNMP agent's file where it cannot be written, at each step; and the debug lines of its
-// writing.
-#include <gmock/gmock.h>
+// The SNMP agent's file where it cannot be written, at each step.
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -9,7 +7,6 @@
 #include <cerrno>
 
 #include "support/ManagedInterfaces.h"
-#include "support/Printed.h"
 #include "sysinfo/manager/si_Untold.h"
 #include "sysinfo/manager/us_UserManager.h"
 
@@ -51,16 +48,13 @@ namespace {
 
 using test::Names;
 using test::snmpdConf;
-using testing::ElementsAre;
-using user::User;
-using user::UserManager;
 using Manager = InterfaceManager;
 
 const std::string plain = "rocommunity public\nrwcommunity private\ntrapcommunity public\n";
 class InterfaceEvents : public testing::Test, protected test::ManagedInterfaces {
  protected:
   InterfaceEvents() { buildOverOld(); }
-  ~InterfaceEvents() override { UserManager::getManager()->load({}); }
+  ~InterfaceEvents() override { user::UserManager::getManager()->load({}); }
   void buildOverOld() {
     controller.writeFile(snmpdConf, "old\n");
     sysInfo.emplace(std::map<std::string, std::string>(), std::map<std::string, bool>());
@@ -69,34 +63,6 @@ class InterfaceEvents : public testing::Test, protected test::ManagedInterfaces 
   }
   std::string file() const { return controller.readFile(snmpdConf); }
 };
-
-TEST_F(InterfaceEvents, TheDebugLinesTellEachStep) {
-  for (const char* name : {"a", "b"}) UserManager::getManager()->addUser(User(name));
-  EXPECT_THAT(std::vector(manager->eventSubscription(), manager->eventSubscription() + 4),
-              ElementsAre(strings::tGSsysInfoChanged, strings::tGSuserChanged,
-                          strings::tGSuserAccessChanged, strings::tGSendOfList));
-  controller.addProcess(77, "/opt/bin/snmpd -f");
-  const test::DebugLines debug(strings::token<"InterfaceManager">);
-  User changed("b");
-  utility::TokenSet roles(1);
-  roles.set(strings::tGSSnmpUser);
-  changed.setInterfaces(roles);
-  manager->serviceEvent(strings::tGSuserChanged, &changed);
-  Manager::setUp(Manager::Snmp, true);
-  const std::pair<const char*, int> lines[] = {
-      {"SERVICE EVENT: userChanged", 1},
-      {"user object changed, see if any thing of interest affected ....", 1},
-      {"RUNNING - SNMP parameter change, numUsers 2 pSysInfo 0x", 1},
-      {"SNMP parameter change, user 0 present pMyUser 0x", 2},
-      {"SNMP parameter change, user 1 present pMyUser 0x", 2},
-      {"RUNNING - SNMP parameter change, user 0 0x", 1},
-      {"RUNNING - SNMP parameter change, user 1 (nil)", 1},
-      {"SNMP parameter change, null user 1 present pMyUser 0x", 1},
-      {"RUNNING - SNMP parameter change, engineIDType set", 1},
-      {"syncSnmpConfig restart issued, pid 77", 1},
-      {"change interface Snmp state to true", 1}};
-  for (const auto& [text, count] : lines) EXPECT_EQ(controller.log.count(text), count) << text;
-}
 
 // Whatever ends the process or fails while the file is replaced: the old one stands there or the
 // new, nobody is signalled for the old one, and the next change goes through.

@@ -1,5 +1,5 @@
 // The management interfaces, and the SNMP agent's file that they write: random histories beside a
-// model; the web server's listeners; the locks.
+// model; the locks.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -9,7 +9,6 @@
 #include "host/base/fw_Container.h"
 #include "host/console/fw_Console.h"
 #include "host/service/fw_ServiceFactory.h"
-#include "host/web/ht_HttpServer.h"
 #include "support/Campaign.h"
 #include "support/ManagedInterfaces.h"
 #include "support/Printed.h"
@@ -351,38 +350,16 @@ TEST(Interfaces, DoAsTheirModelOverRandomHistories) {
   }
 }
 
-TEST(Interfaces, WithoutAServiceNoneIsUpOrSwitched) {
+TEST(Interfaces, TakeNoPathThatWouldBeCut) {
   test::ManagedInterfaces controlled;
   ::setenv("MC_CONFIG", std::string(120, 'x').c_str(), 1);
   try {
     controlled.build(Names{"Snmp"});
-    ADD_FAILURE() << "a path that was cut would be another path";
+    ADD_FAILURE();
   } catch (framework::Exception* tooLong) {
     delete tooLong;
   }
-  controlled.setState("snmpd", Process::Up);
   EXPECT_EQ(Manager::getSingleton(), nullptr);
-  EXPECT_FALSE(Manager::setUp(Manager::Snmp, true));
-  EXPECT_FALSE(Manager::isUp(Manager::Snmp));
-}
-
-TEST(Interfaces, OfTheWebAreTheListenersOfTheServer) {
-  const test::Temporary files;
-  http::WebSettings settings;
-  settings.address = test::ownAddress();
-  settings.directory = files.path("");
-  http::HttpServer server(settings, [] { return std::string(); });
-  test::ManagedInterfaces controlled;
-  controlled.sysInfo.emplace(Texts(), std::map<std::string, bool>{{"HttpsDisable", true}});
-  controlled.build(Names{"Http", "Https"});
-  for (const bool plain : {true, false}) {
-    EXPECT_EQ(server.isEnabledConnections("StandardListener"), plain);
-    EXPECT_EQ(server.isEnabledConnections("SSLListener"), !plain);
-    EXPECT_EQ(Manager::isUp(Manager::Http), plain);
-    EXPECT_EQ(Manager::isUp(Manager::Https), !plain);
-    EXPECT_TRUE(Manager::setUp(Manager::Http, false));
-    EXPECT_TRUE(Manager::setUp(Manager::Https, true));
-  }
 }
 
 bool isAsleep(int thread) {

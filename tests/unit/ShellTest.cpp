@@ -5,7 +5,6 @@
 
 #include "host/base/st_StringRepository.h"
 #include "host/console/fw_CommandLine.h"
-#include "host/console/fw_HostCommands.h"
 #include "support/ConsoleSetting.h"
 #include "util/fw_Exception.h"
 #include "util/fw_ShownText.h"
@@ -23,20 +22,15 @@ TEST(SplitLine, GivesWordsOrTheColumn) {
     Words words;
     std::string error;
   } rows[] = {
-      {" \t ", {}, ""},
       {"  a\tbc  d ", {"a", "bc", "d"}, ""},
       {"a\"b c\"d", {"ab cd"}, ""},
       {"a \"\" b", {"a", "", "b"}, ""},
       {R"("a\"b\\c\d")", {R"(a"b\cd)"}, ""},
       {R"(a\ b)", {"a\\", "b"}, ""},
-      {"\xC3\xA4", {"\xC3\xA4"}, ""},
       {"ab \"cd", {}, "unterminated quote at column 4\n"},
       {R"(a "\")", {}, "unterminated quote at column 3\n"},
-      {R"("\)", {}, "unterminated quote at column 1\n"},
       {"a b\x1B[2J", {}, "control character at column 4\n"},
       {std::string("a\0b", 3), {}, "control character at column 2\n"},
-      {"\"a\xC3\"", {}, "no UTF-8 at column 3\n"},
-      {"\"a\tb\"", {}, "control character at column 3\n"},
       {"\"\\\x07\"", {}, "control character at column 3\n"},
   };
   for (const auto& row : rows) {
@@ -45,7 +39,6 @@ TEST(SplitLine, GivesWordsOrTheColumn) {
     EXPECT_EQ(words.has_value(), row.error.empty()) << row.line;
     EXPECT_EQ(words.value_or(Words()), row.words) << row.line;
     EXPECT_EQ(error, row.error) << row.line;
-    EXPECT_EQ(splitLine(joinWords(row.words), error), row.words) << row.line;
   }
 }
 
@@ -72,33 +65,8 @@ TEST(ShownText, KeepsWhatIsUtf8AndNoControl) {
 }
 
 constexpr strings::stringtoken memoryPath[] = {strings::token<"memory">};
-constexpr strings::stringtoken statsPath[] = {strings::token<"memory">, strings::token<"stats">};
 const CommandHandler::commanddata memoryData = {"Memory", "memory: m.\n", "memory WORD\n", 1,
                                                 memoryPath};
-const CommandHandler::commanddata statsData = {"Stats", "memory stats: s.\n", "memory stats\n", 2,
-                                               statsPath};
-
-int replyArguments(Console& console, const utility::Arguments& arguments, const char* command) {
-  console.reply(Ok, "%s", command);
-  for (unsigned int i = 0; i < arguments.ArgCount(); ++i) {
-    console.reply(Ok, " [%s]", arguments.ArgValue(i));
-  }
-  return 1;
-}
-
-TEST(Shell, LongestMatchWinsAndArgumentsFollowIt) {
-  Shell shell;
-  addCommand(shell, statsData, [](auto& console, const auto& arguments) {
-    return replyArguments(console, arguments, "stats");
-  });
-  EXPECT_EQ(ask(shell, "memory what"), "1 usage: memory stats\n");
-  addCommand(shell, memoryData, [](auto& console, const auto& arguments) {
-    return arguments.ArgCount() == 0 ? 0 : replyArguments(console, arguments, "memory");
-  });
-  EXPECT_EQ(ask(shell, "memory stats \"a b\" c"), "0 stats [a b] [c]");
-  EXPECT_EQ(ask(shell, "memory statsx"), "0 memory [statsx]");
-  EXPECT_EQ(ask(shell, "memory"), "1 usage: memory WORD\n");
-}
 
 TEST(Shell, ThrowingCommandIsRefusedAndTheShellGoesOn) {
   Shell shell;
@@ -131,17 +99,6 @@ TEST(Console, WrongUseOfTheOutputLockIsSaidOnStandardOutput) {
   console.outputUnLock();
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "Console: output lock failure\nConsole: output unlock failure\n");
-}
-
-TEST(HostCommands, ShutdownIsCalledOnceTheReplyWasSent) {
-  Shell shell;
-  bool isShutDown = false;
-  registerHostCommands(shell, [&] { isShutDown = true; });
-  Console console;
-  EXPECT_EQ(ask(shell, "shutdown", console), "0 shutting down\n");
-  EXPECT_FALSE(isShutDown);
-  console.replySent();
-  EXPECT_TRUE(isShutDown);
 }
 
 }  // namespace

@@ -5,12 +5,15 @@
 #include <mutex>
 #include <optional>
 #include <random>
+#include <regex>
 
+#include "host/base/fw_Entrance.h"
 #include "host/base/st_StringRepository.h"
 #include "host/machine/SimulatedPlatform.h"
 #include "host/service/fw_Config.h"
 #include "host/service/fw_EventManager.h"
 #include "host/service/fw_Service.h"
+#include "support/Campaign.h"
 #include "support/LogCapture.h"
 #include "support/Temporary.h"
 #include "sysinfo/manager/si_Change.h"
@@ -18,6 +21,7 @@
 #include "sysinfo/manager/si_Values.h"
 #include "sysinfo/manager/us_UserManager.h"
 #include "sysinfo/record/ri_RelInfo.h"
+#include "sysinfo/record/si_Grammar.h"
 #include "sysinfo/record/si_Scopes.h"
 #include "sysinfo/store/si_Transfer.h"
 
@@ -97,17 +101,47 @@ TEST_F(StoreFile, KeepsANewerSchemaAsideAndBringsAnOlderForward) {
   EXPECT_EQ(Database(path).state(), Database::State::Good);
 }
 
-TEST_F(StoreFile, ChangesNothingWhereTheDiskIsFull) {
-  Store store = open();
-  for (const rlim_t size : {0U, 100U, 1000U, 5000U}) {
-    {
-      const test::Limit full(RLIMIT_FSIZE, size);
-      EXPECT_FALSE(store.replace({"system"}, {{{"system", "y"}, std::string(100000, 'y')}}));
+// Beside a map: scopes are given new rows, the disk is full, another process opens the store, and a
+// file is lost or spoilt while it is closed.
+TEST_F(StoreFile, DoesAsAMapOverRandomHistories) {
+  test::Random random(1);
+  const auto noRender = [](const Rows&) {};
+  std::array<std::optional<Store>, 2> stores;
+  auto *store = &stores[0], *next = &stores[1];
+  Rows expected = {{{"A", "x"}, "1"}};  // no store is ever empty
+  store->emplace(path, expected, noRender);
+  for (int step = 0; step < 300 && !HasFailure(); ++step) {
+    SCOPED_TRACE(step);
+    std::vector<std::string> scopes;
+    Rows given, wanted = expected;
+    for (const std::string scope : {"system", "user u", "user v"}) {
+      if (random.once(2)) continue;
+      scopes.push_back(scope);
+      std::erase_if(wanted, [&](const auto& row) { return row.first.scope == scope; });
+      const auto size = static_cast<std::size_t>(random.once(9) ? 100000 : random.below(9));
+      if (random.once(2)) given[{scope, random.once(2) ? "x" : "y"}] = std::string(size, 'a');
     }
-    EXPECT_EQ(store.rows(), first) << size;
-    EXPECT_EQ(Database(path).rows(), first) << size;
+    wanted.insert(given.begin(), given.end());
+    std::optional<test::Limit> full;
+    if (random.once(5)) full.emplace(RLIMIT_FSIZE, rlim_t(random.below(20000)));
+    const bool mayFail = full.has_value(), stored = (*store)->replace(scopes, given);
+    full.reset();
+    EXPECT_TRUE(stored || mayFail);
+    if (stored) expected = wanted;
+    EXPECT_EQ((*store)->rows(), expected);
+    EXPECT_EQ(Database(path).rows(), expected);
+    if (mayFail || !random.once(5)) continue;  // the copy may be an older one
+    EXPECT_TRUE(open(second).isElsewhere() && !open(second).replace({"system"}, second));
+    const auto ends = [&, loss = random.below(4)] {
+      store->reset();
+      if (loss == 1) std::filesystem::remove(path);
+      if (loss > 1) directory.write(loss == 2 ? "system.db" : "system.db.good", "spoilt");
+      return true;
+    };
+    next->emplace(path, second, noRender, ends);
+    std::swap(store, next);
+    EXPECT_EQ((*store)->rows(), expected);
   }
-  EXPECT_TRUE(store.replace({"system"}, second)) << "as soon as there is room";
 }
 
 // What a file says that could not be opened at the start is not known: the store goes on with it
@@ -131,25 +165,6 @@ TEST_F(StoreFile, OpensLaterWhatItCouldNotOpenAndWritesOverNothingUnknown) {
     EXPECT_EQ((open().rows()[{"system", "x"}]), "3");
     EXPECT_FALSE(directory.has("system.db.damaged-1"));
   }
-  Store store = open();
-  std::filesystem::remove(path);
-  EXPECT_TRUE(store.replace({"system"}, second)) << "a file that went while it was open";
-  EXPECT_EQ(Database(path).rows(), store.rows());
-}
-
-TEST_F(StoreFile, HasOneOwnerForWhoseEndTheNextOneWaits) {
-  std::optional<Store> owner(std::in_place, path, first, [](const Rows&) {});
-  Store other(path, second, [](const Rows&) {});
-  EXPECT_TRUE(other.isElsewhere());
-  EXPECT_FALSE(other.replace({"system"}, second));
-  const Store next(
-      path, second, [](const Rows&) {},
-      [&owner] {
-        owner.reset();
-        return true;
-      });
-  EXPECT_FALSE(next.isElsewhere());
-  EXPECT_EQ(next.rows(), first);
 }
 
 // Follows the changes as the interface service does: writes a file of the users and the community,
@@ -460,59 +475,66 @@ TEST_F(Information, FollowsItsControllerIntoTheOtherSlot) {
   EXPECT_FALSE(relinfo::RelInfo::hasBurnToActive());
 }
 
-// Whatever could break out of a command line, a header or the agent's file: each of these values,
-// and one that is good with a character within that is not.
-TEST_F(Information, RefusesHostileValues) {
-  const std::string shell = " \t\n\"'\\;$`|&<>*~#\x7f\xc3", quotes = " \t\n\"'\\\x7f\xc3";
+// Each grammar beside its rule told as a regular expression, over good texts that are cut, doubled
+// and spoilt at random: what could break out of a command line, a header or the agent's file among
+// it.
+TEST(Grammars, HoldWhatTheirRulesSay) {
+  const std::string word = "[A-Za-z0-9]+", label = word + "(-+" + word + ")*";
+  const std::string dots = label + "(\\." + label + ")*", local = "\\w[\\w.+-]{0,63}";
+  const std::string octet = "(25[0-5]|2[0-4]\\d|1\\d\\d|[1-9]?\\d)", wide(60, 'w');
+  const std::string role = "(Https?|Telnet|Ssh|Smis|Ftp|Debug|Usmis|Snmp(User|Target)?)";
   const struct {
-    const char* key;
-    std::string good, within;
-    std::vector<std::string> bad;
-  } hostile[] = {
-      {"SnmpReadCommunity", std::string(63, 'c'), quotes, {"-s", "#x", std::string(65, 'c')}},
-      {"SnmpWriteCommunity", "private", quotes, {}},
-      {"SnmpTrap1V4Address", "1.2.3.4", shell, {"host", "1.2.3", "256.1.1.1"}},
-      {"EmailServer", std::string(62, 'h'), shell, {"-S", std::string(64, 'h')}},
-      {"EmailAddr4", "a@b", shell, {"@b"}},
-      {"EmailSender", "a", shell, {"-f"}},
-      {"EmailDomain", "a.b", shell, {"a..b", "a/b"}},
-      {"MidplaneSN", "a", shell, {"-x"}},
-      {"A.LastLoadedTime", "12", shell, {"12x", "-1"}},
-      {"A.McVersion", "1", shell, {std::string(32, 'v')}},
-      {"A.IpV4Address", "10.0.0.1", shell, {"10.0.0"}},
-      {"A.MacAddress", "02:4d:43:00:00:01", shell, {"024d43000001", "02:4d:43:00:00:0g"}},
-      {"component.a.CpldRevision", "1", shell, {}},
-      {"component.a b.CpldRevision", "", "", {"1"}},
-      {"store.Slot", "", "", {"B"}},
-      {"user bob.Password", "", "", {"long enough"}},
+    bool (*holds)(const char*);
+    std::string rule, good;
+  } rows[] = {
+      {addressGrammar.holds, "(" + octet + "\\.){3}" + octet, "10.20.0.255"},
+      {macGrammar.holds, "([0-9A-Fa-f]{2}:){5}[0-9A-Fa-f]{2}", "02:4d:43:00:00:0A"},
+      {mailGrammar.holds, "|" + local + "@" + dots, "a_b.c+d@mail-1.site"},
+      {senderGrammar.holds, "|" + local, wide + "e-1."},
+      {hostGrammar.holds, "|(?=.{1,253}$)" + dots, "mail--1.si-te." + wide + wide + wide},
+      {relayGrammar.holds, "|(?=.{1,63}$)" + dots, wide + ".xy"},
+      {serialGrammar.holds, "|\\w[\\w.-]{0,63}", "S_.-" + wide},
+      {timestampGrammar.holds, "\\d{0,31}", "1700000000000000000000000000000"},
+      {versionGrammar.holds, "(?!-)[\\w.+-]{0,31}", "TQK318R009-02+1_xvvvvvvvvvvvvvv"},
+      {communityGrammar.holds, "(?![-#])[!#-&(-\\[\\]-~]{1,64}", "q;#`" + wide},
+      {userNameGrammar.holds, "(?!comm\\d+$)[A-Za-z][\\w.-]{0,27}", "comm22x"},
+      {storedUserNameGrammar.holds, "[A-Za-z][\\w.-]{0,31}", "E_1.x-uuuuuuuuuuuuuuuuuuuuuuuuuu"},
+      {passwordGrammar.holds, "|[ !#-\\[\\]-~]{8,64}", "it's # 4"},
+      {targetGrammar.holds, "|" + dots + "(:0*[1-9]\\d{0,3}|:[1-5]\\d{4})?", "h-1.x:5999"},
+      {rolesGrammar.holds, "|" + role + "(," + role + ")*", "Http,SnmpUser"},
+      {authTypeGrammar.holds, "none|MD5|SHA", "MD5"},
+      {privacyTypeGrammar.holds, "none|DES|AES", "DES"},
+      {framework::isDaemonName, "\\w[\\w.-]{0,63}", "W_2-x.y"},
+      {framework::isSafePath, "/[\\w/.+,:@=-]{0,199}", "/_1-2.log+,:@=" + wide + wide + wide},
   };
-  framework::EventManager::instance().stop();  // so that no flag is cleared meanwhile
-  for (const auto& [key, good, within, bad] : hostile) {
-    EXPECT_TRUE(good.empty() || changeValues({{key, good}}).empty()) << key;
-    const auto before = manager.store()->rows();
-    std::vector<std::string> values = bad;
-    for (const char c : within) values.push_back(good + c + good.substr(0, 1));
-    for (const auto& value : values) {
-      EXPECT_NE(changeValues({{"EmailDomain", "innocent"}, {key, value}}), "") << key << value;
-    }
-    EXPECT_EQ(manager.store()->rows(), before);
-  }
-  const std::vector<std::pair<const char*, std::vector<std::string>>> hostileUsers = {
-      {"Password", {"short", "with \" quote", "back\\slash", "line\nbreak"}},
-      {"PrivacyPassword", {"tab\tbetween"}},
-      {"TrapDestination", {"a b", "a;b", "host:0", "host:70000", "-x", "udp:a:1", "h\"x"}},
-      {"Interfaces", {"Nonsense", "Snmp,,Ssh", "Snmp,"}},
-      {"AuthType", {"MD4", ""}},
-      {"PrivacyType", {"3DES"}},
-  };
-  for (const auto& [key, values] : hostileUsers) {
-    for (const auto& value : values) {
-      EXPECT_FALSE(findField(user::userFields(), key)->grammar->holds(value.c_str())) << value;
+  test::Random random(1);
+  const std::string odd = "\"'\\;$`|&<>*~#\x7f\xc3 \t\n.-:,@+_a0";
+  for (const auto& [holds, rule, good] : rows) {
+    const std::regex expected(rule);
+    EXPECT_TRUE(holds(good.c_str())) << good;
+    for (int i = 0; i < 1000; ++i) {
+      std::string text = good;
+      for (long changes = random.below(3); changes >= 0; --changes) {
+        const auto at = static_cast<std::size_t>(random.below(std::ssize(text) + 1));
+        const char c = odd[static_cast<std::size_t>(random.below(std::ssize(odd)))];
+        const long kind = random.below(4);
+        if (kind == 0) text.erase(at);
+        if (kind == 1) text.insert(at, 1, c);
+        if (kind == 2) text.replace(at, 1, 1, c);
+        if (kind == 3) text.insert(at, good.substr(0, at));
+      }
+      ASSERT_EQ(holds(text.c_str()), std::regex_match(text, expected)) << rule << ": " << text;
     }
   }
-  for (const char* name : {"", "1st", "a\"b", "a\nb", "-a", "thisnameistoolongfortheagent1"}) {
-    EXPECT_NE(user::UserManager::getManager()->addUser(user::User(name)), "") << name;
+}
+
+TEST_F(Information, RefusesWhatIsNotAnOperatorsAndWithItAllOfAChange) {
+  const auto before = manager.store()->rows();
+  for (const char* key : {"component.a b.CpldRevision", "store.Slot", "user bob.Password"}) {
+    EXPECT_NE(changeValues({{"EmailDomain", "innocent"}, {key, "long enough"}}), "") << key;
   }
+  EXPECT_EQ(manager.store()->rows(), before);
+  EXPECT_NE(user::UserManager::getManager()->addUser(user::User("1st")), "");
 }
 
 }  // namespace
