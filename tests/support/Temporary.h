@@ -19,7 +19,9 @@ namespace test {
 /// A directory that goes with the object, and small files in it.
 class Temporary {
  public:
-  Temporary() { ::mkdtemp(m_path.data()); }
+  Temporary() {
+    if (::mkdtemp(m_path.data()) == nullptr) std::abort();
+  }
   ~Temporary() { std::filesystem::remove_all(m_path); }
   Temporary(const Temporary&) = delete;
   Temporary& operator=(const Temporary&) = delete;

@@ -41,7 +41,9 @@ TEST_F(Logging, LinesCarryTimeLevelNameAndOperation) {
   writer.LogError("%d %s", 7, "apples");
   writer.LogInfoS("100% {}\n\x1B");
   writer.LogInfo("a\n\xC2\x9B\xFF\n");
-  writer.LogMethodWarning("void f(int)", 12, "%s", "{brace");
+  writer.LogMethodWarning(
+      "virtual const Text& {anonymous}::Writer::name[abi:cxx11](bool (*)(int)) const", 12, "%s",
+      "{brace");
   Logger::StaticLogMethod(LogType::Debug, "g()", 3, "quiet");
   Logger::StaticLog(LogType::Trace, "%s", std::string(20000, 'x').c_str());
   Logger::stop();
@@ -49,8 +51,8 @@ TEST_F(Logging, LinesCarryTimeLevelNameAndOperation) {
   const std::string time = "[0-9-]{10} [0-9:]{8}\\.[0-9]{3} ";
   for (const char* line :
        {"error   Writer: 7 apples\n", "info    Writer: 100% \\{\\}\n\\?\n",
-        "info    Writer: a\\?\\?\\?\n\n", "warning Writer \\[void f\\(int\\):12\\]: \\{brace\n",
-        "debug   host \\[g\\(\\):3\\]: quiet\n", "trace   host: x{9215}\n"}) {
+        "info    Writer: a\\?\\?\\?\n\n", "warning Writer \\[name:12\\]: \\{brace\n",
+        "debug   host \\[g:3\\]: quiet\n", "trace   host: x{9215}\n"}) {
     EXPECT_THAT(lines, testing::ContainsRegex(time + line));
   }
 }

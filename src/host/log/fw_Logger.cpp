@@ -168,6 +168,12 @@ spdlog::level::level_enum levelFor(int type) {
                                                 std::clamp(type, 0, 4));
 }
 
+// The operation's own name, "f" of "static bool space::Class::f(int)".
+std::string_view shortName(std::string_view signature) {
+  const std::string_view name = signature.substr(0, signature.find_first_of("(["));
+  return name.substr(name.find_last_of(": *&") + 1);
+}
+
 struct Log {
   Log() { setLogger(std::make_shared<spdlog::logger>("mc", fanout), true); }
 
@@ -261,7 +267,8 @@ void Logger::write(int type, const char* service, const char* operation, int lin
   if (operation == nullptr) {
     fmt::format_to(std::back_inserter(whole), "{}: {}", service, text);
   } else {
-    fmt::format_to(std::back_inserter(whole), "{} [{}:{}]: {}", service, operation, line, text);
+    fmt::format_to(std::back_inserter(whole), "{} [{}:{}]: {}", service, shortName(operation), line,
+                   text);
   }
   std::unique_lock lock(log.mutex);
   const std::shared_ptr<spdlog::logger> logger = log.logger;

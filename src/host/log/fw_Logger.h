@@ -22,11 +22,12 @@ struct LogSettings {
 /// A taker of finished log lines, and the log itself in its static calls.
 ///
 /// A line reads "2026-11-22 03:04:05.678 info    AppManager: text"; a method-level one
-/// "... AppManager [operation:line]: text". Writing never blocks: lines go to a bounded queue that
-/// the logging thread empties; when it is full the oldest are dropped, counted, and the count is
-/// logged. A text is cut at 9215 bytes and written as shownText() gives it, a line feed at its end
-/// kept; the report of LogInfoS as shownLines() does. Until start() and from stop() on lines are
-/// written at once, after stop() to standard error. Any thread may write at any time.
+/// "... AppManager [sendMail:150]: text", with the operation's name without its signature. Writing
+/// never blocks: lines go to a bounded queue that the logging thread empties; when it is full the
+/// oldest are dropped, counted, and the count is logged. A text is cut at 9215 bytes and written as
+/// shownText() gives it, a line feed at its end kept; the report of LogInfoS as shownLines() does.
+/// Until start() and from stop() on lines are written at once, after stop() to standard error. Any
+/// thread may write at any time.
 class Logger {
  public:
   virtual ~Logger() = default;
@@ -62,7 +63,8 @@ class Logger {
       __attribute__((format(printf, 4, 5)));
   static void StaticLog(int type, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-  /// What the calls above and those of Entity come down to. `operation` null: a plain line. The
+  /// What the calls above and those of Entity come down to. `operation` is a name or a whole
+  /// signature (__PRETTY_FUNCTION__), null for a plain line. The
   /// text of write() holds nothing that is not shown but line feeds.
   static void write(int type, const char* service, const char* operation, int line,
                     const std::string& text);
