@@ -1,5 +1,5 @@
 // The operator's commands over the process supervision: "process list" and "process
-// start|stop|restart|suspend|resume|explain NAME".
+// start|stop|restart|suspend|resume|explain NAME", "why NAME".
 #include <array>
 #include <cstring>
 #include <optional>
@@ -104,6 +104,12 @@ int explain(Console& console, const Arguments& arguments) {
   });
 }
 
+int why(Console& console, const Arguments& arguments) {
+  return withDaemon(console, arguments, [&](stringtoken daemon, const char*) {
+    AppManager::getSingleton()->whyProcess(daemon, console.output());
+  });
+}
+
 int issue(Console& console, const Arguments& arguments, const char* action, Operation operation) {
   return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
     control(console, action, name, operation(daemon));
@@ -150,6 +156,9 @@ const std::vector<framework::TableCommand> commands = {
                   "ProcessExplain",
                   "process explain: show which processes are taken for a daemon, and why.\n",
                   "process explain NAME\n")},
+    {why, commandOf<"why">("Why",
+                           "why: show which rule decides for a daemon, and what would change it.\n",
+                           "why NAME\n")},
 };
 
 using ProcessCommands = framework::CommandTable<"ProcessCommands", "mcops", commands>;

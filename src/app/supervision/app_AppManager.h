@@ -87,6 +87,10 @@ class AppManager : public framework::ActiveService {
   /// explainRecord); nothing when there is no record of that name. Any thread may call.
   void explainProcess(strings::stringtoken name, utility::PutStream& stream) const;
 
+  /// Writes why the daemon is in its state and what comes next (see writeWhy); nothing when there
+  /// is no record of that name. Waits for the monitor thread's scan. Any thread may call.
+  void whyProcess(strings::stringtoken name, utility::PutStream& stream) const;
+
   /// The pid of the first running process whose program's base name begins with the text; -1 when
   /// there is none.
   static int findProcess(const char* prefix);

@@ -7,6 +7,7 @@
 #include "app/supervision/app_Claim.h"
 #include "app/supervision/app_CommandLine.h"
 #include "app/supervision/app_ProcessSurvey.h"
+#include "app/supervision/app_Why.h"
 #include "host/base/fw_Container.h"
 #include "host/base/st_StringRepository.h"
 #include "host/base/ut_Array.h"
@@ -75,6 +76,13 @@ void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend) {
 void AppManager::explainProcess(strings::stringtoken name, utility::PutStream& stream) const {
   const auto* process = dynamic_cast<const Process*>(m_processes.find(name));
   if (process != nullptr) explainRecord(*process, surveyProcesses(m_processes), stream);
+}
+
+void AppManager::whyProcess(strings::stringtoken name, utility::PutStream& stream) const {
+  const auto* process = dynamic_cast<const Process*>(m_processes.find(name));
+  if (process == nullptr) return;
+  const std::lock_guard betweenTwoStatePasses(m_tableLock);
+  writeWhy(process->getNameString(), factsOf(*process), stream);
 }
 
 int AppManager::findProcess(const char* prefix) {

@@ -69,7 +69,7 @@ StateFacts AppManager::factsOf(const Process& process) const {
       .suspended = process.getSuspend(),
       .restarting = process.getRestarting(),
       .newGeneration = process.isNewGeneration(),
-      .restartsAllowed = m_doProcessControl && m_doRestarts,
+      .processControl = m_doProcessControl,
       .startUpPeriod = m_startUpPeriod,
       .noKillSeconds = m_noKillSeconds,
   };
