@@ -103,7 +103,17 @@ void Process::control(const char* action, const char* daemon) {
     command.PutF("/app/etc/init.d/%sS %s &", daemon, action);
   }
   if (isDebugOn()) LogDebug("%s", command.pTail());
+  const auto issued = std::make_shared<DaemonCommand>(action);
+  {
+    const std::lock_guard lock(m_mutex);
+    m_lastCommand = issued;
+  }
   framework::Container::spawn(command.pTail(), nullptr, nullptr);
+}
+
+std::shared_ptr<const DaemonCommand> Process::lastCommand() const {
+  const std::lock_guard lock(m_mutex);
+  return m_lastCommand;
 }
 
 void Process::start() { control("start", getNameString()); }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 
+#include "app/supervision/app_DaemonCommand.h"
 #include "host/base/fw_Entity.h"
 #include "host/base/fw_Memory.h"
 #include "util/st_Tokens.h"
@@ -86,6 +87,9 @@ class Process : public framework::Entity {
   /// the daemon's init script in the background. What comes of it shows in later scans.
   void control(const char* action, const char* daemon);
 
+  /// The command that control() ran last; null before the first.
+  std::shared_ptr<const DaemonCommand> lastCommand() const;
+
   /// Enters a state, which also renews the state time.
   void setState(State state);
   State getState() const;
@@ -148,6 +152,7 @@ class Process : public framework::Entity {
   std::unique_ptr<regex_t, PatternRelease> m_compiled;
   Pids m_oldPids{};  // the instances that ran when a restart was last asked for
   unsigned int m_oldPidCount = 0;
+  std::shared_ptr<DaemonCommand> m_lastCommand;
   mutable std::mutex m_mutex;  // guards everything but the name, the pattern and the claim flag
 };
 
