@@ -1,5 +1,5 @@
-// The operator's commands over the process supervision: "process list" and "process
-// start|stop|restart|suspend|resume|explain NAME", "why NAME".
+// The operator's commands over the process supervision: "process list", "process history [NAME]",
+// "process show|start|stop|restart|suspend|resume|explain NAME" and "why NAME".
 #include <array>
 #include <cstring>
 #include <optional>
@@ -11,6 +11,7 @@
 #include "host/console/fw_CommandTable.h"
 #include "host/console/fw_ConsoleTable.h"
 #include "host/service/fw_ServiceFactory.h"
+#include "util/ut_TimeMeasure.h"
 
 namespace services::ops {
 
@@ -18,7 +19,9 @@ namespace {
 
 using app::AppManager;
 using app::Claim;
+using app::HistoryEntry;
 using app::Process;
+using app::ProcessView;
 using framework::commandOf;
 using framework::Console;
 using framework::Ok;
@@ -26,12 +29,21 @@ using framework::Refused;
 using strings::stringtoken;
 using utility::Arguments;
 
-std::vector<std::string> rowOf(const Claim& process) {
-  std::array<char, 512> pids{};
-  const Process::State state = process->getState();
-  return {process->getNameString(), strings::StringRepository::toString(state),
-          process->getSuspend() ? "yes" : "no", process->getInstanceInfo(pids.data(), pids.size()),
-          state == Process::Unclassified ? "" : std::to_string(process->getStateTime())};
+std::vector<std::string> rowOf(const ProcessView& daemon) {
+  std::string pids;
+  for (const int pid : daemon.pids) pids += (pids.empty() ? "" : ",") + std::to_string(pid);
+  return {daemon.name,
+          daemon.stateText(),
+          daemon.suspended ? "yes" : "no",
+          pids,
+          daemon.state == Process::Unclassified ? "" : std::to_string(daemon.seconds),
+          std::to_string(daemon.generation),
+          daemon.commandText()};
+}
+
+// Who asks at this console.
+std::string askerAt(const Console& console) {
+  return "console, process " + std::to_string(console.getPeer());
 }
 
 // The token of a daemon's name. The table is asked, so that what is typed makes no token.
@@ -54,11 +66,9 @@ int list(Console& console, const Arguments& arguments) {
   if (!manager->isProcessControlOn()) {
     console.output().PutS("process control is off here (see MC_ARCH): no daemon is restarted\n");
   }
-  framework::TableRows rows = {{"NAME", "STATE", "SUSPENDED", "PIDS", "SECONDS"}};
-  for (unsigned int n = 0; n < manager->numProcesses(); ++n) {
-    const Claim process = Claim::nth(*manager, n);
-    if (process) rows.push_back(rowOf(process));
-  }
+  framework::TableRows rows = {
+      {"NAME", "STATE", "SUSPENDED", "PIDS", "SECONDS", "GENERATION", "LAST COMMAND"}};
+  for (const ProcessView& daemon : manager->views()) rows.push_back(rowOf(daemon));
   framework::writeTable(console.output(), rows);
   return 1;
 }
@@ -78,7 +88,7 @@ int withDaemon(Console& console, const Arguments& arguments, const Work& work) {
   return 1;
 }
 
-using Operation = bool (*)(stringtoken);
+using Operation = bool (*)(stringtoken, const char* by);
 
 bool control(Console& console, const char* action, const char* name, bool issued) {
   if (issued) {
@@ -92,7 +102,8 @@ bool control(Console& console, const char* action, const char* name, bool issued
 
 int stop(Console& console, const Arguments& arguments) {
   return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
-    if (!control(console, "stop", name, AppManager::stopProcess(daemon))) return;
+    if (!control(console, "stop", name, AppManager::stopProcess(daemon, askerAt(console).c_str())))
+      return;
     if (AppManager::getProcessSuspend(daemon)) return;
     console.reply(Ok, "it will be started again; to keep it down: process suspend %s\n", name);
   });
@@ -104,6 +115,42 @@ int explain(Console& console, const Arguments& arguments) {
   });
 }
 
+int show(Console& console, const Arguments& arguments) {
+  return withDaemon(console, arguments, [&](stringtoken daemon, const char*) {
+    AppManager::getSingleton()->showProcess(daemon, console.output());
+  });
+}
+
+std::vector<std::string> rowOf(const HistoryEntry& entry) {
+  std::array<char, 32> time;
+  constexpr auto toText = strings::StringRepository::toString;
+  return {utility::TimeMeasure::printTimestamp(entry.at, time.data(), time.size()),
+          entry.daemon,
+          toText(entry.from),
+          toText(entry.to),
+          entry.secondsDown < 0 ? "" : std::to_string(entry.secondsDown),
+          entry.what,
+          entry.cause,
+          entry.outcome};
+}
+
+void writeHistory(Console& console, const std::string& daemon) {
+  framework::TableRows rows = {{"TIME", "NAME", "FROM", "TO", "DOWN", "WHAT", "CAUSE", "OUTCOME"}};
+  for (const HistoryEntry& entry : AppManager::getSingleton()->history().entries(daemon)) {
+    rows.push_back(rowOf(entry));
+  }
+  framework::writeTable(console.output(), rows);
+}
+
+int history(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) {
+    return withDaemon(console, arguments,
+                      [&](stringtoken, const char* name) { writeHistory(console, name); });
+  }
+  if (managerOrReply(console) != nullptr) writeHistory(console, "");
+  return 1;
+}
+
 int why(Console& console, const Arguments& arguments) {
   return withDaemon(console, arguments, [&](stringtoken daemon, const char*) {
     AppManager::getSingleton()->whyProcess(daemon, console.output());
@@ -112,7 +159,7 @@ int why(Console& console, const Arguments& arguments) {
 
 int issue(Console& console, const Arguments& arguments, const char* action, Operation operation) {
   return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
-    control(console, action, name, operation(daemon));
+    control(console, action, name, operation(daemon, askerAt(console).c_str()));
   });
 }
 
@@ -127,7 +174,7 @@ int restart(Console& console, const Arguments& arguments) {
 template <bool suspended>
 int setSuspend(Console& console, const Arguments& arguments) {
   return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
-    AppManager::setProcessSuspend(daemon, suspended);
+    AppManager::setProcessSuspend(daemon, suspended, askerAt(console).c_str());
     console.reply(Ok, "%s %s\n", name, suspended ? "suspended" : "resumed");
   });
 }
@@ -156,6 +203,13 @@ const std::vector<framework::TableCommand> commands = {
                   "ProcessExplain",
                   "process explain: show which processes are taken for a daemon, and why.\n",
                   "process explain NAME\n")},
+    {show,
+     commandOf<"process", "show">("ProcessShow", "process show: show what is known of a daemon.\n",
+                                  "process show NAME\n")},
+    {history, commandOf<"process", "history">(
+                  "ProcessHistory",
+                  "process history: list what happened to a daemon or to all, the latest last.\n",
+                  "process history [NAME]\n")},
     {why, commandOf<"why">("Why",
                            "why: show which rule decides for a daemon, and what would change it.\n",
                            "why NAME\n")},

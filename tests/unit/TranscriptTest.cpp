@@ -112,8 +112,12 @@ class Host {
       for (int code = std::stoi(first); code <= std::stoi(words.at(2)); ++code) {
         logManagedLogsEvent(code, 12);
       }
-    } else if (action == "process") {
-      m_machine.addProcess(std::stoi(first), words.at(2));
+    } else if (action == "process") {  // one that runs now, or from that second on
+      const auto add = [=, this] { m_machine.addProcess(std::stoi(first), words.at(2)); };
+      words.size() > 3 ? m_machine.at(std::stoll(words[3]), add) : add();
+    } else if (action == "end") {
+      const auto end = [=, this] { m_machine.removeProcess(std::stoi(first)); };
+      words.size() > 2 ? m_machine.at(std::stoll(words[2]), end) : end();
     } else if (action == "file") {
       const std::filesystem::path path(m_machine.machine.root() + first);
       std::filesystem::create_directories(path.parent_path());

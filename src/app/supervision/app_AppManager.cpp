@@ -95,6 +95,7 @@ AppManager::AppManager(const char* name)
 
   const utility::StringArray* processes = listProperty(strings::pGSdata);
   if (processes != nullptr) readProcessList(*processes);
+  m_historyFile.load(names());
   const utility::StringArray* spared =
       processes == nullptr ? nullptr : listProperty(strings::pGSnokill);
   if (spared != nullptr) {
@@ -197,7 +198,10 @@ void AppManager::readSettings() {
   config.getBoolValueOf(name, "doLockTrack", false, &m_doLockTrack);
 }
 
-void AppManager::Startup() { ActiveService::Startup(); }
+void AppManager::Startup() {
+  m_historyFile.start();
+  ActiveService::Startup();
+}
 
 void AppManager::Shutdown() {
   if (utility::Debug::isDebugOn(strings::tGSlifecycle)) LogWarning("%s", getNameString());

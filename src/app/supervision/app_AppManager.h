@@ -10,8 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "app/supervision/app_HistoryFile.h"
 #include "app/supervision/app_Process.h"
 #include "app/supervision/app_ProcessScan.h"
+#include "app/supervision/app_ProcessView.h"
 #include "app/supervision/app_StatePass.h"
 #include "app/supervision/app_Tokens.h"
 #include "app/supervision/app_memtrack.h"
@@ -75,13 +77,26 @@ class AppManager : public framework::ActiveService {
   /// or where the service must not control processes. The queries answer Unclassified or false
   /// where there is no record. Each claims the record and so may wait for another caller, and for
   /// the monitor thread's scan.
-  static bool startProcess(strings::stringtoken name);
-  static bool stopProcess(strings::stringtoken name);
-  static bool restartProcess(strings::stringtoken name);
+  /// The history tells who asked, `by`.
+  static bool startProcess(strings::stringtoken name) { return startProcess(name, aService); }
+  static bool stopProcess(strings::stringtoken name) { return stopProcess(name, aService); }
+  static bool restartProcess(strings::stringtoken name) { return restartProcess(name, aService); }
+  static bool startProcess(strings::stringtoken name, const char* by);
+  static bool stopProcess(strings::stringtoken name, const char* by);
+  static bool restartProcess(strings::stringtoken name, const char* by);
   static Process::State getProcessState(strings::stringtoken name);
   static bool getProcessSuspend(strings::stringtoken name);
   /// A suspended daemon is never restarted by the monitor loop.
-  static void setProcessSuspend(strings::stringtoken name, bool suspend);
+  static void setProcessSuspend(strings::stringtoken name, bool suspend, const char* by = aService);
+
+  /// The daemons as they are now, in the order of their names. Waits for the monitor thread's scan.
+  /// Any thread may call.
+  std::vector<ProcessView> views() const;
+  /// What happened to the daemons, kept over the host's restarts. Any thread may call.
+  const History& history() const { return m_history; }
+  /// Writes what is known of one daemon, a line for each thing; nothing when there is no record of
+  /// that name. Waits for the monitor thread's scan. Any thread may call.
+  void showProcess(strings::stringtoken name, utility::PutStream& stream) const;
 
   /// Writes how the daemon's record is matched with the processes that run now (see
   /// explainRecord); nothing when there is no record of that name. Any thread may call.
@@ -142,6 +157,7 @@ class AppManager : public framework::ActiveService {
 
  private:
   using Clock = std::int64_t;
+  static constexpr const char* aService = "another service";
 
   static bool isDebugOn();
 
@@ -162,7 +178,7 @@ class AppManager : public framework::ActiveService {
     void (Process::*command)();
   };
   static bool controlProcess(strings::stringtoken name, const ControlAction& action,
-                             const char* operation);
+                             const char* operation, const char* by);
 
   Process* obtainLock(Process* process) const;
   Process* recordAt(unsigned int index) const;
@@ -174,13 +190,14 @@ class AppManager : public framework::ActiveService {
   void takeMemSample();
   std::vector<memtrack_> memSamples() const;
   void doMemLimitChecking();
-  bool restartIfOverLimit(Process& process) const;
+  bool restartIfOverLimit(Process& process);
+  void noteLimitRestart(const Process& process);
   void pollCycle(Clock threadStart);
   void endStartUpPeriod(Clock threadStart);
   void scanAndDecide();
   void statePass(Process& process);
   StateFacts factsOf(const Process& process) const;
-  void applyAction(Process& process, const StateAction& action);
+  void applyAction(Process& process, const StateRule& rule);
   void restartDown(Process& process);
   void writeCrashEvent(const char* daemon);
   void killInstances(const Process& process) const;
@@ -188,6 +205,20 @@ class AppManager : public framework::ActiveService {
   void doProcessTrack();
   void doLockTrack();
   void sleepUntilNextCycle(Clock cycleStart);
+
+  // History.
+  std::string historyPath() const;
+  std::vector<std::string> names() const;
+  ProcessView viewOf(const Process& process) const;
+  std::string causeOf(const Process& process, Process::State from, Process::State to);
+  std::string askedCause(const Process& process, Process::State to);
+  void noteChange(const Process& process, Process::State from, const char* rule);
+  void noteAsked(const Process& process, const std::string& action, const std::string& by,
+                 bool ofItsOwn = false);
+  void expectEffect(const Process& process, const std::string& action, const std::string& by);
+  void noteReplaced(const Process& process);
+  void follow(const Process& process, const std::string& what);
+  void noteOutcomes();
 
   // Mail.
   bool isEarlierSent(const std::string& path) const;
@@ -246,6 +277,22 @@ class AppManager : public framework::ActiveService {
   mutable std::mutex m_memSaveLock;  // guards the save track; a leaf
   ProcessScan m_scan;
   int m_nextWait = 0;  // seconds to the next cycle
+  History m_history;
+  HistoryFile m_historyFile{m_history, historyPath()};
+  // What was asked for last, by daemon, and the commands whose outcome is awaited.
+  struct Asked {
+    std::string what;
+    std::string by;
+    Clock at = 0;
+  };
+  struct Followed {
+    std::string daemon;
+    std::string what;
+    std::shared_ptr<const DaemonCommand> command;
+  };
+  std::map<const Process*, Asked> m_asked;
+  std::vector<Followed> m_followed;
+  mutable std::mutex m_askedLock;  // guards these two; a leaf
   // The crash mails' sends, by file; gone when they have ended. The monitor thread's.
   mutable std::map<std::string, std::weak_ptr<const void>> m_sends;
   static constexpr int mailPatience = 200;  // ticks in each poll cycle

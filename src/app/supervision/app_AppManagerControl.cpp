@@ -17,23 +17,23 @@
 
 namespace services::app {
 
-bool AppManager::startProcess(strings::stringtoken name) {
+bool AppManager::startProcess(strings::stringtoken name, const char* by) {
   return controlProcess(name, {"starting", "start", "starting", &Process::start},
-                        __PRETTY_FUNCTION__);
+                        __PRETTY_FUNCTION__, by);
 }
 
-bool AppManager::stopProcess(strings::stringtoken name) {
-  return controlProcess(name, {"stopping", "stop", "stopping", &Process::stop},
-                        __PRETTY_FUNCTION__);
+bool AppManager::stopProcess(strings::stringtoken name, const char* by) {
+  return controlProcess(name, {"stopping", "stop", "stopping", &Process::stop}, __PRETTY_FUNCTION__,
+                        by);
 }
 
-bool AppManager::restartProcess(strings::stringtoken name) {
+bool AppManager::restartProcess(strings::stringtoken name, const char* by) {
   return controlProcess(name, {"restarting", "restart", "restopping", &Process::restart},
-                        __PRETTY_FUNCTION__);
+                        __PRETTY_FUNCTION__, by);
 }
 
 bool AppManager::controlProcess(strings::stringtoken name, const ControlAction& action,
-                                const char* operation) {
+                                const char* operation, const char* by) {
   const auto debug = [&](const char* doing, const char* step) {
     if (!isDebugOn()) return;
     framework::Logger::StaticLogMethod(framework::LogType::Debug, operation, __LINE__,
@@ -47,6 +47,9 @@ bool AppManager::controlProcess(strings::stringtoken name, const ControlAction& 
   if (!process) return false;
   debug(action.doing, action.name);
   ((*process).*action.command)();
+  manager->expectEffect(*process, action.name, by);
+  manager->noteAsked(*process, action.name, by);
+  manager->follow(*process, action.name);
   debug(action.done, "close");
   return true;
 }
@@ -61,13 +64,17 @@ bool AppManager::getProcessSuspend(strings::stringtoken name) {
   return process && process->getSuspend();
 }
 
-void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend) {
-  const Claim process(getSingleton(), name);
+void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend, const char* by) {
+  AppManager* const manager = getSingleton();
+  const Claim process(manager, name);
   if (!process) return;
   if (isDebugOn()) {
     framework::Logger::StaticLogMethod(
         framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__, "set suspend \"%s\", %s",
         strings::StringRepository::toString(name), suspend ? strings::pGStrue : strings::pGSfalse);
+  }
+  if (process->getSuspend() != suspend) {
+    manager->noteAsked(*process, suspend ? "suspend" : "resume", by);
   }
   process->setSuspend(suspend);
 }

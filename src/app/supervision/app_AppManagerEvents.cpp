@@ -78,7 +78,12 @@ void AppManager::announceGoingDown(const char* text) {
     if (process == nullptr) continue;
     const char* name = process->getNameString();
     if (std::strncmp(name, text, std::strlen(name)) != 0) continue;
-    if (const Claim claimed = Claim::nth(*this, n)) claimed->setState(Process::GoingDown);
+    if (const Claim claimed = Claim::nth(*this, n)) {
+      const Process::State from = claimed->getState();
+      claimed->setState(Process::GoingDown);
+      expectEffect(*claimed, "announced", "event goingDown");
+      noteChange(*claimed, from, "is going down");
+    }
     m_waiter.signal();
     return;
   }
@@ -99,6 +104,8 @@ void AppManager::killOne(const std::string& name) {
     if (isDebugOn()) LogDebug("processindex for nonEssential");
     process->setSuspend(true);
     process->control("kill", process->getNameString());
+    expectEffect(*process, "kill", "event killNonEssentialProcesses");
+    noteAsked(*process, "kill", "event killNonEssentialProcesses");
   } else if (isDebugOn()) {
     LogDebug("%s not found in process list; it can not be%33skilled as non-essential", name.c_str(),
              "");

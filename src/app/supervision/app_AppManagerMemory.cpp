@@ -125,11 +125,12 @@ void AppManager::doMemLimitChecking() {
   }
 }
 
-bool AppManager::restartIfOverLimit(Process& process) const {
+bool AppManager::restartIfOverLimit(Process& process) {
   if (process.getName() == strings::tGSsfcbd) {
     if (process.numInstances() <= sfcbdInstances) return false;
     process.restart();
     LogError("MEM: MAX INSTANCES REACHED: restarting sfcbd");
+    noteLimitRestart(process);
     return true;
   }
   const unsigned int limit = Threshold::getThreshold(process.getName());
@@ -137,7 +138,14 @@ bool AppManager::restartIfOverLimit(Process& process) const {
   LogError("MEM: DATA SIZE THRESHOLD EXCEEDED: %s (%u/%u) - restarting ...",
            process.getNameString(), process.getDataSize(), limit);
   process.restart();
+  noteLimitRestart(process);
   return true;
+}
+
+void AppManager::noteLimitRestart(const Process& process) {
+  expectEffect(process, "restart", "memory limit");
+  noteAsked(process, "restart", "memory limit", true);
+  follow(process, "restart");
 }
 
 }  // namespace services::app

@@ -40,6 +40,7 @@ void AppManager::pollCycle(Clock threadStart) {
   doMemTrack();
   endStartUpPeriod(threadStart);
   if (m_processes.Length() > 0) scanAndDecide();
+  noteOutcomes();
   doProcessTrack();
   if (m_doLockTrack) doLockTrack();
 }
@@ -54,7 +55,9 @@ void AppManager::scanAndDecide() {
   const std::lock_guard lock(m_tableLock);
   for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->startScan();
   m_scan.run();
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->endScan();
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
+    if (recordAt(i)->endScan()) noteReplaced(*recordAt(i));
+  }
   for (unsigned int i = 0; i < m_processes.Length(); ++i) statePass(*recordAt(i));
   if (!isDebugOn()) return;
   m_scan.logPatternTimes();
@@ -85,19 +88,25 @@ void AppManager::statePass(Process& process) {
                StringRepository::toString(process.getState()),
                process.getSuspend() ? "suspended" : "");
     }
-    const StateAction action = decideState(factsOf(process));
-    applyAction(process, action);
-    again = action.again;
+    const StateRule* const rule = decidingRule(factsOf(process));
+    if (rule == nullptr) return;
+    applyAction(process, *rule);
+    again = rule->action.again;
   }
 }
 
-void AppManager::applyAction(Process& process, const StateAction& action) {
+void AppManager::applyAction(Process& process, const StateRule& rule) {
+  const StateAction& action = rule.action;
   if (action.considerRestart && isDebugOn()) {
     LogDebug("should we restart %s", process.getNameString());
   }
   if (action.kill) killInstances(process);
   if (action.restart) restartDown(process);
-  if (action.enter) process.setState(*action.enter);
+  if (action.enter) {
+    const Process::State from = process.getState();
+    process.setState(*action.enter);
+    noteChange(process, from, rule.text);
+  }
   if (action.clearRestarting) process.setRestarting(false);
   if (action.soon) m_nextWait = shortWaitSeconds;
 }

@@ -22,6 +22,11 @@ class DaemonCommand {
     const std::lock_guard lock(m_mutex);
     return m_outcome;
   }
+  /// The same without a copy.
+  bool isEnded() const {
+    const std::lock_guard lock(m_mutex);
+    return m_outcome.isEnded();
+  }
   void note(const utility::CommandOutcome& outcome) {
     const std::lock_guard lock(m_mutex);
     m_outcome = outcome;

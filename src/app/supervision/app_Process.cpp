@@ -154,6 +154,7 @@ int Process::getStateTime() const {
 void Process::startScan() {
   const std::lock_guard lock(m_mutex);
   for (unsigned int i = 0; i < m_instanceCount; ++i) m_instances[i].seen = false;
+  m_oldCount = m_instanceCount;
 }
 
 void Process::addInstance(int pid) {
@@ -167,12 +168,28 @@ void Process::addInstance(int pid) {
   m_instances[m_instanceCount++] = {.seen = true, .pid = pid};
 }
 
-void Process::endScan() {
+bool Process::endScan() {
   const std::lock_guard lock(m_mutex);
+  const bool oldOnesGone = std::none_of(m_instances.begin(), m_instances.begin() + m_oldCount,
+                                        [](const ProcessInstance& old) { return old.seen; });
   auto* const last = std::remove_if(m_instances.begin(), m_instances.begin() + m_instanceCount,
                                     [](const ProcessInstance& instance) { return !instance.seen; });
   m_instanceCount = static_cast<unsigned int>(last - m_instances.begin());
   sumSizes();
+  if (m_instanceCount == 0) return false;
+  m_lastPid = m_instances[0].pid;
+  if (oldOnesGone) ++m_generation;
+  return oldOnesGone && m_oldCount > 0;
+}
+
+unsigned int Process::generation() const {
+  const std::lock_guard lock(m_mutex);
+  return m_generation;
+}
+
+int Process::lastPid() const {
+  const std::lock_guard lock(m_mutex);
+  return m_lastPid;
 }
 
 void Process::sumSizes() {

@@ -98,9 +98,15 @@ class Process : public framework::Entity {
 
   /// A scan: startScan(), then addInstance() for each process that matched, then endScan(), which
   /// removes the instances that were not seen and renews the totals. The 31st pid is ignored.
+  /// endScan() answers whether others have taken the place of all instances of the last scan.
   void startScan();
   void addInstance(int pid);
-  void endScan();
+  bool endScan();
+
+  /// How often the host has seen the daemon come anew: with none of the instances before.
+  unsigned int generation() const;
+  /// The pid of an instance of the last scan that found one; 0 before.
+  int lastPid() const;
 
   /// Measures the memory of every instance; one that cannot be measured has size 0.
   void updateInfo();
@@ -139,6 +145,9 @@ class Process : public framework::Entity {
   const strings::stringtoken m_name;
   framework::StaticText m_pattern;
   unsigned int m_instanceCount = 0;
+  unsigned int m_oldCount = 0;  // of the instances, those of the scan before
+  unsigned int m_generation = 0;
+  int m_lastPid = 0;
   std::array<ProcessInstance, maxInstances> m_instances{};
   State m_state = Unclassified;
   std::int64_t m_stateTime = 0;

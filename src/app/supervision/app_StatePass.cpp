@@ -78,11 +78,6 @@ const StateRule* decidingRule(const StateFacts& facts) {
   return found == std::end(rules) ? nullptr : found;
 }
 
-StateAction decideState(const StateFacts& facts) {
-  const StateRule* const rule = decidingRule(facts);
-  return rule == nullptr ? StateAction{} : rule->action;
-}
-
 std::vector<const StateRule*> nextRules(const StateFacts& facts) {
   std::vector<const StateRule*> next;
   for (const StateRule& rule : rules) {

@@ -53,9 +53,6 @@ struct StateRule {
 /// nothing to do.
 const StateRule* decidingRule(const StateFacts& facts);
 
-/// Its action; none without a rule.
-StateAction decideState(const StateFacts& facts);
-
 /// The rules that would decide in this state if the facts that each lacks changed. One that only
 /// waits for another is none of them.
 std::vector<const StateRule*> nextRules(const StateFacts& facts);

@@ -1,0 +1,29 @@
+// A daemon as an operator sees it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/supervision/app_Process.h"
+
+namespace services::app {
+
+/// A copy of what is known of a daemon at one moment.
+struct ProcessView {
+  std::string name;
+  Process::State state = Process::Unclassified;
+  bool ended = false;  ///< the state is Up, but none of its processes runs any more
+  bool suspended = false;
+  std::vector<int> pids = {};  ///< of the processes of the last scan that still run
+  int seconds = 0;             ///< in the state
+  unsigned int generation = 0;
+  std::shared_ptr<const DaemonCommand> lastCommand = {};  ///< null before the first
+
+  /// The state as it is shown; a daemon that has ended is never shown as Up.
+  std::string stateText() const;
+  /// The last command and what became of it; empty before the first.
+  std::string commandText() const;
+};
+
+}  // namespace services::app
