@@ -19,6 +19,7 @@ namespace {
 
 using app::AppManager;
 using app::Claim;
+using app::FailingDaemon;
 using app::HistoryEntry;
 using app::Process;
 using app::ProcessView;
@@ -38,6 +39,7 @@ std::vector<std::string> rowOf(const ProcessView& daemon) {
           pids,
           daemon.state == Process::Unclassified ? "" : std::to_string(daemon.seconds),
           std::to_string(daemon.generation),
+          daemon.markText(),
           daemon.commandText()};
 }
 
@@ -66,8 +68,12 @@ int list(Console& console, const Arguments& arguments) {
   if (!manager->isProcessControlOn()) {
     console.output().PutS("process control is off here (see MC_ARCH): no daemon is restarted\n");
   }
+  for (const FailingDaemon& failing : AppManager::failingDaemons()) {
+    console.output().PutF("%s is failing: restarted %u times in %d minutes\n", failing.name.c_str(),
+                          failing.restarts, manager->flapMinutes());
+  }
   framework::TableRows rows = {
-      {"NAME", "STATE", "SUSPENDED", "PIDS", "SECONDS", "GENERATION", "LAST COMMAND"}};
+      {"NAME", "STATE", "SUSPENDED", "PIDS", "SECONDS", "GENERATION", "MARK", "LAST COMMAND"}};
   for (const ProcessView& daemon : manager->views()) rows.push_back(rowOf(daemon));
   framework::writeTable(console.output(), rows);
   return 1;

@@ -48,6 +48,10 @@ class SupervisionModel {
     std::vector<Instance> instances = {};
     bool restarting = false;
     std::vector<Instance> before = {};  // when the restart was asked for
+    std::vector<std::int64_t> restarts = {};
+    bool failing = false;
+    std::vector<std::int64_t> mails = {};
+    int mailsLeftOut = 0;
 
     bool has(const Instance& one) const {
       return std::ranges::count(instances, one.pid, &Instance::pid) > 0;
@@ -170,6 +174,11 @@ class SupervisionModel {
       if (!m_records.empty()) {
         scan();
         for (Record& record : m_records) pass(record);
+        for (Record& record : m_records) {
+          if (!record.failing || countOfLate(record) > flapLimit()) continue;
+          record.failing = false;
+          trace("info AppManager: " + record.name + " is no longer failing");
+        }
         debug("done monitoring processes");
       }
       if (due(m_tracked, secondsSince(m_tracked), 299)) trackProcesses();
@@ -253,13 +262,44 @@ class SupervisionModel {
   void restart(Record& record) {
     trace("info AppManager: Restarting " + record.name);
     if (m_story.has("files", "/cfg/do.crashmail")) {
-      mail(record.name, "/tmp/" + record.name + "crash.mail");
+      if (mayMail(record)) mail(record.name, "/tmp/" + record.name + "crash.mail");
       if (m_complete)
         m_crashEvents +=
             timeText(m_now, "%Y-%m-%d %H:%M:%S: ") + record.name + " down, restarted\n";
     }
     control(record, "start");
     enter(record, "Starting");
+    countRestart(record);
+  }
+
+  static long within(const std::vector<std::int64_t>& times, std::int64_t from) {
+    return std::ranges::count_if(times, [from](std::int64_t time) { return time >= from; });
+  }
+  long countOfLate(const Record& record) const {
+    const long minutes = number("flapMinutes") == 0 ? 10 : number("flapMinutes");
+    return within(record.restarts, m_now - minutes * 60000);
+  }
+  long flapLimit() const { return number("flapRestarts") == 0 ? 5 : number("flapRestarts"); }
+
+  void countRestart(Record& record) {
+    record.restarts.push_back(m_now);
+    const long count = countOfLate(record);
+    if (count <= flapLimit() || std::exchange(record.failing, true)) return;
+    trace("error AppManager: " + record.name +
+          text(" is failing: restarted %ld times in %ld minutes", count,
+               number("flapMinutes") == 0 ? 10 : number("flapMinutes")));
+  }
+
+  bool mayMail(Record& record) {
+    const long limit = number("crashMailLimit");
+    const bool may = limit == 0 || within(record.mails, m_now - 3599999) < limit;
+    if (may) record.mails.push_back(m_now);
+    record.mailsLeftOut = may ? 0 : record.mailsLeftOut + 1;
+    if (!may)
+      trace("warning AppManager: no crash mail of " + record.name +
+            text(": %ld an hour are its limit, %d left out since the last", limit,
+                 record.mailsLeftOut));
+    return may;
   }
 
   void mail(const std::string& name, const std::string& path) {
@@ -340,12 +380,14 @@ class SupervisionModel {
       const long limit = record.name == "logmigrated" ? 25000 : 1048576;
       if (record.name == "sfcbd" && record.instances.size() > 26) {
         control(record, "restart");
-        return trace("error MEM: MAX INSTANCES REACHED: restarting sfcbd");
+        trace("error MEM: MAX INSTANCES REACHED: restarting sfcbd");
+        return countRestart(record);
       }
       if (record.name == "sfcbd" || record.sum(&Instance::data) <= limit) continue;
       trace("error MEM: DATA SIZE THRESHOLD EXCEEDED: " + record.name +
             text(" (%ld/%ld) - restarting ...", record.sum(&Instance::data), limit));
-      return control(record, "restart");
+      control(record, "restart");
+      return countRestart(record);
     }
   }
 

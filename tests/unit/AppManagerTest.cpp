@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <semaphore>
 
 #include "host/base/st_StringRepository.h"
+#include "host/service/fw_EventManager.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "util/fw_Exception.h"
@@ -84,6 +86,41 @@ TEST(Loop, GoesOnAfterAnExceptionInACycle) {
   controller.runUntil(170);
   EXPECT_GE(controller.log.count("AppManager: poll cycle ended by an exception: no more"), 2);
   EXPECT_GE(controller.timesOf("/app/etc/init.d/aS start").size(), 2U);
+}
+
+// Of an event: whom it names.
+class Subscriber : public framework::Service {
+ public:
+  Subscriber() : Service("Subscriber") { framework::EventManager::instance().start({this}); }
+  ~Subscriber() override { framework::EventManager::instance().stop(); }
+  bool serviceEvent(strings::stringtoken, const void* data) override {
+    m_named = static_cast<const char*>(data);
+    m_told.release();
+    return true;
+  }
+  const framework::ServiceInfo* serviceInfo() const override { return nullptr; }
+  const strings::stringtoken* eventSubscription() const override { return m_events; }
+
+  std::string m_named;
+  std::binary_semaphore m_told{0};
+
+ private:
+  const strings::stringtoken m_events[2] = {strings::token<"daemonFlapping">,
+                                            strings::tGSendOfList};
+};
+
+TEST(Flapping, RaisesAnEventAndIsToldToOthers) {
+  Subscriber subscriber;
+  SimulatedController controller({"steady", "failing"}, 10);
+  controller.addProcess(70, "/bin/steady");
+  controller.build();
+  controller.runUntil(500);
+  subscriber.m_told.acquire();
+  EXPECT_EQ(subscriber.m_named, "failing");
+  const auto failing = AppManager::failingDaemons();
+  ASSERT_EQ(failing.size(), 1U);
+  EXPECT_EQ(failing[0].name, "failing");
+  EXPECT_GT(failing[0].restarts, 5U);
 }
 
 TEST(Memory, AValueIsWhatFollowsItsKey) {

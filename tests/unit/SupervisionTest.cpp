@@ -84,7 +84,8 @@ class Play : public framework::Logger {
         for (const std::string& file : entries) m_controller.writeFile(file, "");
       } else if (name == "debug") {
         for (const std::string& flag : entries) utility::Debug::setDebug(token(flag), true);
-      } else if (name.ends_with("Seconds")) {
+      } else if (name.ends_with("Seconds") || name.starts_with("flap") ||
+                 name == "crashMailLimit") {
         m_controller.setInt(name, m_story.number(name));
       } else if (name.starts_with("do")) {
         m_controller.setBool(name, true);
@@ -242,6 +243,9 @@ Story makeStory(Random& random) {
   given["files"] = some(random, files);
   given["debug"] = some(random, words("AppManager Process"));
   if (!random.once(6)) given["noKillSeconds"] = {random.of(words("0 1 5 10 30"))};
+  if (random.once(2)) given["flapRestarts"] = {random.of(words("1 2 4"))};
+  if (random.once(3)) given["flapMinutes"] = {random.of(words("1 3 30"))};
+  if (random.once(2)) given["crashMailLimit"] = {random.of(words("1 2 3"))};
   if (random.once(2)) given["doMemLimitChecking"] = {"1"};
   if (random.once(2)) given["doLockTrack"] = {"1"};
   long poll = random.of<long>({1, 2, 3, 5, 7, 10, 20, 30, 60});

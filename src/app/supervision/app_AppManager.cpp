@@ -41,6 +41,9 @@ constexpr framework::PropertyRule propertyRules[] = {
      .check = checkDaemonName},
     {.key = "pollSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
     {.key = "noKillSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
+    {.key = "flapRestarts", .type = PropertyType::Integer, .minimum = 1, .maximum = 20},
+    {.key = "flapMinutes", .type = PropertyType::Integer, .minimum = 1, .maximum = 1440},
+    {.key = "crashMailLimit", .type = PropertyType::Integer, .minimum = 0, .maximum = 1000},
     {.key = "doMemLimitChecking", .type = PropertyType::Boolean},
     {.key = "doLockTrack", .type = PropertyType::Boolean},
 };
@@ -194,6 +197,9 @@ void AppManager::readSettings() {
   const char* name = m_instanceName.get();
   config.getIntValueOf(name, "pollSeconds", false, &m_pollSeconds);
   config.getIntValueOf(name, "noKillSeconds", false, &m_noKillSeconds);
+  config.getIntValueOf(name, "flapRestarts", false, &m_flapRestarts);
+  config.getIntValueOf(name, "flapMinutes", false, &m_flapMinutes);
+  config.getIntValueOf(name, "crashMailLimit", false, &m_crashMailLimit);
   config.getBoolValueOf(name, "doMemLimitChecking", false, &m_doMemLimitChecking);
   config.getBoolValueOf(name, "doLockTrack", false, &m_doLockTrack);
 }

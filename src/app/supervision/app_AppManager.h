@@ -7,10 +7,12 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "app/supervision/app_HistoryFile.h"
+#include "app/supervision/app_MailLimit.h"
 #include "app/supervision/app_Process.h"
 #include "app/supervision/app_ProcessScan.h"
 #include "app/supervision/app_ProcessView.h"
@@ -94,6 +96,11 @@ class AppManager : public framework::ActiveService {
   std::vector<ProcessView> views() const;
   /// What happened to the daemons, kept over the host's restarts. Any thread may call.
   const History& history() const { return m_history; }
+  /// The daemons that were restarted too often of late, those with the most restarts first, at
+  /// most 8; none without a service. Any thread may call.
+  static std::vector<FailingDaemon> failingDaemons();
+  /// The minutes within which that is counted.
+  int flapMinutes() const { return m_flapMinutes; }
   /// Writes what is known of one daemon, a line for each thing; nothing when there is no record of
   /// that name. Waits for the monitor thread's scan. Any thread may call.
   void showProcess(strings::stringtoken name, utility::PutStream& stream) const;
@@ -220,6 +227,12 @@ class AppManager : public framework::ActiveService {
   void follow(const Process& process, const std::string& what);
   void noteOutcomes();
 
+  // Flapping.
+  unsigned int failures(const Process& process) const;
+  void noteRestart(const Process& process);
+  void forgetSteady();
+  bool mayMail(const Process& process);
+
   // Mail.
   bool isEarlierSent(const std::string& path) const;
   bool writeCrashMail(const char* operation, const char* path, const char* daemon,
@@ -253,6 +266,9 @@ class AppManager : public framework::ActiveService {
   std::unique_ptr<utility::FileOutputStream> m_crashEvents;
   int m_pollSeconds = 0;
   int m_noKillSeconds = 0;
+  int m_flapRestarts = 5;
+  int m_flapMinutes = 10;
+  int m_crashMailLimit = 0;
   std::atomic<bool> m_startUpPeriod = true;
   bool m_doProcessControl = false;
   std::atomic<bool> m_doRestarts = false;
@@ -292,7 +308,9 @@ class AppManager : public framework::ActiveService {
   };
   std::map<const Process*, Asked> m_asked;
   std::vector<Followed> m_followed;
-  mutable std::mutex m_askedLock;  // guards these two; a leaf
+  mutable std::mutex m_askedLock;               // guards these two; a leaf
+  std::set<const Process*> m_failing;           // told already; the monitor thread's
+  std::map<const Process*, MailLimit> m_mails;  // the monitor thread's
   // The crash mails' sends, by file; gone when they have ended. The monitor thread's.
   mutable std::map<std::string, std::weak_ptr<const void>> m_sends;
   static constexpr int mailPatience = 200;  // ticks in each poll cycle

@@ -49,6 +49,10 @@ std::string ProcessView::stateText() const {
   return ended ? "Ended" : StringRepository::toString(state);
 }
 
+std::string ProcessView::markText() const {
+  return failures == 0 ? "" : "FAILING " + std::to_string(failures) + "x";
+}
+
 std::string ProcessView::commandText() const {
   if (lastCommand == nullptr) return "";
   return lastCommand->action() + ": " + lastCommand->outcome().text();
@@ -74,6 +78,7 @@ ProcessView AppManager::viewOf(const Process& process) const {
                       .suspended = process.getSuspend(),
                       .seconds = process.getStateTime(),
                       .generation = process.generation(),
+                      .failures = failures(process),
                       .lastCommand = process.lastCommand()};
   const auto count = static_cast<unsigned int>(process.numInstances());
   for (unsigned int i = 0; i < count; ++i) {
@@ -151,7 +156,9 @@ void AppManager::noteChange(const Process& process, Process::State from, const c
                      .restart = to == Process::Starting,
                      .what = rule,
                      .cause = causeOf(process, from, to)});
-  if (to == Process::Starting) follow(process, rule);
+  if (to != Process::Starting) return;
+  follow(process, rule);
+  noteRestart(process);
 }
 
 void AppManager::noteAsked(const Process& process, const std::string& action, const std::string& by,

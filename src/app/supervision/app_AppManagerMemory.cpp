@@ -146,6 +146,7 @@ void AppManager::noteLimitRestart(const Process& process) {
   expectEffect(process, "restart", "memory limit");
   noteAsked(process, "restart", "memory limit", true);
   follow(process, "restart");
+  noteRestart(process);
 }
 
 }  // namespace services::app

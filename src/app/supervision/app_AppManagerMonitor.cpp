@@ -59,6 +59,7 @@ void AppManager::scanAndDecide() {
     if (recordAt(i)->endScan()) noteReplaced(*recordAt(i));
   }
   for (unsigned int i = 0; i < m_processes.Length(); ++i) statePass(*recordAt(i));
+  forgetSteady();
   if (!isDebugOn()) return;
   m_scan.logPatternTimes();
   LogDebug("done monitoring processes");
@@ -115,7 +116,9 @@ void AppManager::restartDown(Process& process) {
   LogInfo("%s: Restarting %s", getNameString(), process.getNameString());
   if (m_doCrashMail) {
     // A report that fails must not keep the daemon down.
-    framework::guarded(getNameString(), "crash mail", [&] { sendMail(process.getNameString()); });
+    if (mayMail(process)) {
+      framework::guarded(getNameString(), "crash mail", [&] { sendMail(process.getNameString()); });
+    }
     writeCrashEvent(process.getNameString());
   }
   process.start();

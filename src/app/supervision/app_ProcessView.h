@@ -9,6 +9,12 @@
 
 namespace services::app {
 
+/// A daemon that is restarted again and again.
+struct FailingDaemon {
+  std::string name;
+  unsigned int restarts;  ///< within the configured minutes
+};
+
 /// A copy of what is known of a daemon at one moment.
 struct ProcessView {
   std::string name;
@@ -18,10 +24,13 @@ struct ProcessView {
   std::vector<int> pids = {};  ///< of the processes of the last scan that still run
   int seconds = 0;             ///< in the state
   unsigned int generation = 0;
+  unsigned int failures = 0;  ///< restarts of late, where they are too many; else 0
   std::shared_ptr<const DaemonCommand> lastCommand = {};  ///< null before the first
 
   /// The state as it is shown; a daemon that has ended is never shown as Up.
   std::string stateText() const;
+  /// What is to be seen at once, "FAILING 7x"; empty for nothing.
+  std::string markText() const;
   /// The last command and what became of it; empty before the first.
   std::string commandText() const;
 };

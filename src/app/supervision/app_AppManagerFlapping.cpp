@@ -1,0 +1,65 @@
+// The supervision service: daemons that are restarted again and again, and what is told of them.
+#include <algorithm>
+
+#include "app/supervision/app_AppManager.h"
+#include "host/service/fw_EventManager.h"
+#include "util/ut_TimeMeasure.h"
+
+namespace services::app {
+
+using utility::TimeMeasure;
+
+namespace {
+
+constexpr std::size_t maxFailing = 8;
+constexpr std::int64_t minute = 60 * std::int64_t{1000000};
+
+}  // namespace
+
+// How often it was restarted within the time that counts; 0 where that is not too often.
+unsigned int AppManager::failures(const Process& process) const {
+  const Clock from = TimeMeasure::getTimestamp() - m_flapMinutes * minute;
+  const unsigned int restarts = m_history.restartsSince(process.getNameString(), from);
+  return restarts > static_cast<unsigned int>(m_flapRestarts) ? restarts : 0;
+}
+
+void AppManager::noteRestart(const Process& process) {
+  const unsigned int restarts = failures(process);
+  if (restarts == 0 || !m_failing.insert(&process).second) return;
+  const char* name = process.getNameString();
+  LogError("%s: %s is failing: restarted %u times in %d minutes", getNameString(), name, restarts,
+           m_flapMinutes);
+  framework::EventManager::instance().raise(strings::token<"daemonFlapping">, name);
+}
+
+void AppManager::forgetSteady() {
+  std::erase_if(m_failing, [this](const Process* process) {
+    if (failures(*process) > 0) return false;
+    LogInfo("%s: %s is no longer failing", getNameString(), process->getNameString());
+    return true;
+  });
+}
+
+bool AppManager::mayMail(const Process& process) {
+  MailLimit& mails = m_mails[&process];
+  const auto limit = static_cast<unsigned int>(m_crashMailLimit);
+  if (mails.allows(TimeMeasure::getTimestamp(), limit)) return true;
+  LogWarning("%s: no crash mail of %s: %u an hour are its limit, %u left out since the last",
+             getNameString(), process.getNameString(), limit, mails.leftOut());
+  return false;
+}
+
+std::vector<FailingDaemon> AppManager::failingDaemons() {
+  std::vector<FailingDaemon> failing;
+  const AppManager* const manager = getSingleton();
+  for (unsigned int i = 0; manager != nullptr && i < manager->m_processes.Length(); ++i) {
+    const Process& process = *manager->recordAt(i);
+    const unsigned int restarts = manager->failures(process);
+    if (restarts > 0) failing.push_back({process.getNameString(), restarts});
+  }
+  std::ranges::stable_sort(failing, std::greater(), &FailingDaemon::restarts);
+  if (failing.size() > maxFailing) failing.resize(maxFailing);
+  return failing;
+}
+
+}  // namespace services::app
