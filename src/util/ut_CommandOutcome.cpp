@@ -12,7 +12,7 @@ std::string headOf(const CommandOutcome& outcome) {
   using enum CommandOutcome::Stage;
   switch (outcome.stage) {
     case Waiting:
-      return "waits for its turn";
+      return "waits, very many run";
     case Running:
       return "still runs";
     case NotStarted:

@@ -21,7 +21,7 @@ struct CommandOutcome {
   int value = 0;
   std::int64_t begun = 0;  ///< timestamp of its beginning; 0 before
   std::int64_t took = 0;   ///< microseconds from there to its end, or to this answer
-  std::string error;       ///< the last line of its standard error, as it may be shown
+  std::string error = {};  ///< the last line of its standard error, as it may be shown
 
   bool isEnded() const { return stage != Stage::Waiting && stage != Stage::Running; }
   /// Whether it has ended in another way than with the exit status 0.

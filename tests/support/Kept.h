@@ -15,6 +15,10 @@ class Kept {
     const std::lock_guard lock(m_mutex);
     m_entries.push_back(std::move(entry));
   }
+  void clear() {
+    const std::lock_guard lock(m_mutex);
+    m_entries.clear();
+  }
   std::vector<Entry> all() const {
     const std::lock_guard lock(m_mutex);
     return m_entries;

@@ -10,7 +10,6 @@
 
 #include <array>
 #include <filesystem>
-#include <mutex>
 #include <random>
 #include <thread>
 
@@ -19,6 +18,7 @@
 #include "host/machine/DescriptorLimit.h"
 #include "host/machine/LinuxPlatform.h"
 #include "host/machine/Reaper.h"
+#include "support/Kept.h"
 #include "support/Temporary.h"
 #include "util/ut_BufferStream.h"
 
@@ -198,22 +198,29 @@ TEST_F(Linux, AbortEndsTheRunningCommandAndTheLaterOnes) {
   EXPECT_EQ(std::get<Outcome>(run(machine, "sleep 1000")), Outcome::Aborted);
 }
 
-// Each is reaped, and what it holds is let go of at its end and not before.
+// Each is reaped, told of at its end and not before, and then let go of.
 TEST_F(Linux, BackgroundCommandsRunWholeAndAreReaped) {
-  const std::string rows[] = {"echo $$ >PID; read line <GO; : >DONE &",
-                              "echo $$ >PID; read line <GO; : >DONE; &",
-                              "echo words; echo $$ >PID; read line <GO; : >DONE &"};
-  for (std::string line : rows) {
+  const std::pair<std::string, const char*> rows[] = {
+      {"echo $$ >PID; read line <GO; : >DONE &", "exit status 0"},
+      {"echo $$ >PID; read line <GO; : >DONE; exit 3; &", "exit status 3"},
+      {"echo words; echo $$ >PID; read line <GO; : >DONE; kill -9 $$ &", "ended by signal 9"},
+      {"echo $$ >PID; read line <GO; : >DONE; echo a >&2; echo b; echo 'c\td\n ' >&2; false &",
+       "exit status 1"}};
+  for (const auto& [line, expected] : rows) {
     const test::Temporary place;
     ASSERT_EQ(::mkfifo(place.path("GO").c_str(), 0600), 0);
-    auto held = std::make_shared<const bool>();
-    const std::weak_ptr<const bool> running = held;
-    Container::spawnHolding(("cd " + place.path("") + "; " + line).c_str(), std::move(held));
-    EXPECT_FALSE(running.expired()) << line;
+    test::Kept<utility::CommandOutcome> told;
+    const auto held = std::make_shared<const bool>();
+    Container::spawnFor(("cd " + place.path("") + "; " + line).c_str(), Container::Fault::Status,
+                        [held, &told](const auto& outcome) { told.add(outcome); });
+    EXPECT_TRUE(test::eventually([&] { return !place.read("PID").empty(); })) << line;
+    EXPECT_TRUE(told.all().empty() && held.use_count() > 1) << line;
     place.write("GO", "\n");
-    EXPECT_TRUE(test::eventually([&] { return running.expired(); })) << line;
+    EXPECT_TRUE(test::eventually([&] { return held.use_count() == 1; })) << line;
     EXPECT_TRUE(place.has("DONE")) << line;
     EXPECT_FALSE(isThere(std::stoi(place.read("PID")))) << line;
+    EXPECT_TRUE(told.all().at(0).text().starts_with(expected)) << line;
+    EXPECT_EQ(told.all().at(0).error, line.find(">&2") < line.size() ? "c?d" : "") << line;
   }
   std::array<char, 64> text{};
   utility::PutStream output(text.data(), text.size());
@@ -222,27 +229,50 @@ TEST_F(Linux, BackgroundCommandsRunWholeAndAreReaped) {
 }
 
 TEST_F(Linux, BackgroundCommandsAreReapedWhereNoDescriptorIsLeftForIt) {
-  for (const rlim_t descriptors : {1024U, 3U}) {
-    platform::Reaper reaper;
-    platform::ShellCommand command({.line = "exit 0", .detached = true});
-    platform::ShellCommand::Running child = command.release();
-    const pid_t pid = child.pid;
-    {
-      const test::Limit limit(RLIMIT_NOFILE, descriptors);
-      reaper.adopt(std::move(child));
-    }
-    EXPECT_TRUE(test::eventually([&] { return !isThere(pid); })) << descriptors;
+  const std::string line = "echo $$ >" + files.path("pid") + "; exec sleep 1000";
+  machine.run({.line = line.c_str(), .detached = true});
+  ASSERT_TRUE(test::eventually([&] { return files.read("pid").ends_with("\n"); }));
+  const pid_t pid = std::stoi(files.read("pid"));
+  const test::Limit none(RLIMIT_NOFILE, 3);
+  ::kill(pid, SIGKILL);
+  EXPECT_TRUE(test::eventually([&] { return !isThere(pid); }));
+}
+
+// A daemon keeps the standard error of its init script. It writes to it after the end of the host
+// that gave it; the next one bounds it, and the daemon sees nothing of that.
+TEST_F(Linux, ADaemonWritesToItsScriptsStandardErrorForAllItsLife) {
+  const std::string line = "cd " + files.path("") +
+                           "; (echo $BASHPID; until [ -e go ]; do sleep 0.01; done;"
+                           " head -c 1048576 /dev/zero | tr '\\0' x >&2 && echo last >&2 && "
+                           ": >wrote; exec sleep 1000) & echo $! >pid";
+  {
+    platform::LinuxPlatform host;
+    host.run({.line = line.c_str(), .detached = true, .keepsError = true});
+    ASSERT_TRUE(test::eventually([&] { return files.read("pid").ends_with("\n"); }));
   }
+  const pid_t pid = std::stoi(files.read("pid"));
+  files.write("go", "");
+  ASSERT_TRUE(test::eventually([&] { return files.has("wrote"); }));
+  const std::string path = "/proc/" + std::to_string(pid) + "/fd/2";
+  const auto bytes = [&] {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 ? status.st_blocks * 512 : -1;
+  };
+  EXPECT_GE(bytes(), 1048576);
+  Container::boundErrorOutput(pid);
+  EXPECT_LE(bytes(), 8192);
+  std::ifstream end(path);
+  end.seekg(-6, std::ios::end);
+  std::string words;
+  end >> words;
+  EXPECT_EQ(words, "xlast");
+  Container::boundErrorOutput(1);  // another's is left alone
+  ::kill(pid, SIGKILL);
+  statusOfOrphan(pid);
 }
 
-// What the machine told of commands of queues.
-std::mutex toldLock;
-std::string told;
-
-void tell(Outcome outcome, const char* line) {
-  const std::lock_guard lock(toldLock);
-  told += std::to_string(int(outcome)) + " " + line + "\n";
-}
+// What the machine told of commands.
+test::Kept<std::string> told;
 
 class Queues : public Linux {
  protected:
@@ -255,12 +285,19 @@ class Queues : public Linux {
                               "echo end $1 >>log\n");
     told.clear();
   }
-  std::string lineOf(const char* words) const { return "sh " + files.path("script") + " " + words; }
-  void issue(platform::Platform& on, const char* queue, const char* words,
+  void issue(platform::Platform& on, const char* queue, const std::string& words,
              std::int64_t limit = 60 * second) const {
-    const std::string line = lineOf(words);
-    on.run({.line = line.c_str(), .detached = true, .limit = limit, .queue = queue, .tell = tell});
+    const std::string line = "sh " + files.path("script") + " " + words;
+    on.run({.line = line.c_str(),
+            .detached = true,
+            .limit = limit,
+            .queue = queue,
+            .told = [words](const utility::CommandOutcome& outcome) {
+              const std::string text = outcome.text();
+              told.add(words + ": " + text.substr(0, text.find(" after")));
+            }});
   }
+  static long count(const std::string& what) { return std::ranges::count(told.all(), what); }
   void expectLog(const std::string& log) const {
     test::eventually([&] { return files.read("log") == log; });
     EXPECT_EQ(files.read("log"), log);
@@ -274,13 +311,13 @@ TEST_F(Queues, OfManySwitchesTheLastOneDecides) {
   for (int i = 0; i < 200; ++i) {
     const std::string number = std::to_string(i);
     up = random() % 2 == 0;
-    issue(machine, "daemon", (number + (up ? " start" : " stop")).c_str());
+    issue(machine, "daemon", number + (up ? " start" : " stop"));
     log += "begin " + number + "\nend " + number + "\n";
   }
   machine.finishCommands();
   expectLog(log);
   EXPECT_EQ(files.has("up"), up);
-  EXPECT_EQ(told, "");
+  EXPECT_TRUE(test::eventually([] { return told.all().size() == 200; }));
 }
 
 TEST_F(Queues, ACommandPastItsLimitAndAnotherQueueHoldNobodyUp) {
@@ -288,19 +325,35 @@ TEST_F(Queues, ACommandPastItsLimitAndAnotherQueueHoldNobodyUp) {
   expectLog("begin 1\n");
   issue(machine, "daemon", "2 hang");
   expectLog("begin 1\nbegin 2\n");
+  EXPECT_EQ(told.all(), std::vector<std::string>{"1 hang: still runs"});
   issue(machine, "daemon", "3 stop");
   issue(machine, "another", "4 stop");
-  expectLog("begin 1\nbegin 2\nbegin 4\nend 4\n");
+  issue(machine, nullptr, "5 stop");
+  EXPECT_TRUE(test::eventually([] { return count("4 stop: exit status 0") > 0; }));
+  EXPECT_TRUE(test::eventually([] { return count("5 stop: exit status 0") > 0; }));
   files.write("go", "");
   machine.finishCommands();
-  EXPECT_TRUE(
-      test::eventually([&] { return files.read("log").find("end 3\n") != std::string::npos; }));
+  EXPECT_TRUE(test::eventually([] { return count("3 stop: exit status 0") > 0; }));
   {
     const test::Limit limit(RLIMIT_NOFILE, 3);
-    issue(machine, "daemon", "5 stop");
+    issue(machine, "daemon", "6 stop");
     machine.finishCommands();
   }
-  EXPECT_EQ(told, "2 " + lineOf("1 hang") + "\n1 " + lineOf("5 stop") + "\n");
+  EXPECT_TRUE(test::eventually([] { return count("6 stop: could not be started") > 0; }));
+}
+
+TEST_F(Queues, PastANumberTheNextWaitsUntilOneEndsOrIsLate) {
+  const int most = platform::Reaper::most;
+  issue(machine, nullptr, "0 hang", second);
+  for (int i = 1; i < most; ++i) issue(machine, nullptr, std::to_string(i) + " hang");
+  issue(machine, "daemon", "a stop");
+  issue(machine, "daemon", "b stop");
+  EXPECT_TRUE(test::eventually([] { return count("b stop: exit status 0") > 0; }));
+  EXPECT_EQ(count("a stop: waits, very many run"), 1);
+  EXPECT_EQ(count("b stop: waits, very many run"), 0) << "it waits for its turn alone";
+  EXPECT_EQ(count("0 hang: still runs"), 1);
+  files.write("go", "");
+  EXPECT_TRUE(test::eventually([&] { return std::ssize(told.all()) == most + 4; }));
 }
 
 TEST_F(Queues, WhatHasNotBegunAtTheEndOfTheProcessBeginsInOrderAllTheSame) {

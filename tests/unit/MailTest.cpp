@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <optional>
 
+#include "host/base/fw_Container.h"
 #include "host/service/fw_ConfigFile.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
@@ -134,13 +135,13 @@ TEST_F(Mail, SimpleMailIsWrittenAndSent) {
 
 TEST_F(Mail, ACrashMailWaitsShortlyForTheSendBeforeIt) {
   const SysInfoSetting sysInfo(both, {});
-  std::shared_ptr<const void> sending;
+  framework::Container::Told sending;
   controller.machine.onCommand("/sbin/sendmail", [&](const platform::Command& command) {
-    sending = command.held;
-    return platform::Result{};
+    sending = command.told;
+    return platform::Result{.outcome = platform::Outcome::TimedOut};
   });
   manager.sendMail("web");
-  controller.machine.at(1500000, [&] { sending.reset(); });
+  controller.machine.at(1500000, [&] { sending = nullptr; });
   manager.sendMail("web");
   EXPECT_EQ(controller.machine.elapsed(), 1500000);
   manager.sendMail("web");  // of the same cycle, all of whose mails wait for 2 s

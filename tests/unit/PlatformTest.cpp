@@ -53,29 +53,65 @@ TEST_F(Simulation, CommandsOfOneBudgetShareOneLimit) {
 }
 
 TEST_F(Simulation, BackgroundCommandsOfOneInitScriptTakeTurns) {
-  const test::LogCapture log;
-  const struct {
-    const char* line;
-    const char* queue;
-  } rows[] = {{"/app/etc/init.d/webS start &", "/app/etc/init.d/webS"},
-              {"/app/etc/init.d/webS start", "none"},
-              {"/app/etc/getweblogs &", "none"},
-              {"killall -9 web &", "none"}};
-  for (const auto& row : rows) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"/app/etc/init.d/webS start &", "/app/etc/init.d/webS"},
+      {"/app/etc/init.d/webS start", "none"},
+      {"/app/etc/getweblogs &", "none"},
+      {"killall -9 web &", "none"}};
+  for (const auto& [line, expected] : rows) {
     std::string queue;
     machine.onCommand("", [&](const platform::Command& command) {
       queue = command.queue == nullptr ? "none" : command.queue;
-      if (command.queue == nullptr) return platform::Result{};
-      EXPECT_EQ(command.limit, 30 * second);
-      command.tell(platform::Outcome::TimedOut, "x");
-      command.tell(platform::Outcome::NotStarted, "y");
+      EXPECT_EQ(command.limit, (command.detached ? 30 : 60) * second);
       return platform::Result{};
     });
-    framework::Container::spawn(row.line, nullptr, nullptr);
-    EXPECT_EQ(queue, row.queue) << row.line;
+    framework::Container::spawn(line, nullptr, nullptr);
+    EXPECT_EQ(queue, expected) << line;
   }
-  EXPECT_EQ(log.count("warning host: command still runs after 30 s, the next one begins: x"), 1);
-  EXPECT_EQ(log.count("error   host: command could not be started: y"), 1);
+}
+
+// Of a command that is run for a daemon; of others only that they could not be started.
+TEST_F(Simulation, WhatBecomesOfADaemonsCommandIsToldAndWarnedOf) {
+  using Fault = framework::Container::Fault;
+  using Stage = utility::CommandOutcome::Stage;
+  const auto fine = Fault::Status;
+  const struct {
+    utility::CommandOutcome outcome;
+    Fault fault;
+    const char* line;  // of the log; null: none
+  } rows[] = {
+      {{.stage = Stage::Exited, .error = "note"}, fine, nullptr},
+      {{.stage = Stage::Exited, .took = 250000, .error = "no relay"},
+       Fault::StandardError,
+       "warning host: command exit status 0 after 0.2 s: no relay: x &"},
+      {{.stage = Stage::Exited, .value = 3, .took = 2000000},
+       fine,
+       "warning host: command exit status 3 after 2.0 s: x &"},
+      {{.stage = Stage::Signalled, .value = 9, .error = "last words"},
+       fine,
+       "warning host: command ended by signal 9 after 0.0 s: last words: x &"},
+      {{.stage = Stage::Running, .took = 30000000},
+       fine,
+       "warning host: command still runs after 30.0 s: x &"},
+      {{.stage = Stage::Waiting}, fine, "warning host: command waits, very many run: x &"},
+      {{.stage = Stage::NotStarted}, fine, "error   host: command could not be started: x"},
+  };
+  for (const auto& row : rows) {
+    const test::LogCapture log;
+    machine.onCommand("x", [&](const platform::Command& command) {
+      command.told(row.outcome);
+      return platform::Result{};
+    });
+    std::vector<std::string> told;
+    framework::Container::spawnFor("x &", row.fault,
+                                   [&](const auto& outcome) { told.push_back(outcome.text()); });
+    EXPECT_EQ(told, (std::vector<std::string>{row.outcome.text(), "exit status 0 after 0.0 s"}));
+    EXPECT_EQ(log.count(" host: "), row.line == nullptr ? 0 : 1) << row.outcome.text();
+    EXPECT_TRUE(row.line == nullptr || log.has(row.line)) << row.line;
+    framework::Container::spawn("x &", nullptr, nullptr);
+    EXPECT_EQ(log.count(" host: "),
+              (row.line != nullptr) + (row.outcome.stage == Stage::NotStarted));
+  }
 }
 
 TEST_F(Simulation, ACommandThatDidNotEndByItselfIsAnErrorLine) {

@@ -210,6 +210,7 @@ class AppManager : public framework::ActiveService {
   void killInstances(const Process& process) const;
   void killInstance(const Process& process, unsigned int index) const;
   void doProcessTrack();
+  void boundErrorOutput();
   void doLockTrack();
   void sleepUntilNextCycle(Clock cycleStart);
 
@@ -284,6 +285,7 @@ class AppManager : public framework::ActiveService {
   std::atomic<unsigned int> m_memAnon = 0;
   std::atomic<unsigned int> m_memAnonPercent = 0;
   Clock m_lastProcessTrack = 0;
+  Clock m_errorsBounded = 0;
   Clock m_lockTrackTime = 0;
   bool m_doCrashMail = false;
   bool m_doLockTrack = false;

@@ -130,11 +130,14 @@ bool controllersKnown(const SysInfo& sysInfo, const char* operation, int line) {
   return false;
 }
 
-int run(const char* command) { return Container::spawn(command, nullptr, nullptr); }
+int run(const char* command) { return Container::spawnFor(command, Container::Fault::Status); }
+
+// The line ends with the removal of the mail, so its status is not that of the relay.
+constexpr auto relayFault = Container::Fault::StandardError;
 
 // One that was killed, at its time limit or at a stop, has not removed the file.
 void send(const char* command, const char* path) {
-  if (run(command) < 0) utility::Path::remove(path);
+  if (Container::spawnFor(command, relayFault) < 0) utility::Path::remove(path);
 }
 
 }  // namespace
@@ -172,7 +175,7 @@ void AppManager::sendMail(const char* daemon) const {
   MC_MAIL_DEBUG("using: %s", command.get());
   const auto sending = std::make_shared<const bool>();
   m_sends[path.get()] = sending;
-  Container::spawnHolding(command.get(), sending);
+  Container::spawnFor(command.get(), relayFault, [sending](const utility::CommandOutcome&) {});
 }
 
 // The command of a send ends with the removal of the file, which would take the next mail away. The

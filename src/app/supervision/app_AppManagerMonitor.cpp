@@ -17,6 +17,7 @@ namespace {
 constexpr int startUpSeconds = 120;
 constexpr int shortWaitSeconds = 2;
 constexpr int processTrackSeconds = 299;
+constexpr int errorBoundSeconds = 29;
 
 std::int64_t secondsSince(std::int64_t timestamp) {
   return TimeMeasure::getSeconds(TimeMeasure::getTimestamp() - timestamp);
@@ -42,6 +43,7 @@ void AppManager::pollCycle(Clock threadStart) {
   if (m_processes.Length() > 0) scanAndDecide();
   noteOutcomes();
   doProcessTrack();
+  boundErrorOutput();
   if (m_doLockTrack) doLockTrack();
 }
 
@@ -155,7 +157,7 @@ void AppManager::killInstance(const Process& process, unsigned int index) const 
   utility::BufferStream command(text.data(), text.size(), false);
   command.PutF("kill -9 %d", pid);
   if (isDebugOn()) LogDebug("%s", command.pTail());
-  framework::Container::spawn(command.pTail(), nullptr, nullptr);
+  framework::Container::spawnFor(command.pTail(), framework::Container::Fault::Status);
 }
 
 void AppManager::doProcessTrack() {
@@ -170,6 +172,19 @@ void AppManager::doProcessTrack() {
   information(report, 0, false);
   LogInfoS(report.pTail());
   if (m_doMemLimitChecking) doMemLimitChecking();
+}
+
+// What daemons write to the standard error that their init scripts left them stays in memory.
+void AppManager::boundErrorOutput() {
+  if (secondsSince(m_errorsBounded) <= errorBoundSeconds) return;
+  m_errorsBounded = TimeMeasure::getTimestamp();
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
+    const Process& process = *recordAt(i);
+    const auto count = static_cast<unsigned int>(process.numInstances());
+    for (unsigned int k = 0; k < count; ++k) {
+      framework::Container::boundErrorOutput(process.getPid(k));
+    }
+  }
 }
 
 void AppManager::sleepUntilNextCycle(Clock cycleStart) {

@@ -108,7 +108,9 @@ void Process::control(const char* action, const char* daemon) {
     const std::lock_guard lock(m_mutex);
     m_lastCommand = issued;
   }
-  framework::Container::spawn(command.pTail(), nullptr, nullptr);
+  framework::Container::spawnFor(
+      command.pTail(), framework::Container::Fault::Status,
+      [issued](const utility::CommandOutcome& outcome) { issued->note(outcome); });
 }
 
 std::shared_ptr<const DaemonCommand> Process::lastCommand() const {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/log/fw_Logger.h"
+#include "host/machine/ErrorFile.h"
 #include "host/machine/Platform.h"
 
 namespace framework {
@@ -21,7 +22,7 @@ std::atomic<Console*> theConsole = nullptr;
 // one that hung, a kill above all, does its work.
 constexpr std::int64_t leastLimit = 500000;
 
-// A background command of an init script keeps the script's next one waiting for this long.
+// A background command keeps the next one of its script waiting for this long.
 constexpr std::int64_t turnLimit = 30000000;
 
 constexpr std::int64_t noBudget = -1;
@@ -46,19 +47,25 @@ const char* reason(platform::Outcome outcome) {
   return "ended";
 }
 
-// What becomes of a command of a queue after spawn() has returned.
-void tell(platform::Outcome outcome, const char* line) {
-  if (outcome == platform::Outcome::TimedOut) {
-    Logger::StaticLog(LogType::Warning, "command still runs after %d s, the next one begins: %s",
-                      static_cast<int>(turnLimit / 1000000), line);
-  } else {
-    Logger::StaticLog(LogType::Error, "command %s: %s", reason(outcome), line);
-  }
-}
-
 // The path of the init script that a line runs; empty for any other line.
 std::string initScriptOf(const std::string& line) {
   return line.starts_with("/app/etc/init.d/") ? line.substr(0, line.find(' ')) : "";
+}
+
+void logStartFailure(const std::string& line) {
+  Logger::StaticLog(LogType::Error, "command %s: %s", reason(platform::Outcome::NotStarted),
+                    line.c_str());
+}
+
+// What is worth a warning of a command that ran for a daemon. One that could not be started or was
+// killed is an error line where that happened.
+void warn(const std::string& line, const utility::CommandOutcome& outcome, Container::Fault fault) {
+  using Stage = utility::CommandOutcome::Stage;
+  const bool ended = outcome.stage == Stage::Exited || outcome.stage == Stage::Signalled;
+  const bool complained = fault == Container::Fault::StandardError && !outcome.error.empty();
+  if (ended && !outcome.isFailed() && !complained) return;
+  if (outcome.isEnded() && !ended) return;
+  Logger::StaticLog(LogType::Warning, "command %s: %s", outcome.text().c_str(), line.c_str());
 }
 
 int run(const char* commandLine, platform::Command command) {
@@ -67,13 +74,14 @@ int run(const char* commandLine, platform::Command command) {
   if (line.ends_with(background)) {
     line.resize(line.size() - background.size());
     command.detached = true;
+    command.limit = turnLimit;
+    command.told = [line, told = std::move(command.told)](const utility::CommandOutcome& outcome) {
+      if (outcome.stage == utility::CommandOutcome::Stage::NotStarted) logStartFailure(line);
+      if (told) told(outcome);
+    };
   }
   const std::string script = initScriptOf(line);
-  if (command.detached && !script.empty()) {
-    command.queue = script.c_str();
-    command.limit = turnLimit;
-    command.tell = tell;
-  }
+  if (command.detached && !script.empty()) command.queue = script.c_str();
   command.line = line.c_str();
   const platform::Result result = platform::Platform::current().run(command);
   if (result.outcome == platform::Outcome::Exited) return result.status;
@@ -87,9 +95,16 @@ int Container::spawn(const char* commandLine, InputStream* input, OutputStream* 
   return run(commandLine, {.input = input, .output = output, .limit = remainingLimit()});
 }
 
-int Container::spawnHolding(const char* commandLine, std::shared_ptr<const void> held) {
-  return run(commandLine, {.limit = remainingLimit(), .held = std::move(held)});
+int Container::spawnFor(const char* commandLine, Fault fault, Told told) {
+  const auto tell = [line = std::string(commandLine), fault,
+                     told = std::move(told)](const utility::CommandOutcome& outcome) {
+    warn(line, outcome, fault);
+    if (told) told(outcome);
+  };
+  return run(commandLine, {.limit = remainingLimit(), .keepsError = true, .told = tell});
 }
+
+void Container::boundErrorOutput(int pid) { platform::ErrorFile::bound(pid); }
 
 int Container::queueSignal(int pid, int signal, int value) {
   return platform::Platform::current().queueSignal(pid, signal, value);

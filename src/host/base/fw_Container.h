@@ -2,7 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <functional>
+
+namespace utility {
+struct CommandOutcome;
+}
 
 namespace framework {
 
@@ -15,17 +19,32 @@ class Container {
   /// Runs a shell command line and answers its exit status, 0 for success.
   ///
   /// A line that ends with " &" is run whole, without that ending, in the background: the answer
-  /// is 0 as soon as it has started. Such commands of one init script, a path under
-  /// /app/etc/init.d, run one at a time in the order of the calls, so that the last one decides
-  /// what the daemon does; each has 30 s, then the next begins beside it, which is logged.
+  /// is 0 at once. Such commands of one init script, a path under /app/etc/init.d, run one at a
+  /// time in the order of the calls, so that the last one decides what the daemon does; each has 30
+  /// s, then the next begins beside it. Of all at most 64 run that have not had their 30 s.
   /// Otherwise the call waits, and what the command prints goes to `output` as far as there is
   /// room. Null streams stand for /dev/null. A command that passes the time limit is killed with
   /// its process group, an error is logged and the answer is not 0. Any thread may call.
   static int spawn(const char* commandLine, InputStream* input, OutputStream* output);
 
-  /// The same for a line that ends with " &", without streams: lets go of `held` when the command
-  /// has ended.
-  static int spawnHolding(const char* commandLine, std::shared_ptr<const void> held);
+  /// Told what becomes of a command: of each its end, of one in the background before that it waits
+  /// since very many run, and that it still runs after 30 s. Any thread may call, and lets go of it
+  /// once the command has ended.
+  using Told = std::function<void(const utility::CommandOutcome&)>;
+
+  /// What stands for a command's failure, beside another status than 0.
+  enum class Fault {
+    Status,        ///< nothing else
+    StandardError  ///< that it wrote to its standard error: the status is another program's
+  };
+
+  /// Runs a command for a daemon, without streams: as spawn(), and a failure, a wait and a run
+  /// of more than 30 s in the background are warning lines with what is known of the outcome.
+  static int spawnFor(const char* commandLine, Fault fault, Told told = nullptr);
+
+  /// Keeps what a process has written to a standard error that it got from such a command within
+  /// 64 KiB, as far as that is not written between two calls.
+  static void boundErrorOutput(int pid);
 
   /// Queues a signal with an integer value to a process, as sigqueue(3). 0, or -1 with errno.
   static int queueSignal(int pid, int signal, int value);

@@ -48,15 +48,16 @@ void LinuxPlatform::delay(std::int64_t microseconds) {
 }
 
 Result LinuxPlatform::run(const Command& command) {
-  if (command.detached && command.queue != nullptr) {
+  if (command.detached) {
     m_reaper.enqueue(command);
     return {};
   }
+  const std::int64_t begun = now();
   ShellCommand child(command);
-  if (!child.started()) return {Outcome::NotStarted, -1};
-  if (!command.detached) return child.waitFor(command.limit, m_abort.get());
-  m_reaper.adopt(child.release());
-  return {};
+  Result result{Outcome::NotStarted, -1};
+  if (child.started()) result = child.waitFor(command.limit, m_abort.get());
+  if (command.told) command.told(outcomeOf(result, begun, child.lastError()));
+  return result;
 }
 
 void LinuxPlatform::finishCommands() { m_reaper.finish(); }

@@ -2,8 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <functional>
 
+#include "util/ut_CommandOutcome.h"
 #include "util/ut_System.h"
 #include "util/ut_WaitPoint.h"
 
@@ -26,18 +27,21 @@ struct Command {
   framework::InputStream* input = nullptr;    ///< its standard input; null: /dev/null
   framework::OutputStream* output = nullptr;  ///< takes its standard output; null: /dev/null. Not
                                               ///< used by a detached command
-  std::int64_t limit = 0;                     ///< microseconds that a foreground command may take,
-                                              ///< or one of a queue may keep the next waiting
+  std::int64_t limit = 0;       ///< microseconds that a foreground command may take; one in the
+                                ///< background is told past them, and holds nobody up any longer
   const char* queue = nullptr;  ///< detached commands of one queue take turns; null: of none
-  /// Told what becomes of a command of a queue: NotStarted, or TimedOut when the next one began
-  /// beside it. Any thread calls, holding a lock that run() takes.
-  void (*tell)(Outcome outcome, const char* line) = nullptr;
-  std::shared_ptr<const void> held = {};  ///< let go of when a detached command has ended
+  bool keepsError = false;      ///< the outcome is to have the last line of its standard error,
+                                ///< which else goes to /dev/null
+  /// Told what becomes of the command: that it has ended, and of a detached one before, as far as
+  /// that comes to pass, that it waits since very many run and that it runs past its limit. Then it
+  /// is let go of. Any thread may call, without a lock of the machine.
+  std::function<void(const utility::CommandOutcome&)> told = {};
 };
 
 struct Result {
   Outcome outcome = Outcome::Exited;
-  int status = 0;  ///< exit status, 128 + signal for a command that a signal ended; 0 if detached
+  int status = 0;  ///< exit status, 128 + signal for a command that a signal ended; 0 if detached,
+                   ///< whose outcome is told
 };
 
 /// All that the host and its services take from the machine. The Linux implementation is the real
@@ -55,16 +59,17 @@ class Platform : public utility::System {
   /// Runs a command in a session of its own and, unless it is detached, waits for its end. What
   /// it prints past the room in `output` is drained and dropped.
   ///
-  /// Commands of one queue begin in the order of the calls: each once the one before it has ended,
-  /// or has run for its limit and goes on beside it.
+  /// Detached commands begin in the order of the calls, but for two reasons to wait: of one queue
+  /// each begins once the one before it has ended, or has run for its limit and goes on beside it;
+  /// and of all at most 64 run that have not passed their limit.
   virtual Result run(const Command& command) = 0;
 
-  /// Waits until every command of a queue has begun, or abortCommands() was called.
+  /// Waits until every detached command has begun, or abortCommands() was called.
   virtual void finishCommands() = 0;
 
   /// Kills the process groups of all foreground commands, those running and those yet to come:
-  /// the host's stop deadline has passed. The commands of queues that have not begun are left to
-  /// shells that outlive the process and keep their order.
+  /// the host's stop deadline has passed. Detached commands that have not begun are left to shells
+  /// that outlive the process and keep the order of each queue.
   virtual void abortCommands() = 0;
 
   /// Queues a signal with an integer value to a process, as sigqueue(3). 0, or -1 with errno.

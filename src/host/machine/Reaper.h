@@ -1,4 +1,4 @@
-// Waits for the ends of the commands that run in the background, and gives them their turns.
+// Begins the commands that run in the background, each in its turn, and waits for their ends.
 #pragma once
 
 #include <sys/types.h>
@@ -6,7 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <map>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -16,19 +16,19 @@
 
 namespace platform {
 
-/// Reaps its children one by one, by pid, on a thread of its own that starts with the first. The
-/// same thread begins the commands of a queue, see Platform::run(). Any thread may call.
+/// Begins and reaps its children one by one, by pid, on a thread of its own that starts with the
+/// first; see Platform::run() for their order. Any thread may call.
 class Reaper {
  public:
+  /// How many run at once of those that have not passed their limit.
+  static constexpr std::size_t most = 64;
+
   Reaper();
   ~Reaper();
   Reaper(const Reaper&) = delete;
   Reaper& operator=(const Reaper&) = delete;
 
-  /// Takes a child over.
-  void adopt(ShellCommand::Running child);
-
-  /// Puts a command behind those of its queue.
+  /// Puts a command behind those that wait.
   void enqueue(const Command& command);
 
   /// Waits until no command waits for its turn.
@@ -40,39 +40,52 @@ class Reaper {
 
  private:
   struct Turn {
-    std::string line;
-    std::int64_t limit = 0;  // microseconds for which it keeps the next waiting
-    void (*tell)(Outcome outcome, const char* line) = nullptr;
+    std::string queue;  // empty: of none
+    std::string line = {};
+    std::int64_t limit = 0;  // microseconds
+    bool keepsError = false;
+    std::function<void(const utility::CommandOutcome&)> told = {};
+    bool toldToWait = false;
   };
-  struct Queue {
-    std::deque<Turn> waiting;
-    Turn begun;            // the last that began
-    pid_t pid = 0;         // its shell's; 0 once that has ended
-    std::int64_t end = 0;  // of its limit
+  struct Child {
+    Turn turn;
+    ShellCommand::Running shell = {};
+    std::int64_t begun = 0;
+    bool isLate = false;  // it has passed its limit and holds nobody up
+  };
+  // What is told once the mutex is free.
+  struct News {
+    std::function<void(const utility::CommandOutcome&)> told;
+    utility::CommandOutcome outcome;
   };
 
   void run();
-  void reapEnded(const std::vector<short>& events);
+  std::vector<short> awaitEvents(int timeout);
 
   // With the mutex held.
   void wake();
-  /// Begins what is due. Answers the time to the next that is, in milliseconds; -1 for none.
-  int beginDue();
-  void beginNext(Queue& queue, std::int64_t now);
-  bool start(Queue& queue, const std::string& line);
-  void handOver(Queue& queue);
-  bool isAnyWaiting() const;
+  void reapEnded(const std::vector<short>& events);
+  void markLate(std::int64_t now);
+  void beginDue(std::int64_t now);
+  void begin(Turn turn, std::int64_t now);
+  void handOverWaiting();
+  /// The last that began of those of a queue that have not passed their limit; null for none.
+  const Child* punctualOf(const std::string& queue) const;
+  std::size_t punctual() const;
+  /// Milliseconds to the end of the next limit; -1 for none.
+  int timeToNextLimit(std::int64_t now) const;
+
+  void tellNews();
 
   std::mutex m_mutex;  // guards what follows, up to the thread
   std::condition_variable m_begun;
-  std::vector<ShellCommand::Running> m_new;
-  std::map<std::string, Queue> m_queues;
+  std::deque<Turn> m_waiting;     // in the order of the calls
+  std::vector<Child> m_children;  // only the reaping thread takes any out
+  std::vector<News> m_news;
   bool m_handsOver = false;
   bool m_stop = false;
   Descriptor m_wake;  // an event counter that becomes readable when there is something new
   std::thread m_thread;
-
-  std::vector<ShellCommand::Running> m_children;  // the reaping thread's own
 };
 
 }  // namespace platform

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "host/machine/DescriptorLimit.h"
 #include "util/fw_Exception.h"
@@ -87,17 +88,6 @@ Descriptor openPidDescriptor(pid_t pid) {
   return Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
 }
 
-// Waits for a child's end; the answer is as of waitpid(2).
-int reap(pid_t pid) {
-  int status = 0;
-  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) continue;
-  return status;
-}
-
-int exitStatus(int status) {
-  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
-
 int milliseconds(std::int64_t microseconds) {
   return static_cast<int>(std::clamp<std::int64_t>((microseconds + 999) / 1000, 0, 3600000LL));
 }
@@ -105,10 +95,11 @@ int milliseconds(std::int64_t microseconds) {
 }  // namespace
 
 ShellCommand::ShellCommand(const Command& command)
-    : m_output(command.detached ? nullptr : command.output), m_held(command.held) {
+    : m_output(command.detached ? nullptr : command.output) {
   Descriptor input;
   Descriptor output;
   if (command.input != nullptr) input = contentOf(*command.input);
+  if (command.keepsError) m_error = ErrorFile::create();
   if (m_output != nullptr) {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) return;
@@ -124,7 +115,7 @@ void ShellCommand::start(const Command& command, int input, int output) {
   setSignals(settings.attributes);
   setDescriptor(settings.actions, input, STDIN_FILENO, O_RDONLY);
   setDescriptor(settings.actions, output, STDOUT_FILENO, O_WRONLY);
-  setDescriptor(settings.actions, -1, STDERR_FILENO, O_WRONLY);
+  setDescriptor(settings.actions, m_error.get(), STDERR_FILENO, O_WRONLY);
   posix_spawn_file_actions_addclosefrom_np(&settings.actions, STDERR_FILENO + 1);
   std::string line = environmentLines + descriptorLimitLine() + command.line;
   std::string shell = "sh";
@@ -186,11 +177,32 @@ Result ShellCommand::waitFor(std::int64_t limit, int abort) {
   if (outcome != Outcome::Exited) ::kill(-m_pid, SIGKILL);
   const int status = reap(m_pid);
   if (m_read.isOpen()) passOutput();
-  return {outcome, exitStatus(status)};
+  return {outcome, status};
 }
 
 ShellCommand::Running ShellCommand::release() {
-  return {m_pid, std::move(m_exited), std::move(m_held)};
+  return {m_pid, std::move(m_exited), std::move(m_error)};
+}
+
+int ShellCommand::reap(pid_t pid) {
+  int status = 0;
+  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) continue;
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// A shell, too, gives the signal that ended its last command as a status.
+utility::CommandOutcome outcomeOf(const Result& result, std::int64_t begun, std::string error) {
+  using Stage = utility::CommandOutcome::Stage;
+  constexpr int lastSignal = 64;
+  const bool signalled = result.status > 128 && result.status <= 128 + lastSignal;
+  const Stage byItself = signalled ? Stage::Signalled : Stage::Exited;
+  return {.stage = result.outcome == Outcome::Exited       ? byItself
+                   : result.outcome == Outcome::NotStarted ? Stage::NotStarted
+                                                           : Stage::Killed,
+          .value = signalled ? result.status - 128 : result.status,
+          .begun = begun,
+          .took = Platform::current().now() - begun,
+          .error = std::move(error)};
 }
 
 }  // namespace platform

@@ -4,8 +4,10 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <string>
 
 #include "host/machine/Descriptor.h"
+#include "host/machine/ErrorFile.h"
 #include "host/machine/Platform.h"
 
 namespace platform {
@@ -13,8 +15,9 @@ namespace platform {
 /// A child process that runs `/bin/sh -c LINE`: in a session of its own, with default signal
 /// dispositions, nothing blocked, umask 022, the descriptor limit of the start, no score that
 /// spares it when memory is short, no inherited descriptors, and /dev/null where no stream is
-/// given, nor for the output of a detached command, which nobody reads. The child is reaped by
-/// waitFor(), or by whom release() hands it to.
+/// given, nor for the output of a detached command, which nobody reads. Its standard error is kept
+/// where that is asked for. The child is reaped by waitFor(), or by whom release()
+/// hands it to.
 class ShellCommand {
  public:
   /// Starts the command. When it cannot be started or watched, started() is false.
@@ -26,14 +29,20 @@ class ShellCommand {
   /// microseconds, or once `abort` becomes readable, its process group is killed first.
   Result waitFor(std::int64_t limit, int abort);
 
-  /// A descriptor that becomes readable when the shell has exited, its pid, and what is held until
-  /// then.
+  /// The last line of its standard error up to now.
+  std::string lastError() const { return m_error.lastLine(); }
+
+  /// Its pid, a descriptor that becomes readable when the shell has exited, and its standard error.
   struct Running {
-    pid_t pid;
-    Descriptor exited;
-    std::shared_ptr<const void> held;
+    pid_t pid = 0;
+    Descriptor exited = Descriptor();
+    ErrorFile error = {};
   };
   Running release();
+
+  /// Waits for the end of a child that was handed over, which is near, and reaps it. Answers as
+  /// Result's status.
+  static int reap(pid_t pid);
 
  private:
   void start(const Command& command, int input, int output);
@@ -46,7 +55,10 @@ class ShellCommand {
   Descriptor m_exited;
   Descriptor m_read;
   framework::OutputStream* m_output;
-  std::shared_ptr<const void> m_held;
+  ErrorFile m_error;
 };
+
+/// What to tell of a command that began at a timestamp and has ended now.
+utility::CommandOutcome outcomeOf(const Result& result, std::int64_t begun, std::string error);
 
 }  // namespace platform

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "host/machine/ShellCommand.h"
+
 namespace platform {
 
 SimulatedPlatform::SimulatedPlatform() {
@@ -73,7 +75,14 @@ Result SimulatedPlatform::run(const Command& command) {
   for (const auto& [prefix, effect] : m_effects) {
     if (line.starts_with(prefix)) chosen = effect;  // longer prefixes sort behind shorter ones
   }
-  return chosen ? chosen(command) : Result{};
+  const std::int64_t begun = m_now;
+  const Result result = chosen ? chosen(command) : Result{};
+  utility::CommandOutcome outcome = outcomeOf(result, begun, "");
+  if (command.detached && result.outcome == Outcome::TimedOut) {
+    outcome.stage = utility::CommandOutcome::Stage::Running;
+  }
+  if (command.told) command.told(outcome);
+  return command.detached ? Result{} : result;
 }
 
 int SimulatedPlatform::queueSignal(int pid, int signal, int value) {

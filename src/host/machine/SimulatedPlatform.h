@@ -19,7 +19,9 @@ namespace platform {
 /// calls but Platform's are for one thread; waits by several threads at once are not for it.
 class SimulatedPlatform : public Platform {
  public:
-  /// What a scripted command does: may change the machine, may print to the command's output.
+  /// What a scripted command does: may change the machine, may print to the command's output. Its
+  /// answer is told; TimedOut of a detached one stands for a command that still runs, whose end the
+  /// effect tells later.
   using Effect = std::function<Result(const Command&)>;
 
   struct Ran {
