@@ -211,8 +211,10 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
            StopControl& stop, Reports& reports) {
   auto& services = framework::ServiceHost::instance();
   auto& shell = framework::Shell::instance();
+  shell.takeCommands(true);
   framework::registerHostCommands(shell, [&stop] { stop.request(); });
   framework::CommandBundle::registerAll(shell);
+  shell.takeCommands(false);
   services.start();
   beginPiece("untold changes");
   services::sysinfo::SysInfoManager::getManager()->tellUntold();

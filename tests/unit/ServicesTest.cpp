@@ -8,6 +8,7 @@
 #include <random>
 
 #include "host/base/st_StringRepository.h"
+#include "host/console/fw_CommandTable.h"
 #include "host/console/fw_HostCommands.h"
 #include "host/service/fw_EventManager.h"
 #include "host/service/fw_ServiceFactory.h"
@@ -41,6 +42,14 @@ class Noted : public framework::ActiveService {
   ~Noted() override { diary->add(std::string("destroy ") + getNameString()); }
 
   const framework::ServiceInfo* serviceInfo() const override { return nullptr; }
+  void initializeCommands(framework::Shell& shell) override {
+    shell.registerCommand(new framework::FunctionCommand(
+        framework::commandOf<"noted">("Noted", "noted\n", "noted\n"), [](auto& console, auto&) {
+          console.reply(framework::Ok, "noted\n");
+          return 1;
+        }));
+    if (std::string(getNameString()) == "Third") throw std::runtime_error("command trouble");
+  }
   void Startup() override {
     diary->add(std::string("start ") + getNameString());
     if (std::string(getNameString()) == "Third") throw std::runtime_error("start trouble");
@@ -100,10 +109,17 @@ TEST(ServiceHostTest, RunsWhatCanBeBuiltAndStopsItInReverse) {
   EXPECT_EQ(host.find("Second"), &host.services()[1]);
   EXPECT_EQ(host.find("Throwing"), nullptr);
 
+  framework::CommandBundle::registerAll(shell);
+  EXPECT_EQ(test::ask(shell, "noted"), "0 noted\n");
+  EXPECT_EQ(log.count("Third: registration of commands ended by an exception: command trouble"), 1);
+  EXPECT_TRUE(host.find("Third")->failed->load());
+  host.services()[0].service->initializeCommands(framework::Shell::instance());
+  EXPECT_EQ(log.count("command noted is not taken: register it in initializeCommands()"), 1);
+
   host.start();
   EXPECT_TRUE(test::eventually([&] { return host.find("Second")->failed->load(); }));
   EXPECT_TRUE(log.has("Second: thread ended by an exception"));
-  EXPECT_TRUE(host.find("Third")->failed->load());
+  EXPECT_EQ(log.count("Third: Startup ended by an exception: start trouble"), 1);
   EXPECT_THAT(test::ask(shell, "services"),
               testing::ContainsRegex("\nFirst +running +0\n(.*\n)*Third +failed +0\n"));
   for (const char* text : {"", " web", " web \"now  or\" never"}) {

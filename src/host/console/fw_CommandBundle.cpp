@@ -8,10 +8,10 @@ namespace framework {
 
 void CommandBundle::registerAll(Shell& shell) {
   for (const RunningService& running : ServiceHost::instance().services()) {
-    auto* bundle = dynamic_cast<CommandBundle*>(running.service.get());
-    if (bundle == nullptr) continue;
-    guarded(bundle->getNameString(), "registration of commands",
-            [&] { bundle->initializeCommands(shell); });
+    if (!guarded(running.service->getNameString(), "registration of commands",
+                 [&] { running.service->initializeCommands(shell); })) {
+      *running.failed = true;
+    }
   }
 }
 

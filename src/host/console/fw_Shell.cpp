@@ -33,11 +33,24 @@ bool wordsBefore(const CommandHandler* left, const CommandHandler* right) {
 
 // Never destroyed: commands of plug-ins lie in it.
 Shell& Shell::instance() {
-  static Shell& only = *new Shell;
+  static Shell& only = *[] {
+    auto* shell = new Shell;
+    shell->takeCommands(false);
+    return shell;
+  }();
   return only;
 }
 
-void Shell::registerCommand(CommandHandler* handler) { m_handlers.emplace_back(handler); }
+void Shell::registerCommand(CommandHandler* handler) {
+  std::unique_ptr<CommandHandler> owned(handler);
+  if (m_takes) {
+    m_handlers.push_back(std::move(owned));
+  } else {
+    Logger::StaticLog(LogType::Error,
+                      "command %s is not taken: register it in initializeCommands()",
+                      pathOf(*owned).c_str());
+  }
+}
 
 void Shell::execute(const std::string& line, Console& console) const {
   std::string error;

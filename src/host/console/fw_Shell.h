@@ -1,6 +1,7 @@
 // The shell: the commands by their words.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,8 +17,14 @@ class Shell {
   /// The process's shell.
   static Shell& instance();
 
-  /// Takes the command over. Where two commands have the same words, the first counts.
+  /// Takes the command over. Where two commands have the same words, the first counts. While the
+  /// shell takes none, an error line says so and the command is deleted.
   void registerCommand(CommandHandler* handler);
+
+  /// Begins and ends to take commands; any shell but the process's takes them from the first. The
+  /// process's does while the host asks its services for them: one that a constructor, Startup() or
+  /// a thread brings would outlive a service that was not built, or meet a client's search.
+  void takeCommands(bool take) { m_takes = take; }
 
   /// Splits the line and executes its words; an empty line does nothing.
   void execute(const std::string& line, Console& console) const;
@@ -39,6 +46,7 @@ class Shell {
   CommandHandler* find(const utility::Arguments& arguments) const;
   void replyUsage(const utility::Arguments& arguments, Console& console) const;
 
+  std::atomic<bool> m_takes = true;
   std::vector<std::unique_ptr<CommandHandler>> m_handlers;
 };
 

@@ -9,6 +9,8 @@
 
 namespace framework {
 
+class Shell;
+
 /// A service's description: its name, the token of its debug flag, and its class.
 struct ServiceInfo {
   strings::stringtoken name;
@@ -21,6 +23,11 @@ struct ServiceInfo {
 /// The host builds it through its factory, calls Startup(), delivers the events that it subscribes
 /// to on a thread of its own, asks for reports on any thread, and at the end calls Shutdown() and
 /// destroys it. A constructor may throw; the service is then logged as not built.
+///
+/// Whatever it overrides may throw: an error line says so, and a service whose registration of
+/// commands, Startup() or thread threw is shown as failed. What the host itself throws is a
+/// pointer, framework::Exception*, which `catch (const std::exception&)` misses and whose catcher
+/// deletes it (fw_Exception.h); the bounded streams throw it where a text finds no room.
 class Service : public Entity {
  public:
   /// `name` is the instance name under which the configuration holds the service's properties.
@@ -29,6 +36,11 @@ class Service : public Entity {
   strings::stringtoken getName() const override { return m_name; }
   const char* getNameString() const override;
   void information(utility::PutStream& stream, int indentation, bool detailed) const override;
+
+  /// Registers the service's console commands. The host calls it once, on the main thread, between
+  /// the building of the services and their Startup(); at no other time does the shell take any.
+  /// The commands outlive the service, but are called only between Startup() and Shutdown().
+  virtual void initializeCommands(Shell& /*shell*/) {}
 
   virtual void Startup() {}
   virtual void Shutdown() {}
