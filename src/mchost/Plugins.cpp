@@ -5,24 +5,29 @@
 
 #include <filesystem>
 
+#include "host/service/fw_ServiceFactory.h"
 #include "mchost/Piece.h"
+#include "mchost/PluginStamp.h"
 
 namespace mchost {
 
 namespace {
 
+// The host's library tells where plug-ins lie; it is asked for by one of its functions.
 std::string pathOf(const std::string& name) {
   if (name.find('/') != std::string::npos) return name;
-  std::error_code unknown;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", unknown);
-  return (program.parent_path().parent_path() / "lib" / name).string();
+  Dl_info library{};
+  ::dladdr(reinterpret_cast<void*>(&framework::ServiceFactory::all), &library);
+  return std::filesystem::path(library.dli_fname).parent_path() / name;
 }
 
 }  // namespace
 
 std::optional<std::string> loadPlugin(const std::string& name) {
   beginPiece("plug-in " + name);
-  if (::dlopen(pathOf(name).c_str(), RTLD_NOW | RTLD_LOCAL) != nullptr) return std::nullopt;
+  const std::string path = pathOf(name);
+  if (const auto misfit = misfitOf(path)) return name + " " + *misfit;
+  if (::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) != nullptr) return std::nullopt;
   return name + ": " + ::dlerror();
 }
 

@@ -7,8 +7,9 @@
 namespace mchost {
 
 /// Loads a plug-in for the life of the process; its static initialisers register what it offers.
-/// A name without a slash is looked for in ../lib beside the program. Answers what is wrong with
-/// one that cannot be loaded. One whose initialisers throw ends the process; see Piece.h.
+/// A name without a slash is looked for beside the host's own library. Answers what is wrong with
+/// one that cannot be loaded, or was not built for this host, which is seen before it is loaded.
+/// One whose initialisers throw ends the process; see Piece.h.
 std::optional<std::string> loadPlugin(const std::string& name);
 
 }  // namespace mchost

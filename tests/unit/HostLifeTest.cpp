@@ -9,10 +9,11 @@ namespace {
 class HostLife : public testing::Test {
  protected:
   // Runs a host with the plug-ins told what to do; the answer is its status, as a shell has it.
-  int run(const std::string& told, const std::string& option = "") const {
+  int run(const std::string& told, const std::string& option = "",
+          const std::string& first = probe("first")) const {
     files.write("mc.toml", "[host]\nslot = 'A'\nservices = ['First', 'Second']\nconsole = '" +
                                files.path("console") + "'\nlog.destination = '" +
-                               files.path("log") + "'\nplugins = ['" + probe("first") + "', '" +
+                               files.path("log") + "'\nplugins = ['" + first + "', '" +
                                probe("second") + "', 'libmcapp.so']\n[AppManager]\n" +
                                "data = ['web']\nnokill = ['web']\nkillNonEssential = []\n" +
                                "[sysinfo]\nHttpDisable = true\nHttpsDisable = true\n");
@@ -60,6 +61,26 @@ TEST_F(HostLife, ASignalWhilePlugInsLoadStopsAHostInOrderAndEndsACheckAsUsual) {
   EXPECT_EQ(run("stop"), 0) << files.read("said");
   EXPECT_NE(notes().find("Second stopped\nFirst stopped\n"), std::string::npos);
   EXPECT_EQ(run("stop", " --check"), 128 + SIGTERM);
+}
+
+// Its initialisers would end the check by a signal.
+TEST_F(HostLife, APlugInBuiltForAnotherHostIsRefusedBeforeItIsLoaded) {
+  const std::string note("\3\0\0\0\10\0\0\0\1\0\0\0MC\0\0", 16);
+  const struct {
+    std::size_t at;  // behind the note's beginning
+    const char* said;
+  } cases[] = {{12, "is no plug-in: it has no note of the interface that it was built for\n"},
+               {16, " is built for interface 113 with tokens "},
+               {20, "; build it anew with this host's headers\n"}};
+  for (const auto& [at, said] : cases) {
+    std::string library = (std::ostringstream() << std::ifstream(probe("first")).rdbuf()).str();
+    for (std::size_t i = library.find(note); i < library.size(); i = library.find(note, i + 1)) {
+      library[i + at] = 'q';
+    }
+    files.write("other.so", library);
+    EXPECT_EQ(run("stop", " --check", files.path("other.so")), 1);
+    EXPECT_NE(files.read("said").find(said), std::string::npos) << files.read("said");
+  }
 }
 
 TEST_F(HostLife, AnExceptionThatNobodyCatchesLosesNoLineAndIsNamed) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "host/service/fw_PluginStamp.h"
+
 namespace utility {
 class StringArray;
 }
