@@ -5,21 +5,13 @@
 #include <optional>
 #include <string>
 
-#include "app/pairing/app_BurnToActive.h"
-#include "peer/pl_PeerRecord.h"
+#include "peer/pl_PartnerView.h"
 
 namespace services::peer {
 
-using app::BurnToActive;
-
-/// What this controller knows of itself.
-struct Own {
-  PeerRecord record;
-  char letter = 'A';
-};
-
-/// Whether nothing is left to give: versions and settings are the same. Versions compare as the
-/// update service compares them; they do not count while that is switched off.
+/// Whether this controller has nothing left to give or to take: versions and settings are the same.
+/// Versions compare as the update service compares them, so the partner's CPLD version may be
+/// missing and this controller's may not; they do not count while that is switched off.
 bool areEqual(const Own& own, const PeerRecord& partner);
 
 /// Whether each of the two has recorded the other as its last paired partner.
@@ -36,8 +28,27 @@ bool isHeld(const Own& own, const PeerRecord& partner);
 /// of the two releases decides by roles: by two views of the same moment both could push.
 BurnToActive::SyncRole usableRole(const Own& own, const PeerRecord& partner);
 
-/// What the last reset was made for.
+/// Whether this controller only takes settings and has the partner's versions. A slave that learned
+/// that they are equal would record the midplane, and come back as master from a restart that falls
+/// before the settings: so it is told only when they are there.
+bool mustTakeFirst(const Own& own, const PeerRecord& partner);
+
+/// Whether a controller pushes its firmware by the versions alone, as one does whose release lacks
+/// the pairing decisions.
+bool givesByVersions(const PeerRecord& giver, const PeerRecord& taker);
+
+/// Whether the update service could not compare by this controller's versions.
+bool lacksVersion(const sysinfo::MCInfo& controller);
+bool haveSameVersions(const sysinfo::MCInfo& own, const sysinfo::MCInfo& partner);
+bool haveSameSettings(const Own& own, const PeerRecord& partner);
+
+/// What the last reset was made for: of the partner, and of this controller's own records, which
+/// others may change.
 struct ResetFacts {
+  std::string ownMidplane;
+  std::string ownLoadMidplane;
+  std::string ownLoadedTime;
+  std::string ownLastPartner;
   std::string serial;
   std::uint64_t mac = 0;
   std::string bootId;
@@ -47,6 +58,7 @@ struct ResetFacts {
   bool held = false;
   bool complete = false;  ///< the update service can work with its record
   bool alike = true;      ///< both releases decide by roles, or none does
+  bool mustTakeFirst = false;
 };
 ResetFacts factsOf(const Own& own, const PeerRecord& partner);
 
@@ -56,9 +68,5 @@ const char* resetReason(const std::optional<ResetFacts>& before, const ResetFact
 
 /// Whether this controller should record the partner as paired.
 bool shouldPair(const Own& own, const PeerRecord& partner);
-
-/// Why the two will stay different by the rules of pairing, or push at each other, in words; null
-/// when they will not.
-const char* stallOf(const Own& own, const PeerRecord& partner);
 
 }  // namespace services::peer

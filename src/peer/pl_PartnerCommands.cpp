@@ -1,4 +1,6 @@
 // The operator's command on the partner link.
+#include <algorithm>
+
 #include "host/base/st_StringRepository.h"
 #include "host/console/fw_CommandTable.h"
 #include "host/console/fw_ConsoleTable.h"
@@ -13,37 +15,127 @@ namespace {
 using framework::commandOf;
 using framework::Console;
 using strings::StringRepository;
+using utility::Arguments;
 
 // Both controllers side by side, a line a value.
-framework::TableRows tableOf(const PartnerLink::Standing& now) {
+framework::TableRows tableOf(const PeerRecord& own, const PeerRecord& partner) {
   framework::TableRows rows = {{"", "this", "partner"}};
   for (const auto& field : sysinfo::controllerFields()) {
-    rows.push_back({field.key, field.get(now.own.controller).value_or(""),
-                    field.get(now.partner.controller).value_or("")});
+    rows.push_back({field.key, field.get(own.controller).value_or(""),
+                    field.get(partner.controller).value_or("")});
   }
-  rows.push_back({"BootId", now.own.bootId, now.partner.bootId});
-  rows.push_back({"SyncRole", StringRepository::toString(now.own.role),
-                  StringRepository::toString(now.partner.role)});
-  rows.push_back({"Digest", now.own.digest.substr(0, 12), now.partner.digest.substr(0, 12)});
+  rows.push_back({"BootId", own.bootId, partner.bootId});
+  rows.push_back(
+      {"SyncRole", StringRepository::toString(own.role), StringRepository::toString(partner.role)});
+  rows.push_back({"Digest", own.digest.substr(0, 12), partner.digest.substr(0, 12)});
   return rows;
 }
 
-int show(Console& console, const utility::Arguments& arguments) {
-  if (arguments.ArgCount() != 0) return 0;
-  const auto* link = framework::runningOrReply<PartnerLink>(console, "partner link");
-  if (link == nullptr) return 1;
-  const auto now = link->standing();
-  if (!now.isThere) {
+void showPartner(Console& console, const PartnerView& now) {
+  if (!now.partner) {
     console.reply(framework::Ok, "the partner is silent: %s\n",
                   now.failure.empty() ? "not yet asked" : now.failure.c_str());
-    return 1;
+    return;
   }
-  framework::writeTable(console.output(), tableOf(now));
+  framework::writeTable(console.output(), tableOf(now.own.record, *now.partner));
   console.reply(framework::Ok, "%s; last answer %lld s ago%s%s\n",
-                now.equal ? "equal" : "different", static_cast<long long>(now.secondsSince),
-                now.held ? "; not yet paired on both sides" : "",
+                areEqual(now.own, *now.partner) ? "equal" : "different",
+                static_cast<long long>(now.secondsSince),
+                isHeld(now.own, *now.partner) ? "; not yet paired on both sides" : "",
                 now.failure.empty() ? "" : ("; not heard: " + now.failure).c_str());
-  if (now.stall != nullptr) console.reply(framework::Ok, "stalled: %s\n", now.stall);
+}
+
+int show(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() != 0) return 0;
+  auto* link = framework::runningOrReply<PartnerLink>(console, "partner link");
+  if (link == nullptr) return 1;
+  const PartnerView now = link->view();
+  showPartner(console, now);
+  for (const std::string& line : link->consentLines()) {
+    console.reply(framework::Ok, "%s\n", line.c_str());
+  }
+  if (const auto stall = stallOf(now)) {
+    console.reply(framework::Ok, "stalled: %s; to go on: %s\n", stall->what.c_str(),
+                  stall->remedy.c_str());
+  }
+  return 1;
+}
+
+int history(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() != 0) return 0;
+  auto* link = framework::runningOrReply<PartnerLink>(console, "partner link");
+  if (link == nullptr) return 1;
+  for (const std::string& line : link->history()) {
+    console.reply(framework::Ok, "%s\n", line.c_str());
+  }
+  return 1;
+}
+
+// The kinds of a push as the push program names them, "pushmc" and "pushcfg"; empty when another
+// word was typed.
+std::string kindsOf(const Arguments& arguments, unsigned int first) {
+  bool firmware = false;
+  bool settings = false;
+  for (unsigned int i = first; i < arguments.ArgCount(); ++i) {
+    const std::string word = arguments.ArgValue(i);
+    if (word != "pushmc" && word != "pushcfg") return {};
+    (word == "pushmc" ? firmware : settings) = true;
+  }
+  if (firmware && settings) return "firmware-settings";
+  return firmware ? "firmware" : settings ? "settings" : "";
+}
+
+// "yes ID", "unguarded -", "wait WHAT"; a refusal, with its rule, has the code for it.
+int reply(Console& console, const Answer& answer) {
+  std::string words = answer.words;
+  const bool isId = answer.isYes();
+  if (!isId) std::ranges::replace(words, '_', ' ');
+  constexpr const char* kinds[] = {"wait", "yes", "unguarded", "no"};
+  console.reply(answer.kind == Answer::Kind::No ? framework::Refused : framework::Ok, "%s %s\n",
+                kinds[static_cast<int>(answer.kind)], words.c_str());
+  return 1;
+}
+
+// What a client holds ends with its connection.
+void endAtClose(Console& console) {
+  console.atClose("partner", [client = &console] {
+    if (auto* link = PartnerLink::getSingleton()) link->end(client);
+  });
+}
+
+int ask(Console& console, const Arguments& arguments) {
+  const std::string kinds = kindsOf(arguments, 0);
+  if (kinds.empty()) return 0;
+  auto* link = framework::runningOrReply<PartnerLink>(console, "partner link");
+  if (link == nullptr) return 1;
+  endAtClose(console);
+  return reply(console, link->ask(&console, kinds));
+}
+
+int checkOrSeal(Console& console, const Arguments& arguments, bool seals) {
+  const std::string kinds = kindsOf(arguments, 1);
+  if (kinds.empty()) return 0;
+  auto* link = framework::runningOrReply<PartnerLink>(console, "partner link");
+  if (link == nullptr) return 1;
+  const std::string id = arguments.ArgValue(0);
+  if (!seals) return reply(console, link->check(id, kinds));
+  endAtClose(console);
+  return reply(console, link->seal(&console, id, kinds));
+}
+
+int check(Console& console, const Arguments& arguments) {
+  return checkOrSeal(console, arguments, false);
+}
+
+int seal(Console& console, const Arguments& arguments) {
+  return checkOrSeal(console, arguments, true);
+}
+
+int done(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() != 0) return 0;
+  if (auto* link = framework::runningOrReply<PartnerLink>(console, "partner link")) {
+    link->end(&console);
+  }
   return 1;
 }
 
@@ -51,6 +143,21 @@ const std::vector<framework::TableCommand> commands = {
     {show, commandOf<"partner", "show">("PartnerShow",
                                         "partner show: what the link knows of both controllers.\n",
                                         "partner show\n")},
+    {history,
+     commandOf<"partner", "history">(
+         "PartnerHistory", "partner history: what became of the pairing.\n", "partner history\n")},
+    {ask, commandOf<"partner", "ask">(
+              "PartnerAsk", "partner ask: whether this controller may push to the partner.\n",
+              "partner ask [pushmc] [pushcfg]\n")},
+    {check, commandOf<"partner", "check">(
+                "PartnerCheck", "partner check: whether a ticket of the partner is true.\n",
+                "partner check TICKET [pushmc] [pushcfg]\n")},
+    {seal, commandOf<"partner", "seal">(
+               "PartnerSeal", "partner seal: the same, before what it brings is put in force.\n",
+               "partner seal TICKET [pushmc] [pushcfg]\n")},
+    {done,
+     commandOf<"partner", "done">("PartnerDone", "partner done: the push of this client is over.\n",
+                                  "partner done\n")},
 };
 
 using PartnerCommands = framework::CommandTable<"PartnerCommands", "mcpeer", commands>;

@@ -1,6 +1,7 @@
 // The service that makes two controllers know each other.
 #include "peer/pl_PartnerLink.h"
 
+#include <algorithm>
 #include <array>
 #include <random>
 
@@ -10,6 +11,7 @@
 #include "host/base/st_StringRepository.h"
 #include "host/network/nw_NetworkManager.h"
 #include "host/service/fw_Config.h"
+#include "host/service/fw_EventManager.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
 #include "sysinfo/record/ri_RelInfo.h"
@@ -30,6 +32,7 @@ namespace {
 
 constexpr const char* partnerHost = "othermc";
 constexpr const char* innerHost = "othermcinner";
+constexpr const char* pathHosts[] = {partnerHost, "othermcouter", innerHost};
 constexpr int answerMilliseconds = 3000;
 constexpr int defaultPort = 4110;
 
@@ -49,6 +52,7 @@ constexpr framework::PropertyRule rules[] = {
      .check = checkAddress},
     {.key = "port", .type = framework::PropertyType::Integer, .minimum = 1, .maximum = 65535},
     {.key = "pollSeconds", .type = framework::PropertyType::Integer, .minimum = 1, .maximum = 3600},
+    {.key = "consent", .type = framework::PropertyType::Boolean},
     {.key = "silenceSeconds",
      .type = framework::PropertyType::Integer,
      .minimum = 2,
@@ -99,12 +103,17 @@ void pointPartnerAtInner() {
 
 }  // namespace
 
-PartnerLink* PartnerLink::m_pSingleton = nullptr;
+std::atomic<PartnerLink*> PartnerLink::m_pSingleton = nullptr;
 
-PartnerLink::PartnerLink(const char* instance) : ActiveService(instance), m_bootId(newBootId()) {
+PartnerLink::PartnerLink(const char* instance)
+    : ActiveService(instance),
+      m_bootId(newBootId()),
+      m_lastAnswer(utility::TimeMeasure::getTimestamp()),
+      m_consent(m_bootId) {
   const auto* config = framework::Config::getConfig();
   config->getIntValueOf(instance, "pollSeconds", false, &m_pollSeconds);
   config->getIntValueOf(instance, "silenceSeconds", false, &m_silenceSeconds);
+  config->getBoolValueOf(instance, "consent", false, &m_consents);
   int port = defaultPort;
   config->getIntValueOf(instance, "port", false, &port);
   const char* path = "";
@@ -112,8 +121,8 @@ PartnerLink::PartnerLink(const char* instance) : ActiveService(instance), m_boot
   std::string failure;
   if (auto key = network::readExchangeKey(path, failure)) {
     m_settings = {static_cast<std::uint16_t>(port), std::move(*key)};
-    m_listener = std::make_unique<network::SignedListener>(listenAddresses(instance), *m_settings,
-                                                           [this] { return textOf(own().record); });
+    m_listener = std::make_unique<network::SignedListener>(
+        listenAddresses(instance), *m_settings, [this] { return textOf(view().own.record); });
     const std::string& closed = m_listener->failure();
     if (!closed.empty()) LogError("the partner is not answered: %s; tried again", closed.c_str());
   } else {
@@ -143,127 +152,188 @@ const framework::ServiceInfo* PartnerLink::serviceInfo() const { return &info; }
 const strings::stringtoken* PartnerLink::eventSubscription() const { return events; }
 
 void PartnerLink::threadDo(int /*index*/) {
+  m_history.add("the host started, boot " + m_bootId);
   framework::guarded(name, "start", [this] { forget(); });
   while (!requestToShutdown()) {
     framework::guarded(name, "cycle", [this] { cycle(); });
     m_waiter.lock();
-    if (!requestToShutdown()) m_waiter.wait(m_pollSeconds);
+    if (!requestToShutdown()) m_waiter.wait(pause());
     m_waiter.unlock();
   }
 }
 
-void PartnerLink::cycle() {
-  if (const auto partner = ask()) {
-    act(*partner);
-    return;
-  }
+int PartnerLink::pause() const {
   const std::lock_guard lock(m_mutex);
-  const auto silence =
-      utility::TimeMeasure::getSeconds(utility::TimeMeasure::getTimestamp() - m_lastAnswer);
-  if (!m_partner || silence < m_silenceSeconds) return;
-  LogWarning("the partner has been silent for %d seconds: %s", m_silenceSeconds, m_failure.c_str());
-  forget();
+  return m_consent.isWaiting() ? 1 : m_pollSeconds;
 }
 
-std::optional<PeerRecord> PartnerLink::ask() {
-  std::array<char, 32> address;
-  std::string failure = "the link has no key";
+void PartnerLink::cycle() {
+  const std::int64_t askedAt = utility::TimeMeasure::getTimestamp();
+  if (const auto partner = askPartner()) {
+    act(*partner, askedAt);
+  } else if (const PartnerView now = view(); now.partner && now.secondsSince >= m_silenceSeconds) {
+    LogWarning("the partner has been silent for %d seconds: %s", m_silenceSeconds,
+               now.failure.c_str());
+    forget();
+  }
+  noteChanges();
+}
+
+std::optional<std::string> PartnerLink::exchange(std::string& failure) {
+  failure = "the link has no key";
+  if (!m_settings) return std::nullopt;
+  failure = std::string("the hosts table has no ") + partnerHost;
+  std::string asked;
+  std::array<char, 32> address{};
+  for (const char* host : pathHosts) {
+    if (!NetworkManager::getHosts(address.data(), address.size(), host)) continue;
+    if (asked.find(address.data()) != std::string::npos) continue;
+    asked += std::string(" ") + address.data() + " ";
+    auto text = network::askSigned(address.data(), *m_settings, answerMilliseconds, failure);
+    if (text) return text;
+  }
+  return std::nullopt;
+}
+
+std::optional<PeerRecord> PartnerLink::askPartner() {
+  std::string failure;
   std::optional<PeerRecord> record;
-  if (m_settings && !NetworkManager::getHosts(address.data(), address.size(), partnerHost)) {
-    failure = std::string("the hosts table has no ") + partnerHost;
-  } else if (m_settings) {
-    const auto text = network::askSigned(address.data(), *m_settings, answerMilliseconds, failure);
-    if (text) record = recordOf(*text, failure);
-    if (record && record->bootId == m_bootId) {
-      failure = std::string(partnerHost) + " is this controller itself";
-      record.reset();
-    }
+  if (const auto text = exchange(failure)) record = recordOf(*text, failure);
+  if (record && record->bootId == m_bootId) {
+    failure = std::string(partnerHost) + " is this controller itself";
+    record.reset();
   }
   noteFailure(record ? std::string() : failure);
   return record;
 }
 
-// What this controller tells: its role is worked out for the partner of the last reset.
-Own PartnerLink::own() const {
+// All but the role, which counts for the partner of the last reset alone.
+Own PartnerLink::readOwn() const {
   Own own;
-  {
-    const std::lock_guard lock(m_mutex);
-    if (m_facts) {
-      own.record.role = app::BurnToActive::getInstance()->getLocalSyncRole();
-      own.record.partnerRole = app::BurnToActive::getInstance()->getPartnerSyncRole();
-      own.record.roleForSerial = m_facts->serial;
-      own.record.roleForBoot = m_facts->bootId;
-    }
-  }
   own.letter = SysInfoManager::getManager()->getMCNode();
-  own.record.decides = relinfo::RelInfo::hasBurnToActive();
-  own.record.bootId = m_bootId;
-  own.record.digest = settingsDigest();
+  PeerRecord& record = own.record;
+  record.decides = relinfo::RelInfo::hasBurnToActive();
+  record.bootId = m_bootId;
+  record.consents = m_consents;
+  record.digest = settingsDigest();
+  record.midplane.clear();
+  const auto* update = PartnerFirmwareUpdate::getSingleton();
+  record.givesByVersions =
+      !record.decides && update != nullptr && update->standing() == app::Standing::PartnerOlder;
   const sysinfo::SysInfoReadGuard guard;
   const sysinfo::SysInfo* sysInfo = guard.getObject();
   if (sysInfo == nullptr) return own;
-  own.record.isUpdateDisabled = sysInfo->getPfuDisabled();
-  if (sysInfo->getMyMCInfo() != nullptr) own.record.controller = *sysInfo->getMyMCInfo();
+  record.isUpdateDisabled = sysInfo->getPfuDisabled();
+  if (sysInfo->getMidplaneSN() != nullptr) record.midplane = sysInfo->getMidplaneSN();
+  if (sysInfo->getMyMCInfo() != nullptr) record.controller = *sysInfo->getMyMCInfo();
   return own;
 }
 
-void PartnerLink::act(const PeerRecord& partner) {
+PartnerView PartnerLink::view() const {
+  PartnerView view;
+  view.own = readOwn();
+  view.decisions = app::BurnToActive::getInstance()->decisions();
+  view.generation = view.decisions.generation;
+  view.silenceSeconds = m_silenceSeconds;
+  PeerRecord& record = view.own.record;
   const std::lock_guard lock(m_mutex);
-  m_lastAnswer = utility::TimeMeasure::getTimestamp();
-  Own mine = own();
-  const bool isNew = !m_partner || textOf(m_partner->controller) != textOf(partner.controller);
-  m_partner.emplace(partner);
+  view.isDecided = m_facts && m_generation == view.generation;
+  if (view.isDecided) {
+    record.role = view.decisions.mySyncRole;
+    record.partnerRole = view.decisions.partnerSyncRole;
+    record.roleForSerial = m_facts->serial;
+    record.roleForBoot = m_facts->bootId;
+  }
+  m_consent.tell(record);
+  view.partner = m_partner;
+  view.failure = m_failure;
+  view.secondsSince =
+      utility::TimeMeasure::getSeconds(utility::TimeMeasure::getTimestamp() - m_lastAnswer);
+  return view;
+}
+
+void PartnerLink::act(const PeerRecord& partner, std::int64_t askedAt) {
+  bool isNew = false;
+  {
+    const std::lock_guard lock(m_mutex);
+    isNew = !m_partner || textOf(m_partner->controller) != textOf(partner.controller);
+    m_partner.emplace(partner);
+    m_lastAnswer = utility::TimeMeasure::getTimestamp();
+  }
+  pairOrReset(view().own, partner, isNew);
+  hearConsent(askedAt);
+}
+
+void PartnerLink::pairOrReset(const Own& mine, const PeerRecord& partner, bool isNew) {
+  const ResetFacts now = factsOf(mine, partner);
   if (shouldPair(mine, partner)) {
     // The decisions hold the partner's serial number since the last reset.
-    if (!m_facts || m_facts->serial != factsOf(mine, partner).serial) reset(mine, partner);
-    if (!m_facts) return;
-    app::BurnToActive::getInstance()->pairLocalControllerToPartner();
-    mine = own();
-    if (!hasPaired(mine.record, partner)) return;  // the store has said why
-    LogInfo("paired with %s", partner.controller.getControllerSerial());
-    reset(mine, partner);
-  } else if (const char* reason = resetReason(m_facts, factsOf(mine, partner))) {
-    LogInfo("partner %s: %s", partner.controller.getControllerSerial(), reason);
-    reset(mine, partner);
+    if (!m_facts || m_facts->serial != now.serial) reset(partner, "the partner is another one");
+    if (m_facts) pair(partner);
+  } else if (const char* reason = resetReason(m_facts, now)) {
+    reset(partner, reason);
+  } else if (m_generation != app::BurnToActive::getInstance()->generation()) {
+    reset(partner, "the decisions were cleared");
   } else if (isNew && !keepRecord(partner)) {
-    reset(mine, partner);
+    reset(partner, "its record could not be stored");
   }
-  noteStall(stallOf(own(), partner));
 }
 
-// Has all decisions made afresh, for this partner. The order matters: nothing is decided on the
-// partner's old facts, and it is valid only once all that is known of it is in its place.
-void PartnerLink::reset(Own own, const PeerRecord& partner) {
+void PartnerLink::pair(const PeerRecord& partner) {
+  {
+    const auto alone = PartnerFirmwareUpdate::betweenCycles();
+    app::BurnToActive::getInstance()->pairLocalControllerToPartner();
+  }
+  if (!hasPaired(readOwn().record, partner)) return;  // the store has said why
+  LogInfo("paired with %s", partner.controller.getControllerSerial());
+  reset(partner, "both are paired");
+}
+
+// Has all decisions made afresh, for this partner, between two cycles of the update service.
+void PartnerLink::reset(const PeerRecord& partner, const char* reason) {
+  LogInfo("partner %s: %s", partner.controller.getControllerSerial(), reason);
+  m_history.add(std::string("reset: ") + reason);
+  const auto alone = PartnerFirmwareUpdate::betweenCycles();
   auto* decisions = app::BurnToActive::getInstance();
   auto* update = PartnerFirmwareUpdate::getSingleton();
-  const sysinfo::MCInfo& controller = partner.controller;
   SysInfoManager::getManager()->setValidPartner(false);
+  {
+    const std::lock_guard lock(m_mutex);
+    m_facts.reset();
+  }
   decisions->clearDecisionParameters();
-  m_facts.reset();
+  const std::uint64_t generation = decisions->generation();
   if (update != nullptr) update->clearVersions();
   if (!keepRecord(partner)) return;  // the store has said why; the next answer tries again
-  decisions->setCurrentPartnerSN(controller.getControllerSerial());
-  decisions->setPartnerCodeloadTimestamp(controller.getLastLoadedTime());
+  decisions->setCurrentPartnerSN(partner.controller.getControllerSerial());
+  decisions->setPartnerCodeloadTimestamp(partner.controller.getLastLoadedTime());
+  Own own = readOwn();
   own.record.role = decisions->getLocalSyncRole();  // afresh: the partner's counts only beside it
-  const ResetFacts facts = factsOf(own, partner);
-  const bool known = facts.role != BurnToActive::Undetermined;
-  if (known) decisions->setPartnerSyncRole(facts.role);
-  if (known && facts.complete) SysInfoManager::getManager()->setValidPartner(true);
-  m_facts = facts;
-  if (update == nullptr) return;
-  handOverVersions(*update, partner, facts);
-  update->kickstart();
+  handOver(partner, factsOf(own, partner), generation);
+  if (update != nullptr) update->kickstart();
 }
 
+// The order matters: nothing is decided on the partner's old facts, and it is valid only once all
+// that is known of it is in its place.
+//
 // Without the partner's role the update service has a slave of the same versions record the
 // midplane. That is right when nothing is left to give; before, it would make a master of a
 // controller that still has to take the other's settings. So it learns no versions till then, but
 // in a release without these decisions, which goes by the versions alone.
-void PartnerLink::handOverVersions(PartnerFirmwareUpdate& update, const PeerRecord& partner,
-                                   const ResetFacts& facts) {
-  if (facts.held || !relinfo::RelInfo::hasBurnToActive()) {
-    update.setVersions(partner.controller.getMcVersion(), partner.controller.getBundleVersion());
+void PartnerLink::handOver(const PeerRecord& partner, const ResetFacts& facts,
+                           std::uint64_t generation) {
+  const bool isKnown = facts.role != BurnToActive::Undetermined;
+  if (isKnown) app::BurnToActive::getInstance()->setPartnerSyncRole(facts.role);
+  if (isKnown && facts.complete && !facts.mustTakeFirst) {
+    SysInfoManager::getManager()->setValidPartner(true);
   }
+  auto* update = PartnerFirmwareUpdate::getSingleton();
+  if (update != nullptr && (facts.held || !relinfo::RelInfo::hasBurnToActive())) {
+    update->setVersions(partner.controller.getMcVersion(), partner.controller.getBundleVersion());
+  }
+  const std::lock_guard lock(m_mutex);
+  m_facts = facts;
+  m_generation = generation;
 }
 
 bool PartnerLink::keepRecord(const PeerRecord& partner) {
@@ -277,19 +347,92 @@ bool PartnerLink::keepRecord(const PeerRecord& partner) {
 
 // The partner is silent: nothing that was learned of it counts any more.
 void PartnerLink::forget() {
-  const std::lock_guard lock(m_mutex);
+  const auto alone = PartnerFirmwareUpdate::betweenCycles();
   SysInfoManager::getManager()->setValidPartner(false);
   app::BurnToActive::getInstance()->clearDecisionParameters();
   if (auto* update = PartnerFirmwareUpdate::getSingleton()) update->clearVersions();
+  const std::lock_guard lock(m_mutex);
   m_facts.reset();
   m_partner.reset();
-  m_stall = nullptr;
+  m_consent.forget();
+}
+
+void PartnerLink::hearConsent(std::int64_t askedAt) {
+  const PartnerView now = view();
+  std::unique_lock lock(m_mutex);
+  const bool tryAgain = m_consent.hear(now, askedAt, utility::TimeMeasure::getTimestamp());
+  const auto refusals = m_consent.takeRefusals();
+  lock.unlock();
+  noteRefusals(refusals);
+  auto* update = PartnerFirmwareUpdate::getSingleton();
+  if (tryAgain && update != nullptr) update->kickstart();
+}
+
+// The view is taken before the lock. What it misses by then is seen by the next answer, and nothing
+// is put in force before one more.
+template <typename Question>
+Answer PartnerLink::answerOf(Question question) {
+  const PartnerView now = view();
+  std::unique_lock lock(m_mutex);
+  Answer answer = question(now, utility::TimeMeasure::getTimestamp());
+  const bool isWaiting = m_consent.isWaiting();
+  const auto refusals = m_consent.takeRefusals();
+  lock.unlock();
+  noteRefusals(refusals);
+  if (isWaiting) m_waiter.signal();
+  return answer;
+}
+
+Answer PartnerLink::ask(Consent::Client client, const std::string& kinds) {
+  return answerOf([&](const PartnerView& view, std::int64_t now) {
+    return m_consent.ask(client, kinds, view, now);
+  });
+}
+
+Answer PartnerLink::check(const std::string& id, const std::string& kinds) {
+  return answerOf([&](const PartnerView& view, std::int64_t now) {
+    return m_consent.check(id, kinds, view, now);
+  });
+}
+
+Answer PartnerLink::seal(Consent::Client client, const std::string& id, const std::string& kinds) {
+  return answerOf([&](const PartnerView& view, std::int64_t now) {
+    return m_consent.seal(client, id, kinds, view, now);
+  });
+}
+
+void PartnerLink::end(Consent::Client client) {
+  {
+    const std::lock_guard lock(m_mutex);
+    m_consent.end(client);
+  }
+  m_waiter.signal();
+}
+
+std::vector<std::string> PartnerLink::consentLines() const {
+  const std::lock_guard lock(m_mutex);
+  std::vector<std::string> lines;
+  const std::string state = m_consent.state(utility::TimeMeasure::getTimestamp());
+  if (!state.empty()) lines.push_back(state);
+  if (!m_lastRefusal.empty()) lines.push_back("a push was refused: " + m_lastRefusal);
+  if (!m_consents) lines.emplace_back("unguarded: the push programs here ask for no consent");
+  if (m_partner && !m_partner->consents) {
+    lines.emplace_back("unguarded: the partner's push programs ask for no consent");
+  }
+  return lines;
+}
+
+Consent PartnerLink::consent() const {
+  const std::lock_guard lock(m_mutex);
+  return m_consent;
 }
 
 void PartnerLink::noteFailure(const std::string& failure) {
-  const std::lock_guard lock(m_mutex);
-  if (failure == m_failure) return;
-  m_failure = failure;
+  {
+    const std::lock_guard lock(m_mutex);
+    m_failure = failure;
+  }
+  if (!note("heard", failure.empty() ? "the partner answers" : failure)) return;
   if (failure.empty()) {
     LogInfo("the partner answers");
   } else {
@@ -297,42 +440,64 @@ void PartnerLink::noteFailure(const std::string& failure) {
   }
 }
 
-void PartnerLink::noteStall(const char* stall) {
-  if (stall == m_stall) return;
-  m_stall = stall;
-  if (stall != nullptr) LogWarning("the controllers stay different: %s", stall);
+// What is new goes into the history and the log; refusals and stalls are events too.
+void PartnerLink::noteChanges() {
+  const PartnerView now = view();
+  std::string push;
+  {
+    const std::lock_guard lock(m_mutex);
+    push = m_consent.state(utility::TimeMeasure::getTimestamp());
+  }
+  const auto word = [](auto token) { return std::string(StringRepository::toString(token)); };
+  if (now.partner) {
+    note("partner", std::string(now.partner->controller.getControllerSerial()) + ", boot " +
+                        now.partner->bootId);
+  }
+  note("roles", word(now.own.record.role) + ", partner " + word(now.own.record.partnerRole));
+  note("actions", "settings " + word(now.decisions.configSyncAction) + ", firmware " +
+                      word(now.decisions.pfuSyncAction));
+  note("push", push.empty() ? "none" : push);
+  const auto stall = stallOf(now);
+  if (!note("stalled", stall ? stall->what + "; to go on: " + stall->remedy : "") || !stall) return;
+  LogWarning("stalled: %s", stall->what.c_str());
+  framework::EventManager::instance().raise(strings::token<"partnerStalled">, stall->what);
 }
 
-PartnerLink::Standing PartnerLink::standing() const {
-  Standing standing;
-  const Own mine = own();
-  standing.own = mine.record;
-  const std::lock_guard lock(m_mutex);
-  standing.failure = m_failure;
-  standing.isThere = m_partner.has_value();
-  if (!m_partner) return standing;
-  standing.partner = *m_partner;
-  standing.secondsSince =
-      utility::TimeMeasure::getSeconds(utility::TimeMeasure::getTimestamp() - m_lastAnswer);
-  standing.equal = areEqual(mine, *m_partner);
-  standing.held = isHeld(mine, *m_partner);
-  standing.stall = stallOf(mine, *m_partner);
-  return standing;
+// Any thread: each refusal is a line, an event and a mark on the console.
+void PartnerLink::noteRefusals(const std::vector<std::string>& rules) {
+  for (std::string rule : rules) {
+    std::ranges::replace(rule, '_', ' ');
+    LogWarning("a push was refused: %s", rule.c_str());
+    m_history.add("refused: " + rule);
+    framework::EventManager::instance().raise(strings::token<"partnerRefused">, rule);
+    const std::lock_guard lock(m_mutex);
+    m_lastRefusal = rule;
+  }
+}
+
+// True when the state of this thing is another one than last time.
+bool PartnerLink::note(const char* what, const std::string& state) {
+  const auto [place, isFirst] = m_noted.try_emplace(what);
+  if (place->second == state) return false;
+  place->second = state;
+  m_history.add(std::string(what) + ": " + (state.empty() ? "no more" : state));
+  return true;
 }
 
 void PartnerLink::information(utility::PutStream& stream, int indentation,
                               bool /*detailed*/) const {
-  const Standing now = standing();
+  const PartnerView now = view();
   stream.Indent(indentation);
-  if (!now.isThere) {
+  if (!now.partner) {
     stream.PutF("partner: silent, %s\n",
                 now.failure.empty() ? "not yet asked" : now.failure.c_str());
     return;
   }
-  stream.PutF("partner: %s, role %s, %s%s%s\n", now.partner.controller.getControllerSerial(),
-              StringRepository::toString(now.partner.role), now.equal ? "equal" : "different",
-              now.held ? ", not yet paired on both sides" : "",
-              now.stall == nullptr ? "" : ", stalled");
+  stream.PutF("partner: %s, role %s, %s%s%s\n", now.partner->controller.getControllerSerial(),
+              StringRepository::toString(now.partner->role),
+              areEqual(now.own, *now.partner) ? "equal" : "different",
+              isHeld(now.own, *now.partner) ? ", not yet paired on both sides" : "",
+              stallOf(now) ? ", stalled" : "");
 }
 
 }  // namespace services::peer

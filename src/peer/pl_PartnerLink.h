@@ -1,14 +1,21 @@
 // The service that makes two controllers know each other.
 #pragma once
 
+#include <atomic>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/network/nw_SignedExchange.h"
 #include "host/service/fw_Service.h"
+#include "peer/pl_Consent.h"
+#include "peer/pl_History.h"
 #include "peer/pl_LinkRules.h"
+#include "peer/pl_PartnerView.h"
+#include "peer/pl_Stalls.h"
 
 namespace services::app {
 class PartnerFirmwareUpdate;
@@ -19,11 +26,11 @@ namespace services::peer {
 /// Asks the partner for its record every few seconds, and at once when something changes here, and
 /// answers the partner's questions. What it learns it hands to the pairing decisions, the update
 /// service and the system information, in the order that keeps a decision from being made on
-/// stale facts. The rules are in pl_LinkRules.h.
+/// stale facts, and to the consent. The rules are in pl_LinkRules.h, pl_Stalls.h and pl_Consent.h.
 ///
 /// The partner is asked at the address of the host name "othermc", so the link follows the path
-/// tracker. The lock guards what is known of the partner and is held while that changes; no access
-/// to the system information is held across a call.
+/// tracker, and where nobody answers there at those of both paths. The lock guards what is known of
+/// the partner and the consent; it is a leaf, held across no decision, write or question.
 class PartnerLink : public framework::ActiveService {
  public:
   /// Reads the configuration of the instance. Without a key the link stays down, with an error
@@ -31,7 +38,7 @@ class PartnerLink : public framework::ActiveService {
   explicit PartnerLink(const char* name);
   ~PartnerLink() override;
 
-  /// The service, or null while there is none.
+  /// The service, or null while there is none. Any thread may call.
   static PartnerLink* getSingleton() { return m_pSingleton; }
 
   void information(utility::PutStream& stream, int indentation, bool detailed) const override;
@@ -41,45 +48,67 @@ class PartnerLink : public framework::ActiveService {
   const strings::stringtoken* eventSubscription() const override;
   void threadDo(int index) override;
 
-  /// What is known of the partner, for the console.
-  struct Standing {
-    bool isThere = false;
-    std::int64_t secondsSince = 0;  ///< since its last answer
-    std::string failure;            ///< why the last question got no answer; empty when it did
-    PeerRecord own;
-    PeerRecord partner;
-    bool equal = false;
-    bool held = false;
-    const char* stall = nullptr;
-  };
-  Standing standing() const;
+  /// What is known now. Takes the system information for reading. Any thread may call this and what
+  /// follows.
+  PartnerView view() const;
+
+  /// What push programs ask, each on behalf of a client that holds a connection (Consent).
+  Answer ask(Consent::Client client, const std::string& kinds);
+  Answer check(const std::string& id, const std::string& kinds);
+  Answer seal(Consent::Client client, const std::string& id, const std::string& kinds);
+  void end(Consent::Client client);
+
+  /// The consent's state in words and its last refusal, for the console.
+  std::vector<std::string> consentLines() const;
+  std::vector<std::string> history() const { return m_history.lines(); }
+
+ protected:
+  /// Asks the partner. Its answer's text, or nothing and `failure` says why in one line.
+  virtual std::optional<std::string> exchange(std::string& failure);
+
+  /// What the thread does first, and in each of its cycles; it then waits for so many seconds.
+  void forget();
+  void cycle();
+  int pause() const;
+  Consent consent() const;
 
  private:
-  Own own() const;
-  void cycle();
-  std::optional<PeerRecord> ask();
-  void act(const PeerRecord& partner);
-  void reset(Own own, const PeerRecord& partner);
-  static void handOverVersions(app::PartnerFirmwareUpdate& update, const PeerRecord& partner,
-                               const ResetFacts& facts);
+  Own readOwn() const;
+  std::optional<PeerRecord> askPartner();
+  void act(const PeerRecord& partner, std::int64_t askedAt);
+  void pairOrReset(const Own& mine, const PeerRecord& partner, bool isNew);
+  void pair(const PeerRecord& partner);
+  void reset(const PeerRecord& partner, const char* reason);
+  void handOver(const PeerRecord& partner, const ResetFacts& facts, std::uint64_t generation);
   static bool keepRecord(const PeerRecord& partner);
-  void forget();
+  void hearConsent(std::int64_t askedAt);
   void noteFailure(const std::string& failure);
-  void noteStall(const char* stall);
+  void noteChanges();
+  void noteRefusals(const std::vector<std::string>& rules);
+  bool note(const char* what, const std::string& state);
+  template <typename Question>
+  Answer answerOf(Question question);
 
-  static PartnerLink* m_pSingleton;
+  static std::atomic<PartnerLink*> m_pSingleton;
 
   const std::string m_bootId;
   int m_pollSeconds = 5;
   int m_silenceSeconds = 150;
+  bool m_consents = false;
   std::optional<network::ExchangeSettings> m_settings;
-  mutable std::recursive_mutex m_mutex;  // guards what follows
-  std::optional<ResetFacts> m_facts;     // of the last reset; none while the partner is silent
-  std::optional<PeerRecord> m_partner;   // its last answer
-  std::int64_t m_lastAnswer = 0;         // the host's time
+  History m_history;
+  // The thread's own.
+  std::map<std::string, std::string> m_noted;  // the last state of each thing in the history
+  // What the lock guards.
+  mutable std::mutex m_mutex;
+  std::optional<ResetFacts> m_facts;    // of the last reset; none while one is under way
+  std::uint64_t m_generation = 0;       // of the decisions, after it
+  std::optional<PeerRecord> m_partner;  // its last answer; none while it is silent
+  std::int64_t m_lastAnswer;            // the host's time; of the start while there was none
   std::string m_failure;
-  const char* m_stall = nullptr;
-  std::unique_ptr<network::SignedListener> m_listener;
+  Consent m_consent;
+  std::string m_lastRefusal;
+  std::unique_ptr<network::SignedListener> m_listener;  // no lock: built first, ended last
 };
 
 }  // namespace services::peer

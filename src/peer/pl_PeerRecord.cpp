@@ -13,17 +13,23 @@ using app::BurnToActive;
 
 namespace {
 
-// The values beside those of the controller. A boot id is a serial number by its form, and so is a
-// digest.
+// The values beside those of the controller. Each is a serial number by its form.
 struct Extra {
   const char* key;
-  std::string PeerRecord::*value;
+  std::string& (*value)(PeerRecord& record);
 };
 constexpr Extra extras[] = {
-    {"BootId", &PeerRecord::bootId},
-    {"Digest", &PeerRecord::digest},
-    {"RoleForSerial", &PeerRecord::roleForSerial},
-    {"RoleForBoot", &PeerRecord::roleForBoot},
+    {"BootId", [](PeerRecord& r) -> std::string& { return r.bootId; }},
+    {"Digest", [](PeerRecord& r) -> std::string& { return r.digest; }},
+    {"RoleForSerial", [](PeerRecord& r) -> std::string& { return r.roleForSerial; }},
+    {"RoleForBoot", [](PeerRecord& r) -> std::string& { return r.roleForBoot; }},
+    {"MidplaneSN", [](PeerRecord& r) -> std::string& { return r.midplane; }},
+    {"Ask", [](PeerRecord& r) -> std::string& { return r.ask.id; }},
+    {"AskKinds", [](PeerRecord& r) -> std::string& { return r.ask.kinds; }},
+    {"AskSerial", [](PeerRecord& r) -> std::string& { return r.ask.toSerial; }},
+    {"AskBoot", [](PeerRecord& r) -> std::string& { return r.ask.toBoot; }},
+    {"VerdictFor", [](PeerRecord& r) -> std::string& { return r.verdictFor; }},
+    {"Verdict", [](PeerRecord& r) -> std::string& { return r.verdict; }},
 };
 struct RoleKey {
   const char* key;
@@ -36,7 +42,9 @@ struct FlagKey {
   bool PeerRecord::*value;
 };
 constexpr FlagKey flagKeys[] = {{"PfuDisabled", &PeerRecord::isUpdateDisabled},
-                                {"HasBurnToActive", &PeerRecord::decides}};
+                                {"HasBurnToActive", &PeerRecord::decides},
+                                {"Consents", &PeerRecord::consents},
+                                {"GivesByVersions", &PeerRecord::givesByVersions}};
 
 constexpr BurnToActive::SyncRole roles[] = {
     BurnToActive::Undetermined,  BurnToActive::MasterUnpaired, BurnToActive::MasterPaired,
@@ -64,7 +72,7 @@ const char* take(PeerRecord& record, const std::string& key, const std::string& 
   for (const Extra& extra : extras) {
     if (key != extra.key) continue;
     if (!sysinfo::serialGrammar.holds(value.c_str())) return sysinfo::serialGrammar.rule;
-    record.*extra.value = value;
+    extra.value(record) = value;
   }
   for (const FlagKey& flag : flagKeys) {
     if (key == flag.key) record.*flag.value = value == strings::pGStrue;
@@ -100,7 +108,11 @@ std::string textOf(const sysinfo::MCInfo& controller) {
 
 std::string textOf(const PeerRecord& record) {
   std::string text = textOf(record.controller);
-  for (const Extra& extra : extras) text += lineOf(extra.key, record.*extra.value);
+  PeerRecord values = record;
+  for (const Extra& extra : extras) {
+    const std::string& value = extra.value(values);
+    if (value != PeerRecord::untold) text += lineOf(extra.key, value);
+  }
   for (const RoleKey& known : roleKeys) {
     text += lineOf(known.key, strings::StringRepository::toString(record.*known.value));
   }

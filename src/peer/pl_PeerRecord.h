@@ -9,6 +9,17 @@
 
 namespace services::peer {
 
+/// A push that a controller wants to make: what it would give, and to whom in which boot. The roles
+/// by which it gives are those of its record.
+struct Ask {
+  std::string id = {};     ///< empty for none; no two asks of an enclosure have the same
+  std::string kinds = {};  ///< "firmware", "settings" or "firmware-settings"
+  std::string toSerial = {};
+  std::string toBoot = {};
+
+  bool gives(const char* kind) const { return kinds.find(kind) != std::string::npos; }
+};
+
 /// The answer of a controller.
 struct PeerRecord {
   sysinfo::MCInfo controller;  ///< serial number, addresses, versions, pairing records
@@ -20,8 +31,20 @@ struct PeerRecord {
   std::string roleForBoot;
   /// The role of that partner by which it decides at present.
   app::BurnToActive::SyncRole partnerRole = app::BurnToActive::Undetermined;
+  std::string midplane = untold;  ///< the midplane's serial number as it reads it
+  Ask ask;                        ///< its wish for a push to this controller
+  /// Its answer to the ask of this id: "yes", "free" (refused once, ask again), or the rule of its
+  /// refusal with "_" for blanks.
+  std::string verdictFor;
+  std::string verdict;
   bool isUpdateDisabled = false;  ///< partner firmware update is switched off
   bool decides = true;            ///< its release carries the pairing decisions
+  bool consents = false;          ///< its push programs ask for consent
+  bool givesByVersions = false;   ///< without the decisions: it would push its firmware
+
+  /// Stands for what an earlier release does not tell.
+  static constexpr const char* untold = "-";
+  bool isOfOldLink() const { return midplane == untold; }
 };
 
 /// The record as text: a line KEY=VALUE for each value there is, the keys of the controller those

@@ -141,7 +141,7 @@ std::string rulesOf(const Pair& pair) {
       {'h', isHeld(pair.own, pair.partner)},
       {'p', shouldPair(pair.own, pair.partner)},
       {'c', usableRole(pair.own, pair.partner) != BurnToActive::Undetermined},
-      {'s', stallOf(pair.own, pair.partner) != nullptr},
+      {'s', stallOf({.isDecided = true, .own = pair.own, .partner = pair.partner}).has_value()},
       {'r', resetReason(before, now) != nullptr},
       {'b', resetReason(now, before) != nullptr},
   };
@@ -162,9 +162,11 @@ TEST(LinkRules, HoldForEveryWayInWhichTwoMayDiffer) {
       {paired + "\n", "", "ehprb"},
       {"", paired + "OLD\n", "ehrb"},
       {paired + "OLD\n", "", "ehprb"},
-      {"", cpld + "\n", "ec"},
+      {"", cpld + "\n", "ecs"},
+      {cpld + "\n", "", "cs"},
       {"", mc + "M2\n", "c"},
-      {"", mc + "\n", "cb"},
+      {"", mc + "\n", "csb"},
+      {"", bundle + "9\n" + role + "Undetermined\n", "sb"},
       {off, mc + "M2\n", "ec"},
       {"", digest + "d2\n", "cs"},
       {digest + "\n", digest + "\n", "cs"},
@@ -175,7 +177,7 @@ TEST(LinkRules, HoldForEveryWayInWhichTwoMayDiffer) {
       {role + "MasterUnpaired\n" + paired + "OLD\n" + off,
        ofUs + "MasterUnpaired\n" + role + "MasterPaired\n" + mc + "M2\n" + loaded + "7\n" + digest +
            "d2\n",
-       "csrb"},
+       "crb"},
       {undecided, undecided + digest + "d2\n", "cs"},
       {"", undecided + mc + "M2\n", "rb"},
       {"", undecided + mc + "M0\n", "srb"},
@@ -258,12 +260,12 @@ TEST_F(Link, HandsOverWhatItLearnsAndForgetsASilentPartner) {
   auto listener = std::make_unique<SignedListener>(
       std::vector<std::string>{host}, ExchangeSettings{42111, key},
       [&partner] { return textOf(partner); }, limits);
-  const auto mine = link.standing().own;
+  const auto mine = link.view().own.record;
   machine.at(1000000, [&] {
     EXPECT_FALSE(manager.isValidPartner()) << "its role was worked out for nobody yet";
     EXPECT_EQ(decisions.getPartnerSyncRole(), BurnToActive::Undetermined);
-    EXPECT_EQ(link.standing().own.role, BurnToActive::MasterUnpaired);
-    EXPECT_EQ(link.standing().own.roleForBoot, partner.bootId);
+    EXPECT_EQ(link.view().own.record.role, BurnToActive::MasterUnpaired);
+    EXPECT_EQ(link.view().own.record.roleForBoot, partner.bootId);
     EXPECT_EQ(textOfKey("B.LastLoadedTime"), "77");
     partner.roleForSerial = "SN0000A1";
     partner.roleForBoot = mine.bootId;
@@ -318,7 +320,7 @@ TEST_F(Link, IsDownWithoutAKeyAndRefusesItself) {
   {
     PartnerLink self("PartnerLink");
     const SignedListener listener(
-        {host}, {42111, key}, [&self] { return textOf(self.standing().own); }, limits);
+        {host}, {42111, key}, [&self] { return textOf(self.view().own.record); }, limits);
     live(self, 2);
     EXPECT_TRUE(log.has("othermc is this controller itself"));
   }
@@ -326,7 +328,7 @@ TEST_F(Link, IsDownWithoutAKeyAndRefusesItself) {
   PartnerLink link("PartnerLink");
   live(link, 2);
   EXPECT_TRUE(log.has("the link to the partner is down: /cfg/key"));
-  EXPECT_FALSE(link.standing().isThere);
+  EXPECT_FALSE(link.view().partner);
 }
 
 }  // namespace

@@ -77,6 +77,8 @@ const framework::ServiceProperties propertiesPartnerFirmwareUpdate(
 
 std::atomic<PartnerFirmwareUpdate*> PartnerFirmwareUpdate::m_pPartnerFirmwareUpdate = nullptr;
 
+std::mutex PartnerFirmwareUpdate::m_cycleLock;
+
 const framework::ServiceInfo PartnerFirmwareUpdate::m_serviceInfoData = {
     strings::token<"PartnerFirmwareUpdate">, strings::token<"PartnerFirmwareUpdate">,
     strings::tGSserviceClass};
@@ -167,7 +169,31 @@ void PartnerFirmwareUpdate::threadDo(int /*index*/) {
   }
 }
 
+std::unique_lock<std::mutex> PartnerFirmwareUpdate::betweenCycles() {
+  return std::unique_lock(m_cycleLock);
+}
+
+Standing PartnerFirmwareUpdate::standing() const {
+  const sysinfo::SysInfoReadGuard guard;
+  const SysInfo* sysInfo = guard.getObject();
+  if (sysInfo == nullptr) return Standing::Unavailable;
+  return sysInfo->getPfuDisabled() ? Standing::NotCompared : readVersions(*sysInfo).standing;
+}
+
+// Hold the system information.
+PartnerFirmwareUpdate::Versions PartnerFirmwareUpdate::readVersions(const SysInfo& sysInfo) const {
+  Versions read{};
+  auto& [local, partner, standing] = read;
+  getVersions(sysInfo.getMyMCInfo(), local.mc.data(), local.cpld.data(), local.bundle.data(), true);
+  getVersions(sysInfo.getOtherMCInfo(), partner.mc.data(), partner.cpld.data(),
+              partner.bundle.data(), false);
+  if (partner.cpld[0] == '\0') partner.cpld = local.cpld;
+  standing = compareVersions(local, partner);
+  return read;
+}
+
 void PartnerFirmwareUpdate::cycle() {
+  const auto alone = betweenCycles();
   sysinfo::SysInfoReadGuard guard;
   const SysInfo* sysInfo = guard.getObject();
   if (sysInfo == nullptr) return;
@@ -176,15 +202,8 @@ void PartnerFirmwareUpdate::cycle() {
     cycleWhileDisabled();
     return;
   }
-  VersionTexts local;
-  VersionTexts partner;
-  getVersions(sysInfo->getMyMCInfo(), local.mc.data(), local.cpld.data(), local.bundle.data(),
-              true);
-  getVersions(sysInfo->getOtherMCInfo(), partner.mc.data(), partner.cpld.data(),
-              partner.bundle.data(), false);
-  if (partner.cpld[0] == '\0') partner.cpld = local.cpld;
+  const auto [local, partner, standing] = readVersions(*sysInfo);
   guard.freeObject();
-  const Standing standing = compareVersions(local, partner);
   if (standing == Standing::Unavailable) {
     act(decideUpdate({.standing = standing, .hasDecisions = RelInfo::hasBurnToActive()}));
     logUnavailable(local, partner);

@@ -52,11 +52,25 @@ class PartnerFirmwareUpdate : public framework::ActiveService {
   void getVersions(const sysinfo::MCInfo* controller, char* mc, char* cpld, char* bundle,
                    bool isLocal) const;
 
+  /// How the versions stand, as a cycle finds them. Takes the system information for reading.
+  Standing standing() const;
+
+  /// While what is answered lives no cycle runs: who has the decisions made afresh so leaves none
+  /// between a cycle's decision and its command. Where a service runs it waits for the cycle.
+  static std::unique_lock<std::mutex> betweenCycles();
+
   /// Records the midplane as this controller's own if it is slave.
   void pairWithMidplane();
 
  private:
+  struct Versions {
+    VersionTexts local;
+    VersionTexts partner;
+    Standing standing;
+  };
+
   void cycle();
+  Versions readVersions(const sysinfo::SysInfo& sysInfo) const;
   void cycleWhileDisabled();
   void cycleOfEqual();
   void cycleOfDifferent(Standing standing);
@@ -76,6 +90,7 @@ class PartnerFirmwareUpdate : public framework::ActiveService {
   framework::StaticText m_partnerMcVersion;
   framework::StaticText m_partnerBundleVersion;
   mutable std::mutex m_versionsLock;  // guards the two texts; a leaf
+  static std::mutex m_cycleLock;      // held over a cycle; taken before the system information
 };
 
 }  // namespace services::app
