@@ -47,6 +47,11 @@ bool isCpldMissing(const PeerRecord& giver, const PeerRecord& taker) {
   return isEmpty(giver.controller.getCpldVersion()) && !isEmpty(taker.controller.getCpldVersion());
 }
 
+// Whether the push programs of both ask for consent.
+bool isGuarded(const PartnerView& view) {
+  return view.own.record.consents && view.partner->consents;
+}
+
 // Whether both go by the same two roles.
 bool agree(const PartnerView& view) {
   const PeerRecord& own = view.own.record;
@@ -105,7 +110,7 @@ Answer Consent::ask(Client client, const std::string& kinds, const PartnerView& 
     return no("a_push_of_the_partner_was_granted_here");
   }
   const PeerRecord& partner = *view.partner;
-  if (!partner.consents) return {Kind::Unguarded, "-"};
+  if (!isGuarded(view)) return {Kind::Unguarded, "-"};
   const Ask wanted = {.id = m_bootId + "-" + std::to_string(++m_count),
                       .kinds = kinds,
                       .toSerial = partner.controller.getControllerSerial(),
@@ -117,7 +122,7 @@ Answer Consent::ask(Client client, const std::string& kinds, const PartnerView& 
 Answer Consent::check(const std::string& id, const std::string& kinds, const PartnerView& view,
                       std::int64_t now) {
   if (!view.partner) return no("the_partner_is_silent");
-  if (!view.partner->consents && !m_ticket) {  // an earlier release: no tickets, one push at a time
+  if (!isGuarded(view) && !m_ticket) {  // no tickets, but one push at a time
     return isOpen() ? no("a_push_is_under_way_here") : Answer{Kind::Unguarded, "-"};
   }
   if (!isTrue(now) || m_ticket->ask.id != id) return no("there_is_no_such_ticket");

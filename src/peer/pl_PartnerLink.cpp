@@ -430,9 +430,9 @@ Consent PartnerLink::consent() const {
 void PartnerLink::noteFailure(const std::string& failure) {
   {
     const std::lock_guard lock(m_mutex);
+    if (failure == m_failure) return;
     m_failure = failure;
   }
-  if (!note("heard", failure.empty() ? "the partner answers" : failure)) return;
   if (failure.empty()) {
     LogInfo("the partner answers");
   } else {

@@ -108,16 +108,18 @@ inline std::string parting(const Texts& expected, const Texts& came) {
          "\n    came: " + (second == came.end() ? "nothing more" : *second) + "\n";
 }
 
-/// Plays the stories of 300 seeds, of 20,000 with MC_DEEP=1, or that of MC_SEED=N alone:
+/// Plays the stories of 300 seeds, of 20,000 with MC_DEEP=1 or as many as are given, or that of
+/// MC_SEED=N alone:
 /// `make(random)` makes a story, `difference(story)` plays it and answers what was wrong, empty for
 /// nothing. The first that goes wrong is shortened and told, and ends the campaign.
 template <typename Make, typename Difference>
-void campaign(Make make, Difference difference) {
+void campaign(Make make, Difference difference, unsigned long seeds = 300,
+              unsigned long deepSeeds = 20000) {
   const char* const alone = std::getenv("MC_SEED");
   const unsigned long first = alone == nullptr ? 1 : std::stoul(alone);
   const unsigned long last = alone != nullptr                    ? first
-                             : std::getenv("MC_DEEP") != nullptr ? 20000
-                                                                 : 300;
+                             : std::getenv("MC_DEEP") != nullptr ? deepSeeds
+                                                                 : seeds;
   // The log goes to standard error; many stories' would bury all else.
   if (alone == nullptr) ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
   for (unsigned long seed = first; seed <= last; ++seed) {
