@@ -78,6 +78,7 @@ std::string Enclosure::play() {
 
 void Enclosure::happen(const Happening& happening) {
   const auto& [time, what, who, number] = happening;
+  if (what.starts_with("set ")) m_isUntouched = false;
   if (what == "cut") m_cut[who] = true;
   if (what == "heal") m_cut[who] = false;
   if (who.size() != 1) return;
@@ -135,9 +136,23 @@ void Enclosure::insert(Slot& one, const std::string& what, long number) {
     given["PartnerFirmwareUpdate.pollSeconds"] = "30";
   }
   one.controller = found;
+  noteGuest(one);
   if (what == "back" && number % 3 == 0)
     one.toLoad = {"McVersion=V" + std::to_string(number % 5), "LastLoadedTime=20270101"};
   after(second, [this, &one] { boot(one); });
+}
+
+// One from elsewhere that meets a master takes its settings before it gives any, where nobody but
+// the services changes what the two go by.
+void Enclosure::noteGuest(Slot& one) {
+  const auto value = [](Slot& of, const char* key) {
+    const std::string own = std::string("sysinfo.") + of.letter + "." + key;
+    const std::string now = of.controller ? stored(*of.controller, key) : "";
+    return now.empty() && of.controller ? of.controller->configuration[own] : now;
+  };
+  const bool isGuest = value(one, "LoadMidplaneSerial") == "MPTHERE";
+  const bool isMet = value(other(one), "LoadMidplaneSerial") == midplane;
+  one.controller->guestOf = isGuest && isMet ? other(one).controller->serial : "";
 }
 
 void Enclosure::pull(Slot& one) {
@@ -362,6 +377,9 @@ void Enclosure::checkPutting(const Push& push, const Slot& receiver) {
   }
   const bool firmware = push.kinds.find("firmware") != std::string::npos;
   const bool settings = push.kinds.find("settings") != std::string::npos;
+  const auto& guestOf = giver.controller->guestOf;
+  if (settings && m_isUntouched && guestOf == receiver.controller->serial)
+    fail("a controller from elsewhere gives its settings to the master that it met");
   const bool isByVersions = giver.controller->configuration["undecided"] == "true";
   if (isByVersions) return;
   if (firmware && !takesFirmware(mine, its, giver.letter))
@@ -373,6 +391,7 @@ void Enclosure::checkPutting(const Push& push, const Slot& receiver) {
 void Enclosure::putInForce(const PushPointer& push, Slot& receiver) {
   const char* const firmware[] = {"McVersion", "BundleVersion", "CpldVersion", "LastLoadedTime"};
   receiver.host.reset();
+  receiver.controller->guestOf.clear();
   if (push->kinds.find("firmware") != std::string::npos) {
     for (const char* key : firmware)
       receiver.toLoad.push_back(std::string(key) + "=" + stored(*push->giver, key));
@@ -422,6 +441,7 @@ std::string Enclosure::end() {
     last = now;
   }
   if (!m_failure.empty()) return m_failure;
+  if (!m_slots[0].controller && !m_slots[1].controller) return "";
   if (m_asks > 200) return text("%d asks in ten quiet minutes\n", m_asks);
   if (!outcome().empty()) return last == "settled" ? "" : tryRemedies();
   std::string told = "neither settled nor in a named stall\n";

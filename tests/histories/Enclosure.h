@@ -30,6 +30,7 @@ class Enclosure {
     std::map<std::string, std::string> configuration;
     int boots = 0;
     bool isPushing = false;  // its push program runs
+    std::string guestOf;     // the master that it met and has taken nothing from yet
   };
   struct Slot {
     char letter = 'A';
@@ -67,6 +68,7 @@ class Enclosure {
 
   void happen(const Happening& happening);
   void insert(Slot& slot, const std::string& what, long number);
+  void noteGuest(Slot& slot);
   void pull(Slot& slot);
   void boot(Slot& slot);
   void hostDied(Slot& slot);
@@ -105,7 +107,8 @@ class Enclosure {
   const Time m_start = m_now;
   Time m_changed = 0;  // when a fact was changed last by more than the services
   int m_clients = 0;
-  int m_asks = 0;  // since m_changed
+  bool m_isUntouched = true;  // no operator has changed anything
+  int m_asks = 0;             // since m_changed
   std::string m_failure;
 };
 
