@@ -179,17 +179,21 @@ void PartnerLink::cycle() {
   noteChanges();
 }
 
+// Where it answered last, then where the path tracker points, then over both paths.
 std::optional<std::string> PartnerLink::exchange(std::string& failure) {
   failure = "the link has no key";
   if (!m_settings) return std::nullopt;
   failure = std::string("the hosts table has no ") + partnerHost;
-  std::string asked;
-  std::array<char, 32> address{};
+  std::vector<std::string> addresses;
+  if (!m_lastAddress.empty()) addresses.push_back(m_lastAddress);
   for (const char* host : pathHosts) {
+    std::array<char, 32> address{};
     if (!NetworkManager::getHosts(address.data(), address.size(), host)) continue;
-    if (asked.find(address.data()) != std::string::npos) continue;
-    asked += std::string(" ") + address.data() + " ";
-    auto text = network::askSigned(address.data(), *m_settings, answerMilliseconds, failure);
+    if (std::ranges::count(addresses, address.data()) == 0) addresses.emplace_back(address.data());
+  }
+  for (const std::string& address : addresses) {
+    auto text = network::askSigned(address.c_str(), *m_settings, answerMilliseconds, failure);
+    m_lastAddress = text ? address : "";
     if (text) return text;
   }
   return std::nullopt;

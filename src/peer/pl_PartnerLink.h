@@ -28,9 +28,9 @@ namespace services::peer {
 /// service and the system information, in the order that keeps a decision from being made on
 /// stale facts, and to the consent. The rules are in pl_LinkRules.h, pl_Stalls.h and pl_Consent.h.
 ///
-/// The partner is asked at the address of the host name "othermc", so the link follows the path
-/// tracker, and where nobody answers there at those of both paths. The lock guards what is known of
-/// the partner and the consent; it is a leaf, held across no decision, write or question.
+/// The partner is asked where it answered last, else at the address of the host name "othermc",
+/// which the path tracker moves, else at those of both paths. The lock guards what is known of the
+/// partner and the consent; it is a leaf, held across no decision, write or question.
 class PartnerLink : public framework::ActiveService {
  public:
   /// Reads the configuration of the instance. Without a key the link stays down, with an error
@@ -99,6 +99,7 @@ class PartnerLink : public framework::ActiveService {
   History m_history;
   // The thread's own.
   std::map<std::string, std::string> m_noted;  // the last state of each thing in the history
+  std::string m_lastAddress;                   // where the partner answered last
   // What the lock guards.
   mutable std::mutex m_mutex;
   std::optional<ResetFacts> m_facts;    // of the last reset; none while one is under way

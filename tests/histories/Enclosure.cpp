@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::int64_t second = 1000000;
 constexpr std::int64_t quiet = 600 * second;
+constexpr std::int64_t longestFlight = 3 * second;  // of a question and its answer
 constexpr const char* midplane = "MPHERE";
 
 std::map<std::string, std::string> valuesOf(const std::string& record) {
@@ -156,6 +157,7 @@ void Enclosure::noteGuest(Slot& one) {
 }
 
 void Enclosure::pull(Slot& one) {
+  if (one.controller) one.controller->goneAt = m_now;
   one.host.reset();
   one.controller.reset();
   one.holders = 0;
@@ -222,7 +224,7 @@ void Enclosure::exchange(Slot& one) {
   };
   const Time there = flight();
   const Time back = flight();
-  const bool isLost = m_random.once(40) || there + back >= 3 * second;
+  const bool isLost = m_random.once(40) || there + back >= longestFlight;
   if (!isLost) {
     after(there, [this, &one, isThere, back] {
       if (!isThere() || (m_cut["inner"] && m_cut["outer"])) return;
@@ -236,7 +238,7 @@ void Enclosure::exchange(Slot& one) {
       });
     });
   }
-  after(3 * second, [this, &one, isThere, asked = m_now] {
+  after(longestFlight, [this, &one, isThere, asked = m_now] {
     if (isThere() && one.linkAt == asked + quiet) tell(one, "reply ");
   });
 }
@@ -366,7 +368,8 @@ void Enclosure::checkPutting(const Push& push, const Slot& receiver) {
   Slot& giver = slot(push.from);
   if (receiver.controller == nullptr || "SN" + receiver.controller->serial != push.toSerial)
     fail("what was meant for " + push.toSerial + " is put in force in slot " + receiver.letter);
-  if (!isRunning(push)) fail("the giver is not there any more");
+  if (!isRunning(push) && m_now - push.giver->goneAt > longestFlight)
+    fail("the giver is not there any more");
   if (m_now - m_changed < 15 * second || !giver.controller || !receiver.controller) return;
   Values its;
   Values mine;
@@ -434,7 +437,7 @@ std::string Enclosure::end() {
   const Time deadline = m_now + quiet;
   int steady = 0;  // so many looks in a row at the same end
   std::string last;
-  while (m_now < deadline && steady < 5 && m_failure.empty()) {
+  while (m_now < deadline && steady < 3 && m_failure.empty()) {
     runUntil(m_now + 30 * second);
     const std::string now = outcome();
     steady = !now.empty() && now == last ? steady + 1 : 0;

@@ -30,6 +30,7 @@ class Enclosure {
     std::map<std::string, std::string> configuration;
     int boots = 0;
     bool isPushing = false;  // its push program runs
+    Time goneAt = 0;         // pulled
     std::string guestOf;     // the master that it met and has taken nothing from yet
   };
   struct Slot {

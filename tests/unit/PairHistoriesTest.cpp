@@ -53,7 +53,7 @@ Story makeStory(Random& random) {
 
 TEST(PairHistories, EndSettledOrInANamedStallAndPushOnlyWhatWasConsentedTo) {
   campaign(
-      makeStory, [](const Story& story) { return Enclosure(story).play(); }, 80, 40000);
+      makeStory, [](const Story& story) { return Enclosure(story).play(); }, 36, 15000);
 }
 
 }  // namespace
