@@ -1,5 +1,5 @@
-// The operator's commands over the process supervision: "process list", "process history [NAME]",
-// "process show|start|stop|restart|suspend|resume|explain NAME" and "why NAME".
+// The operator's commands over the process supervision: "process list", "process wakes", "process
+// history [NAME]", "process show|start|stop|restart|suspend|resume|explain NAME" and "why NAME".
 #include <array>
 #include <cstring>
 #include <optional>
@@ -185,6 +185,22 @@ int setSuspend(Console& console, const Arguments& arguments) {
   });
 }
 
+int wakes(Console& console, const Arguments& arguments) {
+  if (arguments.ArgCount() > 0) return 0;
+  const AppManager* manager = managerOrReply(console);
+  if (manager == nullptr) return 1;
+  const auto counts = manager->wakeTimes();
+  framework::TableRows rows = {{"WITHIN", "SCANS"}};
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    const auto& bounds = utility::ExitWatch::bounds;
+    const std::string within =
+        i < bounds.size() ? std::to_string(bounds[i] / 1000) + " ms" : "longer";
+    rows.push_back({within, std::to_string(counts[i])});
+  }
+  framework::writeTable(console.output(), rows);
+  return 1;
+}
+
 const std::vector<framework::TableCommand> commands = {
     {list, commandOf<"process", "list">(
                "ProcessList", "process list: list the supervised daemons.\n", "process list\n")},
@@ -219,6 +235,10 @@ const std::vector<framework::TableCommand> commands = {
     {why, commandOf<"why">("Why",
                            "why: show which rule decides for a daemon, and what would change it.\n",
                            "why NAME\n")},
+    {wakes, commandOf<"process", "wakes">(
+                "ProcessWakes",
+                "process wakes: show how soon scans followed the ends that called for them.\n",
+                "process wakes\n")},
 };
 
 using ProcessCommands = framework::CommandTable<"ProcessCommands", "mcops", commands>;

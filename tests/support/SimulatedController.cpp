@@ -73,6 +73,7 @@ void SimulatedController::addProcess(int pid, const std::string& commandLine) {
 void SimulatedController::removeProcess(int pid) {
   writeFile("/proc/" + std::to_string(pid) + "/cmdline", "");  // for those who have it open
   std::filesystem::remove_all(machine.root() + "/proc/" + std::to_string(pid));
+  machine.endProcess(pid);
 }
 
 void SimulatedController::onInit(const std::string& daemon, const std::string& action,

@@ -25,21 +25,11 @@ class SimulatedDaemons {
   std::map<int, Running> processes;
   std::string summary;
 
-  /// What a command does to the processes.
-  void run(const std::string& command) {
-    std::istringstream words(command);
-    std::string first, second, third;
-    words >> first >> second >> third;
+  /// What a command does to the processes; answers its exit status.
+  int run(const std::string& command) {
     const int turn = m_turn += 7;
-    if (first == "killall") end(pidsOf(third));
-    if (first == "kill" && turn % 3 > 0) end({std::stoi(third)});
-    if (first == "kill" && turn % 5 == 0) become(std::stoi(third) + 1, "another");
-    const std::string init = "/app/etc/init.d/";
-    if (!first.starts_with(init)) return;
-    const std::string daemon = first.substr(init.size(), first.size() - init.size() - 1);
-    if (second != "start" && turn % 3 > 0) end(pidsOf(daemon));
-    if (second != "stop" && turn % 2 > 0) spawn(daemon, 1);
-    stall(std::array{0, 0, 0, 700, 0, 0, 3000, 0, 65000}[static_cast<std::size_t>(turn % 9)]);
+    act(command, turn);
+    return std::array{0, 0, 0, 0, 1, 0, 0, 0, 0, 137}[static_cast<std::size_t>(turn % 10)];
   }
 
   /// What happens to the processes; nothing for other happenings.
@@ -55,6 +45,21 @@ class SimulatedDaemons {
   }
 
  private:
+  void act(const std::string& command, int turn) {
+    std::istringstream words(command);
+    std::string first, second, third;
+    words >> first >> second >> third;
+    if (first == "killall") end(pidsOf(third));
+    if (first == "kill" && turn % 3 > 0) end({std::stoi(third)});
+    if (first == "kill" && turn % 5 == 0) become(std::stoi(third) + 1, "another");
+    const std::string init = "/app/etc/init.d/";
+    if (!first.starts_with(init)) return;
+    const std::string daemon = first.substr(init.size(), first.size() - init.size() - 1);
+    if (second != "start" && turn % 3 > 0) end(pidsOf(daemon));
+    if (second != "stop" && turn % 2 > 0) spawn(daemon, 1);
+    stall(std::array{0, 0, 0, 700, 0, 0, 3000, 0, 65000}[static_cast<std::size_t>(turn % 9)]);
+  }
+
   std::vector<int> pidsOf(const std::string& program) const {
     std::vector<int> pids;
     for (const auto& [pid, process] : processes) {

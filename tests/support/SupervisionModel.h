@@ -15,6 +15,7 @@ class SupervisionModel {
  public:
   explicit SupervisionModel(const Story& story) : m_story(story) {
     m_daemons.stall = [this](auto milliseconds) { m_now += milliseconds; };
+    m_daemons.changed = [this](int pid) { changed(pid); };
   }
 
   Texts play() {
@@ -76,8 +77,15 @@ class SupervisionModel {
     if (m_story.has("debug", flag)) trace("debug " + line);
   }
   void command(const std::string& line) {
+    const std::int64_t began = m_now;
     trace("$ " + line);
-    m_daemons.run(line);
+    const int status = m_daemons.run(line);
+    const std::string how = status > 128 ? "ended by signal 9" : "exit status 1";
+    if (status != 0 && line != "readslot") {
+      trace("warning command " + how + text(" after %.1f s: ", double(m_now - began) / 1000) +
+            line);
+    }
+    if (line.starts_with("/app/etc/init.d/")) callForWake();
   }
   long number(const char* name) const { return m_complete ? m_story.number(name) : 0; }
   long secondsSince(std::int64_t time) const { return (m_now - time) / 1000; }
@@ -179,6 +187,7 @@ class SupervisionModel {
           record.failing = false;
           trace("info AppManager: " + record.name + " is no longer failing");
         }
+        setTicking(std::ranges::count(m_records, "Starting", &Record::state) > 0);
         debug("done monitoring processes");
       }
       if (due(m_tracked, secondsSince(m_tracked), 299)) trackProcesses();
@@ -190,6 +199,48 @@ class SupervisionModel {
       sleep(took < m_wait ? m_wait - took : m_wait);
     }
   }
+
+  // A record whose last process of the scan has ended, or an end of an init script, calls for a
+  // cycle at once, but for a tenth of a second after the one before. A start is looked at every 2
+  // s.
+  void changed(int pid) {
+    const auto watched = m_watched.find(pid);
+    if (m_daemons.processes.contains(pid) || watched == m_watched.end()) return;
+    const Record* const record = watched->second;
+    m_watched.erase(watched);
+    const auto ofIt = [&](const auto& one) { return one.second == record; };
+    if (std::ranges::none_of(m_watched, ofIt)) callForWake();
+  }
+  void callForWake() {
+    m_wanted = true;
+    wakeIfDue();
+  }
+  void setTicking(bool on) {
+    if (on == (m_tick != 0)) return;
+    m_tick = on ? m_now + 2000 : 0;
+    wakeIfDue();
+  }
+  void wakeIfDue() {
+    const bool ticks = m_tick != 0 && m_tick <= m_now;
+    if (!watches()) return;
+    if ((m_wanted || ticks) && m_now >= m_lastWake + 100) {
+      m_wanted = false;
+      m_signalled = true;
+      m_lastWake = m_now;
+      if (ticks) m_tick = m_now + 2000;
+    }
+    const std::int64_t next = m_wanted ? m_now : m_tick;
+    if (m_wanted || m_tick != 0) arm(std::max(next, m_lastWake + 100));
+  }
+  void arm(std::int64_t at) {
+    if (std::exchange(m_armed, at) == at) return;
+    m_due.emplace(at, [this, at] {
+      if (m_armed != at) return;
+      m_armed = 0;
+      wakeIfDue();
+    });
+  }
+  bool watches() const { return !m_complete || m_story.has("watchExits", "1"); }
 
   void sleep(long seconds) {
     const std::int64_t deadline = m_now + std::max(1L, seconds) * 1000;
@@ -219,6 +270,8 @@ class SupervisionModel {
     for (Record& record : m_records) {
       std::erase_if(record.instances, [&](auto& one) { return owners[one.pid] != &record; });
     }
+    std::erase_if(owners, [](const auto& one) { return one.second == nullptr; });
+    m_watched = owners;
   }
 
   void enter(Record& record, const char* state) {
@@ -503,6 +556,9 @@ class SupervisionModel {
   std::multimap<std::int64_t, std::function<void()>> m_due;
   std::int64_t m_clockStep = 0;
   bool m_signalled = false, m_stopped = false;
+  std::map<int, const Record*> m_watched;  // the processes of the last scan that have not ended
+  bool m_wanted = false;
+  std::int64_t m_lastWake = 0, m_tick = 0, m_armed = 0;
 
   std::deque<Record> m_records;
   bool m_control = false, m_restarts = false;

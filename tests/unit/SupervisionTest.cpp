@@ -34,8 +34,7 @@ class Play : public framework::Logger {
     m_daemons.stall = [this](auto time) { m_machine.stall(time * millisecond); };
     m_machine.onCommand("", [this](const platform::Command& command) {
       trace("$ " + std::string(command.line) + (command.detached ? " &" : ""));
-      m_daemons.run(command.line);
-      return platform::Result{};
+      return platform::Result{.status = m_daemons.run(command.line)};
     });
     registerLogger(this);
   }
@@ -77,6 +76,7 @@ class Play : public framework::Logger {
   void configure() {
     ::unsetenv("MC_ARCH");
     for (const char* list : {"data", "nokill"}) m_controller.setInt(list, 0);  // no list
+    m_controller.setBool("watchExits", m_story.has("watchExits", "1"));
     for (const auto& [name, entries] : m_story.given) {
       if (name == "MC_ARCH") {
         ::setenv("MC_ARCH", entries[0].c_str(), 1);
@@ -87,7 +87,7 @@ class Play : public framework::Logger {
       } else if (name.ends_with("Seconds") || name.starts_with("flap") ||
                  name == "crashMailLimit") {
         m_controller.setInt(name, m_story.number(name));
-      } else if (name.starts_with("do")) {
+      } else if (name.starts_with("do") || name == "watchExits") {
         m_controller.setBool(name, true);
       } else {
         m_controller.setList(name, entries);
@@ -248,6 +248,7 @@ Story makeStory(Random& random) {
   if (random.once(2)) given["crashMailLimit"] = {random.of(words("1 2 3"))};
   if (random.once(2)) given["doMemLimitChecking"] = {"1"};
   if (random.once(2)) given["doLockTrack"] = {"1"};
+  if (random.once(2)) given["watchExits"] = {"1"};
   long poll = random.of<long>({1, 2, 3, 5, 7, 10, 20, 30, 60});
   long end = 125 + random.below(60 + 30 * poll);
   if (random.once(100)) {  // the ring of samples goes round

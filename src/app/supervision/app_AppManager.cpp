@@ -3,6 +3,7 @@
 
 #include "app/supervision/app_Claim.h"
 #include "app/supervision/app_DaemonEntry.h"
+#include "host/base/fw_Container.h"
 #include "host/base/st_StringRepository.h"
 #include "host/base/ut_Debug.h"
 #include "host/base/ut_Environment.h"
@@ -46,6 +47,7 @@ constexpr framework::PropertyRule propertyRules[] = {
     {.key = "crashMailLimit", .type = PropertyType::Integer, .minimum = 0, .maximum = 1000},
     {.key = "doMemLimitChecking", .type = PropertyType::Boolean},
     {.key = "doLockTrack", .type = PropertyType::Boolean},
+    {.key = "watchExits", .type = PropertyType::Boolean},
 };
 
 constexpr framework::VariableRule variableRules[] = {
@@ -107,10 +109,12 @@ AppManager::AppManager(const char* name)
     writeKillScript();
     readSettings();
   }
+  if (m_doWatchExits) watchExits();
 }
 
 AppManager::~AppManager() {
   m_pSingleton = nullptr;
+  if (m_watch != nullptr) m_watch->stop();  // commands that end later may still hold it
   if (utility::Debug::isDebugOn(strings::tGSlifecycle)) LogWarning("%s", getNameString());
   if (m_crashEvents != nullptr) m_crashEvents->EndOutputStream();
 }
@@ -202,6 +206,17 @@ void AppManager::readSettings() {
   config.getIntValueOf(name, "crashMailLimit", false, &m_crashMailLimit);
   config.getBoolValueOf(name, "doMemLimitChecking", false, &m_doMemLimitChecking);
   config.getBoolValueOf(name, "doLockTrack", false, &m_doLockTrack);
+  config.getBoolValueOf(name, "watchExits", false, &m_doWatchExits);
+}
+
+void AppManager::watchExits() {
+  m_watch = framework::Container::watchExits([this] { m_waiter.signal(); });
+  m_scan.watchExits(*m_watch);
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
+    recordAt(i)->onScriptEnd([watch = std::weak_ptr(m_watch)] {
+      if (const auto living = watch.lock()) living->order();
+    });
+  }
 }
 
 void AppManager::Startup() {

@@ -37,7 +37,8 @@ namespace services::app {
 
 /// Keeps the daemons named in its configuration running. One thread, the monitor thread, scans
 /// /proc in every poll cycle, moves each daemon's state, restarts daemons that are down and kills
-/// those that will not go down.
+/// those that will not go down. A cycle begins at the end of the poll period, or before that when a
+/// daemon's last instance or an init script has ended.
 ///
 /// The table of records does not change after construction. Its lock guards the records' claim
 /// flags and, for the scan and the state pass of a cycle, is held by the monitor thread, also while
@@ -137,6 +138,10 @@ class AppManager : public framework::ActiveService {
   /// 1. Empty when the key is not there.
   static void extractValue(const char* text, const char* key, char* value, unsigned int size);
 
+  /// How soon scans followed the ends of daemons that called for them; all 0 without a watch. Any
+  /// thread may call.
+  utility::ExitWatch::Histogram wakeTimes() const;
+
   /// Writes the save track as CSV; empties it. Any thread may call.
   void dumpMemSaveTrack(utility::PutStream& stream) const;
   void clearMemSaveTrack();
@@ -176,6 +181,7 @@ class AppManager : public framework::ActiveService {
   void openCrashEvents();
   void writeKillScript() const;
   void readSettings();
+  void watchExits();
 
   // A control operation: the words of its debug lines, and what the record does.
   struct ControlAction {
@@ -202,6 +208,7 @@ class AppManager : public framework::ActiveService {
   void pollCycle(Clock threadStart);
   void endStartUpPeriod(Clock threadStart);
   void scanAndDecide();
+  bool isAnyStarting() const;
   void statePass(Process& process);
   StateFacts factsOf(const Process& process) const;
   void applyAction(Process& process, const StateRule& rule);
@@ -293,6 +300,8 @@ class AppManager : public framework::ActiveService {
   unsigned int m_memSaveCount = 0;
   unsigned int m_memSaveNext = 0;
   mutable std::mutex m_memSaveLock;  // guards the save track; a leaf
+  bool m_doWatchExits = true;
+  std::shared_ptr<utility::ExitWatch> m_watch;  // null where the poll period alone decides
   ProcessScan m_scan;
   int m_nextWait = 0;  // seconds to the next cycle
   History m_history;

@@ -104,6 +104,10 @@ int AppManager::findProcess(const char* prefix) {
   return -1;
 }
 
+utility::ExitWatch::Histogram AppManager::wakeTimes() const {
+  return m_watch == nullptr ? utility::ExitWatch::Histogram{} : m_watch->histogram();
+}
+
 void AppManager::getAllPids(utility::IntArray& pids) const {
   pids.Append(::getpid());
   const std::lock_guard lock(m_tableLock);

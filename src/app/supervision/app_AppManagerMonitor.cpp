@@ -55,6 +55,7 @@ void AppManager::endStartUpPeriod(Clock threadStart) {
 
 void AppManager::scanAndDecide() {
   const std::lock_guard lock(m_tableLock);
+  if (m_watch != nullptr) m_watch->lookBegins();
   for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->startScan();
   m_scan.run();
   for (unsigned int i = 0; i < m_processes.Length(); ++i) {
@@ -62,9 +63,18 @@ void AppManager::scanAndDecide() {
   }
   for (unsigned int i = 0; i < m_processes.Length(); ++i) statePass(*recordAt(i));
   forgetSteady();
+  if (m_watch != nullptr) m_watch->setTicking(isAnyStarting());
   if (!isDebugOn()) return;
   m_scan.logPatternTimes();
   LogDebug("done monitoring processes");
+}
+
+// A start that comes up, and one that ends again, is then seen within the tick.
+bool AppManager::isAnyStarting() const {
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
+    if (recordAt(i)->getState() == Process::Starting) return true;
+  }
+  return false;
 }
 
 StateFacts AppManager::factsOf(const Process& process) const {

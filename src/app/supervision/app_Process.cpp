@@ -97,7 +97,8 @@ Process::Match Process::tryMatch(const char* baseName, const char* commandLine) 
 void Process::control(const char* action, const char* daemon) {
   std::array<char, 128> text;
   utility::BufferStream command(text.data(), text.size(), false);
-  if (std::strcmp(action, "kill") == 0) {
+  const bool isKill = std::strcmp(action, "kill") == 0;
+  if (isKill) {
     command.PutF("killall -9 %s", daemon);
   } else {
     command.PutF("/app/etc/init.d/%sS %s &", daemon, action);
@@ -110,7 +111,10 @@ void Process::control(const char* action, const char* daemon) {
   }
   framework::Container::spawnFor(
       command.pTail(), framework::Container::Fault::Status,
-      [issued](const utility::CommandOutcome& outcome) { issued->note(outcome); });
+      [issued, ended = isKill ? nullptr : m_scriptEnded](const utility::CommandOutcome& outcome) {
+        issued->note(outcome);
+        if (outcome.isEnded() && ended) ended();
+      });
 }
 
 std::shared_ptr<const DaemonCommand> Process::lastCommand() const {

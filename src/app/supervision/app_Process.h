@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -87,6 +88,10 @@ class Process : public framework::Entity {
   /// the daemon's init script in the background. What comes of it shows in later scans.
   void control(const char* action, const char* daemon);
 
+  /// Has `ended` called, by any thread, whenever a command of the init script has ended. Set before
+  /// the first; it may be called after the record's end.
+  void onScriptEnd(std::function<void()> ended) { m_scriptEnded = std::move(ended); }
+
   /// The command that control() ran last; null before the first.
   std::shared_ptr<const DaemonCommand> lastCommand() const;
 
@@ -162,7 +167,10 @@ class Process : public framework::Entity {
   Pids m_oldPids{};  // the instances that ran when a restart was last asked for
   unsigned int m_oldPidCount = 0;
   std::shared_ptr<DaemonCommand> m_lastCommand;
-  mutable std::mutex m_mutex;  // guards everything but the name, the pattern and the claim flag
+  std::function<void()> m_scriptEnded;
+  // Guards everything but the name, the pattern, the claim flag and what is called at a script's
+  // end.
+  mutable std::mutex m_mutex;
 };
 
 }  // namespace services::app

@@ -14,8 +14,20 @@ void ProcessScan::run() {
   m_directory.list(m_pids);
   if (!std::ranges::equal(m_known, m_pids, {}, &Known::pid)) follow();
   for (Known& known : m_known) {
-    if (Process* record = recordOf(known)) record->addInstance(known.pid);
+    Process* const record = recordOf(known);
+    if (record != nullptr) record->addInstance(known.pid);
+    if (m_watch != nullptr && known.watched.record() != record) watch(known, record);
   }
+}
+
+// The pid may have become another's before the watch began: the file, which is the process's own,
+// is asked afterwards.
+void ProcessScan::watch(Known& known, const Process* record) const {
+  known.watched = {};
+  if (record == nullptr || !known.file.isOpen()) return;
+  known.watched = Watched(*m_watch, known.pid, record);
+  CommandLine commandLine;
+  if (!commandLine.read(known.file)) known.watched = {};
 }
 
 // Forgets the processes that are no longer listed and takes in the new ones.

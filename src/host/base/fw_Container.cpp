@@ -106,6 +106,10 @@ int Container::spawnFor(const char* commandLine, Fault fault, Told told) {
 
 void Container::boundErrorOutput(int pid) { platform::ErrorFile::bound(pid); }
 
+std::shared_ptr<utility::ExitWatch> Container::watchExits(std::function<void()> woken) {
+  return platform::Platform::current().watchExits(std::move(woken));
+}
+
 int Container::queueSignal(int pid, int signal, int value) {
   return platform::Platform::current().queueSignal(pid, signal, value);
 }

@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 namespace utility {
 struct CommandOutcome;
-}
+class ExitWatch;
+}  // namespace utility
 
 namespace framework {
 
@@ -45,6 +47,9 @@ class Container {
   /// Keeps what a process has written to a standard error that it got from such a command within
   /// 64 KiB, as far as that is not written between two calls.
   static void boundErrorOutput(int pid);
+
+  /// Makes a watch for the ends of processes, which calls `woken`.
+  static std::shared_ptr<utility::ExitWatch> watchExits(std::function<void()> woken);
 
   /// Queues a signal with an integer value to a process, as sigqueue(3). 0, or -1 with errno.
   static int queueSignal(int pid, int signal, int value);

@@ -3,7 +3,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include <cstring>
 #include <utility>
 
+#include "host/machine/DescriptorLimit.h"
 #include "util/ut_OpenFile.h"
 
 namespace utility {
@@ -53,15 +53,9 @@ int ProcessFile::read(char* data, unsigned int size) const {
 }
 
 void ProcessFile::keep() {
-  const int kept = ::fcntl(m_descriptor, F_DUPFD_CLOEXEC, freeDescriptors());
+  const int kept = ::fcntl(m_descriptor, F_DUPFD_CLOEXEC, platform::freeDescriptors());
   close();
   m_descriptor = kept;
-}
-
-int ProcessFile::freeDescriptors() {
-  rlimit limit{};
-  ::getrlimit(RLIMIT_NOFILE, &limit);
-  return static_cast<int>(std::clamp<rlim_t>(limit.rlim_cur / 4, 128, 1024));
 }
 
 void ProcessDirectory::list(std::vector<int>& pids) {

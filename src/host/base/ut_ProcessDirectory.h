@@ -26,12 +26,9 @@ class ProcessFile {
   int read(char* data, unsigned int size) const;
 
   /// Makes the file one that stays open: its descriptor gets a number past the share that is left
-  /// to everyone else (see freeDescriptors()). With no such number left the file is closed.
+  /// to everyone else (see platform::freeDescriptors()). With no such number left the file is
+  /// closed.
   void keep();
-
-  /// The share: the descriptor numbers below it are never taken for long. It is a quarter of
-  /// the process's limit, but 128 at least and 1024 at most.
-  static int freeDescriptors();
 
  private:
   void close();

@@ -3,6 +3,8 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
+
 namespace platform {
 
 namespace {
@@ -24,5 +26,11 @@ void raiseDescriptorLimit() {
 }
 
 const std::string& descriptorLimitLine() { return line(); }
+
+int freeDescriptors() {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  return static_cast<int>(std::clamp<rlim_t>(limit.rlim_cur / 4, 128, 1024));
+}
 
 }  // namespace platform

@@ -6,6 +6,9 @@
 #include <time.h>
 
 #include <chrono>
+#include <utility>
+
+#include "host/machine/LinuxExitWatch.h"
 
 namespace platform {
 
@@ -71,6 +74,10 @@ int LinuxPlatform::queueSignal(int pid, int signal, int value) {
   sigval data{};
   data.sival_int = value;
   return ::sigqueue(pid, signal, data);
+}
+
+std::unique_ptr<utility::ExitWatch> LinuxPlatform::watchExits(std::function<void()> woken) {
+  return std::make_unique<LinuxExitWatch>(std::move(woken));
 }
 
 Platform& Platform::current() {

@@ -19,6 +19,7 @@ class LinuxPlatform : public Platform {
   void finishCommands() override;
   void abortCommands() override;
   int queueSignal(int pid, int signal, int value) override;
+  std::unique_ptr<utility::ExitWatch> watchExits(std::function<void()> woken) override;
 
  private:
   std::int64_t m_anchor;  // the wall clock less the boot clock, when the process started

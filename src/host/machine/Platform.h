@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 #include "util/ut_CommandOutcome.h"
+#include "util/ut_ExitWatch.h"
 #include "util/ut_System.h"
 #include "util/ut_WaitPoint.h"
 
@@ -74,6 +76,9 @@ class Platform : public utility::System {
 
   /// Queues a signal with an integer value to a process, as sigqueue(3). 0, or -1 with errno.
   virtual int queueSignal(int pid, int signal, int value) = 0;
+
+  /// Makes a watch for the ends of processes, which calls `woken`.
+  virtual std::unique_ptr<utility::ExitWatch> watchExits(std::function<void()> woken) = 0;
 
   /// The machine in force: the installed one, else Linux.
   static Platform& current();

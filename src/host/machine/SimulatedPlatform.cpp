@@ -90,4 +90,48 @@ int SimulatedPlatform::queueSignal(int pid, int signal, int value) {
   return 0;
 }
 
+// Its time is that of the happenings; a process is its handle.
+class SimulatedPlatform::Watch : public utility::ExitWatch {
+ public:
+  Watch(SimulatedPlatform& machine, std::function<void()> woken)
+      : ExitWatch(std::move(woken)), m_machine(machine) {
+    m_machine.m_watches.insert(this);
+  }
+  ~Watch() override { m_machine.m_watches.erase(this); }
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
+
+  void processEnded(int pid) {
+    const auto [first, last] = m_ids.equal_range(pid);
+    for (const auto& [handle, id] : std::vector(first, last)) ended(id);
+  }
+
+ private:
+  int open(Id id, int pid) override {
+    m_ids.emplace(pid, id);
+    return pid;
+  }
+  void close(int handle) override { m_ids.erase(handle); }
+  void arm(std::int64_t at) override {
+    if (std::exchange(m_armed, at) == at) return;
+    m_machine.at(at - start, [this, at, machine = &m_machine] {
+      if (!machine->m_watches.contains(this) || m_armed != at) return;
+      m_armed = 0;
+      due();
+    });
+  }
+
+  SimulatedPlatform& m_machine;
+  std::multimap<int, Id> m_ids;
+  std::int64_t m_armed = 0;
+};
+
+std::unique_ptr<utility::ExitWatch> SimulatedPlatform::watchExits(std::function<void()> woken) {
+  return std::make_unique<Watch>(*this, std::move(woken));
+}
+
+void SimulatedPlatform::endProcess(int pid) {
+  for (Watch* watch : m_watches) watch->processEnded(pid);
+}
+
 }  // namespace platform

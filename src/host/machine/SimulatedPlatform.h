@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,6 +51,7 @@ class SimulatedPlatform : public Platform {
   void finishCommands() override {}
   void abortCommands() override {}
   int queueSignal(int pid, int signal, int value) override;
+  std::unique_ptr<utility::ExitWatch> watchExits(std::function<void()> woken) override;
 
   /// Microseconds since the start.
   std::int64_t elapsed() const { return m_now - start; }
@@ -61,6 +63,9 @@ class SimulatedPlatform : public Platform {
   void stall(std::int64_t microseconds) { m_now += microseconds; }
   /// Steps the wall clock; the clock that never steps goes on.
   void setWallOffset(std::int64_t microseconds) { m_wallOffset = microseconds; }
+
+  /// Tells those who watch that a process has ended.
+  void endProcess(int pid);
 
   /// The temporary directory that stands for "/".
   const std::string& root() const { return m_root; }
@@ -74,6 +79,8 @@ class SimulatedPlatform : public Platform {
  private:
   static constexpr std::int64_t start = 1700000000LL * 1000000;
 
+  class Watch;
+
   bool runNext(std::int64_t deadline);
 
   std::int64_t m_now = start;
@@ -81,6 +88,7 @@ class SimulatedPlatform : public Platform {
   std::string m_root;
   unsigned int m_sequence = 0;
   std::map<std::pair<std::int64_t, unsigned int>, std::function<void()>> m_happenings;
+  std::set<Watch*> m_watches;
   std::map<std::string, Effect> m_effects;
   std::vector<Ran> m_commands;
   std::vector<Signalled> m_signals;
