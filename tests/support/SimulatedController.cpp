@@ -70,6 +70,15 @@ void SimulatedController::addProcess(int pid, const std::string& commandLine) {
   writeFile("/proc/" + std::to_string(pid) + "/cmdline", bytes + '\0');
 }
 
+void SimulatedController::setOrigin(int pid, const std::string& executable, int user,
+                                    int parent) const {
+  const std::string directory = "/proc/" + std::to_string(pid);
+  std::filesystem::remove(machine.root() + directory + "/exe");
+  std::filesystem::create_symlink(executable, machine.root() + directory + "/exe");
+  writeFile(directory + "/status", "Name:\tx\nPPid:\t" + std::to_string(parent) + "\nUid:\t" +
+                                       std::to_string(user) + "\t0\t0\t0\n");
+}
+
 void SimulatedController::removeProcess(int pid) {
   writeFile("/proc/" + std::to_string(pid) + "/cmdline", "");  // for those who have it open
   std::filesystem::remove_all(machine.root() + "/proc/" + std::to_string(pid));

@@ -38,6 +38,8 @@ class SimulatedController {
 
   /// A running process: its arguments as one text, blanks between them.
   void addProcess(int pid, const std::string& commandLine);
+  /// Where it comes from.
+  void setOrigin(int pid, const std::string& executable, int user, int parent) const;
   void removeProcess(int pid);
   /// Makes the init script's command (start, stop, restart) of a daemon do something.
   void onInit(const std::string& daemon, const std::string& action, std::function<void()> effect);

@@ -26,6 +26,7 @@ void checkWord(const char* value, std::vector<framework::PropertyFinding>& findi
 
 constexpr framework::VariableRule variables[] = {{"MC_SAMPLE", "no sample"}};
 constexpr framework::PropertyRule rules[] = {
+    {.key = "each.*.hat", .type = PropertyType::Boolean},
     {.key = "count", .type = PropertyType::Integer, .minimum = -5, .maximum = 5},
     {.key = "flag", .type = PropertyType::Boolean},
     {.key = "word", .type = PropertyType::Text, .check = checkWord},
@@ -112,8 +113,10 @@ TEST_F(Configuration, FaultsAreFoundWithTheirLineAndRule) {
        "error 6: Sample.count: must be from -5 to 5\n"
        "warning 5: Sample.either: is odd\nerror 5: Sample.either: no word\n"
        "error 4: Sample.words: must be a list of texts\n"},
-      {host + "[Sample]\neither = 1\nwords = ['a', 'odd',\n'b c', '']\n[Sample.inner]\nbird = 1\n",
+      {host + "[Sample]\neither = 1\nwords = ['a', 'odd',\n'b c', '']\n[Sample.inner]\nbird = 1\n"
+              "[Sample.each.a]\nhat = true\n[Sample.each.'b.c']\nhat = 1\n",
        "error 4: Sample.either: must be a list of texts or one text\n"
+       "error 12: Sample.each.b.c.hat: must be true or false\n"
        "error 8: Sample.inner.bird: no such property\n"
        "warning 5: Sample.words: is odd\n"
        "error 6: Sample.words: no word\nerror 6: Sample.words: no word\n"},

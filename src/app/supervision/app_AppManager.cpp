@@ -42,6 +42,7 @@ constexpr framework::PropertyRule propertyRules[] = {
      .check = checkDaemonName},
     {.key = "pollSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
     {.key = "noKillSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
+    {.key = "daemon.*.strictIdentity", .type = PropertyType::Boolean},
     {.key = "flapRestarts", .type = PropertyType::Integer, .minimum = 1, .maximum = 20},
     {.key = "flapMinutes", .type = PropertyType::Integer, .minimum = 1, .maximum = 1440},
     {.key = "crashMailLimit", .type = PropertyType::Integer, .minimum = 0, .maximum = 1000},
@@ -150,8 +151,17 @@ void AppManager::addProcess(const char* entry) {
   }
   const strings::stringtoken token = strings::GS.toToken(daemon.name.c_str());
   auto process = std::make_unique<Process>(token, suspend, pattern);
+  process->setStrict(isStrict(daemon.name));
   m_scan.add(*process);
   m_processes.add(std::move(process));
+}
+
+bool AppManager::isStrict(const std::string& daemon) const {
+  bool strict = false;
+  const std::string key = "daemon." + daemon + ".strictIdentity";
+  framework::Config::getConfig(0, nullptr)
+      ->getBoolValueOf(m_instanceName.get(), key.c_str(), false, &strict);
+  return strict;
 }
 
 void AppManager::readNoKillList(const utility::StringArray& list) {

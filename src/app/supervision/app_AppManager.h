@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "app/supervision/app_HistoryFile.h"
+#include "app/supervision/app_Lineage.h"
 #include "app/supervision/app_MailLimit.h"
 #include "app/supervision/app_Process.h"
 #include "app/supervision/app_ProcessScan.h"
@@ -176,6 +177,7 @@ class AppManager : public framework::ActiveService {
   // Construction.
   void readProcessList(const utility::StringArray& list);
   void addProcess(const char* entry);
+  bool isStrict(const std::string& daemon) const;
   void readNoKillList(const utility::StringArray& list);
   const utility::StringArray* listProperty(const char* key) const;
   void openCrashEvents();
@@ -209,6 +211,7 @@ class AppManager : public framework::ActiveService {
   void endStartUpPeriod(Clock threadStart);
   void scanAndDecide();
   bool isAnyStarting() const;
+  void endScan(Process& process);
   void statePass(Process& process);
   StateFacts factsOf(const Process& process) const;
   void applyAction(Process& process, const StateRule& rule);
@@ -234,6 +237,11 @@ class AppManager : public framework::ActiveService {
   void noteReplaced(const Process& process);
   void follow(const Process& process, const std::string& what);
   void noteOutcomes();
+
+  // Strangers.
+  bool isStartAwaited(const Process& process) const;
+  void judgeNewcomers(Process& process);
+  void tellImpostor(Process& process);
 
   // Flapping.
   unsigned int failures(const Process& process) const;
@@ -317,6 +325,13 @@ class AppManager : public framework::ActiveService {
     std::string what;
     std::shared_ptr<const DaemonCommand> command;
   };
+  // Where a daemon's processes come from, and the last of its own and of strangers, in words.
+  struct Descent {
+    Lineage lineage;
+    std::string own;
+    std::string stranger;
+  };
+  std::map<const Process*, Descent> m_descents;  // the monitor thread's
   std::map<const Process*, Asked> m_asked;
   std::vector<Followed> m_followed;
   mutable std::mutex m_askedLock;               // guards these two; a leaf

@@ -46,11 +46,14 @@ std::string restartsText(const History& history, const std::string& daemon) {
 }  // namespace
 
 std::string ProcessView::stateText() const {
-  return ended ? "Ended" : StringRepository::toString(state);
+  if (ended) return "Ended";
+  return impostor && state == Process::Up ? "Up?" : StringRepository::toString(state);
 }
 
 std::string ProcessView::markText() const {
-  return failures == 0 ? "" : "FAILING " + std::to_string(failures) + "x";
+  const std::string stranger = impostor ? "STRANGER" : "";
+  if (failures == 0) return stranger;
+  return "FAILING " + std::to_string(failures) + "x" + (impostor ? " " + stranger : "");
 }
 
 std::string ProcessView::commandText() const {
@@ -79,6 +82,7 @@ ProcessView AppManager::viewOf(const Process& process) const {
                       .seconds = process.getStateTime(),
                       .generation = process.generation(),
                       .failures = failures(process),
+                      .impostor = process.isImpostor(),
                       .lastCommand = process.lastCommand()};
   const auto count = static_cast<unsigned int>(process.numInstances());
   for (unsigned int i = 0; i < count; ++i) {
@@ -139,6 +143,15 @@ std::string AppManager::askedCause(const Process& process, Process::State to) {
       to == Process::Up ? asked.what == "start" || asked.what == "restart" : asked.what != "start";
   if (late || (hasEffect && (to == Process::Up || asked.what != "restart"))) m_asked.erase(found);
   return late || !hasEffect ? "" : asked.what + ", " + asked.by;
+}
+
+bool AppManager::isStartAwaited(const Process& process) const {
+  const std::lock_guard lock(m_askedLock);
+  const auto asked = m_asked.find(&process);
+  if (asked == m_asked.end() || TimeMeasure::getTimestamp() - asked->second.at > effectTime) {
+    return false;
+  }
+  return asked->second.what == "start" || asked->second.what == "restart";
 }
 
 void AppManager::expectEffect(const Process& process, const std::string& action,

@@ -58,9 +58,7 @@ void AppManager::scanAndDecide() {
   if (m_watch != nullptr) m_watch->lookBegins();
   for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->startScan();
   m_scan.run();
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    if (recordAt(i)->endScan()) noteReplaced(*recordAt(i));
-  }
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) endScan(*recordAt(i));
   for (unsigned int i = 0; i < m_processes.Length(); ++i) statePass(*recordAt(i));
   forgetSteady();
   if (m_watch != nullptr) m_watch->setTicking(isAnyStarting());
@@ -75,6 +73,12 @@ bool AppManager::isAnyStarting() const {
     if (recordAt(i)->getState() == Process::Starting) return true;
   }
   return false;
+}
+
+void AppManager::endScan(Process& process) {
+  if (process.hasNewcomers()) judgeNewcomers(process);
+  if (process.endScan()) noteReplaced(process);
+  tellImpostor(process);
 }
 
 StateFacts AppManager::factsOf(const Process& process) const {

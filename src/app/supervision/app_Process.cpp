@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "app/supervision/app_CLocale.h"
 #include "host/base/fw_Container.h"
@@ -160,11 +161,17 @@ int Process::getStateTime() const {
 void Process::startScan() {
   const std::lock_guard lock(m_mutex);
   for (unsigned int i = 0; i < m_instanceCount; ++i) m_instances[i].seen = false;
+  for (ProcessInstance& stranger : m_strangers) stranger.seen = false;
   m_oldCount = m_instanceCount;
 }
 
 void Process::addInstance(int pid) {
   const std::lock_guard lock(m_mutex);
+  for (ProcessInstance& stranger : m_strangers) {
+    if (stranger.pid != pid) continue;
+    stranger.seen = true;
+    return;
+  }
   for (unsigned int i = 0; i < m_instanceCount; ++i) {
     if (m_instances[i].pid != pid) continue;
     m_instances[i].seen = true;
@@ -176,6 +183,7 @@ void Process::addInstance(int pid) {
 
 bool Process::endScan() {
   const std::lock_guard lock(m_mutex);
+  setStrangersApart();
   const bool oldOnesGone = std::none_of(m_instances.begin(), m_instances.begin() + m_oldCount,
                                         [](const ProcessInstance& old) { return old.seen; });
   auto* const last = std::remove_if(m_instances.begin(), m_instances.begin() + m_instanceCount,
@@ -196,6 +204,72 @@ unsigned int Process::generation() const {
 int Process::lastPid() const {
   const std::lock_guard lock(m_mutex);
   return m_lastPid;
+}
+
+void Process::setStrangersApart() {
+  std::erase_if(m_strangers, [](const ProcessInstance& stranger) { return !stranger.seen; });
+  for (unsigned int i = 0; m_strict && i < m_instanceCount; ++i) {
+    ProcessInstance& instance = m_instances[i];
+    if (!instance.stranger || !instance.seen) continue;
+    m_strangers.push_back(instance);
+    instance.seen = false;  // and so it is removed
+  }
+}
+
+std::vector<int> Process::newcomers() const {
+  std::vector<int> pids;
+  const std::lock_guard lock(m_mutex);
+  for (unsigned int i = 0; i < m_instanceCount; ++i) {
+    if (!m_instances[i].settled) pids.push_back(m_instances[i].pid);
+  }
+  return pids;
+}
+
+bool Process::hasNewcomers() const {
+  const std::lock_guard lock(m_mutex);
+  return std::any_of(m_instances.begin(), m_instances.begin() + m_instanceCount,
+                     [](const ProcessInstance& one) { return !one.settled; });
+}
+
+bool Process::isOwn(int pid) const {
+  const std::lock_guard lock(m_mutex);
+  return std::any_of(m_instances.begin(), m_instances.begin() + m_instanceCount,
+                     [pid](const ProcessInstance& one) { return one.pid == pid && !one.stranger; });
+}
+
+bool Process::isStranger(int pid) const {
+  const std::lock_guard lock(m_mutex);
+  const auto is = [pid](const ProcessInstance& one) { return one.pid == pid && one.stranger; };
+  return std::any_of(m_instances.begin(), m_instances.begin() + m_instanceCount, is) ||
+         std::ranges::any_of(m_strangers, is);
+}
+
+void Process::settle(int pid, bool stranger) {
+  const std::lock_guard lock(m_mutex);
+  for (unsigned int i = 0; i < m_instanceCount; ++i) {
+    ProcessInstance& one = m_instances[i];
+    if (one.pid != pid) continue;
+    one.stranger = stranger && one.doubted;
+    one.settled = !stranger || one.doubted;
+    one.doubted = true;
+  }
+}
+
+bool Process::hasStrangersOnly() const {
+  const std::lock_guard lock(m_mutex);
+  if (m_instanceCount == 0) return !m_strangers.empty();
+  return std::all_of(m_instances.begin(), m_instances.begin() + m_instanceCount,
+                     [](const ProcessInstance& one) { return one.stranger; });
+}
+
+bool Process::isImpostor() const {
+  const std::lock_guard lock(m_mutex);
+  return m_impostor;
+}
+
+bool Process::setImpostor(bool impostor) {
+  const std::lock_guard lock(m_mutex);
+  return std::exchange(m_impostor, impostor) != impostor;
 }
 
 void Process::sumSizes() {

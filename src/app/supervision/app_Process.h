@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "app/supervision/app_DaemonCommand.h"
 #include "host/base/fw_Entity.h"
@@ -19,6 +20,9 @@ namespace services::app {
 /// One running instance of a daemon.
 struct ProcessInstance {
   bool seen = false;            ///< found in the current scan
+  bool settled = false;         ///< whether it is the daemon's is known
+  bool doubted = false;         ///< it was taken for a stranger once
+  bool stranger = false;        ///< it looks like the daemon's and is none of its
   int pid = 0;                  ///< process id
   unsigned int dataSize = 0;    ///< kb, data pages touched, as last measured
   unsigned int codeSize = 0;    ///< kb, as last measured
@@ -108,6 +112,23 @@ class Process : public framework::Entity {
   void addInstance(int pid);
   bool endScan();
 
+  /// Between addInstance() and endScan(): the pids of which it is not settled whether they are the
+  /// daemon's, and whether one is, or is a stranger. A stranger counts as an instance unless
+  /// identity is strict; then it is kept apart, and neither killed nor signalled. It takes two
+  /// scans to settle that one is a stranger, since a process may be on its way to its exec.
+  std::vector<int> newcomers() const;
+  bool hasNewcomers() const;
+  bool isOwn(int pid) const;
+  bool isStranger(int pid) const;
+  void settle(int pid, bool stranger);
+  bool isStrict() const { return m_strict; }
+  void setStrict(bool strict) { m_strict = strict; }  ///< before the first scan
+  /// Whether strangers are all that is left of the daemon, as the last scan found it.
+  bool hasStrangersOnly() const;
+  /// What is known of that since it was last looked at; setting answers whether it changed.
+  bool isImpostor() const;
+  bool setImpostor(bool impostor);
+
   /// How often the host has seen the daemon come anew: with none of the instances before.
   unsigned int generation() const;
   /// The pid of an instance of the last scan that found one; 0 before.
@@ -145,12 +166,16 @@ class Process : public framework::Entity {
   using Pids = std::array<int, maxInstances>;
 
   void compilePattern();
+  void setStrangersApart();
   void sumSizes();
 
   const strings::stringtoken m_name;
   framework::StaticText m_pattern;
   unsigned int m_instanceCount = 0;
-  unsigned int m_oldCount = 0;  // of the instances, those of the scan before
+  bool m_strict = false;
+  bool m_impostor = false;
+  std::vector<ProcessInstance> m_strangers;  // where identity is strict
+  unsigned int m_oldCount = 0;               // of the instances, those of the scan before
   unsigned int m_generation = 0;
   int m_lastPid = 0;
   std::array<ProcessInstance, maxInstances> m_instances{};

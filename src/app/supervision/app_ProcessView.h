@@ -25,9 +25,11 @@ struct ProcessView {
   int seconds = 0;             ///< in the state
   unsigned int generation = 0;
   unsigned int failures = 0;  ///< restarts of late, where they are too many; else 0
+  bool impostor = false;      ///< only strangers are left of it
   std::shared_ptr<const DaemonCommand> lastCommand = {};  ///< null before the first
 
-  /// The state as it is shown; a daemon that has ended is never shown as Up.
+  /// The state as it is shown; a daemon that has ended is never shown as Up, and
+  /// one that a stranger stands for as "Up?".
   std::string stateText() const;
   /// What is to be seen at once, "FAILING 7x"; empty for nothing.
   std::string markText() const;

@@ -10,8 +10,11 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <string_view>
 #include <utility>
 
+#include "host/base/ut_Path.h"
 #include "host/machine/DescriptorLimit.h"
 #include "util/ut_OpenFile.h"
 
@@ -78,6 +81,24 @@ void ProcessDirectory::append(std::size_t filled, std::vector<int>& pids) const 
     at += entry->d_reclen;
     if (const int pid = pidOf(entry->d_name); pid > 0) pids.push_back(pid);
   }
+}
+
+std::optional<ProcessOrigin> ProcessDirectory::origin(int pid) {
+  const std::string directory = Path::located("/proc/" + std::to_string(pid));
+  std::array<char, 4096> path;
+  const ssize_t length = ::readlink((directory + "/exe").c_str(), path.data(), path.size());
+  std::ifstream status(directory + "/status");
+  if (length < 0 || !status) return std::nullopt;
+  ProcessOrigin origin = {.executable = {path.data(), static_cast<std::size_t>(length)}};
+  constexpr std::string_view removed = " (deleted)";
+  if (origin.executable.ends_with(removed)) {
+    origin.executable.resize(origin.executable.size() - removed.size());
+  }
+  for (std::string key; status >> key;) {
+    if (key == "PPid:") status >> origin.parent;
+    if (key == "Uid:") status >> origin.user;
+  }
+  return origin;
 }
 
 ProcessFile ProcessDirectory::open(int pid) {

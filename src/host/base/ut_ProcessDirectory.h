@@ -3,6 +3,8 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace utility {
@@ -36,6 +38,13 @@ class ProcessFile {
   int m_descriptor = -1;
 };
 
+/// What a running process was made of, and by whom.
+struct ProcessOrigin {
+  std::string executable;  ///< the path of its file, also where that was replaced or removed since
+  unsigned int user = 0;   ///< its real user id
+  int parent = 0;          ///< the pid of its parent
+};
+
 /// Lists the running processes. For one thread at a time.
 class ProcessDirectory {
  public:
@@ -46,6 +55,9 @@ class ProcessDirectory {
 
   /// Opens the command line of a process. Not open when there is none, or no descriptor.
   static ProcessFile open(int pid);
+
+  /// Where a process comes from; nothing when it has ended or may not be looked at.
+  static std::optional<ProcessOrigin> origin(int pid);
 
  private:
   void append(std::size_t filled, std::vector<int>& pids) const;

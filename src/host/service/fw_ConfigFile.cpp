@@ -184,9 +184,18 @@ constexpr PropertyRule hostRules[] = {
     {.key = "commandSeconds", .type = PropertyType::Integer, .minimum = 1, .maximum = 3600},
 };
 
+// Whether a key is the rule's, where "*" stands for any text.
+bool fits(std::string_view rule, std::string_view key) {
+  const std::size_t star = rule.find('*');
+  if (star == std::string_view::npos) return rule == key;
+  const std::string_view end = rule.substr(star + 1);
+  return key.size() > star + end.size() && key.starts_with(rule.substr(0, star)) &&
+         key.ends_with(end);
+}
+
 const PropertyRule* findRule(std::span<const PropertyRule> rules, const std::string& key) {
-  const auto found =
-      std::find_if(rules.begin(), rules.end(), [&](const auto& rule) { return key == rule.key; });
+  const auto found = std::find_if(rules.begin(), rules.end(),
+                                  [&](const auto& rule) { return fits(rule.key, key); });
   return found == rules.end() ? nullptr : &*found;
 }
 

@@ -51,7 +51,7 @@ struct PropertyFinding {
 /// What a service expects of one of its properties. The configuration is held to it before any
 /// service is built.
 struct PropertyRule {
-  const char* key;
+  const char* key;  ///< may have a "*" in place of a name: "daemon.*.priority"
   PropertyType type;
   long minimum = 0;  ///< of an integer
   long maximum = 2147483647;
