@@ -1,0 +1,67 @@
+# What a plug-in may include: these are installed, and nothing else. Each includes only others of
+# them, which tests/arrows checks. A change of what they promise is a new framework::pluginInterface.
+set(public_headers
+  src/host/base/fw_Container.h
+  src/host/base/fw_Entity.h
+  src/host/base/fw_Entrance.h
+  src/host/base/fw_Item.h
+  src/host/base/fw_Memory.h
+  src/host/base/fw_ProcessMem.h
+  src/host/base/st_StringRepository.h
+  src/host/base/ut_Arguments.h
+  src/host/base/ut_Array.h
+  src/host/base/ut_Debug.h
+  src/host/base/ut_DirIterator.h
+  src/host/base/ut_DurableFile.h
+  src/host/base/ut_Environment.h
+  src/host/base/ut_ItemDirectory.h
+  src/host/base/ut_Path.h
+  src/host/base/ut_TokenSet.h
+  src/host/base/ut_Waiter.h
+  src/host/console/fw_CommandBundle.h
+  src/host/console/fw_CommandHandler.h
+  src/host/console/fw_CommandTable.h
+  src/host/console/fw_Console.h
+  src/host/console/fw_ConsoleTable.h
+  src/host/console/fw_Shell.h
+  src/host/log/fw_Logger.h
+  src/host/log/fw_SnprintfAssert.h
+  src/host/service/ap_ApplicationService.h
+  src/host/service/fw_Config.h
+  src/host/service/fw_DebugFlags.h
+  src/host/service/fw_EventDelivery.h
+  src/host/service/fw_EventManager.h
+  src/host/service/fw_EventRecord.h
+  src/host/service/fw_LockManager.h
+  src/host/service/fw_ManagedLogs.h
+  src/host/service/fw_PluginStamp.h
+  src/host/service/fw_RunningCheck.h
+  src/host/service/fw_Service.h
+  src/host/service/fw_ServiceFactory.h
+  src/util/fw_Exception.h
+  src/util/fw_InputStream.h
+  src/util/fw_OutputStream.h
+  src/util/fw_ShownText.h
+  src/util/st_Tokens.h
+  src/util/ut_Buffer.h
+  src/util/ut_BufferStream.h
+  src/util/ut_DateTime.h
+  src/util/ut_Decorator.h
+  src/util/ut_FileInputStream.h
+  src/util/ut_FileOutputStream.h
+  src/util/ut_GetStream.h
+  src/util/ut_Misc.h
+  src/util/ut_OpenFile.h
+  src/util/ut_PutStream.h
+  src/util/ut_System.h
+  src/util/ut_TimeMeasure.h
+  src/util/ut_TimeStamp.h
+  src/util/ut_VirtualPutStream.h
+  src/util/ut_WaitPoint.h
+)
+
+# What its own tests may include besides: a machine whose time moves when somebody waits.
+set(simulation_headers
+  src/host/machine/Platform.h
+  src/host/machine/SimulatedPlatform.h
+)
