@@ -1,5 +1,6 @@
 # Where everything goes, by the GNU directories; the host's libraries and plug-ins in one of their own.
 include(GNUInstallDirs)
+set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/mchost)
 include(CMakePackageConfigHelpers)
 set(plugin_dir ${CMAKE_INSTALL_LIBDIR}/mchost)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/mchost)
@@ -18,7 +19,8 @@ set_target_properties(mcapp mcops mcpeer PROPERTIES INSTALL_RPATH $ORIGIN)
 install(TARGETS mcapp mcops mcpeer LIBRARY DESTINATION ${plugin_dir} COMPONENT host)
 install(TARGETS mchost_lib EXPORT mchost LIBRARY DESTINATION ${plugin_dir} COMPONENT host
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mchost COMPONENT plugins)
-install(FILES etc/mc.toml DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/mc COMPONENT host)
+install(FILES etc/installed.toml DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/mc RENAME mc.toml
+  COMPONENT host)
 
 # For who writes plug-ins.
 install(TARGETS mchost_simulated EXPORT mchost
@@ -36,3 +38,25 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/mchostConfig.cmake
   DESTINATION ${package_dir} COMPONENT plugins)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/mchost.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT plugins)
+
+# What people read: documents, manual pages made from them, examples; and what completes for them.
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT host FILES_MATCHING PATTERN *.md
+  PATTERN decisions EXCLUDE)
+install(FILES etc/mc.toml DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT host)
+install(DIRECTORY etc/init.d DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT host
+  USE_SOURCE_PERMISSIONS)
+install(DIRECTORY example/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/plugin COMPONENT plugins)
+install(FILES etc/completion/mchost etc/completion/mcsh
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT host)
+find_program(LOWDOWN lowdown)
+if(LOWDOWN)
+  set(manual ${CMAKE_CURRENT_BINARY_DIR}/manual)
+  file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
+  add_custom_command(OUTPUT ${manual}/mchost.8 COMMAND docs/manual ${manual}
+    DEPENDS docs/manual ${documents} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+  add_custom_target(manual ALL DEPENDS ${manual}/mchost.8)
+  foreach(page mchost.8 mcsh.1 mc.toml.5 mc-init.7)
+    string(REGEX MATCH "[0-9]$" section ${page})
+    install(FILES ${manual}/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT host)
+  endforeach()
+endif()

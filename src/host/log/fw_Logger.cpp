@@ -8,6 +8,7 @@
 #include <spdlog/async_logger.h>
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/spdlog.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -43,6 +45,21 @@ struct TakersCall {
   TakersCall(const TakersCall&) = delete;
   TakersCall& operator=(const TakersCall&) = delete;
 };
+
+// Whether standard error goes to the journal, as systemd.exec(5) has who is started find out.
+bool isJournal() {
+  const char* stream = std::getenv("JOURNAL_STREAM");
+  struct stat status {};
+  return stream != nullptr && ::fstat(STDERR_FILENO, &status) == 0 &&
+         fmt::format("{}:{}", status.st_dev, status.st_ino) == stream;
+}
+
+// What the journal reads before a line, by sd-daemon(3).
+std::string_view priorityOf(spdlog::level::level_enum level) {
+  if (level >= spdlog::level::err) return "<3>";
+  if (level == spdlog::level::warn) return "<4>";
+  return level == spdlog::level::info ? "<6>" : "<7>";
+}
 
 // Writes every line to the destination and to the registered takers.
 class Fanout : public spdlog::sinks::base_sink<std::mutex> {
@@ -122,6 +139,10 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
   void send(const spdlog::details::log_msg& message) {
     spdlog::memory_buf_t line;
     formatter_->format(message, line);
+    if (m_isJournal && m_descriptor == STDERR_FILENO) {
+      const std::string_view priority = priorityOf(message.level);
+      writeAll(priority.data(), priority.size());
+    }
     writeAll(line.data(), line.size());
     const int type = static_cast<int>(spdlog::level::err) - static_cast<int>(message.level);
     {
@@ -148,6 +169,7 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     }
   }
 
+  const bool m_isJournal = isJournal();
   int m_descriptor = STDERR_FILENO;
   bool m_stuck = false;  // it took nothing when it was last written to
   spdlog::details::thread_pool* m_pool = nullptr;
