@@ -13,6 +13,12 @@
 
 namespace {
 
+void answer(const framework::Shell& shell, const std::string& line) {
+  const std::string reply = test::ask(shell, line);
+  REQUIRE(reply.starts_with("0 ") || reply.starts_with("1 ") || reply.starts_with("13 "));
+  REQUIRE(framework::shownLines(reply) == reply);
+}
+
 struct Host {
   Host() {
     services::sysinfo::SysInfoManager::getManager()->load({}, 'A');
@@ -21,6 +27,11 @@ struct Host {
          "SysInfoCommands", "UserCommands", "AppManagerCommandBundle"});
     framework::registerHostCommands(shell, [] {});
     framework::CommandBundle::registerAll(shell);
+    for (const auto* command : shell.commandsFrom(utility::Arguments(std::vector<std::string>()))) {
+      for (std::string words; words.size() < 12; words += " x") {  // too few, too many
+        answer(shell, framework::Shell::pathOf(*command) + words);
+      }
+    }
   }
   const test::SimulatedController controller;
   framework::Shell shell;
@@ -36,8 +47,6 @@ void play(const std::string& input) {
     if (const auto words = framework::splitLine(line, error)) {
       REQUIRE(framework::splitLine(framework::joinWords(*words), error) == words);
     }
-    const std::string reply = test::ask(host.shell, line);
-    REQUIRE(reply.starts_with("0 ") || reply.starts_with("1 ") || reply.starts_with("13 "));
-    REQUIRE(framework::shownLines(reply) == reply);
+    answer(host.shell, line);
   }
 }

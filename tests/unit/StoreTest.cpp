@@ -23,7 +23,6 @@
 #include "sysinfo/record/ri_RelInfo.h"
 #include "sysinfo/record/si_Grammar.h"
 #include "sysinfo/record/si_Scopes.h"
-#include "sysinfo/store/si_Transfer.h"
 
 namespace services::sysinfo {
 namespace {
@@ -291,60 +290,44 @@ class Information : public testing::Test {
   std::vector<framework::Service*> subscribers = {&listener};
 };
 
-TEST_F(Information, TellsOfChangesAndLearnsOfClearedFlags) {
+TEST_F(Information, KeepsAFlagUntilItWasClearedForThatChange) {
   EXPECT_EQ(changeValues({{"SnmpTrap2V4Address", "10.0.0.9"}, {"UsmisEnable", "true"}}), "");
   EXPECT_EQ(listener.next(), "sysInfoChanged snmp smis");
   EXPECT_TRUE(test::eventually([] { return textOf("SnmpChanged") == "false"; }));
   reopen();
-  EXPECT_EQ(textOf("SmisChanged"), "true") << "nobody acted upon it";
   SysInfo older(*SysInfoReadGuard().getObject());
   older.setSnmpChanged(true);
   listener.clears = false;
   EXPECT_EQ(changeValues({{"SnmpReadCommunity", "newer"}}), "");
-  EXPECT_EQ(listener.next(), "sysInfoChanged snmp smis");
+  EXPECT_EQ(listener.next(), "sysInfoChanged snmp smis") << "nobody acted upon the latter";
   listener.clears = true;
   raiseChange(older, Untold::instance().begin(), SysInfoManager::clearFlag);
   EXPECT_EQ(listener.next(), "sysInfoChanged snmp smis");
-  EXPECT_EQ(changeValues({{"EmailSender", "x"}}), "");
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(changeValues({{"EmailSender", "x"}}), "");
   EXPECT_EQ(listener.next(), "sysInfoChanged snmp smis") << "not cleared for the newer one";
   EXPECT_TRUE(test::eventually([] { return textOf("SnmpChanged") == "false"; }));
-  EXPECT_EQ(changeValues({{"EmailSender", "x"}}), "") << "no change";
   EXPECT_EQ(changeValues({{"PfuDisabled", "true"}}), "");
-  EXPECT_EQ(listener.next(), "sysInfoChanged smis") << "and none for a cleared flag";
+  EXPECT_EQ(listener.next(), "sysInfoChanged smis") << "and none for what was no change";
 }
 
 TEST_F(Information, StoresUsersAndTellsTheTwoKindsOfTheirChanges) {
-  using user::User;
   auto& users = *user::UserManager::getManager();
-  EXPECT_EQ(users.addUser(User("bob")), "");
+  EXPECT_EQ(users.addUser(user::User("bob")), "");
   EXPECT_EQ(listener.next(), "userAccessChanged bob");
-  const struct {
-    void (*edit)(User&);
-    const char* refusal;
-    const char* event;
-  } rows[] = {
-      {[](User& user) { user.setAuthType(strings::tGSMD5); }, "AuthType needs a Password", ""},
-      {[](User& user) { user.setPassword("long enough"); }, "", "userAccessChanged bob"},
-      {[](User& user) { user.setAuthType(strings::tGSMD5); }, "", "userChanged bob"},
-      {[](User& user) {
-         utility::TokenSet roles(4);
-         roles.SetFromStringList("SnmpUser");
-         user.setInterfaces(roles);
-       },
-       "", "userAccessChanged bob"},
-  };
-  for (const auto& row : rows) {
-    const auto edit = [&](User& user) { return row.edit(user), std::string(); };
-    EXPECT_EQ(users.changeUser("bob", edit), row.refusal);
-    if (*row.refusal == '\0') {
-      EXPECT_EQ(listener.next(), row.event);
+  for (const auto& [key, value, event] : {std::array{"AuthType", "MD5", ""},
+                                          {"Password", "long enough", "userAccessChanged bob"},
+                                          {"AuthType", "MD5", "userChanged bob"},
+                                          {"Interfaces", "SnmpUser", "userAccessChanged bob"},
+                                          {"Interfaces", "SnmpUser", "userChanged bob"}}) {
+    const std::string refusal = users.changeUser("bob", [&](user::User& user) {
+      findField(user::userFields(), key)->set(user, value);
+      return std::string();
+    });
+    EXPECT_EQ(refusal, *event == '\0' ? "AuthType needs a Password" : "");
+    if (refusal.empty()) {
+      EXPECT_EQ(listener.next(), event);
     }
   }
-  const auto stored = transferable(manager.store()->rows());
-  reopen();
-  EXPECT_EQ(users.changeUser("bob", [](User&) { return std::string(); }), "");
-  EXPECT_EQ(transferable(manager.store()->rows()), stored) << "as it was loaded";
-  EXPECT_EQ(listener.next(), "userChanged bob");
   const auto* held = users.getUser(0, strings::tGSreadAccess);
   EXPECT_EQ(users.deleteUser("bob"), "");
   EXPECT_STREQ(held->getNameString(), "bob") << "held by a reader";
