@@ -1,34 +1,36 @@
-// The bytes of a web client, in two pieces: the first byte says where they part.
+// The bytes of a web client, in pieces of a size that the first byte says, through both ways in: as
+// the TLS listener reads requests, and as the plain one serves a client to its end.
 #include <sys/socket.h>
+
+#include <algorithm>
 
 #include "fuzz/play.h"
 #include "host/web/ht_Client.h"
 #include "host/web/ht_Responder.h"
 
 using namespace services::http;
+using Stage = Client::Stage;
 
 namespace {
 
 int pages = 0;
 
-Responder& responder() {
-  static Responder only([] { return ++pages, std::string("page"); },
-                        {.isOpen = [] { return true; }, .port = 8443, .address = "127.0.0.1"});
-  return only;
-}
-
-void answer(const Asked& asked) {
+std::string answer(const Asked& asked) {
+  static const Responder responder(
+      [] { return ++pages, std::string(30000, 'p'); },
+      {.isOpen = [] { return true; }, .port = 8443, .address = "127.0.0.1"});
   const int before = pages;
-  const Reply reply = responder().answer(asked);
+  const Reply reply = responder.answer(asked);
   REQUIRE(reply.text.starts_with("HTTP/1.1 ") && !reply.keeps);
   REQUIRE(pages <= before + (asked.fault == 0 ? 1 : 0));
+  return reply.text;
 }
 
-// As the TLS listener reads it: one request after another, with bodies.
-void parse(const std::string& first, const std::string& second) {
+// One request after another, with bodies.
+void parse(const std::string& bytes, std::size_t size) {
   RequestParser parser(1 << 16);
-  for (const auto& piece : {first, second}) {
-    parser.put(piece);
+  for (std::size_t at = 0; at < bytes.size(); at += size) {
+    parser.put(bytes.substr(at, size));
     while (parser.isWhole()) {
       const Asked asked = parser.take();
       answer(asked);
@@ -37,33 +39,55 @@ void parse(const std::string& first, const std::string& second) {
   }
 }
 
-// As the plain listener serves it.
-void serve(const std::string& first, const std::string& second) {
+void takeResponse(Client& client, int peer, const std::string& response,
+                  Client::Clock::time_point& now, const WebLimits& limits) {
+  const auto answered = now;
+  client.respond({.text = response}, {}, answered);
+  std::string taken, part(4096, ' ');
+  while (client.stage() == Stage::Response) {
+    REQUIRE(client.deadline() == answered + limits.response);
+    client.advance(now += std::chrono::milliseconds(1));
+    const auto count = ::recv(peer, part.data(), part.size(), 0);
+    taken.append(part, 0, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  }
+  for (ssize_t count = 0; (count = ::recv(peer, part.data(), part.size(), 0)) > 0;) {
+    taken.append(part, 0, static_cast<std::size_t>(count));
+  }
+  REQUIRE(taken == response);
+}
+
+void serve(const std::string& bytes, std::size_t size) {
   static const WebLimits limits;
   int ends[2];
+  const int room = 1;  // the least that there is
   REQUIRE(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends) == 0);
-  platform::Descriptor peer(ends[1]);
-  const auto now = Client::Clock::now();
-  Client client({platform::Descriptor(ends[0])}, nullptr, limits, now);
-  for (const auto& piece : {first, second}) {
-    ::send(peer.get(), piece.data(), piece.size(), MSG_NOSIGNAL);
-    for (int i = 0; i < 20; ++i) client.advance(now);
+  ::setsockopt(ends[0], SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+  const platform::Descriptor peer(ends[1]);
+  auto now = Client::Clock::now();
+  const auto start = now;
+  Client client({platform::Descriptor(ends[0])}, nullptr, limits, start);
+  for (std::size_t at = 0; at < bytes.size() && client.stage() == Stage::Request; at += size) {
+    REQUIRE(client.deadline() == start + limits.request);
+    ::send(peer.get(), &bytes[at], std::min(size, bytes.size() - at), MSG_NOSIGNAL);
+    client.advance(now += std::chrono::milliseconds(1));
   }
-  if (client.stage() != Client::Stage::Page) return;
+  if (client.stage() != Stage::Page) return;
   REQUIRE(client.asked().isLast && client.asked().request.body.empty());
-  answer(client.asked());
-  client.respond(responder().answer(client.asked()), {}, now);
-  peer.reset();
-  for (int i = 0; i < 20 && client.stage() != Client::Stage::Gone; ++i) client.advance(now);
-  REQUIRE(client.stage() == Client::Stage::Gone);
+  takeResponse(client, peer.get(), answer(client.asked()), now, limits);
+  const auto ended = now;
+  ::send(peer.get(), "x", 1, MSG_NOSIGNAL);
+  client.advance(now += std::chrono::milliseconds(1));
+  REQUIRE(client.deadline() == ended + limits.end);
+  ::shutdown(peer.get(), SHUT_WR);
+  client.advance(now);
+  REQUIRE(client.stage() == Stage::Gone);
 }
 
 }  // namespace
 
 void play(const std::string& input) {
   if (input.empty()) return;
-  const std::string first = input.substr(1, static_cast<unsigned char>(input[0]));
-  const std::string second = input.size() > 256 ? input.substr(256) : "";
-  parse(first, second);
-  serve(first, second);
+  const std::size_t size = 1 + static_cast<unsigned char>(input[0]);
+  parse(input.substr(1), size);
+  serve(input.substr(1), size);
 }

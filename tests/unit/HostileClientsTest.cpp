@@ -7,7 +7,6 @@
 #include <list>
 
 #include "host/network/nw_SignedExchange.h"
-#include "host/web/ht_Client.h"
 #include "host/web/ht_HttpServer.h"
 #include "support/RawClient.h"
 
@@ -107,39 +106,6 @@ TEST(HostileClients, AreGoneWhenTheirTimeIsUp) {
     EXPECT_FALSE(test::RawClient(hostile.port).ask(hostile.says).ends_with(" LATE"))
         << hostile.name << " at " << hostile.port;
   }
-}
-
-TEST(WebClient, HasItsTimeForEachStageHoweverSlowlyTheBytesCome) {
-  using Stage = http::Client::Stage;
-  int ends[2];
-  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
-  const platform::Descriptor peer(ends[1]);
-  const http::WebLimits limits;
-  const auto start = http::Client::Clock::now();
-  http::Client client({platform::Descriptor(ends[0])}, nullptr, limits, start);
-  auto now = start;
-  for (const char c : std::string("GET / HTTP/1.1\r\n\r\n")) {
-    EXPECT_EQ(client.deadline(), start + limits.request);
-    ASSERT_EQ(::send(peer.get(), &c, 1, 0), 1);
-    client.advance(now += milliseconds(100));
-  }
-  ASSERT_EQ(client.stage(), Stage::Page);
-  const auto answered = now;
-  client.respond({.text = std::string(largePage, 'x')}, {}, now);
-  std::string part(1 << 20, ' ');
-  for (std::size_t got = 0; client.stage() == Stage::Response;) {
-    EXPECT_EQ(client.deadline(), answered + limits.response);
-    client.advance(now += milliseconds(1));
-    got += static_cast<std::size_t>(std::max(0L, ::recv(peer.get(), part.data(), part.size(), 0)));
-    ASSERT_LE(got, largePage);
-  }
-  const auto ended = now;
-  ASSERT_EQ(::send(peer.get(), "x", 1, 0), 1);
-  client.advance(now += milliseconds(100));
-  EXPECT_EQ(client.deadline(), ended + limits.end);
-  ASSERT_EQ(::shutdown(peer.get(), SHUT_WR), 0);
-  client.advance(now);
-  EXPECT_EQ(client.stage(), Stage::Gone);
 }
 
 TEST(Room, IsMadeByTheOldestThatAsksAtTheFullestAddress) {

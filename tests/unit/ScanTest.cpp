@@ -13,7 +13,6 @@
 
 #include "app/supervision/app_ProcessScan.h"
 #include "host/base/st_StringRepository.h"
-#include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "support/Temporary.h"
 
@@ -36,11 +35,8 @@ TEST(Matcher, MatchesTheWholeNameOrThePatternByteForByte) {
     const char* commandLine;
     bool expected;
   } rows[] = {
-      {nullptr, "Web", "Web", false},
       {nullptr, "", "", false},  // a kernel thread
       {"sh .*/web --port [0-9]+$", "sh", "/bin/sh /app/web --port 80", true},
-      {"^other$", "web", "/app/bin/web", false},
-      {"", "anything", "anything", true},
       {"^..$", "", "\xc3\xa4", true},
   };
   ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
@@ -49,18 +45,6 @@ TEST(Matcher, MatchesTheWholeNameOrThePatternByteForByte) {
     EXPECT_EQ(process.match(row.baseName, row.commandLine), row.expected) << row.commandLine;
   }
   std::setlocale(LC_ALL, "C");
-}
-
-TEST(Matcher, SaysAtDebugLevelWhatEachPatternTook) {
-  SimulatedController controller({"web/--port", "named", "p/^/app"}, 10);
-  controller.addProcess(70, "/app/bin/other");
-  controller.addProcess(71, "/app/bin/web --port");
-  const test::DebugLines debug(strings::token<"AppManager">);
-  controller.build();
-  controller.runUntil(35);
-  EXPECT_EQ(controller.log.count("pattern tried on"), 2) << "only when there is something new";
-  EXPECT_TRUE(controller.log.has("web: pattern tried on 2 command lines, 0 microseconds in all"));
-  EXPECT_TRUE(controller.log.has("p: pattern tried on 1 command lines, "));
 }
 
 int openFrom(int first, int end) {

@@ -480,7 +480,7 @@ TEST(Grammars, HoldWhatTheirRulesSay) {
       {timestampGrammar.holds, "\\d{0,31}", "1700000000000000000000000000000"},
       {versionGrammar.holds, "(?!-)[\\w.+-]{0,31}", "TQK318R009-02+1_xvvvvvvvvvvvvvv"},
       {communityGrammar.holds, "(?![-#])[!#-&(-\\[\\]-~]{1,64}", "q;#`" + wide},
-      {userNameGrammar.holds, "(?!comm\\d+$)[A-Za-z][\\w.-]{0,27}", "comm22x"},
+      {userNameGrammar.holds, "(?!comm\\d+$)[A-Za-z][\\w.-]{0,27}", "comm22xuuuuuuuuuuuuuuuuuuuuu"},
       {storedUserNameGrammar.holds, "[A-Za-z][\\w.-]{0,31}", "E_1.x-uuuuuuuuuuuuuuuuuuuuuuuuuu"},
       {passwordGrammar.holds, "|[ !#-\\[\\]-~]{8,64}", "it's # 4"},
       {targetGrammar.holds, "|" + dots + "(:0*[1-9]\\d{0,3}|:[1-5]\\d{4})?", "h-1.x:5999"},
