@@ -18,8 +18,9 @@ void playQuestion(const std::string& input) {
   client.finish();
   const std::string reply = client.reply();
   REQUIRE(reply.find("LATE") == std::string::npos);
-  const bool isQuestion = input.starts_with("MCPEER1 ") && input.find('\n') == 40;
-  REQUIRE(isQuestion || !reply.ends_with("body"));
+  const bool isQuestion = input.starts_with("MCPEER1 ") &&
+                          input.find_first_not_of("0123456789abcdef", 8) == 40 && input[40] == '\n';
+  REQUIRE(reply.ends_with("body") == isQuestion);
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ void play(const std::string& input) {
   services::app::AppFileLogger logger("AppFileLogger", nullptr);
   REQUIRE(logger.addLogFileToArchive("/var/log/mc.log.000001", "/var/log/", 1) == 0);
   const std::string whole = texts[1].substr(0, texts[1].rfind('\n') + 1);
-  const std::string listed = controller.readFile(working);
-  REQUIRE(listed.starts_with(whole) && listed.ends_with("/var/log/mc.log.000001\n"));
+  const std::string listed = "\n" + controller.readFile(working);
+  REQUIRE(listed.starts_with("\n" + whole) && listed.ends_with("\n/var/log/mc.log.000001\n"));
   REQUIRE(controller.readFile("/var/log/logArchive.manifest") == texts[2]);
 }
