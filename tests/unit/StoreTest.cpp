@@ -4,10 +4,7 @@
 
 #include <mutex>
 #include <optional>
-#include <random>
-#include <regex>
 
-#include "host/base/fw_Entrance.h"
 #include "host/base/st_StringRepository.h"
 #include "host/machine/SimulatedPlatform.h"
 #include "host/service/fw_Config.h"
@@ -21,7 +18,6 @@
 #include "sysinfo/manager/si_Values.h"
 #include "sysinfo/manager/us_UserManager.h"
 #include "sysinfo/record/ri_RelInfo.h"
-#include "sysinfo/record/si_Grammar.h"
 #include "sysinfo/record/si_Scopes.h"
 
 namespace services::sysinfo {
@@ -340,22 +336,29 @@ TEST_F(Information, StoresUsersAndTellsTheTwoKindsOfTheirChanges) {
 
 // Whatever holds the handlers up, ends the process or fills the disk: as long as something that was
 // acknowledged has not arrived, the store says so, and with later changes it arrives.
-TEST_F(Information, WhatWasAcknowledgedArrives) {
-  auto& users = *user::UserManager::getManager();
-  Listener other(false);
-  subscribers.push_back(&other);
-  std::mt19937 random(20261212);
-  const auto chance = [&](unsigned int in) { return random() % in == 0; };
-  int step = 0, owed = 0;  // changes so far; the last that the daemons must learn of
-  const auto setSender = [&] { return changeValues({{"EmailSender", std::to_string(++step)}}); };
-  const auto change = [&] {
+class Acknowledged : public Information {
+ protected:
+  Acknowledged() {
+    subscribers.push_back(&other);
+    restart();
+  }
+  ~Acknowledged() override { framework::EventManager::instance().stop(); }
+  bool chance(long in) { return random.once(in); }
+  std::string setSender() { return changeValues({{"EmailSender", std::to_string(++step)}}); }
+  void restart() {
+    listener.release();
+    reopen();
+    SysInfoManager::getManager()->tellUntold();
+  }
+  // A change of the users or the settings, which may be refused.
+  void change() {
     listener.now = ++step;
     const std::string text = "password" + std::to_string(step);
     utility::TokenSet roles(1);
     if (chance(2)) roles.set(strings::token<"Smis">);
     user::User changed(chance(4) ? "a" : "b");
     changed.setInterfaces(roles);
-    const int kind = static_cast<int>(random() % 8);
+    const long kind = random.below(8);
     std::string refusal;
     if (kind == 0) refusal = changeValues({{"SnmpReadCommunity", text}});
     if (kind == 1) refusal = setSender();
@@ -372,25 +375,30 @@ TEST_F(Information, WhatWasAcknowledgedArrives) {
     }
     const bool told = refusal.empty() && (kind == 3 || kind > 5);
     if (told && changed.getInterfaces().inSet(strings::token<"Smis">)) owed = step;
-  };
-  const auto hasArrived = [&] {
+  }
+  bool hasArrived() const {
     if (manager.store()->rows().contains(untoldKey)) return false;
     EXPECT_EQ(listener.file(), Listener::contentOf(*SysInfoReadGuard().getObject(), nullptr));
     EXPECT_GE(listener.reloadedAt, owed);
     return true;
-  };
-  const auto restart = [&] {
-    listener.release();
-    reopen();
-    SysInfoManager::getManager()->tellUntold();
-  };
-  restart();
+  }
+  bool arrives() const {
+    return test::eventually([this] { return hasArrived(); });
+  }
+
+  user::UserManager& users = *user::UserManager::getManager();
+  Listener other{false};
+  test::Random random{20261212};
+  int step = 0, owed = 0;  // changes so far; the last that the daemons must learn of
+};
+
+TEST_F(Acknowledged, ArrivesInRandomHistories) {
   for (int burst = 0; burst < 60 && !HasFailure(); ++burst) {
     SCOPED_TRACE(step);
     listener.held = !chance(3);
     listener.fails = chance(4);
     listener.throws = chance(8);
-    for (auto changes = 1 + random() % 5; changes > 0; --changes) {
+    for (long changes = 1 + random.below(5); changes > 0; --changes) {
       std::optional<test::Limit> full;
       if (chance(8)) full.emplace(RLIMIT_FSIZE, 100);
       change();
@@ -401,25 +409,28 @@ TEST_F(Information, WhatWasAcknowledgedArrives) {
     listener.fails = listener.throws = false;
     EXPECT_TRUE(test::eventually([&] { return hasArrived() || !setSender().empty(); }));
   }
+}
+
+TEST_F(Acknowledged, ArrivesThoughItsFlagWasClearedByAnotherAndIsToldOnce) {
+  const auto isCleared = [] { return textOf("SnmpChanged") == "false"; };
   listener.held = true;
   EXPECT_EQ(setSender(), "");
   EXPECT_EQ(changeValues({{"SnmpReadCommunity", "waits"}}), "");
-  EXPECT_TRUE(test::eventually([] { return textOf("SnmpChanged") == "false"; })) << "by the other";
+  EXPECT_TRUE(test::eventually(isCleared)) << "by the other";
   EXPECT_EQ(setSender(), "");
   listener.release();
-  EXPECT_TRUE(test::eventually(hasArrived));
+  EXPECT_TRUE(arrives());
   listener.fails = true;
   EXPECT_EQ(changeValues({{"SnmpReadCommunity", "last"}}), "");
   EXPECT_TRUE(test::eventually([] { return !Untold::instance().finding().empty(); }));
-  EXPECT_TRUE(test::eventually([] { return textOf("SnmpChanged") == "false"; }));
+  EXPECT_TRUE(test::eventually(isCleared));
   listener.fails = false;
   restart();
-  EXPECT_TRUE(test::eventually(hasArrived));
+  EXPECT_TRUE(arrives());
   listener.forget();
   restart();
   EXPECT_EQ(setSender(), "");
   EXPECT_EQ(listener.next(), "sysInfoChanged") << "nothing is told again";
-  framework::EventManager::instance().stop();
 }
 
 TEST_F(Information, StoresWhatAReaderSeededAndUndoesWhatCannotBeStored) {
@@ -456,59 +467,6 @@ TEST_F(Information, FollowsItsControllerIntoTheOtherSlot) {
   EXPECT_EQ(textOf("B.MacAddress"), "02:4d:43:00:00:0a");
   EXPECT_EQ(textOf("component.controller_b_0.CpldRevision"), "C7");
   EXPECT_FALSE(relinfo::RelInfo::hasBurnToActive());
-}
-
-// Each grammar beside its rule told as a regular expression, over good texts that are cut, doubled
-// and spoilt at random: what could break out of a command line, a header or the agent's file among
-// it.
-TEST(Grammars, HoldWhatTheirRulesSay) {
-  const std::string word = "[A-Za-z0-9]+", label = word + "(-+" + word + ")*";
-  const std::string dots = label + "(\\." + label + ")*", local = "\\w[\\w.+-]{0,63}";
-  const std::string octet = "(25[0-5]|2[0-4]\\d|1\\d\\d|[1-9]?\\d)", wide(60, 'w');
-  const std::string role = "(Https?|Telnet|Ssh|Smis|Ftp|Debug|Usmis|Snmp(User|Target)?)";
-  const struct {
-    bool (*holds)(const char*);
-    std::string rule, good;
-  } rows[] = {
-      {addressGrammar.holds, "(" + octet + "\\.){3}" + octet, "10.20.0.255"},
-      {macGrammar.holds, "([0-9A-Fa-f]{2}:){5}[0-9A-Fa-f]{2}", "02:4d:43:00:00:0A"},
-      {mailGrammar.holds, "|" + local + "@" + dots, "a_b.c+d@mail-1.site"},
-      {senderGrammar.holds, "|" + local, wide + "e-1."},
-      {hostGrammar.holds, "|(?=.{1,253}$)" + dots, "mail--1.si-te." + wide + wide + wide},
-      {relayGrammar.holds, "|(?=.{1,63}$)" + dots, wide + ".xy"},
-      {serialGrammar.holds, "|\\w[\\w.-]{0,63}", "S_.-" + wide},
-      {timestampGrammar.holds, "\\d{0,31}", "1700000000000000000000000000000"},
-      {versionGrammar.holds, "(?!-)[\\w.+-]{0,31}", "TQK318R009-02+1_xvvvvvvvvvvvvvv"},
-      {communityGrammar.holds, "(?![-#])[!#-&(-\\[\\]-~]{1,64}", "q;#`" + wide},
-      {userNameGrammar.holds, "(?!comm\\d+$)[A-Za-z][\\w.-]{0,27}", "comm22xuuuuuuuuuuuuuuuuuuuuu"},
-      {storedUserNameGrammar.holds, "[A-Za-z][\\w.-]{0,31}", "E_1.x-uuuuuuuuuuuuuuuuuuuuuuuuuu"},
-      {passwordGrammar.holds, "|[ !#-\\[\\]-~]{8,64}", "it's # 4"},
-      {targetGrammar.holds, "|" + dots + "(:0*[1-9]\\d{0,3}|:[1-5]\\d{4})?", "h-1.x:5999"},
-      {rolesGrammar.holds, "|" + role + "(," + role + ")*", "Http,SnmpUser"},
-      {authTypeGrammar.holds, "none|MD5|SHA", "MD5"},
-      {privacyTypeGrammar.holds, "none|DES|AES", "DES"},
-      {framework::isDaemonName, "\\w[\\w.-]{0,63}", "W_2-x.y"},
-      {framework::isSafePath, "/[\\w/.+,:@=-]{0,199}", "/_1-2.log+,:@=" + wide + wide + wide},
-  };
-  test::Random random(1);
-  const std::string odd = "\"'\\;$`|&<>*~#\x7f\xc3 \t\n.-:,@+_a0";
-  for (const auto& [holds, rule, good] : rows) {
-    const std::regex expected(rule);
-    EXPECT_TRUE(holds(good.c_str())) << good;
-    for (int i = 0; i < 1000; ++i) {
-      std::string text = good;
-      for (long changes = random.below(3); changes >= 0; --changes) {
-        const auto at = static_cast<std::size_t>(random.below(std::ssize(text) + 1));
-        const char c = odd[static_cast<std::size_t>(random.below(std::ssize(odd)))];
-        const long kind = random.below(4);
-        if (kind == 0) text.erase(at);
-        if (kind == 1) text.insert(at, 1, c);
-        if (kind == 2) text.replace(at, 1, 1, c);
-        if (kind == 3) text.insert(at, good.substr(0, at));
-      }
-      ASSERT_EQ(holds(text.c_str()), std::regex_match(text, expected)) << rule << ": " << text;
-    }
-  }
 }
 
 TEST_F(Information, RefusesWhatIsNotAnOperatorsAndWithItAllOfAChange) {
