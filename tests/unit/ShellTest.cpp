@@ -5,6 +5,7 @@
 
 #include "host/base/st_StringRepository.h"
 #include "host/console/fw_CommandLine.h"
+#include "host/console/fw_HostCommands.h"
 #include "support/ConsoleSetting.h"
 #include "util/fw_Exception.h"
 #include "util/fw_ShownText.h"
@@ -99,6 +100,17 @@ TEST(Console, WrongUseOfTheOutputLockIsSaidOnStandardOutput) {
   console.outputUnLock();
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "Console: output lock failure\nConsole: output unlock failure\n");
+}
+
+TEST(HostCommands, ShutdownIsCalledOnceTheReplyWasSent) {
+  Shell shell;
+  bool isShutDown = false;
+  registerHostCommands(shell, [&] { isShutDown = true; });
+  Console console;
+  EXPECT_EQ(ask(shell, "shutdown", console), "0 shutting down\n");
+  EXPECT_FALSE(isShutDown);
+  console.replySent();
+  EXPECT_TRUE(isShutDown);
 }
 
 }  // namespace
