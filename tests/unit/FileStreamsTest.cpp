@@ -1,6 +1,7 @@
 // The streams over files and the forwarding stream: opening, failing, forwarding, copying.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -49,6 +50,9 @@ TEST_F(FileStreams, AFailedOpenKeepsItsErrorAndAFailedWriteIsFlagged) {
       EXPECT_EQ(good, row.error == 0) << row.path;
     }
   }
+
+  EXPECT_TRUE(FileOutputStream(files.path("script").c_str(), false, 0777).isOutputStreamGood());
+  EXPECT_EQ(::access(files.path("script").c_str(), X_OK), 0);
 
   FileOutputStream small(file("out", "old\n").c_str(), true, 0666);
   const test::Limit limit(RLIMIT_FSIZE, 6);
