@@ -84,6 +84,9 @@ TEST_F(Configuration, FaultsAreFoundWithTheirLineAndRule) {
       {"[host]\nslot = 'C'\n", "error 2: host.slot: must be \"A\" or \"B\"\n"},
       {"x = 1\n" + host + "[[Sample]]\n",
        "error 4: Sample: must stand in a table\nerror 1: x: must stand in a table\n"},
+      {"[[host]]\nslot = 'A'\n", "error 1: host: must stand in a table\n"},
+      {host + "console = '/" + std::string(150, 'x') + "'\n",
+       "error 3: host.console: must have at most 107 characters\n"},
       {host + "colour = 1\ncommandSeconds = 1.5\nslots = 2026-11-22\n",
        "error 3: host.colour: no such property\n"
        "error 4: host.commandSeconds: must be an integer\n"
