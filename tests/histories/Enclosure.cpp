@@ -434,6 +434,7 @@ std::string Enclosure::outcome() {
 // Ten minutes in which nothing happens from outside.
 std::string Enclosure::end() {
   m_asks = 0;
+  for (Slot& one : m_slots) tell(one, "die-after -1");
   const Time deadline = m_now + quiet;
   int steady = 0;  // so many looks in a row at the same end
   std::string last;
@@ -447,10 +448,15 @@ std::string Enclosure::end() {
   if (!m_slots[0].controller && !m_slots[1].controller) return "";
   if (m_asks > 200) return text("%d asks in ten quiet minutes\n", m_asks);
   if (!outcome().empty()) return last == "settled" ? "" : tryRemedies();
-  std::string told = "neither settled nor in a named stall\n";
+  return "neither settled nor in a named stall\n" + histories();
+}
+
+std::string Enclosure::histories() {
+  std::string told;
   for (Slot& one : m_slots) {
     for (const std::string& value : tell(one, "view")) told += value + " | ";
-    for (const std::string& line : tell(one, "history")) told += line + "\n";
+    for (const std::string& line : tell(one, "history")) told += "\n" + line;
+    told += "\n";
   }
   return told;
 }
@@ -469,7 +475,8 @@ std::string Enclosure::tryRemedies() {
     runUntil(m_now + quiet / 2);
     Texts now = tell(one, "view");
     now.resize(4);
-    if (now[1] == view[1]) return "the remedy \"" + view[2] + "\" leaves: " + view[1] + "\n";
+    if (now[1] == view[1])
+      return "the remedy \"" + view[2] + "\" leaves: " + view[1] + "\n" + histories();
     return m_failure;
   }
   return "";

@@ -93,6 +93,7 @@ class Enclosure {
   void checkTickets();
   static std::string stored(const Controller& controller, const std::string& key);
   std::string end();
+  std::string histories();
   std::string tryRemedies();
   std::string outcome();
 
