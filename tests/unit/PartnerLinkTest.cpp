@@ -12,7 +12,6 @@
 #include "support/LogCapture.h"
 #include "support/Temporary.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
-#include "sysinfo/manager/si_Values.h"
 
 namespace services::peer {
 namespace {
@@ -239,8 +238,6 @@ class Link : public testing::Test {
     link.threadDo(0);
   }
 
-  static std::string textOfKey(const char* name) { return sysinfo::findValue(name).value().text; }
-
   platform::SimulatedPlatform machine;
   test::LogCapture log;
   framework::Config config;
@@ -249,57 +246,6 @@ class Link : public testing::Test {
   std::unique_ptr<app::PartnerFirmwareUpdate> update =
       std::make_unique<app::PartnerFirmwareUpdate>("PartnerFirmwareUpdate");
 };
-
-TEST_F(Link, HandsOverWhatItLearnsAndForgetsASilentPartner) {
-  PeerRecord partner = recordWith("SN0000B1");
-  partner.controller.setMacAddress(0x024D430000B1);
-  partner.controller.setLastLoadedTime("77");
-  partner.role = BurnToActive::SlaveUnpaired;
-  partner.digest = "other";
-  PartnerLink link("PartnerLink");
-  auto listener = std::make_unique<SignedListener>(
-      std::vector<std::string>{host}, ExchangeSettings{42111, key},
-      [&partner] { return textOf(partner); }, limits);
-  const auto mine = link.view().own.record;
-  machine.at(1000000, [&] {
-    EXPECT_FALSE(manager.isValidPartner()) << "its role was worked out for nobody yet";
-    EXPECT_EQ(decisions.getPartnerSyncRole(), BurnToActive::Undetermined);
-    EXPECT_EQ(link.view().own.record.role, BurnToActive::MasterUnpaired);
-    EXPECT_EQ(link.view().own.record.roleForBoot, partner.bootId);
-    EXPECT_EQ(textOfKey("B.LastLoadedTime"), "77");
-    partner.roleForSerial = "SN0000A1";
-    partner.roleForBoot = mine.bootId;
-  });
-  machine.at(6000000, [&] {
-    EXPECT_TRUE(manager.isValidPartner());
-    EXPECT_EQ(decisions.getSystemConfigurationSyncAction(), BurnToActive::Push);
-    EXPECT_EQ(decisions.decisions().partnerCodeloadTimestamp, "77");
-    partner.role = BurnToActive::Undetermined;  // "not yet" resets nothing
-  });
-  machine.at(11000000, [&] {
-    EXPECT_TRUE(manager.isValidPartner());
-    partner.digest = mine.digest;  // what the push achieved
-    partner.bootId = "another";
-  });
-  machine.at(16000000, [&] {
-    EXPECT_EQ(textOfKey("A.LastPairedPartnerSerial"), "SN0000B1");
-    EXPECT_FALSE(manager.isValidPartner()) << "held until the partner has recorded us";
-    EXPECT_EQ(decisions.getSystemConfigurationSyncAction(), BurnToActive::None);
-    partner.controller.setLastPairedPartnerSerial("SN0000A1");
-    partner.role = BurnToActive::SlavePaired;
-  });
-  machine.at(21000000, [&] {
-    EXPECT_TRUE(manager.isValidPartner());
-    EXPECT_EQ(decisions.getSystemConfigurationSyncAction(), BurnToActive::Merge);
-    listener.reset();
-  });
-  machine.at(36000000, [&] { EXPECT_TRUE(manager.isValidPartner()) << "not silent for long"; });
-  live(link, 60);
-  EXPECT_FALSE(manager.isValidPartner());
-  EXPECT_EQ(decisions.getPartnerSyncRole(), BurnToActive::Undetermined);
-  EXPECT_EQ(log.count("has been silent"), 1);
-  EXPECT_EQ(log.count("paired with SN0000B1"), 1);
-}
 
 TEST_F(Link, CountsOnNothingThatCouldNotBeStored) {
   PeerRecord partner = recordWith("SN0000B1");
