@@ -92,7 +92,7 @@ void Enclosure::happen(const Happening& happening) {
   if (what == "insert") insert(one, "back", number);
   if (!one.host) return;
   if (what == "crash") {
-    number % 3 == 0 ? hostDied(one) : void(tell(one, "die-after " + std::to_string(number % 40)));
+    number % 2 == 0 ? hostDied(one) : void(tell(one, "die-after " + std::to_string(number % 40)));
   }
   if (what == "force") beginPush(one, number % 2 == 0 ? "pushmc" : "pushcfg");
   if (what == "force" || !what.starts_with("set ")) return;
@@ -103,7 +103,6 @@ void Enclosure::happen(const Happening& happening) {
 // A controller of the factory, of another enclosure, or the one that was here before.
 void Enclosure::insert(Slot& one, const std::string& what, long number) {
   if (one.controller) return;
-  m_changed = m_now;
   std::shared_ptr<Controller> found;
   for (const auto& known : m_all) {
     const bool isIn = known == m_slots[0].controller || known == m_slots[1].controller;
@@ -157,12 +156,10 @@ void Enclosure::noteGuest(Slot& one) {
 }
 
 void Enclosure::pull(Slot& one) {
-  if (one.controller) one.controller->goneAt = m_now;
-  one.host.reset();
+  if (one.controller) end(one);
   one.controller.reset();
   one.holders = 0;
   one.toLoad.clear();
-  m_changed = m_now;
 }
 
 void Enclosure::boot(Slot& one) {
@@ -176,8 +173,13 @@ void Enclosure::boot(Slot& one) {
   one.linkAt = m_now;
 }
 
-void Enclosure::hostDied(Slot& one) {
+void Enclosure::end(Slot& one) {
   one.host.reset();
+  one.controller->ended.try_emplace(one.controller->boots, m_now);
+}
+
+void Enclosure::hostDied(Slot& one) {
+  end(one);
   after(2 * second, [this, &one] { boot(one); });
 }
 
@@ -288,7 +290,7 @@ void Enclosure::beginPush(Slot& one, const std::string& command) {
                                                    : firmware ? "firmware-settings"
                                                               : "settings",
                                           .client = std::to_string(++m_clients)});
-  push->isStubborn = m_random.once(3);
+  push->isStubborn = m_random.once(2);
   one.controller->isPushing = true;
   after(second / 10, [this, push] { askForPush(push, 20); });
 }
@@ -327,6 +329,7 @@ void Enclosure::deliver(const PushPointer& push) {
   const Texts answer = tell(receiver, "check " + push->ticket + " " + push->kinds);
   if (answer.empty() || answer[0] == "no" || !receiver.host) return endPush(push);
   ++receiver.holders;
+  push->wantedAt = m_now;
   seal(push, receiver.controller, receiver.controller->boots, 10);
 }
 
@@ -368,9 +371,11 @@ void Enclosure::checkPutting(const Push& push, const Slot& receiver) {
   Slot& giver = slot(push.from);
   if (receiver.controller == nullptr || "SN" + receiver.controller->serial != push.toSerial)
     fail("what was meant for " + push.toSerial + " is put in force in slot " + receiver.letter);
-  if (!isRunning(push) && m_now - push.giver->goneAt > longestFlight)
-    fail("the giver is not there any more");
-  if (m_now - m_changed < 15 * second || !giver.controller || !receiver.controller) return;
+  const auto ended = push.giver->ended.find(push.giverBoot);
+  if (ended != push.giver->ended.end() && ended->second < push.wantedAt)
+    fail("the giver's host had ended before the seal was wanted");
+  if (m_now - m_changed < longestFlight + second || !giver.controller || !receiver.controller)
+    return;
   Values its;
   Values mine;
   for (const char* key : {"LoadMidplaneSerial", "LastLoadedTime", "LastPairedPartnerSerial",
@@ -393,7 +398,7 @@ void Enclosure::checkPutting(const Push& push, const Slot& receiver) {
 
 void Enclosure::putInForce(const PushPointer& push, Slot& receiver) {
   const char* const firmware[] = {"McVersion", "BundleVersion", "CpldVersion", "LastLoadedTime"};
-  receiver.host.reset();
+  end(receiver);
   receiver.controller->guestOf.clear();
   if (push->kinds.find("firmware") != std::string::npos) {
     for (const char* key : firmware)

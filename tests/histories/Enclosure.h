@@ -29,9 +29,9 @@ class Enclosure {
     std::string root;  // of its files
     std::map<std::string, std::string> configuration;
     int boots = 0;
-    bool isPushing = false;  // its push program runs
-    Time goneAt = 0;         // pulled
-    std::string guestOf;     // the master that it met and has taken nothing from yet
+    bool isPushing = false;     // its push program runs
+    std::map<int, Time> ended;  // of its boots
+    std::string guestOf;        // the master that it met and has taken nothing from yet
   };
   struct Slot {
     char letter = 'A';
@@ -52,6 +52,7 @@ class Enclosure {
     std::string toSerial = {};  // in truth, when the ticket was given
     int toBoot = 0;
     Time end = 0;
+    Time wantedAt = 0;  // the seal
   };
   using PushPointer = std::shared_ptr<Push>;
 
@@ -72,6 +73,7 @@ class Enclosure {
   void noteGuest(Slot& slot);
   void pull(Slot& slot);
   void boot(Slot& slot);
+  void end(Slot& slot);
   void hostDied(Slot& slot);
   Texts tell(Slot& slot, const std::string& what);
   void afterTelling(Slot& slot);
@@ -107,7 +109,7 @@ class Enclosure {
   long m_sequence = 0;
   Time m_now = 1700000000LL * 1000000;
   const Time m_start = m_now;
-  Time m_changed = 0;  // when a fact was changed last by more than the services
+  Time m_changed = 0;  // when an operator changed a fact last
   int m_clients = 0;
   bool m_isUntouched = true;  // no operator has changed anything
   int m_asks = 0;             // since m_changed

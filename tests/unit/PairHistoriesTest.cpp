@@ -36,24 +36,52 @@ Happening happeningOf(Random& random, std::int64_t time) {
           what.starts_with("set") && isWhole ? -1 : number};
 }
 
+const Texts slots = {"A", "B"};
+
+// What meets in time: a guest that makes way while it is pushed to, two that push at once, a host
+// that dies in a push, one that is loaded while the other pushes.
+std::vector<Happening> meetingOf(Random& random, std::int64_t time) {
+  const std::string one = random.of(slots);
+  const std::string other = one == "A" ? "B" : "A";
+  const auto soon = [&] { return time + 1000 + random.below(22000); };
+  const auto number = [&] { return random.below(100000); };
+  switch (random.below(5)) {
+    case 0:
+      return {{time, "other", one, number()},
+              {soon(), random.once(2) ? "back" : "other", one, number()}};
+    case 1:
+      return {{time, "force", one, number()}, {time + random.below(300), "force", other, number()}};
+    case 2:
+      return {{time, "other", one, number()}, {soon(), "crash", other, 2 * number()}};
+    case 3:
+      return {{time, "force", one, number()}, {soon(), "crash", random.of(slots), 2 * number()}};
+    default:
+      return {{time, "set LastLoadedTime=2027010", one, random.below(3)},
+              {soon(), "force", random.of(slots), number()}};
+  }
+}
+
 Story makeStory(Random& random) {
   Story story;
-  for (const char* slot : {"A", "B"}) {
+  for (const std::string& slot : slots) {
     if (!random.once(20)) story.given[slot] = {std::to_string(random.below(100000))};
   }
   story.given["seed"] = {std::to_string(random.below(1000000))};
   story.given["poll"] = {random.once(2) ? "5" : "2"};
   std::int64_t time = 0;
-  for (long count = random.below(9); count > 0; --count) {
+  for (long count = random.below(16); count > 0; --count) {
     time += random.once(3) ? random.below(90000) : random.below(15000);
-    story.happenings.push_back(happeningOf(random, time));
+    const auto meeting = random.once(2) ? meetingOf(random, time)
+                                        : std::vector<Happening>{happeningOf(random, time)};
+    story.happenings.insert(story.happenings.end(), meeting.begin(), meeting.end());
   }
+  std::ranges::stable_sort(story.happenings, {}, &Happening::at);
   return story;
 }
 
 TEST(PairHistories, EndSettledOrInANamedStallAndPushOnlyWhatWasConsentedTo) {
   campaign(
-      makeStory, [](const Story& story) { return Enclosure(story).play(); }, 36, 15000);
+      makeStory, [](const Story& story) { return Enclosure(story).play(); }, 300, 15000);
 }
 
 }  // namespace
