@@ -361,76 +361,6 @@ void PartnerLink::forget() {
   m_consent.forget();
 }
 
-void PartnerLink::hearConsent(std::int64_t askedAt) {
-  const PartnerView now = view();
-  std::unique_lock lock(m_mutex);
-  const bool tryAgain = m_consent.hear(now, askedAt, utility::TimeMeasure::getTimestamp());
-  const auto refusals = m_consent.takeRefusals();
-  lock.unlock();
-  noteRefusals(refusals);
-  auto* update = PartnerFirmwareUpdate::getSingleton();
-  if (tryAgain && update != nullptr) update->kickstart();
-}
-
-// The view is taken before the lock. What it misses by then is seen by the next answer, and nothing
-// is put in force before one more.
-template <typename Question>
-Answer PartnerLink::answerOf(Question question) {
-  const PartnerView now = view();
-  std::unique_lock lock(m_mutex);
-  Answer answer = question(now, utility::TimeMeasure::getTimestamp());
-  const bool isWaiting = m_consent.isWaiting();
-  const auto refusals = m_consent.takeRefusals();
-  lock.unlock();
-  noteRefusals(refusals);
-  if (isWaiting) m_waiter.signal();
-  return answer;
-}
-
-Answer PartnerLink::ask(Consent::Client client, const std::string& kinds) {
-  return answerOf([&](const PartnerView& view, std::int64_t now) {
-    return m_consent.ask(client, kinds, view, now);
-  });
-}
-
-Answer PartnerLink::check(const std::string& id, const std::string& kinds) {
-  return answerOf([&](const PartnerView& view, std::int64_t now) {
-    return m_consent.check(id, kinds, view, now);
-  });
-}
-
-Answer PartnerLink::seal(Consent::Client client, const std::string& id, const std::string& kinds) {
-  return answerOf([&](const PartnerView& view, std::int64_t now) {
-    return m_consent.seal(client, id, kinds, view, now);
-  });
-}
-
-void PartnerLink::end(Consent::Client client) {
-  {
-    const std::lock_guard lock(m_mutex);
-    m_consent.end(client);
-  }
-  m_waiter.signal();
-}
-
-std::vector<std::string> PartnerLink::consentLines() const {
-  const std::lock_guard lock(m_mutex);
-  std::vector<std::string> lines;
-  const std::string state = m_consent.state(utility::TimeMeasure::getTimestamp());
-  if (!state.empty()) lines.push_back(state);
-  if (!m_lastRefusal.empty()) lines.push_back("a push was refused: " + m_lastRefusal);
-  if (!m_consents) lines.emplace_back("unguarded: the push programs here ask for no consent");
-  if (m_partner && !m_partner->consents) {
-    lines.emplace_back("unguarded: the partner's push programs ask for no consent");
-  }
-  return lines;
-}
-
-Consent PartnerLink::consent() const {
-  const std::lock_guard lock(m_mutex);
-  return m_consent;
-}
-
 void PartnerLink::noteFailure(const std::string& failure) {
   {
     const std::lock_guard lock(m_mutex);
@@ -465,18 +395,6 @@ void PartnerLink::noteChanges() {
   if (!note("stalled", stall ? stall->what + "; to go on: " + stall->remedy : "") || !stall) return;
   LogWarning("stalled: %s", stall->what.c_str());
   framework::EventManager::instance().raise(strings::token<"partnerStalled">, stall->what);
-}
-
-// Any thread: each refusal is a line, an event and a mark on the console.
-void PartnerLink::noteRefusals(const std::vector<std::string>& rules) {
-  for (std::string rule : rules) {
-    std::ranges::replace(rule, '_', ' ');
-    LogWarning("a push was refused: %s", rule.c_str());
-    m_history.add("refused: " + rule);
-    framework::EventManager::instance().raise(strings::token<"partnerRefused">, rule);
-    const std::lock_guard lock(m_mutex);
-    m_lastRefusal = rule;
-  }
 }
 
 // True when the state of this thing is another one than last time.
