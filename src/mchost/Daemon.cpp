@@ -1,7 +1,11 @@
 // The daemon's life: reading its configuration, running its services, stopping.
 #include "mchost/Daemon.h"
 
+#include <sys/socket.h>
+#include <sys/time.h>
+
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -68,6 +72,7 @@ framework::ConfigFile readConfig(const Options& options) {
   file.checkInstances();
   const auto fault = file.isRefused() ? std::nullopt : services::http::webFault(file.config());
   if (fault) file.refuse(fault->line, fault->text);
+  if (!file.isRefused()) file.checkMachine();
   return file;
 }
 
@@ -187,6 +192,23 @@ int endEarly(StopControl& stop) {
   return asked ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
+// What the host of the console at `path` replies to a line; empty when none does in 5 seconds.
+std::string askRunningHost(const std::string& path, const char* line) {
+  const platform::Descriptor socket = framework::connectTo(path);
+  if (!socket.isOpen()) return "";
+  const timeval patience{.tv_sec = 5, .tv_usec = 0};
+  ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  framework::sendAll(socket.get(), std::string(line) + '\n');
+  ::shutdown(socket.get(), SHUT_WR);
+  std::string reply;
+  std::array<char, 4096> chunk;
+  for (ssize_t size = 1; size > 0;) {
+    size = ::recv(socket.get(), chunk.data(), chunk.size(), 0);
+    if (size > 0) reply.append(chunk.data(), static_cast<std::size_t>(size));
+  }
+  return reply;
+}
+
 // Lets each service that has something to say about it look at the running processes.
 void checkAgainstRunning(const framework::ConfigFile& file) {
   Logger::setLevel(LogType::Error);
@@ -194,7 +216,9 @@ void checkAgainstRunning(const framework::ConfigFile& file) {
     const auto look = framework::RunningCheck::of(name);
     if (look == nullptr) continue;
     framework::Console console;
-    const std::vector<std::string> warnings = look(file.config(), name.c_str(), console.output());
+    const auto ask = [&](const char* line) { return askRunningHost(file.host().console, line); };
+    const std::vector<std::string> warnings =
+        look(file.config(), name.c_str(), console.output(), ask);
     std::string text;
     console.takeReply(text);
     std::fputs(text.c_str(), stdout);

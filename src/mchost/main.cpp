@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 
 #include "host/console/fw_ApplicationArguments.h"
 #include "host/machine/DescriptorLimit.h"
@@ -36,7 +37,11 @@ int start(int count, char** values) {
       .add_flag("--against-running", options.againstRunning,
                 "Check the list of daemons against the processes that run, too")
       ->needs(check);
-  CLI11_PARSE(parser, count, values);
+  try {
+    parser.parse(count, values);
+  } catch (const CLI::ParseError& end) {
+    return parser.exit(end) == EXIT_SUCCESS ? EXIT_SUCCESS : EXIT_FAILURE;
+  }
   return checkOnly ? mchost::check(options) : mchost::run(options);
 }
 

@@ -3,6 +3,7 @@
 
 #include "app/supervision/app_Claim.h"
 #include "app/supervision/app_DaemonEntry.h"
+#include "app/supervision/app_Installation.h"
 #include "host/base/fw_Container.h"
 #include "host/base/st_StringRepository.h"
 #include "host/base/ut_Debug.h"
@@ -56,33 +57,13 @@ constexpr framework::VariableRule variableRules[] = {
     {"MC_TEMP", "no mail is sent"},
 };
 
-// Daemons that are part of an installation only when their program is.
-struct OptionalDaemon {
-  const char* name;
-  const char* program;
-};
-constexpr OptionalDaemon optionalDaemons[] = {
-    {"snmpd", "/opt/bin/snmpd"},
-    {"sfcbd", "/opt/sbin/sfcbd"},
-    {"slpd", "/opt/sbin/slpd"},
-    {"web", "/app/bin/web"},
-};
-
-// Whether a daemon is one of the optional ones and its program is missing.
-bool isMissing(const std::string& daemon) {
-  for (const OptionalDaemon& known : optionalDaemons) {
-    if (daemon == known.name) return !utility::Path::exists(known.program);
-  }
-  return false;
-}
-
 }  // namespace
 
 framework::Service* BuildAppManager(const char* name) { return new AppManager(name); }
 
 const framework::ServiceFactory pFactoryAppManager(BuildAppManager, strings::pGSAppManager);
 const framework::ServiceProperties propertiesAppManager(strings::pGSAppManager, propertyRules,
-                                                        variableRules);
+                                                        variableRules, checkInstallation);
 
 std::atomic<AppManager*> AppManager::m_pSingleton = nullptr;
 
@@ -141,7 +122,7 @@ void AppManager::addProcess(const char* entry) {
   const DaemonEntry daemon(entry);
   if (isDebugOn()) LogDebug("monitoring process: %.127s", entry);
   if (daemon.name.empty()) return;
-  const bool suspend = isMissing(daemon.name);
+  const bool suspend = missingProgramOf(daemon.name) != nullptr;
   const char* pattern = daemon.hasPattern ? daemon.pattern.c_str() : nullptr;
   if (isDebugOn()) {
     framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__,

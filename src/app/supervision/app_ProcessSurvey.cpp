@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "app/supervision/app_CommandLine.h"
 #include "app/supervision/app_DaemonEntry.h"
 #include "app/supervision/app_Process.h"
+#include "app/supervision/app_StartPreview.h"
 #include "host/base/st_StringRepository.h"
 #include "host/base/ut_Path.h"
 #include "host/base/ut_ProcessDirectory.h"
@@ -20,6 +22,8 @@
 namespace services::app {
 
 namespace {
+
+constexpr std::size_t longestEntry = 127;
 
 const Process& recordAt(const utility::ItemDirectory& table, unsigned int index) {
   return dynamic_cast<const Process&>(*table.ElementAt(index));
@@ -67,6 +71,32 @@ bool matchesAny(const Process& record, const std::vector<SurveyedProcess>& proce
   });
 }
 
+// A pattern for the program that a process runs, by its first word, as an entry of the list; empty
+// where none is of use.
+std::string proposalFor(const Process& record, const SurveyedProcess& process) {
+  std::string pattern = "^";
+  const std::string& line = process.commandLine;
+  for (const char one : line.substr(0, line.find(' '))) {
+    if (std::strchr(".[]()*+?{}|^$\\", one) != nullptr) pattern += '\\';
+    pattern += one;
+  }
+  const std::string entry = record.getNameString() + ("/" + pattern) + "( |$)";
+  return entry.size() <= longestEntry && framework::isShown(entry) ? entry : "";
+}
+
+// What might fit a record that no process matches.
+std::string hintFor(const Process& record, const std::vector<SurveyedProcess>& processes) {
+  for (const SurveyedProcess& process : processes) {
+    const std::string entry = relation(record, process) == "nearly" && process.records.empty()
+                                  ? proposalFor(record, process)
+                                  : "";
+    if (entry.empty()) continue;
+    return ", but " + process.program + " (" + std::to_string(process.pid) + ") runs; is \"" +
+           entry + "\" meant?";
+  }
+  return "";
+}
+
 utility::ItemDirectory tableOf(const utility::StringArray& list) {
   utility::ItemDirectory table(list.Length());
   for (unsigned int i = 0; i < list.Length(); ++i) {
@@ -80,7 +110,8 @@ utility::ItemDirectory tableOf(const utility::StringArray& list) {
 
 // The list of daemons of a configuration against the processes that run now.
 std::vector<std::string> checkRunning(const framework::Config& config, const char* instance,
-                                      utility::PutStream& stream) {
+                                      utility::PutStream& stream,
+                                      const framework::RunningCheck::Ask& ask) {
   const auto* list = config.propertyAsStringArray(
       framework::Config::concatName(instance, strings::pGSdata, false));
   if (list == nullptr) return {};
@@ -89,6 +120,14 @@ std::vector<std::string> checkRunning(const framework::Config& config, const cha
   for (unsigned int i = 0; i < table.Length(); ++i) {
     explainRecord(recordAt(table, i), processes, stream);
   }
+  std::vector<std::string> names;
+  for (unsigned int i = 0; i < table.Length(); ++i) {
+    names.emplace_back(recordAt(table, i).getNameString());
+  }
+  const std::vector<std::string> changes = previewStart(names, ask("process list"));
+  if (!changes.empty())
+    stream.PutS("a start with this configuration changes on the running host\n");
+  for (const std::string& change : changes) stream.PutF("%s\n", change.c_str());
   const char* host = framework::ApplicationArguments::getArgs().ArgValue(0);
   return surveyWarnings(table, processes, host == nullptr ? "" : utility::Path::baseName(host));
 }
@@ -145,7 +184,9 @@ std::vector<std::string> surveyWarnings(const utility::ItemDirectory& table,
   for (unsigned int i = 0; i < table.Length(); ++i) {
     const Process& record = recordAt(table, i);
     const std::string name = record.getNameString();
-    if (!matchesAny(record, others)) warnings.push_back(name + ": no running process matches");
+    if (!matchesAny(record, others)) {
+      warnings.push_back(name + ": no running process matches" + hintFor(record, others));
+    }
     if (matchesAny(record, hosts)) warnings.push_back(name + itself);
   }
   for (const SurveyedProcess& process : others) {

@@ -38,6 +38,10 @@ bool Path::isFile(const char* path) {
   return ::stat(Located(path).get(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+bool Path::isExecutable(const char* path) {
+  return isFile(path) && ::access(located(path).c_str(), X_OK) == 0;
+}
+
 bool Path::isOpenToOthers(const char* directory) {
   struct stat status {};
   if (::stat(Located(directory).get(), &status) != 0) return false;

@@ -14,6 +14,9 @@ class Path {
   /// Whether there is a regular file, or a link to one.
   static bool isFile(const char* path);
 
+  /// Whether there is a regular file, or a link to one, that this process may execute.
+  static bool isExecutable(const char* path);
+
   /// Whether others than root and the process's own user can put files of theirs in place of those
   /// of this directory. Not where it does not exist.
   static bool isOpenToOthers(const char* directory);

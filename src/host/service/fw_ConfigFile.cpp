@@ -375,6 +375,22 @@ void ConfigFile::checkInstances() {
   }
 }
 
+void ConfigFile::checkMachine() {
+  for (const std::string& name : ServiceProperties::names()) {
+    const auto look = ServiceProperties::lookOf(name);
+    if (look == nullptr || !isToBeBuilt(name)) continue;
+    for (const PlacedWarning& warning : look(m_config, name.c_str())) {
+      const std::string full = name + "." + warning.key;
+      const Property* property = m_config.find(full);
+      unsigned int line = property == nullptr ? 0 : property->line;
+      if (property != nullptr && warning.entry < property->entryLines.size()) {
+        line = property->entryLines[warning.entry];
+      }
+      add(false, line, full + ": " + warning.text);
+    }
+  }
+}
+
 void ConfigFile::checkServiceNames() {
   const Property* list = m_config.find("host.services");
   std::vector<std::string> seen;

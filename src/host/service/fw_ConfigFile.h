@@ -48,6 +48,10 @@ class ConfigFile {
   /// Checks the instances' tables by the rules that the loaded plug-ins registered.
   void checkInstances();
 
+  /// Lets the services that are to be built look for what does not fit this machine, all of it
+  /// warnings; for a file that is not refused.
+  void checkMachine();
+
   /// Adds a finding of the host's own that forbids to start; line 0 is the file as a whole.
   void refuse(unsigned int line, const std::string& text) { add(true, line, text); }
 

@@ -14,6 +14,7 @@ struct Registry {
   std::vector<std::string> duplicates;
   std::map<std::string, std::span<const PropertyRule>> rules;
   std::map<std::string, std::span<const VariableRule>> variables;
+  std::map<std::string, ServiceProperties::Look> looks;
 };
 
 Registry& registry() {
@@ -43,9 +44,10 @@ const std::vector<const ServiceFactory*>& ServiceFactory::all() { return registr
 const std::vector<std::string>& ServiceFactory::duplicates() { return registry().duplicates; }
 
 ServiceProperties::ServiceProperties(const char* name, std::span<const PropertyRule> rules,
-                                     std::span<const VariableRule> variables) {
+                                     std::span<const VariableRule> variables, Look look) {
   registry().rules.emplace(name, rules);
   registry().variables.emplace(name, variables);
+  registry().looks.emplace(name, look);
 }
 
 std::span<const PropertyRule> ServiceProperties::of(const std::string& name) {
@@ -56,6 +58,11 @@ std::span<const PropertyRule> ServiceProperties::of(const std::string& name) {
 std::span<const VariableRule> ServiceProperties::variablesOf(const std::string& name) {
   const auto found = registry().variables.find(name);
   return found == registry().variables.end() ? std::span<const VariableRule>() : found->second;
+}
+
+ServiceProperties::Look ServiceProperties::lookOf(const std::string& name) {
+  const auto found = registry().looks.find(name);
+  return found == registry().looks.end() ? nullptr : found->second;
 }
 
 std::vector<std::string> ServiceProperties::names() {

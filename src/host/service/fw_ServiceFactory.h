@@ -13,6 +13,7 @@ class StringArray;
 
 namespace framework {
 
+class Config;
 class Service;
 
 /// Pairs a service's name with the function that builds it. Made by static initialisers; a name
@@ -73,17 +74,30 @@ struct VariableRule {
   const char* absent;  ///< what its absence means, for a warning
 };
 
+/// What does not fit this machine, or another property, and may run all the same.
+struct PlacedWarning {
+  static constexpr unsigned int noEntry = ~0U;
+
+  std::string key;     ///< of the property
+  unsigned int entry;  ///< which one of a list it is about; noEntry: the whole
+  std::string text;    ///< of one line
+};
+
 /// Registers the rules of a service's properties, by static initialisers beside its factory; or
 /// those of a table of the host's own.
 class ServiceProperties {
  public:
+  /// Looks at the machine, for a configuration that keeps the rules.
+  using Look = std::vector<PlacedWarning> (*)(const Config& config, const char* instance);
+
   /// `name` and the rules must live as long as the program.
   ServiceProperties(const char* name, std::span<const PropertyRule> rules,
-                    std::span<const VariableRule> variables = {});
+                    std::span<const VariableRule> variables = {}, Look look = nullptr);
 
   /// The rules of the service of that name; empty when it registered none.
   static std::span<const PropertyRule> of(const std::string& name);
   static std::span<const VariableRule> variablesOf(const std::string& name);
+  static Look lookOf(const std::string& name);
   /// The names that have rules.
   static std::vector<std::string> names();
 };
