@@ -8,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -31,6 +32,7 @@
 #include "host/service/fw_RunningCheck.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "host/service/fw_ServiceHost.h"
+#include "host/service/fw_Watchdog.h"
 #include "host/web/ht_HttpServer.h"
 #include "mchost/Notify.h"
 #include "mchost/Piece.h"
@@ -252,7 +254,12 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
                     services.services().size() - static_cast<std::size_t>(failed),
                     failed == 0 ? "" : "; some have failed, see the console's services");
   beginPiece("host");
-  stop.waitForStop();
+  const auto untilNextLook = [] {
+    constexpr std::chrono::milliseconds roundedUp(1);
+    const std::chrono::microseconds time(framework::Watchdog::look());
+    return std::chrono::duration_cast<std::chrono::milliseconds>(time) + roundedUp;
+  };
+  while (!stop.waitForStop(untilNextLook())) continue;
   notify("STOPPING=1");
   Logger::StaticLog(LogType::Info, "stopping");
   beginPiece("commands of the console");
@@ -302,6 +309,7 @@ int run(const Options& options) {
     services::sysinfo::adoptMidplane(file.host().midplane.c_str());
   }
   framework::Container::setCommandLimit(file.host().commandSeconds);
+  framework::Watchdog::setNotify(notify);
   auto& services = framework::ServiceHost::instance();
   services.setProgress(beginPiece);
   Reports reports;

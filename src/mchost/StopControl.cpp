@@ -81,11 +81,6 @@ void StopControl::request() {
   ::eventfd_write(m_wake.get(), 1);
 }
 
-void StopControl::waitForStop() {
-  std::unique_lock lock(m_mutex);
-  m_changed.wait(lock, [this] { return m_requested; });
-}
-
 bool StopControl::waitForStop(std::chrono::milliseconds limit) {
   std::unique_lock lock(m_mutex);
   return m_changed.wait_for(lock, limit, [this] { return m_requested; });

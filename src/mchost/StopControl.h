@@ -32,10 +32,8 @@ class StopControl {
   /// Asks for the stop; any thread may call.
   void request();
 
-  /// Returns when the stop was asked for, by signal or by request.
-  void waitForStop();
-
-  /// The same, but no longer than `limit`; whether the stop was asked for.
+  /// Returns when the stop was asked for, by signal or by request, or after `limit`; whether it was
+  /// asked for.
   bool waitForStop(std::chrono::milliseconds limit);
 
  private:

@@ -7,6 +7,7 @@
 #include "host/base/fw_Container.h"
 #include "host/base/ut_Waiter.h"
 #include "host/machine/SimulatedPlatform.h"
+#include "host/service/fw_Watchdog.h"
 #include "support/LogCapture.h"
 
 namespace {
@@ -129,6 +130,37 @@ TEST_F(Simulation, ACommandThatDidNotEndByItselfIsAnErrorLine) {
     EXPECT_NE(framework::Container::spawn("x", nullptr, nullptr), 0) << row.line;
     EXPECT_EQ(log.count(row.line), 1) << row.line;
   }
+}
+
+std::vector<std::string> notified;
+
+TEST_F(Simulation, AThreadThatHangsIsAnErrorLineAndItsReturnAWarning) {
+  using framework::Watchdog;
+  const test::LogCapture log;
+  const auto looksIn = [&](std::int64_t microseconds) {
+    machine.pass(microseconds);
+    return Watchdog::look();
+  };
+  framework::Container::setCommandLimit(60);
+  Watchdog::setNotify([](const char* state) { notified.emplace_back(state); });
+  Watchdog::begin("the cycle", 10);
+  EXPECT_EQ(looksIn(0), 210 * second);
+  EXPECT_EQ(looksIn(209 * second), second);
+  Watchdog::beat();
+  EXPECT_EQ(looksIn(210 * second - 1), 1);
+  EXPECT_EQ(log.count("host: "), 0);
+  EXPECT_EQ(looksIn(1), 70 * second);
+  looksIn(70 * second);
+  EXPECT_EQ(log.count("error   host: the cycle hangs: it has not come round for 210 s"), 1);
+  Watchdog::beat();
+  looksIn(0);
+  EXPECT_EQ(log.count("warning host: the cycle goes on"), 1);
+  Watchdog::end();
+  looksIn(1000 * second);
+  EXPECT_EQ(log.count("host: "), 2);
+  EXPECT_EQ(notified,
+            (std::vector<std::string>{"WATCHDOG_USEC=280000000", "WATCHDOG=1", "WATCHDOG=1"}));
+  Watchdog::setNotify(nullptr);
 }
 
 }  // namespace

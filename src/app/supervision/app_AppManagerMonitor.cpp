@@ -1,8 +1,11 @@
 // The supervision service: the monitor thread and its poll cycle.
+#include <algorithm>
+
 #include "app/supervision/app_AppManager.h"
 #include "host/base/fw_Container.h"
 #include "host/base/fw_Guarded.h"
 #include "host/base/st_StringRepository.h"
+#include "host/service/fw_Watchdog.h"
 #include "util/ut_BufferStream.h"
 #include "util/ut_TimeMeasure.h"
 #include "util/ut_TimeStamp.h"
@@ -27,11 +30,14 @@ std::int64_t secondsSince(std::int64_t timestamp) {
 
 void AppManager::threadDo(int /*index*/) {
   const Clock threadStart = TimeMeasure::getTimestamp();
+  framework::Watchdog::begin("the poll cycle", std::max(m_pollSeconds, shortWaitSeconds));
   while (!requestToShutdown()) {
+    framework::Watchdog::beat();
     const Clock cycleStart = TimeMeasure::getTimestamp();
     framework::guarded(getNameString(), "poll cycle", [&] { pollCycle(threadStart); });
     sleepUntilNextCycle(cycleStart);
   }
+  framework::Watchdog::end();
 }
 
 void AppManager::pollCycle(Clock threadStart) {

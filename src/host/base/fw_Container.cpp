@@ -15,7 +15,7 @@ namespace framework {
 
 namespace {
 
-std::atomic<std::int64_t> commandLimit = 60 * 1000000LL;
+std::atomic<std::int64_t> limitOfCommands = 60 * 1000000LL;
 std::atomic<Console*> theConsole = nullptr;
 
 // A command whose thread has used its budget up still gets this long, so that a short one behind
@@ -29,7 +29,7 @@ constexpr std::int64_t noBudget = -1;
 thread_local std::int64_t budgetEnd = noBudget;  // when the thread's shared limit runs out
 
 std::int64_t remainingLimit() {
-  if (budgetEnd == noBudget) return commandLimit;
+  if (budgetEnd == noBudget) return limitOfCommands;
   return std::max(leastLimit, budgetEnd - platform::Platform::current().now());
 }
 
@@ -114,12 +114,16 @@ int Container::queueSignal(int pid, int signal, int value) {
   return platform::Platform::current().queueSignal(pid, signal, value);
 }
 
-void Container::setCommandLimit(int seconds) { commandLimit = seconds * 1000000LL; }
+void Container::setCommandLimit(int seconds) { limitOfCommands = seconds * 1000000LL; }
+
+int Container::commandLimit() { return static_cast<int>(limitOfCommands / 1000000); }
 
 Console* Container::getConsole() { return theConsole; }
 void Container::setConsole(Console* console) { theConsole = console; }
 
-CommandBudget::CommandBudget() { budgetEnd = platform::Platform::current().now() + commandLimit; }
+CommandBudget::CommandBudget() {
+  budgetEnd = platform::Platform::current().now() + limitOfCommands;
+}
 
 CommandBudget::~CommandBudget() { budgetEnd = noBudget; }
 

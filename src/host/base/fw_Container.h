@@ -56,6 +56,7 @@ class Container {
 
   /// The time that one foreground command may take, in seconds. Set before services are built.
   static void setCommandLimit(int seconds);
+  static int commandLimit();
 
   /// The host's console; null before it exists.
   static Console* getConsole();
