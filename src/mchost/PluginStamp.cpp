@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t most = 1 << 20;  // bytes of headers or notes; no library has so many
 constexpr std::size_t aligned = 4;     // as the notes of plug-ins are
-constexpr std::string_view owner("MC", 3);
+constexpr std::string_view owner("MC\0", 3);
 
 struct Stamp {
   std::uint32_t interface = 0;
