@@ -88,14 +88,14 @@ class SupervisionModel {
     if (line.starts_with("/app/etc/init.d/")) callForWake();
   }
   long number(const char* name) const { return m_complete ? m_story.number(name) : 0; }
-  long secondsSince(std::int64_t time) const { return (m_now - time) / 1000; }
+  long secondsSince(std::int64_t time) const { return static_cast<long>((m_now - time) / 1000); }
   // Whether more than these seconds have passed since the mark, which is then set again.
-  bool due(std::int64_t& mark, long passed, long seconds) {
+  bool due(std::int64_t& mark, std::int64_t passed, std::int64_t seconds) {
     if (passed > seconds) mark = m_now;
     return passed > seconds;
   }
   std::string timeText(std::int64_t time, const char* format) const {
-    const std::time_t seconds = (time + m_clockStep) / 1000;
+    const auto seconds = static_cast<std::time_t>((time + m_clockStep) / 1000);
     std::ostringstream result;
     result << std::put_time(std::gmtime(&seconds), format);
     return result.str();

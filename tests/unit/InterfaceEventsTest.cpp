@@ -67,7 +67,7 @@ class InterfaceEvents : public testing::Test, protected test::ManagedInterfaces 
 // Whatever ends the process or fails while the file is replaced: the old one stands there or the
 // new, nobody is signalled for the old one, and the next change goes through.
 TEST_F(InterfaceEvents, ACrashOrAFailureAtAnyStepLeavesTheOldFileOrTheNew) {
-  const std::string temporary = std::string(snmpdConf) + ".new";
+  const std::string temporary = snmpdConf + std::string(".new");
   std::filesystem::create_directory(controller.machine.root() + temporary);  // cannot be opened
   manager->updateSnmpdConfiguration(nullptr, nullptr);
   EXPECT_EQ(file(), "old\n");

@@ -73,7 +73,7 @@ struct StreamModel {
   // Each answers what is thrown, empty for nothing.
   std::string put(const std::string& text, const char* operation) {
     const auto room = head < 0 ? 0 : std::max<std::int64_t>(0, capacity() - head);
-    const auto run = std::min(room, std::ssize(text));
+    const auto run = std::min<std::int64_t>(room, std::ssize(text));
     if (run > 0) {
       array.replace(size_t(head), size_t(run), text, 0, size_t(run));
       array[size_t(head += run)] = '\0';

@@ -3,6 +3,7 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,6 +47,13 @@ Pending pendingOf(int socket) {
   return size < 0 ? Pending::Nothing : Pending::Something;
 }
 
+// Which file stands at a path: its device and number, zeros for none.
+std::pair<std::uint64_t, std::uint64_t> fileAt(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) return {};
+  return {status.st_dev, status.st_ino};
+}
+
 // Sends what answers a client's lines. False when it does not take it.
 bool sendAnswers(int socket, const std::string& frames, const Console& console) {
   if (sendAll(socket, frames)) return true;
@@ -86,7 +94,7 @@ std::string ConsoleServer::listen(const std::string& path) {
   std::string error;
   m_listener = listenAt(path, error);
   m_path = path;
-  if (error.empty()) ::lstat(path.c_str(), &m_file);
+  if (error.empty()) m_file = fileAt(path);
   return error;
 }
 
@@ -100,11 +108,7 @@ void ConsoleServer::stop() {
   m_stopping = true;
   ::eventfd_write(m_wake.get(), 1);
   if (m_thread.joinable()) m_thread.join();
-  struct stat file {};
-  const bool there = ::lstat(m_path.c_str(), &file) == 0;
-  if (there && file.st_dev == m_file.st_dev && file.st_ino == m_file.st_ino) {
-    ::unlink(m_path.c_str());
-  }
+  if (m_file == fileAt(m_path)) ::unlink(m_path.c_str());
   m_listener.reset();
   for (Client& client : m_clients) ::shutdown(client.socket.get(), SHUT_RDWR);
   for (Client& client : m_clients) client.thread.join();

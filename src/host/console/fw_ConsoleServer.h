@@ -2,7 +2,6 @@
 #pragma once
 
 #include <sys/socket.h>
-#include <sys/stat.h>
 
 #include <atomic>
 #include <chrono>
@@ -10,6 +9,7 @@
 #include <list>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "host/console/fw_Console.h"
 #include "host/console/fw_ConsoleSocket.h"
@@ -85,7 +85,7 @@ class ConsoleServer {
   std::chrono::milliseconds m_sendLimit;
   Console m_console;
   std::string m_path;
-  struct stat m_file {};  // the socket's file
+  std::pair<std::uint64_t, std::uint64_t> m_file;  // the socket's device and number
   platform::Descriptor m_listener;
   platform::Descriptor m_wake;  // an event counter: a client is done, or the server stops
   std::atomic<bool> m_stopping = false;

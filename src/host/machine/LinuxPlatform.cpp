@@ -46,7 +46,8 @@ void LinuxPlatform::wait(WaitPoint& point, std::int64_t microseconds) {
 }
 
 void LinuxPlatform::delay(std::int64_t microseconds) {
-  timespec left{microseconds / 1000000, microseconds % 1000000 * 1000};
+  timespec left{.tv_sec = microseconds / 1000000,
+                .tv_nsec = static_cast<long>(microseconds % 1000000) * 1000};
   while (::clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) continue;
 }
 

@@ -62,7 +62,7 @@ int millisecondsTo(std::chrono::steady_clock::time_point time) {
   using Clock = std::chrono::steady_clock;
   if (time == Clock::time_point::max()) return -1;
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(time - Clock::now()).count();
-  return static_cast<int>(std::clamp<long>(left, 0, INT_MAX));
+  return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
 }
 
 // A filter over the TCP header drops what has SYN set: a client sends that only to begin.

@@ -54,7 +54,7 @@ const Property* Config::lookUp(const char* instance, const char* key, bool requi
 
 bool Config::getIntValueOf(const char* instance, const char* key, bool required, int* out) const {
   const Property* property = lookUp(instance, key, required);
-  const auto* value = property == nullptr ? nullptr : std::get_if<long>(&property->value);
+  const auto* value = property == nullptr ? nullptr : std::get_if<std::int64_t>(&property->value);
   if (value != nullptr) *out = static_cast<int>(*value);
   return value != nullptr;
 }

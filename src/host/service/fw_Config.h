@@ -1,6 +1,7 @@
 // The configuration: the properties of every instance, as they were read from the file.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <variant>
@@ -19,7 +20,7 @@ struct OtherValue {
 
 /// One property: its value and the line of the file that gave it.
 struct Property {
-  std::variant<long, bool, std::string, utility::StringArray, OtherValue> value = {};
+  std::variant<std::int64_t, bool, std::string, utility::StringArray, OtherValue> value = {};
   unsigned int line = 0;
   std::vector<unsigned int> entryLines = {};  ///< of a list: the line of each entry
 };

@@ -91,7 +91,7 @@ void convertList(const toml::array& source, Property& property) {
 
 void convert(const toml::node& node, Property& property) {
   property.value = otherValue(node);
-  if (const auto* integer = node.as_integer()) property.value = static_cast<long>(integer->get());
+  if (const auto* integer = node.as_integer()) property.value = integer->get();
   if (const auto* flag = node.as_boolean()) property.value = flag->get();
   if (isText(node)) property.value = node.as_string()->get();
   if (const auto* list = node.as_array()) convertList(*list, property);
@@ -132,7 +132,7 @@ std::vector<PropertyFinding> apply(const PropertyRule& rule, const Property& pro
     if (other != nullptr) findings.back().text += other->but;
     if (other != nullptr) findings.back().line = other->line;
   } else if (rule.type == PropertyType::Integer) {
-    const long value = std::get<long>(property.value);
+    const std::int64_t value = std::get<std::int64_t>(property.value);
     if (value < rule.minimum || value > rule.maximum) findings.push_back({true, rangeText(rule)});
   } else if (rule.type == PropertyType::Text) {
     const char* value = std::get<std::string>(property.value).c_str();
