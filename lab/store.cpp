@@ -13,7 +13,7 @@
 
 #include "sysinfo/record/si_Grammar.h"
 #include "sysinfo/record/si_Scopes.h"
-#include "sysinfo/store/si_Database.h"
+#include "sysinfo/store/si_Keeper.h"
 #include "sysinfo/store/si_Store.h"
 #include "sysinfo/store/si_Transfer.h"
 
@@ -47,8 +47,8 @@ Rows groupOf(std::string_view group, const Rows& rows) {
 
 void get(std::string_view group) {
   // The copy is replaced whole after each change, so it can be read while the host runs.
-  const Database copy(storePath() + ".good");
-  if (copy.state() != Database::State::Good) throw std::runtime_error("no store to read");
+  const Keeper copy(storePath() + ".good");
+  if (copy.state() != Keeper::State::Good) throw std::runtime_error("no store to read");
   std::cout << group << '\n';
   for (const auto& [place, value] : groupOf(group, copy.rows())) {
     std::cout << (group == firmware ? firmware : place.scope) << '\t' << place.key << '\t' << value

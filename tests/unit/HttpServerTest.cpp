@@ -47,7 +47,7 @@ class WebServing : public testing::Test {
     settings.limits.request = settings.limits.response = hours(1);
     settings.limits.retry = milliseconds(10);
   }
-  void serve(Responder::Page page = [] { return "page"; }) {
+  void serve(HttpServer::Page page = [] { return "page"; }) {
     server.reset();
     server.emplace(settings, std::move(page));
   }

@@ -4,12 +4,11 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <openssl/crypto.h>
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
-#include <openssl/rand.h>
+#include <nettle/hmac.h>
+#include <nettle/memops.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,21 +45,26 @@ constexpr std::chrono::seconds pauseAccepting{1};
 // Empty when the machine has no randomness to give.
 std::string newNonce() {
   std::array<unsigned char, nonceDigits / 2> bytes;
-  if (RAND_bytes(bytes.data(), bytes.size()) != 1) return {};
+  if (::getrandom(bytes.data(), bytes.size(), 0) != std::ssize(bytes)) return {};
   return hexadecimal(bytes);
 }
 
+const std::uint8_t* bytesOf(const std::string& text) {
+  return reinterpret_cast<const std::uint8_t*>(text.data());
+}
+
 std::string signatureOf(const std::string& key, const std::string& nonce, const std::string& body) {
-  const std::string text = nonce + body;
-  std::array<unsigned char, EVP_MAX_MD_SIZE> bytes;
-  unsigned int size = 0;
-  HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()),
-       reinterpret_cast<const unsigned char*>(text.data()), text.size(), bytes.data(), &size);
-  return hexadecimal({bytes.data(), size});
+  hmac_sha256_ctx context;
+  hmac_sha256_set_key(&context, key.size(), bytesOf(key));
+  hmac_sha256_update(&context, nonce.size(), bytesOf(nonce));
+  hmac_sha256_update(&context, body.size(), bytesOf(body));
+  std::array<std::uint8_t, SHA256_DIGEST_SIZE> bytes;
+  hmac_sha256_digest(&context, bytes.size(), bytes.data());
+  return hexadecimal(bytes);
 }
 
 bool isSame(const std::string& one, const std::string& other) {
-  return one.size() == other.size() && CRYPTO_memcmp(one.data(), other.data(), one.size()) == 0;
+  return one.size() == other.size() && memeql_sec(one.data(), other.data(), one.size()) != 0;
 }
 
 // A connection with a deadline for all that is done on it.

@@ -2,9 +2,13 @@
 #include "host/web/ht_HttpServer.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <utility>
 
 #include "host/log/fw_Logger.h"
+#include "host/web/ht_Listener.h"
+#include "host/web/ht_Responder.h"
 
 namespace services::http {
 
@@ -13,45 +17,56 @@ using framework::LogType;
 
 std::atomic<HttpServer*> HttpServer::m_pSingleton = nullptr;
 
-HttpServer::HttpServer(const WebSettings& settings, Responder::Page page)
-    : m_settings(settings),
-      m_responder(std::move(page),
-                  {.isOpen = [this] { return isEnabledConnections("SSLListener"); },
-                   .port = settings.sslPort,
-                   .address = settings.address}),
-      m_listeners{{{"StandardListener", m_settings, m_settings.port, false, m_responder},
-                   {"SSLListener", m_settings, m_settings.sslPort, true, m_responder}}} {
+struct HttpServer::Listeners {
+  Listeners(const WebSettings& given, Page page)
+      : settings(given),
+        responder(std::move(page), {.isOpen = [this] { return all[1].isOpen(); },
+                                    .port = given.sslPort,
+                                    .address = given.address}) {}
+
+  Listener* findOrSay(const char* name) {
+    for (Listener& listener : all) {
+      if (std::strcmp(listener.name(), name) == 0) return &listener;
+    }
+    Logger::StaticLog(LogType::Error, "web: no listener is named %s", name);
+    return nullptr;
+  }
+
+  const WebSettings settings;
+  Responder responder;
+  std::array<Listener, 2> all{{{"StandardListener", settings, settings.port, false, responder},
+                               {"SSLListener", settings, settings.sslPort, true, responder}}};
+};
+
+HttpServer::HttpServer(const WebSettings& settings, Page page)
+    : m_listeners(std::make_unique<Listeners>(settings, std::move(page))) {
   m_pSingleton = this;
 }
 
 HttpServer::~HttpServer() {
   m_pSingleton = nullptr;
-  for (Listener& listener : m_listeners) listener.stop();
-}
-
-Listener* HttpServer::findOrSay(const char* name) {
-  for (Listener& listener : m_listeners) {
-    if (std::strcmp(listener.name(), name) == 0) return &listener;
-  }
-  Logger::StaticLog(LogType::Error, "web: no listener is named %s", name);
-  return nullptr;
+  for (Listener& listener : m_listeners->all) listener.stop();
 }
 
 bool HttpServer::enableConnections(const char* name) {
-  Listener* listener = findOrSay(name);
+  Listener* listener = m_listeners->findOrSay(name);
   return listener != nullptr && listener->enable();
 }
 
 bool HttpServer::disableConnections(const char* name) {
-  Listener* listener = findOrSay(name);
+  Listener* listener = m_listeners->findOrSay(name);
   if (listener != nullptr) listener->disable();
   return listener != nullptr;
 }
 
 bool HttpServer::isEnabledConnections(const char* name) const {
-  return std::ranges::any_of(m_listeners, [name](const Listener& listener) {
+  return std::ranges::any_of(m_listeners->all, [name](const Listener& listener) {
     return std::strcmp(listener.name(), name) == 0 && listener.isOpen();
   });
+}
+
+void HttpServer::setSite(std::shared_ptr<const Site> site) {
+  m_listeners->responder.setSite(std::move(site));
 }
 
 }  // namespace services::http

@@ -1,14 +1,16 @@
 // The web listeners by their names.
 #pragma once
 
-#include <array>
 #include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
 
-#include "host/web/ht_Listener.h"
-#include "host/web/ht_Responder.h"
 #include "host/web/ht_WebSettings.h"
 
 namespace services::http {
+
+struct Site;
 
 /// Serves one read-only page, or what a plug-in gives it, by two listeners, "StandardListener"
 /// (plain) and "SSLListener" (TLS 1.2 or later), both closed at first. They share no thread and no
@@ -16,10 +18,15 @@ namespace services::http {
 ///
 /// The switches may be called by any thread, a page being rendered included, and with any lock
 /// held: they wait for no client and call nothing that takes a lock but the log's queue.
+///
+/// In a build for small controllers (ht_NoHttpServer.cpp) there are no listeners to open.
 class HttpServer {
  public:
+  /// Renders the page as ht_Responder.h says.
+  using Page = std::function<std::string()>;
+
   /// There is one server at a time.
-  HttpServer(const WebSettings& settings, Responder::Page page);
+  HttpServer(const WebSettings& settings, Page page);
 
   /// Closes the listeners and gives clients a second to end; then they are disconnected. A page
   /// that is being rendered is waited for. No other call may run.
@@ -45,16 +52,14 @@ class HttpServer {
 
   /// What a plug-in serves from here on, null for the page. Returns when no handler of the site
   /// before it runs any more; not to be called by one.
-  void setSite(std::shared_ptr<const Site> site) { m_responder.setSite(std::move(site)); }
+  void setSite(std::shared_ptr<const Site> site);
 
  private:
-  Listener* findOrSay(const char* name);
+  struct Listeners;
 
   static std::atomic<HttpServer*> m_pSingleton;
 
-  const WebSettings m_settings;
-  Responder m_responder;
-  std::array<Listener, 2> m_listeners;
+  const std::unique_ptr<Listeners> m_listeners;
 };
 
 }  // namespace services::http

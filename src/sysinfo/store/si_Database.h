@@ -20,6 +20,9 @@ class Database {
  public:
   enum class State { Good, Empty, Damaged, Newer, Failed };
 
+  /// The file's name in the directory of the system information.
+  static constexpr const char* fileName = "system.db";
+
   /// Opens the file, made when it is missing, and verifies it; a file of an older schema is brought
   /// forward.
   explicit Database(const std::string& path);

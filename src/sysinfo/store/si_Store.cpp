@@ -1,4 +1,4 @@
-// The durable values: rows in a database file that survives power loss and damage.
+// The durable values: rows in a file that survives power loss and damage.
 #include "sysinfo/store/si_Store.h"
 
 #include <sys/stat.h>
@@ -18,7 +18,7 @@ namespace {
 
 using framework::Logger;
 using framework::LogType;
-using State = Database::State;
+using State = Keeper::State;
 using utility::Path;
 
 std::string copyOf(const std::string& path) { return path + ".good"; }
@@ -37,8 +37,8 @@ std::string setAside(const std::string& path, const char* why) {
 }
 
 // Opens a file; one that must not be used is set aside, and opening begins anew.
-std::unique_ptr<Database> openUsable(const std::string& path) {
-  auto database = std::make_unique<Database>(Path::located(path));
+std::unique_ptr<Keeper> openUsable(const std::string& path) {
+  auto database = std::make_unique<Keeper>(Path::located(path));
   const State state = database->state();
   if (state != State::Damaged && state != State::Newer) return database;
   const std::string cause = database->error();
@@ -47,11 +47,11 @@ std::unique_ptr<Database> openUsable(const std::string& path) {
   Logger::StaticLog(LogType::Error, "system information: %s cannot be used (%s): kept as %s",
                     path.c_str(), cause.c_str(), aside.empty() ? "it is" : aside.c_str());
   if (aside.empty()) return nullptr;
-  return std::make_unique<Database>(Path::located(path));
+  return std::make_unique<Keeper>(Path::located(path));
 }
 
 // Writes a complete copy of the database to `path`, in place of what is there.
-bool copyInto(Database& database, const std::string& path) {
+bool copyInto(Keeper& database, const std::string& path) {
   const std::string temporary = utility::temporaryOf(path);
   Path::remove(temporary.c_str());
   if (!database.copyTo(Path::located(temporary))) {
@@ -62,15 +62,15 @@ bool copyInto(Database& database, const std::string& path) {
 }
 
 // The file made anew from its last good copy; null when there is none.
-std::unique_ptr<Database> openCopy(const std::string& path) {
+std::unique_ptr<Keeper> openCopy(const std::string& path) {
   if (!Path::exists(copyOf(path).c_str())) return nullptr;
   const auto copy = openUsable(copyOf(path));
   if (copy == nullptr || copy->state() != State::Good) return nullptr;
   if (!copyInto(*copy, path)) return nullptr;
-  return std::make_unique<Database>(Path::located(path));
+  return std::make_unique<Keeper>(Path::located(path));
 }
 
-bool isUsable(const Database* database) {
+bool isUsable(const Keeper* database) {
   return database != nullptr &&
          (database->state() == State::Good || database->state() == State::Empty);
 }
@@ -78,7 +78,7 @@ bool isUsable(const Database* database) {
 }  // namespace
 
 std::string storePath() {
-  return std::string(utility::Environment::configDirectory()) + "/sysinfo/system.db";
+  return std::string(utility::Environment::configDirectory()) + "/sysinfo/" + Keeper::fileName;
 }
 
 Store::Store(const std::string& path, const Rows& initial, Render render,
@@ -118,7 +118,7 @@ bool Store::own(const std::function<bool()>& pause) {
 
 // The file for use, made from its good copy where nothing was stored in it. Null when it cannot be
 // opened.
-std::unique_ptr<Database> Store::open() {
+std::unique_ptr<Keeper> Store::open() {
   auto database = openUsable(m_path);
   if (isUsable(database.get()) && database->state() == State::Empty) {
     database.reset();
@@ -127,7 +127,7 @@ std::unique_ptr<Database> Store::open() {
                         copyOf(m_path).c_str());
       return restored;
     }
-    database = std::make_unique<Database>(Path::located(m_path));
+    database = std::make_unique<Keeper>(Path::located(m_path));
   }
   if (isUsable(database.get())) return database;
   Logger::StaticLog(LogType::Error, "system information: %s cannot be opened: %s", m_path.c_str(),
@@ -137,7 +137,7 @@ std::unique_ptr<Database> Store::open() {
 
 void Store::readCopy() {
   if (!Path::exists(copyOf(m_path).c_str())) return;
-  const Database copy(Path::located(copyOf(m_path)));
+  const Keeper copy(Path::located(copyOf(m_path)));
   if (copy.state() != State::Good) return;
   m_rows = copy.rows();
   Logger::StaticLog(LogType::Error, "system information: as in the last good copy %s",

@@ -1,4 +1,4 @@
-// The durable values: rows in a database file that survives power loss and damage.
+// The durable values: rows in a file that survives power loss and damage.
 #pragma once
 
 #include <atomic>
@@ -9,16 +9,16 @@
 #include <vector>
 
 #include "sysinfo/record/si_Rows.h"
-#include "sysinfo/store/si_Database.h"
 #include "sysinfo/store/si_DirectoryLock.h"
+#include "sysinfo/store/si_Keeper.h"
 
 namespace services::sysinfo {
 
 /// The store's file, in the configuration directory.
 std::string storePath();
 
-/// Keeps rows in an SQLite file, with a verified copy of its last state beside it. Any thread may
-/// call. The file's directory belongs to one process at a time, until the store or the process
+/// Keeps rows in a file (si_Keeper.h), with a verified copy of its last state beside it. Any thread
+/// may call. The file's directory belongs to one process at a time, until the store or the process
 /// ends.
 ///
 /// A file that is damaged, or of a newer schema, is set aside as NAME.damaged-N or NAME.newer-N,
@@ -49,7 +49,7 @@ class Store {
 
  private:
   bool own(const std::function<bool()>& pause);
-  std::unique_ptr<Database> open();
+  std::unique_ptr<Keeper> open();
   bool reopen();
   bool commit(const Rows& wanted);
   void readCopy();
@@ -61,7 +61,7 @@ class Store {
   DirectoryLock m_lock;
   std::atomic<bool> m_isElsewhere = false;
   bool m_known = false;  // whether the rows are those that the file held when it was last open
-  std::unique_ptr<Database> m_database;
+  std::unique_ptr<Keeper> m_database;
   Rows m_rows;
 };
 

@@ -1,10 +1,9 @@
 // What one controller gives another when it gives its settings.
 #include "sysinfo/store/si_Transfer.h"
 
-#include <openssl/evp.h>
+#include <nettle/sha2.h>
 
 #include <array>
-#include <memory>
 
 #include "sysinfo/record/si_Scopes.h"
 #include "util/si_Hexadecimal.h"
@@ -23,23 +22,22 @@ Rows transferable(const Rows& rows) {
 }
 
 std::string digestOf(const Rows& rows) {
-  const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
-                                                                        EVP_MD_CTX_free);
-  EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr);
+  sha256_ctx context;
+  sha256_init(&context);
   const auto add = [&context](const std::string& text) {
     const std::string length = std::to_string(text.size()) + ":";
-    EVP_DigestUpdate(context.get(), length.data(), length.size());
-    EVP_DigestUpdate(context.get(), text.data(), text.size());
+    for (const std::string& part : {length, text}) {
+      sha256_update(&context, part.size(), reinterpret_cast<const std::uint8_t*>(part.data()));
+    }
   };
   for (const auto& [place, value] : rows) {
     add(place.scope);
     add(place.key);
     add(value);
   }
-  std::array<unsigned char, EVP_MAX_MD_SIZE> bytes;
-  unsigned int size = 0;
-  EVP_DigestFinal_ex(context.get(), bytes.data(), &size);
-  return hexadecimal({bytes.data(), size});
+  std::array<std::uint8_t, SHA256_DIGEST_SIZE> bytes;
+  sha256_digest(&context, bytes.size(), bytes.data());
+  return hexadecimal(bytes);
 }
 
 }  // namespace services::sysinfo

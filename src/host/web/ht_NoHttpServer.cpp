@@ -1,0 +1,27 @@
+// The host of a small controller: it has no web listeners.
+#include "host/log/fw_Logger.h"
+#include "host/web/ht_HttpServer.h"
+
+namespace services::http {
+
+std::atomic<HttpServer*> HttpServer::m_pSingleton = nullptr;
+
+struct HttpServer::Listeners {};
+
+HttpServer::HttpServer(const WebSettings& /*settings*/, Page /*page*/) { m_pSingleton = this; }
+
+HttpServer::~HttpServer() { m_pSingleton = nullptr; }
+
+bool HttpServer::enableConnections(const char* name) {
+  framework::Logger::StaticLog(framework::LogType::Info,
+                               "web: %s stays closed: this host is built without listeners", name);
+  return false;
+}
+
+bool HttpServer::disableConnections(const char* /*name*/) { return true; }
+
+void HttpServer::setSite(std::shared_ptr<const Site> /*site*/) {}
+
+bool HttpServer::isEnabledConnections(const char* /*name*/) const { return false; }
+
+}  // namespace services::http
