@@ -7,6 +7,7 @@
 #include "host/log/fw_Logger.h"
 #include "sysinfo/manager/us_UserChange.h"
 #include "sysinfo/record/si_Scopes.h"
+#include "sysinfo/record/us_Password.h"
 
 namespace services::user {
 
@@ -17,6 +18,7 @@ using sysinfo::Rows;
 namespace {
 
 constexpr int mostUsers = 10000;
+constexpr const char* noHash = "the password could not be hashed: memory or random bytes are short";
 
 std::string scopeOf(const std::string& name) { return std::string(sysinfo::userScope) + name; }
 
@@ -56,6 +58,14 @@ std::string refusalOf(const User& user) {
     return std::string(field.key) + " " + field.grammar->rule;
   }
   return contradictionOf(user);
+}
+
+// Keeps the hash of a password that is needed by nobody as it is. False where it cannot be had.
+bool hidePassword(User& user) {
+  const std::string password = user.getPassword();
+  if (password.empty() || user.hasSnmpRole() || isHashedPassword(password.c_str())) return true;
+  user.setPassword(hashedPassword(password).c_str());
+  return *user.getPassword() != '\0';
 }
 
 // Whether a stored user cannot be put in force, which is logged.
@@ -120,7 +130,9 @@ std::string UserManager::addUser(const User& user) {
   if (std::string refusal = refusalOf(user); !refusal.empty()) return refusal;
   if (find(user.getNameString()) != nullptr) return "there is a user of this name already";
   if (numUsers(strings::tGSreadAccess) == mostUsers) return "there are as many users as can be";
-  return replace(std::make_shared<const User>(user), strings::tGSuserAccessChanged);
+  const auto record = std::make_shared<User>(user);
+  if (!hidePassword(*record)) return noHash;
+  return replace(record, strings::tGSuserAccessChanged);
 }
 
 std::string UserManager::changeUser(const std::string& name,
@@ -131,6 +143,7 @@ std::string UserManager::changeUser(const std::string& name,
   User user(*before);
   if (std::string refusal = edit(user); !refusal.empty()) return refusal;
   if (std::string refusal = refusalOf(user); !refusal.empty()) return refusal;
+  if (!hidePassword(user)) return noHash;
   return replace(std::make_shared<const User>(user), concernsAccess(*before, user)
                                                          ? strings::tGSuserAccessChanged
                                                          : strings::tGSuserChanged);

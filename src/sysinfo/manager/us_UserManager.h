@@ -35,6 +35,9 @@ class UserManager {
   /// line that says why nothing was changed. One change at a time: `edit` gets the record in force
   /// to change, under the lock of changes, and answers likewise.
   ///
+  /// Of a user without an SNMP role the password is kept as a hash (us_Password.h), which takes
+  /// tens of milliseconds at a change.
+  ///
   /// userAccessChanged is raised by an addition, a removal (with the record marked deleted), and a
   /// change of Interfaces or Password: what the daemons that log users in must learn. userChanged
   /// is raised by any other change.
@@ -43,6 +46,9 @@ class UserManager {
                          const std::function<std::string(User& user)>& edit);
   std::string deleteUser(const std::string& name);
 
+  /// The user of that name as it is in force at present; null when there is none.
+  std::shared_ptr<const User> find(const std::string& name) const;
+
   /// Takes the users of these rows in place of those in force, without an event. Call before
   /// services are built.
   void load(const sysinfo::Rows& rows);
@@ -50,7 +56,6 @@ class UserManager {
  private:
   using Record = std::shared_ptr<const User>;
 
-  Record find(const std::string& name) const;
   std::string replace(const Record& record, strings::stringtoken event);
 
   mutable std::mutex m_mutex;  // guards what follows

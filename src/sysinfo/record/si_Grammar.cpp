@@ -9,6 +9,7 @@
 #include "host/base/fw_Entrance.h"
 #include "host/base/st_StringRepository.h"
 #include "sysinfo/record/si_MacAddress.h"
+#include "sysinfo/record/us_Password.h"
 #include "util/ut_IPV4Address.h"
 
 namespace services::sysinfo {
@@ -80,6 +81,8 @@ bool isPassword(const char* text) {
          std::ranges::all_of(view, [](char c) { return isPrintable(c) && !isOneOf(c, "\"\\"); });
 }
 
+bool isKeptPassword(const char* text) { return isPassword(text) || user::isHashedPassword(text); }
+
 bool isPort(const std::string& text) {
   return !text.empty() && text.size() <= 5 && isTimestamp(text.c_str()) && std::stoi(text) >= 1 &&
          std::stoi(text) <= 65535;
@@ -116,6 +119,11 @@ bool areRoles(const char* text) {
     if (rest.empty()) return false;
   }
   return true;
+}
+
+bool isRights(const char* text) {
+  const std::string_view view(text);
+  return view == "ReadOnly" || view == "Operator" || view == "Administrator";
 }
 
 bool isAuthType(const char* text) {
@@ -171,11 +179,15 @@ const Grammar storedUserNameGrammar = {
 const Grammar passwordGrammar = {
     emptyOr<isPassword>,
     "must be 8 to 64 printable characters, no double quote or backslash, or empty", true};
+const Grammar keptPasswordGrammar = {
+    emptyOr<isKeptPassword>,
+    "must be 8 to 64 printable characters, no double quote or backslash, or empty", true};
 const Grammar targetGrammar = {emptyOr<isTarget>, "must be HOST or HOST:PORT"};
 const Grammar rolesGrammar = {
     areRoles,
     "must be a list, joined by \",\", of Http, Https, Telnet, Ssh, Smis, Ftp, Snmp, Debug, Usmis, "
     "ActivityProgress, SnmpUser and SnmpTarget"};
+const Grammar rightsGrammar = {isRights, "must be ReadOnly, Operator or Administrator"};
 const Grammar authTypeGrammar = {isAuthType, "must be none, MD5 or SHA"};
 const Grammar privacyTypeGrammar = {isPrivacyType, "must be none, DES or AES"};
 

@@ -27,8 +27,10 @@ extern const Grammar communityGrammar;  ///< a community of SNMP
 extern const Grammar userNameGrammar;   ///< the name of a user who is added
 extern const Grammar storedUserNameGrammar;  ///< one who was stored, perhaps by an older release
 extern const Grammar passwordGrammar;        ///< a password, or empty
+extern const Grammar keptPasswordGrammar;    ///< the same, or the hash of one
 extern const Grammar targetGrammar;          ///< where traps go: HOST or HOST:PORT, or empty
 extern const Grammar rolesGrammar;           ///< a list of interfaces and SNMP roles
+extern const Grammar rightsGrammar;          ///< "ReadOnly", "Operator" or "Administrator"
 extern const Grammar authTypeGrammar;        ///< "none", "MD5" or "SHA"
 extern const Grammar privacyTypeGrammar;     ///< "none", "DES" or "AES"
 

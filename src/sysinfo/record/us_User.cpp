@@ -1,6 +1,8 @@
 // A user of the management interfaces.
 #include "sysinfo/record/us_User.h"
 
+#include "sysinfo/record/us_Password.h"
+
 namespace services::user {
 
 namespace {
@@ -28,19 +30,24 @@ strings::stringtoken typeOf(const char* text) {
 
 const char* orEmpty(const char* text) { return text == nullptr ? "" : text; }
 
+const strings::Words rightsWords = {"ReadOnly", "Operator", "Administrator"};
+
 using OptionalText = std::optional<std::string>;
 
 constexpr sysinfo::Field<User> fields[] = {
     {"Interfaces", &sysinfo::rolesGrammar,
      [](const User& u) { return OptionalText(rolesText(u.getInterfaces())); },
      [](User& u, const char* v) { u.setInterfaces(rolesOf(v)); }},
+    {"Rights", &sysinfo::rightsGrammar,
+     [](const User& u) { return OptionalText(StringRepository::toString(u.getRights())); },
+     [](User& u, const char* v) { u.setRights(v == nullptr ? readOnly : typeOf(v)); }},
     {"AuthType", &sysinfo::authTypeGrammar,
      [](const User& u) { return OptionalText(StringRepository::toString(u.getAuthType())); },
      [](User& u, const char* v) { u.setAuthType(typeOf(v)); }},
     {"PrivacyType", &sysinfo::privacyTypeGrammar,
      [](const User& u) { return OptionalText(StringRepository::toString(u.getPrivacyType())); },
      [](User& u, const char* v) { u.setPrivacyType(typeOf(v)); }},
-    {"Password", &sysinfo::passwordGrammar,
+    {"Password", &sysinfo::keptPasswordGrammar,
      [](const User& u) { return OptionalText(u.getPassword()); },
      [](User& u, const char* v) { u.setPassword(orEmpty(v)); }},
     {"PrivacyPassword", &sysinfo::passwordGrammar,
@@ -65,6 +72,10 @@ std::string contradictionOf(const User& user) {
   }
   if (isTarget && *user.getTrapDestination() == '\0') {
     return "the role SnmpTarget needs a TrapDestination";
+  }
+  if (user.hasSnmpRole() && isHashedPassword(user.getPassword())) {
+    return "an SNMP role needs a new Password with it: of the one that is kept there is only a "
+           "hash";
   }
   return {};
 }
