@@ -12,10 +12,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <shared_mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -29,6 +31,7 @@
 #include "host/log/fw_Logger.h"
 #include "host/machine/Platform.h"
 #include "host/service/fw_ConfigFile.h"
+#include "host/service/fw_FlightReplay.h"
 #include "host/service/fw_RunningCheck.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "host/service/fw_ServiceHost.h"
@@ -279,6 +282,28 @@ int check(const Options& options) {
   if (file.isRefused()) return EXIT_FAILURE;
   if (options.againstRunning) checkAgainstRunning(file);
   return EXIT_SUCCESS;
+}
+
+int replay(const Options& options) {
+  StopControl::unblockSignals();
+  const framework::ConfigFile file = readConfig(options);
+  const auto tell = framework::FlightReplay::get();
+  std::ifstream flight(options.flight);
+  if (!flight || tell == nullptr) {
+    std::fprintf(stderr, "error: %s: %s\n", options.flight.c_str(),
+                 flight ? "no plug-in replays it" : std::strerror(errno));
+    return EXIT_FAILURE;
+  }
+  std::stringstream content;
+  content << flight.rdbuf();
+  framework::Console console;
+  const int otherwise = tell(content.str(), console.output());
+  std::string text;
+  console.takeReply(text);
+  std::fputs(text.c_str(), stdout);
+  if (otherwise < 0) std::fprintf(stderr, "error: %s: no flight\n", options.flight.c_str());
+  if (otherwise > 0) std::fprintf(stderr, "this build decides otherwise %d times\n", otherwise);
+  return otherwise == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 int run(const Options& options) {

@@ -37,11 +37,15 @@ int start(int count, char** values) {
       .add_flag("--against-running", options.againstRunning,
                 "Check the list of daemons against the processes that run, too")
       ->needs(check);
+  auto* flight = parser.add_option("--replay", options.flight,
+                                   "Decide again what this file of a flight recorder holds");
+  flight->excludes(check);
   try {
     parser.parse(count, values);
   } catch (const CLI::ParseError& end) {
     return parser.exit(end) == EXIT_SUCCESS ? EXIT_SUCCESS : EXIT_FAILURE;
   }
+  if (!options.flight.empty()) return mchost::replay(options);
   return checkOnly ? mchost::check(options) : mchost::run(options);
 }
 

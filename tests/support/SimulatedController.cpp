@@ -26,6 +26,7 @@ SimulatedController::SimulatedController() {
   framework::ApplicationArguments::setArgs(utility::Arguments({"/usr/sbin/mchost"}));
   setList("data", {});
   setList("nokill", {});
+  setInt("flightKiB", 0);
 }
 
 SimulatedController::SimulatedController(const std::vector<std::string>& daemons, long pollSeconds)

@@ -35,6 +35,7 @@ void expectNoneInSteadyCycles() {
   controller.setList("data", {"named", "patterned/tool --[a-z]+", "absent"});
   controller.setInt("pollSeconds", 10);
   controller.setBool("doLockTrack", true);
+  controller.setInt("flightKiB", 64);
   for (int pid = 100; pid < 200; ++pid) {
     controller.addProcess(pid, pid % 2 == 0 ? "/bin/named" : "/bin/tool --word");
   }

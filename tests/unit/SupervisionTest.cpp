@@ -55,6 +55,7 @@ class Play : public framework::Logger {
     trace("kill script: " + m_controller.readFile("/usr/bin/killappsmchost"));
     m_controller.runUntil(m_story.number("end"));
     trace("crash events: " + m_controller.readFile("/var/log/crash.events"));
+    checkFlight();
     return m_trace;
   }
 
@@ -73,7 +74,16 @@ class Play : public framework::Logger {
     m_trace.push_back(test::text("%9.3f ", double(m_machine.elapsed()) / 1e6) + what);
   }
 
+  // What was recorded is decided again, and the same.
+  void checkFlight() {
+    for (const auto& line : utility::LineRing::texts(m_controller.readFile("/var/log/flight"))) {
+      const auto row = replayed(line);
+      if (!row || !row->otherwise.empty()) trace("flight: " + line);
+    }
+  }
+
   void configure() {
+    m_controller.setInt("flightKiB", 16);
     ::unsetenv("MC_ARCH");
     for (const char* list : {"data", "nokill"}) m_controller.setInt(list, 0);  // no list
     m_controller.setBool("watchExits", m_story.has("watchExits", "1"));

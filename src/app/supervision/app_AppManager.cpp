@@ -47,6 +47,7 @@ constexpr framework::PropertyRule propertyRules[] = {
     {.key = "flapRestarts", .type = PropertyType::Integer, .minimum = 1, .maximum = 20},
     {.key = "flapMinutes", .type = PropertyType::Integer, .minimum = 1, .maximum = 1440},
     {.key = "crashMailLimit", .type = PropertyType::Integer, .minimum = 0, .maximum = 1000},
+    {.key = "flightKiB", .type = PropertyType::Integer, .minimum = 0, .maximum = 65536},
     {.key = "doMemLimitChecking", .type = PropertyType::Boolean},
     {.key = "doLockTrack", .type = PropertyType::Boolean},
     {.key = "watchExits", .type = PropertyType::Boolean},
@@ -92,6 +93,7 @@ AppManager::AppManager(const char* name)
     readSettings();
   }
   if (m_doWatchExits) watchExits();
+  openFlight();
 }
 
 AppManager::~AppManager() {
@@ -195,6 +197,7 @@ void AppManager::readSettings() {
   config.getIntValueOf(name, "flapRestarts", false, &m_flapRestarts);
   config.getIntValueOf(name, "flapMinutes", false, &m_flapMinutes);
   config.getIntValueOf(name, "crashMailLimit", false, &m_crashMailLimit);
+  config.getIntValueOf(name, "flightKiB", false, &m_flightKiB);
   config.getBoolValueOf(name, "doMemLimitChecking", false, &m_doMemLimitChecking);
   config.getBoolValueOf(name, "doLockTrack", false, &m_doLockTrack);
   config.getBoolValueOf(name, "watchExits", false, &m_doWatchExits);

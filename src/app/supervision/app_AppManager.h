@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "app/supervision/app_Flight.h"
 #include "app/supervision/app_HistoryFile.h"
 #include "app/supervision/app_Lineage.h"
 #include "app/supervision/app_MailLimit.h"
@@ -22,6 +23,7 @@
 #include "app/supervision/app_memtrack.h"
 #include "host/base/fw_Memory.h"
 #include "host/base/ut_ItemDirectory.h"
+#include "host/base/ut_LineRing.h"
 #include "host/service/fw_Service.h"
 #include "util/ut_FileOutputStream.h"
 
@@ -212,7 +214,7 @@ class AppManager : public framework::ActiveService {
   void scanAndDecide();
   bool isAnyStarting() const;
   void endScan(Process& process);
-  void statePass(Process& process);
+  void statePass(unsigned int index);
   StateFacts factsOf(const Process& process) const;
   void applyAction(Process& process, const StateRule& rule);
   void restartDown(Process& process);
@@ -237,6 +239,13 @@ class AppManager : public framework::ActiveService {
   void noteReplaced(const Process& process);
   void follow(const Process& process, const std::string& what);
   void noteOutcomes();
+
+  // Flight recorder.
+  void openFlight();
+  void record(unsigned int index, const StateFacts& facts, const StateRule* rule);
+  void writeFlight();
+  void recordCommand(const Process& process, const std::string& command,
+                     const std::string& by) const;
 
   // Strangers.
   bool isStartAwaited(const Process& process) const;
@@ -285,6 +294,7 @@ class AppManager : public framework::ActiveService {
   int m_flapRestarts = 5;
   int m_flapMinutes = 10;
   int m_crashMailLimit = 0;
+  int m_flightKiB = 4096;
   std::atomic<bool> m_startUpPeriod = true;
   bool m_doProcessControl = false;
   std::atomic<bool> m_doRestarts = false;
@@ -335,6 +345,9 @@ class AppManager : public framework::ActiveService {
   std::map<const Process*, Asked> m_asked;
   std::vector<Followed> m_followed;
   mutable std::mutex m_askedLock;               // guards these two; a leaf
+  std::unique_ptr<utility::LineRing> m_flight;  // null: none
+  std::vector<StateFacts> m_lastFacts;          // of each record; the next two the monitor thread's
+  std::vector<FlightFacts> m_flown;             // in this cycle
   std::set<const Process*> m_failing;           // told already; the monitor thread's
   std::map<const Process*, MailLimit> m_mails;  // the monitor thread's
   // The crash mails' sends, by file; gone when they have ended. The monitor thread's.

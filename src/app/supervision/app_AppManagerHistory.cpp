@@ -51,7 +51,7 @@ std::string ProcessView::stateText() const {
 }
 
 std::string ProcessView::markText() const {
-  const std::string stranger = impostor ? "STRANGER" : "";
+  std::string stranger = impostor ? "STRANGER" : "";
   if (failures == 0) return stranger;
   return "FAILING " + std::to_string(failures) + "x" + (impostor ? " " + stranger : "");
 }
@@ -124,8 +124,9 @@ std::string AppManager::causeOf(const Process& process, Process::State from, Pro
   using enum Process::State;
   if (to == Starting) return "it was down for more than 5 s";
   if (from == Starting) return to == Up ? "supervision started it" : "no process within 30 s";
-  if (from == GoingDown && to == GoingDown) return "it did not end in time";
-  const std::string asked = askedCause(process, to);
+  if (from == GoingDown && to == Down) return "no process of it is left";
+  if (from == GoingDown) return to == Up ? "others started it" : "it did not end in time";
+  std::string asked = askedCause(process, to);
   if (!asked.empty()) return asked;
   if (from == Unclassified) return to == Up ? "the first scan found it" : "no scan found it";
   if (to == Up) return "others started it";
@@ -176,6 +177,7 @@ void AppManager::noteChange(const Process& process, Process::State from, const c
 
 void AppManager::noteAsked(const Process& process, const std::string& action, const std::string& by,
                            bool ofItsOwn) {
+  recordCommand(process, action, by);
   m_historyFile.add({.daemon = process.getNameString(),
                      .at = TimeMeasure::getTimestamp(),
                      .from = process.getState(),

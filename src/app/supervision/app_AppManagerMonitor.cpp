@@ -47,6 +47,7 @@ void AppManager::pollCycle(Clock threadStart) {
   doMemTrack();
   endStartUpPeriod(threadStart);
   if (m_processes.Length() > 0) scanAndDecide();
+  writeFlight();
   noteOutcomes();
   doProcessTrack();
   boundErrorOutput();
@@ -65,7 +66,7 @@ void AppManager::scanAndDecide() {
   for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->startScan();
   m_scan.run();
   for (unsigned int i = 0; i < m_processes.Length(); ++i) endScan(*recordAt(i));
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) statePass(*recordAt(i));
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) statePass(i);
   forgetSteady();
   if (m_watch != nullptr) m_watch->setTicking(isAnyStarting());
   if (!isDebugOn()) return;
@@ -101,7 +102,8 @@ StateFacts AppManager::factsOf(const Process& process) const {
   };
 }
 
-void AppManager::statePass(Process& process) {
+void AppManager::statePass(unsigned int index) {
+  Process& process = *recordAt(index);
   bool again = true;
   while (again) {
     if (isDebugOn()) {
@@ -111,7 +113,9 @@ void AppManager::statePass(Process& process) {
                StringRepository::toString(process.getState()),
                process.getSuspend() ? "suspended" : "");
     }
-    const StateRule* const rule = decidingRule(factsOf(process));
+    const StateFacts facts = factsOf(process);
+    const StateRule* const rule = decidingRule(facts);
+    record(index, facts, rule);
     if (rule == nullptr) return;
     applyAction(process, *rule);
     again = rule->action.again;

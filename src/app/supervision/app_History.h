@@ -16,15 +16,15 @@ namespace services::app {
 /// Something that happened to a daemon. The texts are cut at 80 bytes, control characters in them
 /// become "?".
 struct HistoryEntry {
-  std::string daemon = "";
+  std::string daemon = {};
   std::int64_t at = 0;  ///< host timestamp
   Process::State from = Process::Unclassified;
   Process::State to = Process::Unclassified;  ///< the same for what changed no state
   bool restart = false;                       ///< supervision restarted it of its own accord
   int secondsDown = -1;                       ///< of what ended a time down; else -1
-  std::string what = "";                      ///< the rule that decided, or what was asked for
-  std::string cause = "";
-  std::string outcome = "";  ///< of the command that was run; empty before its end
+  std::string what = {};                      ///< the rule that decided, or what was asked for
+  std::string cause = {};
+  std::string outcome = {};  ///< of the command that was run; empty before its end
 };
 
 /// Keeps of each daemon the last entries and of all entries the sums. Memory is taken for what

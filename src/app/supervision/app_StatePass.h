@@ -20,6 +20,7 @@ struct StateFacts {
   bool processControl;  ///< the service may start daemons
   bool startUpPeriod;   ///< the first minutes of the service
   int noKillSeconds;    ///< how long a daemon that is going down may keep running
+  bool operator==(const StateFacts&) const = default;
 };
 
 /// What is to be done, in this order.
