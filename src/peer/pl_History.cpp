@@ -30,7 +30,7 @@ std::string timeNow() {
 }  // namespace
 
 History::History() : m_path(pathOfHistory()) {
-  std::ifstream file(utility::Path::located(m_path.c_str()));
+  std::ifstream file(utility::Path::located(m_path));
   for (std::string line; std::getline(file, line);) m_lines.push_back(framework::shownText(line));
   while (m_lines.size() > bound) m_lines.pop_front();
 }
