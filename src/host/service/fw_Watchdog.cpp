@@ -1,9 +1,8 @@
 // Whether the thread on which all supervision depends still goes round.
 #include "host/service/fw_Watchdog.h"
 
-#include <array>
 #include <atomic>
-#include <cstdio>
+#include <string>
 
 #include "host/base/fw_Container.h"
 #include "host/log/fw_Logger.h"
@@ -38,10 +37,8 @@ void Watchdog::begin(const char* name, int seconds) {
   thread = name;
   lastBeat = TimeMeasure::getTimestamp();
   period = (seconds + Container::commandLimit()) * second;
-  std::array<char, 40> state;
-  std::snprintf(state.data(), state.size(), "WATCHDOG_USEC=%lld",
-                static_cast<long long>(periodsToEnd * period));
-  notify(state.data());
+  const std::string state = "WATCHDOG_USEC=" + std::to_string(periodsToEnd * period);
+  notify(state.c_str());
 }
 
 void Watchdog::beat() {
