@@ -15,8 +15,12 @@ foreach(program mchost mcsh)
   set_target_properties(${program} PROPERTIES INSTALL_RPATH $ORIGIN/${to_libraries})
   install(TARGETS ${program} RUNTIME DESTINATION ${directory} COMPONENT host)
 endforeach()
-set_target_properties(mcapp mcops mcpeer PROPERTIES INSTALL_RPATH $ORIGIN)
-install(TARGETS mcapp mcops mcpeer LIBRARY DESTINATION ${plugin_dir} COMPONENT host)
+foreach(plugin mcapp mcops mcpeer)
+  if(TARGET ${plugin}) # a small controller leaves some out
+    set_target_properties(${plugin} PROPERTIES INSTALL_RPATH $ORIGIN)
+    install(TARGETS ${plugin} LIBRARY DESTINATION ${plugin_dir} COMPONENT host)
+  endif()
+endforeach()
 install(TARGETS mchost_lib EXPORT mchost LIBRARY DESTINATION ${plugin_dir} COMPONENT host
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mchost COMPONENT plugins)
 install(FILES etc/installed.toml DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/mc RENAME mc.toml
