@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <utility>
 
 #include "host/log/fw_Logger.h"
 #include "host/web/ht_Listener.h"
@@ -18,11 +17,11 @@ using framework::LogType;
 std::atomic<HttpServer*> HttpServer::m_pSingleton = nullptr;
 
 struct HttpServer::Listeners {
-  Listeners(const WebSettings& given, Page page)
+  Listeners(const WebSettings& given, const Page& page)
       : settings(given),
-        responder(std::move(page), {.isOpen = [this] { return all[1].isOpen(); },
-                                    .port = given.sslPort,
-                                    .address = given.address}) {}
+        responder(page, {.isOpen = [this] { return all[1].isOpen(); },
+                         .port = given.sslPort,
+                         .address = given.address}) {}
 
   Listener* findOrSay(const char* name) {
     for (Listener& listener : all) {
@@ -38,8 +37,8 @@ struct HttpServer::Listeners {
                                {"SSLListener", settings, settings.sslPort, true, responder}}};
 };
 
-HttpServer::HttpServer(const WebSettings& settings, Page page)
-    : m_listeners(std::make_unique<Listeners>(settings, std::move(page))) {
+HttpServer::HttpServer(const WebSettings& settings, const Page& page)
+    : m_listeners(std::make_unique<Listeners>(settings, page)) {
   m_pSingleton = this;
 }
 

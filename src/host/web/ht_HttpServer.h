@@ -26,7 +26,7 @@ class HttpServer {
   using Page = std::function<std::string()>;
 
   /// There is one server at a time.
-  HttpServer(const WebSettings& settings, Page page);
+  HttpServer(const WebSettings& settings, const Page& page);
 
   /// Closes the listeners and gives clients a second to end; then they are disconnected. A page
   /// that is being rendered is waited for. No other call may run.

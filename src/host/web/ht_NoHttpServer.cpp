@@ -8,7 +8,9 @@ std::atomic<HttpServer*> HttpServer::m_pSingleton = nullptr;
 
 struct HttpServer::Listeners {};
 
-HttpServer::HttpServer(const WebSettings& /*settings*/, Page /*page*/) { m_pSingleton = this; }
+HttpServer::HttpServer(const WebSettings& /*settings*/, const Page& /*page*/) {
+  m_pSingleton = this;
+}
 
 HttpServer::~HttpServer() { m_pSingleton = nullptr; }
 
