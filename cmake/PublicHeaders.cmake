@@ -45,8 +45,10 @@ set(public_headers
   src/util/st_Tokens.h
   src/util/ut_Buffer.h
   src/util/ut_BufferStream.h
+  src/util/ut_CommandOutcome.h
   src/util/ut_DateTime.h
   src/util/ut_Decorator.h
+  src/util/ut_ExitWatch.h
   src/util/ut_FileInputStream.h
   src/util/ut_FileOutputStream.h
   src/util/ut_GetStream.h
