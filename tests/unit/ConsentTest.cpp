@@ -88,6 +88,16 @@ TEST_F(Consents, WhereBothAskAtOnceAsStandsAndBIsWokenAfterIt) {
   EXPECT_EQ(b.asks(2, "firmware"), wait);
 }
 
+TEST_F(Consents, AGrantsNothingWhileItAsks) {
+  a.asks(0, "settings");
+  b.asks(1, "firmware");
+  a.hears(b);
+  EXPECT_EQ(a.consent.granted(a.now), "");
+  EXPECT_EQ(a.asks(0, "settings"), wait);
+  b.hears(a);
+  EXPECT_EQ(b.asks(1, "firmware"), "a_push_is_under_way_here");
+}
+
 TEST_F(Consents, ATicketIsOfItsAskBootKindsAndTime) {
   a.asks(0, "settings");
   b.hears(a);
