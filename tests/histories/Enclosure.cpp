@@ -367,7 +367,9 @@ void Enclosure::seal(const PushPointer& push, const std::shared_ptr<Controller>&
 // The independent look, at the moment of the seal: the giver's controller and boot, the receiver,
 // and, where nothing but the services has changed anything lately, that the receiver takes it.
 void Enclosure::checkPutting(const Push& push, const Slot& receiver) {
-  if (push.ticket == "-") return;
+  const bool isGuarded =
+      receiver.controller && receiver.controller->configuration["PartnerLink.consent"] == "true";
+  if (push.ticket == "-" || !isGuarded) return;
   Slot& giver = slot(push.from);
   if (receiver.controller == nullptr || "SN" + receiver.controller->serial != push.toSerial)
     fail("what was meant for " + push.toSerial + " is put in force in slot " + receiver.letter);
