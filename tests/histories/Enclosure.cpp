@@ -370,32 +370,28 @@ void Enclosure::checkPutting(const Push& push, const Slot& receiver) {
   const bool isGuarded =
       receiver.controller && receiver.controller->configuration["PartnerLink.consent"] == "true";
   if (push.ticket == "-" || !isGuarded) return;
-  Slot& giver = slot(push.from);
   if (receiver.controller == nullptr || "SN" + receiver.controller->serial != push.toSerial)
     fail("what was meant for " + push.toSerial + " is put in force in slot " + receiver.letter);
   const auto ended = push.giver->ended.find(push.giverBoot);
   if (ended != push.giver->ended.end() && ended->second < push.wantedAt)
     fail("the giver's host had ended before the seal was wanted");
-  if (m_now - m_changed < longestFlight + second || !giver.controller || !receiver.controller)
-    return;
+  if (m_now - m_changed < longestFlight + second || !receiver.controller) return;
   Values its;
   Values mine;
   for (const char* key : {"LoadMidplaneSerial", "LastLoadedTime", "LastPairedPartnerSerial",
                           "ControllerSerial", "CpldVersion"}) {
-    its[key] = stored(*giver.controller, key);
+    its[key] = stored(*push.giver, key);
     mine[key] = stored(*receiver.controller, key);
   }
   const bool firmware = push.kinds.find("firmware") != std::string::npos;
   const bool settings = push.kinds.find("settings") != std::string::npos;
-  const auto& guestOf = giver.controller->guestOf;
+  const auto& guestOf = push.giver->guestOf;
   if (settings && m_isUntouched && guestOf == receiver.controller->serial)
     fail("a controller from elsewhere gives its settings to the master that it met");
-  const bool isByVersions = giver.controller->configuration["undecided"] == "true";
+  const bool isByVersions = push.giver->configuration["undecided"] == "true";
   if (isByVersions) return;
-  if (firmware && !takesFirmware(mine, its, giver.letter))
-    fail("firmware for one that gives its own");
-  if (settings && !takesSettings(mine, its, giver.letter))
-    fail("settings for one that gives its own");
+  if (firmware && !takesFirmware(mine, its, push.from)) fail("firmware for one that gives its own");
+  if (settings && !takesSettings(mine, its, push.from)) fail("settings for one that gives its own");
 }
 
 void Enclosure::putInForce(const PushPointer& push, Slot& receiver) {
