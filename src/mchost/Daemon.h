@@ -19,9 +19,9 @@ struct Options {
 /// to standard output, and warnings to standard error.
 int check(const Options& options);
 
-/// Reads the configuration for its plug-ins, and has them decide again what a flight recorder's file
-/// holds; writes the story to standard output. The answer is the exit status: 0 where this build
-/// decides the same, else 1.
+/// Reads the configuration for its plug-ins, and has them decide again what a flight recorder's
+/// file holds; writes the story to standard output. The answer is the exit status: 0 where this
+/// build decides the same, else 1.
 int replay(const Options& options);
 
 /// Runs the services until the process is told to stop. The answer is the exit status.

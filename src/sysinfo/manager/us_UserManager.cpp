@@ -18,7 +18,9 @@ using sysinfo::Rows;
 namespace {
 
 constexpr int mostUsers = 10000;
-constexpr const char* noHash = "the password could not be hashed: memory or random bytes are short";
+constexpr const char* noHash =
+    "the password could not be hashed: memory or random bytes are short, or this host is built "
+    "without the web";
 
 std::string scopeOf(const std::string& name) { return std::string(sysinfo::userScope) + name; }
 

@@ -10,7 +10,8 @@ namespace services::user {
 bool isHashedPassword(const char* stored);
 
 /// The hash of a password with a new salt. It takes tens of milliseconds and 16 MiB; one is worked
-/// out at a time, others wait. Empty when memory or random bytes cannot be had.
+/// out at a time, others wait. Empty when memory or random bytes cannot be had, and in a build for
+/// small controllers.
 std::string hashedPassword(const std::string& password);
 
 /// Whether this password is the stored one, plain or hashed; never for an empty one that is stored.
