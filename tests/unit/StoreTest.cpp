@@ -310,11 +310,12 @@ TEST_F(Information, StoresUsersAndTellsTheTwoKindsOfTheirChanges) {
   auto& users = *user::UserManager::getManager();
   EXPECT_EQ(users.addUser(user::User("bob")), "");
   EXPECT_EQ(listener.next(), "userAccessChanged bob");
-  for (const auto& [key, value, event] : {std::array{"AuthType", "MD5", ""},
-                                          {"Password", "long enough", "userAccessChanged bob"},
-                                          {"AuthType", "MD5", "userChanged bob"},
-                                          {"Interfaces", "SnmpUser", "userAccessChanged bob"},
-                                          {"Interfaces", "SnmpUser", "userChanged bob"}}) {
+  for (const auto& [key, value, event] :
+       {std::array{"Interfaces", "SnmpUser", "userAccessChanged bob"},
+        {"Interfaces", "SnmpUser", "userChanged bob"},
+        {"AuthType", "MD5", ""},
+        {"Password", "long enough", "userAccessChanged bob"},
+        {"AuthType", "MD5", "userChanged bob"}}) {
     const std::string refusal = users.changeUser("bob", [&](user::User& user) {
       findField(user::userFields(), key)->set(user, value);
       return std::string();

@@ -20,6 +20,8 @@ namespace {
 // The key of a password, empty where there is not enough memory.
 std::string keyOf(const PasswordHash& hash, const std::string& password) {
   static std::mutex one;
+  // The allocator would keep the 16 MiB for good, since it learns to keep what is freed.
+  [[maybe_unused]] static const int given = ::mallopt(M_MMAP_THRESHOLD, 1 << 20);
   constexpr std::uint64_t mostMemory = 72U << 20U;
   std::array<unsigned char, PasswordHash::keyBytes> key;
   const std::lock_guard lock(one);
@@ -27,7 +29,6 @@ std::string keyOf(const PasswordHash& hash, const std::string& password) {
       password.data(), password.size(), reinterpret_cast<const unsigned char*>(hash.salt.data()),
       hash.salt.size(), std::uint64_t{1} << hash.logCost, hash.blockSize, hash.parallel, mostMemory,
       key.data(), key.size());
-  ::malloc_trim(0);  // the allocator would keep these 16 MiB for good
   return done == 1 ? hexadecimal(key) : std::string();
 }
 
