@@ -9,6 +9,8 @@
 #include <thread>
 
 #include "host/web/ht_HttpServer.h"
+#include "host/web/ht_RequestParser.h"
+#include "host/web/ht_Site.h"
 #include "host/web/ht_Stream.h"
 #include "support/Kept.h"
 #include "support/LogCapture.h"
