@@ -13,7 +13,6 @@
 namespace test {
 
 using services::app::AppManager;
-using services::app::Process;
 
 SimulatedController::SimulatedController() {
   for (const char* directory :
@@ -121,10 +120,6 @@ std::vector<std::string> SimulatedController::commandLines() const {
 
 bool SimulatedController::hasFile(const std::string& path) const {
   return std::filesystem::exists(machine.root() + path);
-}
-
-Process::State SimulatedController::stateOf(const std::string& daemon) const {
-  return AppManager::getProcessState(strings::GS.toToken(daemon.c_str()));
 }
 
 }  // namespace test

@@ -52,7 +52,6 @@ class SimulatedController {
   /// All commands that were run, those in the background with " &" behind them.
   std::vector<std::string> commandLines() const;
   bool hasFile(const std::string& path) const;
-  services::app::Process::State stateOf(const std::string& daemon) const;
 
   platform::SimulatedPlatform machine;
   LogCapture log;
