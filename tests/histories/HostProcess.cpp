@@ -111,6 +111,7 @@ class Host : public platform::Platform {
   void finishCommands() override {}
   void abortCommands() override {}
   int queueSignal(int, int, int) override { return 0; }
+  std::unique_ptr<utility::ExitWatch> watchExits(std::function<void()>) override { return nullptr; }
   platform::Result run(const platform::Command& command) override {
     m_commands.emplace_back(command.line);
     return {};
