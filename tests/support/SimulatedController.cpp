@@ -48,6 +48,10 @@ void SimulatedController::setBool(const std::string& key, bool value) {
   m_config.set("AppManager." + key, {.value = value, .line = 0});
 }
 
+void SimulatedController::setText(const std::string& key, const std::string& value) {
+  m_config.set("AppManager." + key, {.value = value, .line = 0});
+}
+
 AppManager& SimulatedController::build() {
   framework::Config::setConfig(m_config);
   m_manager = std::make_unique<AppManager>("AppManager");

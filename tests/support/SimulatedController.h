@@ -27,6 +27,7 @@ class SimulatedController {
   void setList(const std::string& key, const std::vector<std::string>& entries);
   void setInt(const std::string& key, long value);
   void setBool(const std::string& key, bool value);
+  void setText(const std::string& key, const std::string& value);
 
   /// Builds the service from the properties.
   services::app::AppManager& build();

@@ -44,6 +44,17 @@ constexpr framework::PropertyRule propertyRules[] = {
     {.key = "pollSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
     {.key = "noKillSeconds", .type = PropertyType::Integer, .minimum = 0, .maximum = 86400},
     {.key = "daemon.*.strictIdentity", .type = PropertyType::Boolean},
+    {.key = "daemon.*.probe",
+     .type = PropertyType::Text,
+     .holds = Probe::isProbe,
+     .rule = Probe::rule},
+    {.key = "daemon.*.probeSeconds", .type = PropertyType::Integer, .minimum = 1, .maximum = 86400},
+    {.key = "daemon.*.probeLimit", .type = PropertyType::Integer, .minimum = 1, .maximum = 30},
+    {.key = "daemon.*.memoryLimit",
+     .type = PropertyType::Integer,
+     .minimum = 1,
+     .maximum = 1073741824},
+    {.key = "daemon.*.act", .type = PropertyType::Boolean},
     {.key = "flapRestarts", .type = PropertyType::Integer, .minimum = 1, .maximum = 20},
     {.key = "flapMinutes", .type = PropertyType::Integer, .minimum = 1, .maximum = 1440},
     {.key = "crashMailLimit", .type = PropertyType::Integer, .minimum = 0, .maximum = 1000},
@@ -94,6 +105,7 @@ AppManager::AppManager(const char* name)
   }
   if (m_doWatchExits) watchExits();
   openFlight();
+  if (!m_health.empty()) setRequestedThreads(2);
 }
 
 AppManager::~AppManager() {
@@ -136,6 +148,7 @@ void AppManager::addProcess(const char* entry) {
   auto process = std::make_unique<Process>(token, suspend, pattern);
   process->setStrict(isStrict(daemon.name));
   m_scan.add(*process);
+  addHealthCheck(*process);
   m_processes.add(std::move(process));
 }
 
@@ -222,6 +235,7 @@ void AppManager::Shutdown() {
   if (utility::Debug::isDebugOn(strings::tGSlifecycle)) LogWarning("%s", getNameString());
   shutDownRequest();
   m_waiter.signal();
+  m_healthWaiter.signal();
   ActiveService::Shutdown();
 }
 

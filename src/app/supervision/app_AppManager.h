@@ -7,14 +7,17 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "app/supervision/app_Flight.h"
+#include "app/supervision/app_HealthCount.h"
 #include "app/supervision/app_HistoryFile.h"
 #include "app/supervision/app_Lineage.h"
 #include "app/supervision/app_MailLimit.h"
+#include "app/supervision/app_Probe.h"
 #include "app/supervision/app_Process.h"
 #include "app/supervision/app_ProcessScan.h"
 #include "app/supervision/app_ProcessView.h"
@@ -41,7 +44,8 @@ namespace services::app {
 /// Keeps the daemons named in its configuration running. One thread, the monitor thread, scans
 /// /proc in every poll cycle, moves each daemon's state, restarts daemons that are down and kills
 /// those that will not go down. A cycle begins at the end of the poll period, or before that when a
-/// daemon's last instance or an init script has ended.
+/// daemon's last instance or an init script has ended. Where the configuration says how to ask
+/// whether daemons work, a second thread, the health thread, does.
 ///
 /// The table of records does not change after construction. Its lock guards the records' claim
 /// flags and, for the scan and the state pass of a cycle, is held by the monitor thread, also while
@@ -108,6 +112,10 @@ class AppManager : public framework::ActiveService {
   /// Writes what is known of one daemon, a line for each thing; nothing when there is no record of
   /// that name. Waits for the monitor thread's scan. Any thread may call.
   void showProcess(strings::stringtoken name, utility::PutStream& stream) const;
+
+  /// Asks the daemons whose turn it is how they do, as the configuration says, and stops those that
+  /// are ill where it says so. Waits for the answers. For the health thread.
+  void lookAtHealth();
 
   /// Writes how the daemon's record is matched with the processes that run now (see
   /// explainRecord); nothing when there is no record of that name. Any thread may call.
@@ -209,6 +217,7 @@ class AppManager : public framework::ActiveService {
   void doMemLimitChecking();
   bool restartIfOverLimit(Process& process);
   void noteLimitRestart(const Process& process);
+  void watchProcesses();
   void pollCycle(Clock threadStart);
   void endStartUpPeriod(Clock threadStart);
   void scanAndDecide();
@@ -233,6 +242,7 @@ class AppManager : public framework::ActiveService {
   std::string causeOf(const Process& process, Process::State from, Process::State to);
   std::string askedCause(const Process& process, Process::State to);
   void noteChange(const Process& process, Process::State from, const char* rule);
+  void noteCommand(const Process& process, const std::string& action, const std::string& by);
   void noteAsked(const Process& process, const std::string& action, const std::string& by,
                  bool ofItsOwn = false);
   void expectEffect(const Process& process, const std::string& action, const std::string& by);
@@ -257,6 +267,30 @@ class AppManager : public framework::ActiveService {
   void noteRestart(const Process& process);
   void forgetSteady();
   bool mayMail(const Process& process);
+
+  // Health.
+  struct HealthCheck {
+    const Process* process;
+    std::optional<Probe> probe = {};
+    unsigned int memoryLimit = 0;  // kB; 0: none
+    int period = 0;                // seconds
+    int limit = 0;                 // seconds
+    bool acts = false;
+    Clock next = 0;  // the health thread's
+    HealthCount count = {};
+    Clock answered = 0;
+    std::string problem = {};
+  };
+  void addHealthCheck(const Process& process);
+  void watchHealth();
+  int secondsToNextLook() const;
+  bool isLookedAt(const Process& process) const;
+  std::string problemOf(const HealthCheck& check) const;
+  void lookAt(HealthCheck& check);
+  void applyHealth(HealthCount::Step step, const Process& process, const std::string& problem);
+  void stopIll(const Process& process, const std::string& problem);
+  HealthView healthOf(const Process& process) const;
+  static std::string conditionOf(int pid);
 
   // Mail.
   bool isEarlierSent(const std::string& path) const;
@@ -350,6 +384,9 @@ class AppManager : public framework::ActiveService {
   std::vector<FlightFacts> m_flown;             // in this cycle
   std::set<const Process*> m_failing;           // told already; the monitor thread's
   std::map<const Process*, MailLimit> m_mails;  // the monitor thread's
+  std::vector<HealthCheck> m_health;            // as many for the service's life
+  utility::Waiter m_healthWaiter;
+  mutable std::mutex m_healthLock;  // guards the last three of each; a leaf
   // The crash mails' sends, by file; gone when they have ended. The monitor thread's.
   mutable std::map<std::string, std::weak_ptr<const void>> m_sends;
   static constexpr int mailPatience = 200;  // ticks in each poll cycle

@@ -47,9 +47,7 @@ bool AppManager::controlProcess(strings::stringtoken name, const ControlAction& 
   if (!process) return false;
   debug(action.doing, action.name);
   ((*process).*action.command)();
-  manager->expectEffect(*process, action.name, by);
-  manager->noteAsked(*process, action.name, by);
-  manager->follow(*process, action.name);
+  manager->noteCommand(*process, action.name, by);
   debug(action.done, "close");
   return true;
 }

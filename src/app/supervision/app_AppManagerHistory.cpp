@@ -1,4 +1,7 @@
 // The supervision service: what happened to the daemons, and who asked for it.
+#include <algorithm>
+#include <iterator>
+
 #include "app/supervision/app_AppManager.h"
 #include "app/supervision/app_Why.h"
 #include "host/base/st_StringRepository.h"
@@ -51,9 +54,15 @@ std::string ProcessView::stateText() const {
 }
 
 std::string ProcessView::markText() const {
-  std::string stranger = impostor ? "STRANGER" : "";
-  if (failures == 0) return stranger;
-  return "FAILING " + std::to_string(failures) + "x" + (impostor ? " " + stranger : "");
+  std::string marks;
+  const auto add = [&marks](const std::string& mark) {
+    marks += (marks.empty() ? "" : ", ") + mark;
+  };
+  if (failures > 0) add("FAILING " + std::to_string(failures) + "x");
+  if (impostor) add("STRANGER");
+  if (health.failures >= HealthCount::limit) add("ILL " + std::to_string(health.failures) + "x");
+  for (const std::string& condition : conditions) add(condition);
+  return marks;
 }
 
 std::string ProcessView::commandText() const {
@@ -83,11 +92,18 @@ ProcessView AppManager::viewOf(const Process& process) const {
                       .generation = process.generation(),
                       .failures = failures(process),
                       .impostor = process.isImpostor(),
+                      .health = healthOf(process),
                       .lastCommand = process.lastCommand()};
   const auto count = static_cast<unsigned int>(process.numInstances());
   for (unsigned int i = 0; i < count; ++i) {
     const int pid = process.getPid(i);
     if (m_scan.isStill(pid, process)) view.pids.push_back(pid);
+  }
+  std::vector<int> told = view.pids;
+  std::ranges::copy(m_scan.remainsOf(process), std::back_inserter(told));
+  for (const int pid : told) {
+    const std::string condition = conditionOf(pid);
+    if (!condition.empty()) view.conditions.push_back(condition);
   }
   view.ended = view.state == Process::Up && view.pids.empty();
   return view;
@@ -116,6 +132,8 @@ void AppManager::showProcess(strings::stringtoken name, utility::PutStream& stre
   rows.push_back({"generation", std::to_string(view.generation)});
   rows.push_back({"restarts", restartsText(m_history, view.name)});
   rows.push_back({"down", timesDown(m_history.summary(view.name))});
+  rows.push_back({"health", view.health.text()});
+  rows.push_back({"mark", view.markText()});
   rows.push_back({"last command", view.commandText()});
   framework::writeTable(stream, rows);
 }
@@ -153,6 +171,13 @@ bool AppManager::isStartAwaited(const Process& process) const {
     return false;
   }
   return asked->second.what == "start" || asked->second.what == "restart";
+}
+
+void AppManager::noteCommand(const Process& process, const std::string& action,
+                             const std::string& by) {
+  expectEffect(process, action, by);
+  noteAsked(process, action, by);
+  follow(process, action);
 }
 
 void AppManager::expectEffect(const Process& process, const std::string& action,

@@ -28,7 +28,15 @@ std::int64_t secondsSince(std::int64_t timestamp) {
 
 }  // namespace
 
-void AppManager::threadDo(int /*index*/) {
+void AppManager::threadDo(int index) {
+  if (index == 0) {
+    watchProcesses();
+  } else {
+    watchHealth();
+  }
+}
+
+void AppManager::watchProcesses() {
   const Clock threadStart = TimeMeasure::getTimestamp();
   framework::Watchdog::begin("the poll cycle", std::max(m_pollSeconds, shortWaitSeconds));
   while (!requestToShutdown()) {

@@ -59,6 +59,30 @@ std::string complaintOf(const std::string& daemon) {
   return "";
 }
 
+// Settings of one daemon, "daemon.NAME.KEY", that nothing comes of.
+void checkDaemonTables(const framework::Config& config, const std::string& instance,
+                       const std::vector<std::string>& daemons,
+                       std::vector<PlacedWarning>& warnings) {
+  const std::string tables = instance + ".daemon.";
+  for (const auto& [full, property] : config.all()) {
+    if (!full.starts_with(tables)) continue;
+    const std::size_t nameEnd = full.rfind('.');
+    const std::string name = full.substr(tables.size(), nameEnd - tables.size());
+    const std::string key = full.substr(nameEnd + 1);
+    const std::string table = tables + name + ".";
+    const bool asked = config.find(table + "probe") != nullptr;
+    const bool looked = asked || config.find(table + "memoryLimit") != nullptr;
+    const char* complaint = nullptr;
+    if (key == "probeLimit" && !asked) complaint = "means nothing without a probe";
+    if ((key == "probeSeconds" || key == "act") && !looked) {
+      complaint = "means nothing without a probe or a memoryLimit";
+    }
+    if (std::ranges::count(daemons, name) == 0) complaint = "no daemon of the list data";
+    if (complaint == nullptr) continue;
+    warnings.push_back({full.substr(instance.size() + 1), PlacedWarning::noEntry, complaint});
+  }
+}
+
 }  // namespace
 
 const char* missingProgramOf(const std::string& daemon) {
@@ -87,6 +111,7 @@ std::vector<PlacedWarning> checkInstallation(const framework::Config& config,
       warnings.push_back({key, i, quoted(names[i]) + "no daemon of the list " + strings::pGSdata});
     }
   }
+  checkDaemonTables(config, instance, daemons, warnings);
   if (Path::exists("/cfg/do.crashmail") && !Path::isExecutable(mailRelayProgram)) {
     warnings.push_back({strings::pGSdata, PlacedWarning::noEntry,
                         std::string("crash mail is on by /cfg/do.crashmail, but ") +

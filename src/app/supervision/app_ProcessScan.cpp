@@ -48,7 +48,12 @@ void ProcessScan::follow() {
 
 // A file that cannot be read any more is one of a process that is gone: another may have its pid.
 bool ProcessScan::read(Known& known, CommandLine& commandLine) {
-  if (known.file.isOpen() && commandLine.read(known.file)) return true;
+  if (known.file.isOpen()) {
+    if (commandLine.read(known.file)) return true;
+    known.answered = false;
+    known.record = nullptr;
+    known.former = nullptr;
+  }
   known.file = utility::ProcessDirectory::open(known.pid);
   if (!known.file.isOpen()) {
     logOpenFailure();
@@ -67,10 +72,19 @@ Process* ProcessScan::recordOf(Known& known) {
   if (!read(known, commandLine)) return nullptr;
   if (known.answered && known.commandLine == commandLine.bytes()) return known.record;
   known.commandLine = commandLine.bytes();
+  known.former = known.commandLine.empty() ? known.record : nullptr;
   const ProcessMatcher::Answer answer = m_matcher.find(commandLine);
   known.record = answer.record;
   known.answered = !answer.failed;
   return known.record;
+}
+
+std::vector<int> ProcessScan::remainsOf(const Process& record) const {
+  std::vector<int> pids;
+  for (const Known& known : m_known) {
+    if (known.former == &record) pids.push_back(known.pid);
+  }
+  return pids;
 }
 
 bool ProcessScan::isStill(int pid, const Process& record) const {

@@ -37,6 +37,10 @@ class ProcessScan {
   /// Whether a process of the last scan still runs and still belongs to that record.
   bool isStill(int pid, const Process& record) const;
 
+  /// The processes that were the record's and have no command line any more, as the last scan found
+  /// them: they have ended and their parent has not asked for it, or their main thread has ended.
+  std::vector<int> remainsOf(const Process& record) const;
+
   /// See ProcessMatcher.
   void logPatternTimes() { m_matcher.logPatternTimes(); }
 
@@ -78,6 +82,7 @@ class ProcessScan {
     bool answered = false;  // `record` is the answer to `commandLine`
     utility::ProcessFile file;
     Process* record = nullptr;
+    const Process* former = nullptr;  // whose it was before its command line became empty
     std::string commandLine;
     Watched watched;
   };

@@ -1,6 +1,7 @@
 // A daemon as an operator sees it.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +16,18 @@ struct FailingDaemon {
   unsigned int restarts;  ///< within the configured minutes
 };
 
+/// What is known of a daemon's health, at one moment.
+struct HealthView {
+  bool asked = false;         ///< the configuration says how
+  bool acts = false;          ///< one that is ill is stopped
+  unsigned int failures = 0;  ///< in a row, of the present generation
+  std::int64_t answered = 0;  ///< timestamp of the last answer; 0 before
+  std::string problem = {};   ///< of that; empty: well
+
+  /// One line; empty where it is not asked for.
+  std::string text() const;
+};
+
 /// A copy of what is known of a daemon at one moment.
 struct ProcessView {
   std::string name;
@@ -26,12 +39,14 @@ struct ProcessView {
   unsigned int generation = 0;
   unsigned int failures = 0;  ///< restarts of late, where they are too many; else 0
   bool impostor = false;      ///< only strangers are left of it
+  HealthView health = {};
+  std::vector<std::string> conditions = {};  ///< of processes that are stopped or remains, in words
   std::shared_ptr<const DaemonCommand> lastCommand = {};  ///< null before the first
 
   /// The state as it is shown; a daemon that has ended is never shown as Up, and
   /// one that a stranger stands for as "Up?".
   std::string stateText() const;
-  /// What is to be seen at once, "FAILING 7x"; empty for nothing.
+  /// What is to be seen at once, "FAILING 7x, STOPPED 412"; empty for nothing.
   std::string markText() const;
   /// The last command and what became of it; empty before the first.
   std::string commandText() const;

@@ -61,6 +61,7 @@ void logStartFailure(const std::string& line) {
 // killed is an error line where that happened.
 void warn(const std::string& line, const utility::CommandOutcome& outcome, Container::Fault fault) {
   using Stage = utility::CommandOutcome::Stage;
+  if (fault == Container::Fault::CallersAffair) return;
   const bool ended = outcome.stage == Stage::Exited || outcome.stage == Stage::Signalled;
   const bool complained = fault == Container::Fault::StandardError && !outcome.error.empty();
   if (ended && !outcome.isFailed() && !complained) return;
@@ -121,8 +122,8 @@ int Container::commandLimit() { return static_cast<int>(limitOfCommands / 100000
 Console* Container::getConsole() { return theConsole; }
 void Container::setConsole(Console* console) { theConsole = console; }
 
-CommandBudget::CommandBudget() {
-  budgetEnd = platform::Platform::current().now() + limitOfCommands;
+CommandBudget::CommandBudget(int seconds) {
+  budgetEnd = platform::Platform::current().now() + seconds * 1000000LL;
 }
 
 CommandBudget::~CommandBudget() { budgetEnd = noBudget; }

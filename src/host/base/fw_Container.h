@@ -36,12 +36,14 @@ class Container {
 
   /// What stands for a command's failure, beside another status than 0.
   enum class Fault {
-    Status,        ///< nothing else
-    StandardError  ///< that it wrote to its standard error: the status is another program's
+    Status,         ///< nothing else
+    StandardError,  ///< that it wrote to its standard error: the status is another program's
+    CallersAffair   ///< the caller, who is told the outcome, tells it; there is no warning line
   };
 
   /// Runs a command for a daemon, without streams: as spawn(), and a failure, a wait and a run
-  /// of more than 30 s in the background are warning lines with what is known of the outcome.
+  /// of more than 30 s in the background are warning lines with what is known of the outcome,
+  /// unless that is the caller's affair.
   static int spawnFor(const char* commandLine, Fault fault, Told told = nullptr);
 
   /// Keeps what a process has written to a standard error that it got from such a command within
@@ -63,12 +65,12 @@ class Container {
   static void setConsole(Console* console);
 };
 
-/// While it lives, all foreground commands of its thread share one command limit, so that a row of
-/// commands that hang cannot hold the thread longer than one; half a second is left to each command
-/// when the limit is used up. Budgets do not nest.
+/// While it lives, all foreground commands of its thread share one limit, so that a row of commands
+/// that hang cannot hold the thread longer than one; half a second is left to each command when the
+/// limit is used up. Budgets do not nest.
 class CommandBudget {
  public:
-  CommandBudget();
+  explicit CommandBudget(int seconds = Container::commandLimit());
   ~CommandBudget();
   CommandBudget(const CommandBudget&) = delete;
   CommandBudget& operator=(const CommandBudget&) = delete;

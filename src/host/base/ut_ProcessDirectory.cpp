@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -99,6 +100,23 @@ std::optional<ProcessOrigin> ProcessDirectory::origin(int pid) {
     if (key == "Uid:") status >> origin.user;
   }
   return origin;
+}
+
+std::optional<ProcessCondition> ProcessDirectory::condition(int pid) {
+  std::ifstream file(Path::located("/proc/" + std::to_string(pid) + "/stat"));
+  std::string stat;
+  std::getline(file, stat, '\0');
+  const std::size_t nameEnd = stat.rfind(')');  // the program's name may hold anything
+  if (nameEnd == std::string::npos) return std::nullopt;
+  std::istringstream fields(stat.substr(nameEnd + 1));
+  ProcessCondition condition;
+  fields >> condition.state;
+  constexpr int fieldsBeforeThreads = 16;
+  std::string skipped;
+  for (int i = 0; i < fieldsBeforeThreads; ++i) fields >> skipped;
+  fields >> condition.threads;
+  if (!fields) return std::nullopt;
+  return condition;
 }
 
 ProcessFile ProcessDirectory::open(int pid) {

@@ -45,6 +45,12 @@ struct ProcessOrigin {
   int parent = 0;          ///< the pid of its parent
 };
 
+/// What a process does at the moment (proc(5), /proc/PID/stat).
+struct ProcessCondition {
+  char state = '?';  ///< 'T' stopped by a signal, 't' by a debugger, 'Z' of an ended main thread
+  int threads = 0;   ///< above 1 beside 'Z': the others go on
+};
+
 /// Lists the running processes. For one thread at a time.
 class ProcessDirectory {
  public:
@@ -58,6 +64,9 @@ class ProcessDirectory {
 
   /// Where a process comes from; nothing when it has ended or may not be looked at.
   static std::optional<ProcessOrigin> origin(int pid);
+
+  /// What a process does; nothing when there is none.
+  static std::optional<ProcessCondition> condition(int pid);
 
  private:
   void append(std::size_t filled, std::vector<int>& pids) const;
