@@ -3,8 +3,8 @@
 
 #include "fuzz/play.h"
 #include "host/console/fw_CommandBundle.h"
-#include "host/console/fw_CommandLine.h"
 #include "host/console/fw_HostCommands.h"
+#include "host/console/fw_TypedLine.h"
 #include "host/service/fw_ServiceHost.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"

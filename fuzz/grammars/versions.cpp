@@ -25,7 +25,7 @@ app::VersionTexts versionsOf(const std::string& mc, const std::string& cpld,
 // What one controller sees, the other sees from its side, so that no two push at each other for a
 // version alone.
 void play(const std::string& input) {
-  using enum app::Standing;
+  using enum app::Comparison;
   const auto texts = textsOf(input, 6);
   const auto one = versionsOf(texts[0], texts[1], texts[2]);
   const auto other = versionsOf(texts[3], texts[4], texts[5]);

@@ -37,8 +37,8 @@
 #include "host/service/fw_ServiceHost.h"
 #include "host/service/fw_Watchdog.h"
 #include "host/web/ht_HttpServer.h"
+#include "mchost/LifeStep.h"
 #include "mchost/Notify.h"
-#include "mchost/Piece.h"
 #include "mchost/Plugins.h"
 #include "mchost/StopControl.h"
 #include "sysinfo/manager/si_Midplane.h"
@@ -69,11 +69,11 @@ bool loadPlugins(framework::ConfigFile& file, const std::vector<std::string>& op
 
 // The configuration, its plug-ins loaded and its instances checked.
 framework::ConfigFile readConfig(const Options& options) {
-  beginPiece("configuration");
+  beginStep("configuration");
   framework::ConfigFile file(options.config);
   file.checkEnvironment();
   if (!file.arePluginsKnown() || !loadPlugins(file, options.plugins)) return file;
-  beginPiece("check of the configuration");
+  beginStep("check of the configuration");
   file.checkInstances();
   const auto fault = file.isRefused() ? std::nullopt : services::http::webFault(file.config());
   if (fault) file.refuse(fault->line, fault->text);
@@ -245,9 +245,9 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   framework::CommandBundle::registerAll(shell);
   shell.takeCommands(false);
   services.start();
-  beginPiece("untold changes");
+  beginStep("untold changes");
   services::sysinfo::SysInfoManager::getManager()->tellUntold();
-  beginPiece("console");
+  beginStep("console");
   console.start();
   reports.open();
   notify("READY=1");
@@ -256,7 +256,7 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   Logger::StaticLog(LogType::Info, "controller %s: %zu services run%s", settings.slot.c_str(),
                     services.services().size() - static_cast<std::size_t>(failed),
                     failed == 0 ? "" : "; some have failed, see the console's services");
-  beginPiece("host");
+  beginStep("host");
   const auto untilNextLook = [] {
     constexpr std::chrono::milliseconds roundedUp(1);
     const std::chrono::microseconds time(framework::Watchdog::look());
@@ -265,9 +265,9 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   while (!stop.waitForStop(untilNextLook())) continue;
   notify("STOPPING=1");
   Logger::StaticLog(LogType::Info, "stopping");
-  beginPiece("commands of the console");
+  beginStep("commands of the console");
   console.stop();
-  beginPiece("reports of the web listeners");
+  beginStep("reports of the web listeners");
   reports.close();
   services.stop();
   platform::Platform::current().finishCommands();
@@ -307,24 +307,24 @@ int replay(const Options& options) {
 }
 
 int run(const Options& options) {
-  beginPiece("stop control");
+  beginStep("stop control");
   StopControl stop;
   const framework::ConfigFile file = readConfig(options);
   if (file.isRefused()) {
     report(file);
     return EXIT_FAILURE;
   }
-  beginPiece("log");
+  beginStep("log");
   if (!startLog(file.host())) return EXIT_FAILURE;
   logWarnings(file);
-  beginPiece("console");
+  beginStep("console");
   framework::ConsoleServer console;  // services switch it while they are built
   // Before anything acts: a second host would stop daemons and open listeners of the first.
   if (const auto failure = takeConsole(console, file.host().console, stop); !failure.empty()) {
     if (!isToStop(stop)) Logger::StaticLog(LogType::Error, "%s", failure.c_str());
     return endEarly(stop);
   }
-  beginPiece("system information");
+  beginStep("system information");
   framework::Config::setConfig(file.config());
   if (!services::sysinfo::SysInfoManager::getManager()->open(
           file.config(), file.host().slot[0], pausesFor("the system information", stop))) {
@@ -336,16 +336,16 @@ int run(const Options& options) {
   framework::Container::setCommandLimit(file.host().commandSeconds);
   framework::Watchdog::setNotify(notify);
   auto& services = framework::ServiceHost::instance();
-  services.setProgress(beginPiece);
+  services.setProgress(beginStep);
   Reports reports;
   std::optional<services::http::HttpServer> web;
-  beginPiece("web listeners");
+  beginStep("web listeners");
   web.emplace(services::http::webSettings(file.config()), [&reports] { return reports.render(); });
   openListeners(*web);
-  beginPiece("building of the services");
+  beginStep("building of the services");
   services.build(servicesToBuild(file.host()));
   serve(file.host(), console, stop, reports);
-  beginPiece("web listeners");
+  beginStep("web listeners");
   web.reset();  // services use it until they have stopped
   services.destroy();
   Logger::stop();

@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "host/service/fw_ServiceFactory.h"
-#include "mchost/Piece.h"
+#include "mchost/LifeStep.h"
 #include "mchost/PluginStamp.h"
 
 namespace mchost {
@@ -24,7 +24,7 @@ std::string pathOf(const std::string& name) {
 }  // namespace
 
 std::optional<std::string> loadPlugin(const std::string& name) {
-  beginPiece("plug-in " + name);
+  beginStep("plug-in " + name);
   const std::string path = pathOf(name);
   if (const auto misfit = misfitOf(path)) return name + " " + *misfit;
   if (::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) != nullptr) return std::nullopt;

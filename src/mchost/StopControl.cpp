@@ -12,7 +12,7 @@
 
 #include "host/log/fw_Logger.h"
 #include "host/machine/Platform.h"
-#include "mchost/Piece.h"
+#include "mchost/LifeStep.h"
 
 namespace mchost {
 
@@ -96,7 +96,7 @@ void StopControl::watch() {
   awaitSignal(processEndsAfter);
   if (waitFor(m_done.get(), -1, 0) == Readable::First) return;
   framework::Logger::StaticLog(framework::LogType::Error, "could not stop in time: %s",
-                               currentPiece().c_str());
+                               currentStep().c_str());
   framework::Logger::drain(lastLineTakes);
   ::_exit(EXIT_FAILURE);
 }

@@ -13,7 +13,7 @@ namespace mchost {
 /// Watches for SIGTERM and SIGINT on a thread of its own. The first, or a request, ends
 /// waitForStop(); from then on a further signal ends the process at once, commands that still run
 /// after 4 seconds are killed, and a process that is still there after 5 is ended with status 1 and
-/// an error line that names the piece of its life (Piece.h) that did not end.
+/// an error line that names the step of its life (LifeStep.h) that did not end.
 ///
 /// Made by the main thread, with the two signals blocked, before any other thread exists.
 class StopControl {

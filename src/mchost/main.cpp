@@ -9,7 +9,7 @@
 #include "host/console/fw_ApplicationArguments.h"
 #include "host/machine/DescriptorLimit.h"
 #include "mchost/Daemon.h"
-#include "mchost/Piece.h"
+#include "mchost/LifeStep.h"
 #include "mchost/StopControl.h"
 
 namespace {
@@ -51,13 +51,13 @@ int start(int count, char** values) {
 
 }  // namespace
 
-// What nobody catches ends the process; see Piece.h.
+// What nobody catches ends the process; see LifeStep.h.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int count, char** values) {
   mchost::StopControl::blockSignals();
   openStandardDescriptors();
   ::umask(077);
   platform::raiseDescriptorLimit();
-  mchost::beginPiece("command line");
+  mchost::beginStep("command line");
   return start(count, values);
 }

@@ -1,7 +1,7 @@
 // Command lines that name a secret's source instead of holding the secret.
 #include "mcsh/Secrets.h"
 
-#include "host/console/fw_CommandLine.h"
+#include "host/console/fw_TypedLine.h"
 #include "mcsh/SecretSource.h"
 
 namespace mcsh {

@@ -13,7 +13,7 @@
 #include <sstream>
 #include <string_view>
 
-#include "host/console/fw_CommandLine.h"
+#include "host/console/fw_TypedLine.h"
 #include "mcsh/Client.h"
 #include "mcsh/Prompt.h"
 #include "mcsh/SecretSource.h"

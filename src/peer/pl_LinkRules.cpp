@@ -52,7 +52,7 @@ bool haveSameVersions(const MCInfo& own, const MCInfo& partner) {
          (isExcused || isSame(own.getCpldVersion(), partner.getCpldVersion()));
 }
 
-bool haveSameSettings(const Own& own, const PeerRecord& partner) {
+bool haveSameSettings(const ThisController& own, const PeerRecord& partner) {
   return !own.record.digest.empty() && own.record.digest == partner.digest;
 }
 
@@ -61,10 +61,10 @@ bool givesByVersions(const PeerRecord& giver, const PeerRecord& taker) {
   if (!giver.isOfOldLink()) return giver.givesByVersions;
   return !giver.isUpdateDisabled &&
          app::compareVersions(textsOf(giver.controller), textsOf(taker.controller)) ==
-             app::Standing::PartnerOlder;
+             app::Comparison::PartnerOlder;
 }
 
-bool areEqual(const Own& own, const PeerRecord& partner) {
+bool areEqual(const ThisController& own, const PeerRecord& partner) {
   const bool versions =
       own.record.isUpdateDisabled || haveSameVersions(own.record.controller, partner.controller);
   return versions && haveSameSettings(own, partner);
@@ -75,15 +75,15 @@ bool hasPaired(const PeerRecord& one, const PeerRecord& other) {
                                        one.controller.getLastPairedPartnerSerial());
 }
 
-bool areConfirmed(const Own& own, const PeerRecord& partner) {
+bool areConfirmed(const ThisController& own, const PeerRecord& partner) {
   return hasPaired(own.record, partner) && hasPaired(partner, own.record);
 }
 
-bool isHeld(const Own& own, const PeerRecord& partner) {
+bool isHeld(const ThisController& own, const PeerRecord& partner) {
   return areEqual(own, partner) && !areConfirmed(own, partner);
 }
 
-BurnToActive::SyncRole usableRole(const Own& own, const PeerRecord& partner) {
+BurnToActive::SyncRole usableRole(const ThisController& own, const PeerRecord& partner) {
   const bool forUs =
       isSame(own.record.controller.getControllerSerial(), partner.roleForSerial.c_str()) &&
       own.record.bootId == partner.roleForBoot;
@@ -94,7 +94,7 @@ BurnToActive::SyncRole usableRole(const Own& own, const PeerRecord& partner) {
                                                               : BurnToActive::Undetermined;
 }
 
-bool mustTakeFirst(const Own& own, const PeerRecord& partner) {
+bool mustTakeFirst(const ThisController& own, const PeerRecord& partner) {
   const app::ActionFacts facts = {.mine = own.record.role,
                                   .partner = usableRole(own, partner),
                                   .letter = own.letter,
@@ -106,7 +106,7 @@ bool mustTakeFirst(const Own& own, const PeerRecord& partner) {
          app::decideConfigAction(facts).action == BurnToActive::Receive;
 }
 
-ResetFacts factsOf(const Own& own, const PeerRecord& partner) {
+ResetFacts factsOf(const ThisController& own, const PeerRecord& partner) {
   const MCInfo& mine = own.record.controller;
   const MCInfo& controller = partner.controller;
   return {.ownMidplane = own.record.midplane,
@@ -143,7 +143,7 @@ const char* resetReason(const std::optional<ResetFacts>& before, const ResetFact
   return determined && now.role != before->role ? "the partner's role is known" : nullptr;
 }
 
-bool shouldPair(const Own& own, const PeerRecord& partner) {
+bool shouldPair(const ThisController& own, const PeerRecord& partner) {
   return areEqual(own, partner) && !hasPaired(own.record, partner);
 }
 

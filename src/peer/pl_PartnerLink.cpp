@@ -212,8 +212,8 @@ std::optional<PeerRecord> PartnerLink::askPartner() {
 }
 
 // All but the role, which counts for the partner of the last reset alone.
-Own PartnerLink::readOwn() const {
-  Own own;
+ThisController PartnerLink::readOwn() const {
+  ThisController own;
   own.letter = SysInfoManager::getManager()->getMCNode();
   PeerRecord& record = own.record;
   record.decides = relinfo::RelInfo::hasBurnToActive();
@@ -223,7 +223,7 @@ Own PartnerLink::readOwn() const {
   record.midplane.clear();
   const auto* update = PartnerFirmwareUpdate::getSingleton();
   record.givesByVersions =
-      !record.decides && update != nullptr && update->standing() == app::Standing::PartnerOlder;
+      !record.decides && update != nullptr && update->comparison() == app::Comparison::PartnerOlder;
   const sysinfo::SysInfoReadGuard guard;
   const sysinfo::SysInfo* sysInfo = guard.getObject();
   if (sysInfo == nullptr) return own;
@@ -268,7 +268,7 @@ void PartnerLink::act(const PeerRecord& partner, std::int64_t askedAt) {
   hearConsent(askedAt);
 }
 
-void PartnerLink::pairOrReset(const Own& mine, const PeerRecord& partner, bool isNew) {
+void PartnerLink::pairOrReset(const ThisController& mine, const PeerRecord& partner, bool isNew) {
   const ResetFacts now = factsOf(mine, partner);
   if (shouldPair(mine, partner)) {
     // The decisions hold the partner's serial number since the last reset.
@@ -311,7 +311,7 @@ void PartnerLink::reset(const PeerRecord& partner, const char* reason) {
   if (!keepRecord(partner)) return;  // the store has said why; the next answer tries again
   decisions->setCurrentPartnerSN(partner.controller.getControllerSerial());
   decisions->setPartnerCodeloadTimestamp(partner.controller.getLastLoadedTime());
-  Own own = readOwn();
+  ThisController own = readOwn();
   own.record.role = decisions->getLocalSyncRole();  // afresh: the partner's counts only beside it
   handOver(partner, factsOf(own, partner), generation);
   if (update != nullptr) update->kickstart();

@@ -73,10 +73,10 @@ class PartnerLink : public framework::ActiveService {
   Consent consent() const;
 
  private:
-  Own readOwn() const;
+  ThisController readOwn() const;
   std::optional<PeerRecord> askPartner();
   void act(const PeerRecord& partner, std::int64_t askedAt);
-  void pairOrReset(const Own& mine, const PeerRecord& partner, bool isNew);
+  void pairOrReset(const ThisController& mine, const PeerRecord& partner, bool isNew);
   void pair(const PeerRecord& partner);
   void reset(const PeerRecord& partner, const char* reason);
   void handOver(const PeerRecord& partner, const ResetFacts& facts, std::uint64_t generation);

@@ -13,7 +13,7 @@ namespace services::peer {
 using app::BurnToActive;
 
 /// What this controller knows of itself.
-struct Own {
+struct ThisController {
   PeerRecord record;
   char letter = 'A';
 };
@@ -26,7 +26,7 @@ struct PartnerView {
   /// no role is told.
   bool isDecided = false;
   BurnToActive::Decisions decisions = {};  ///< of this controller
-  Own own = {};
+  ThisController own = {};
   std::optional<PeerRecord> partner = {};  ///< its last answer, which tells what it decided by
   std::int64_t secondsSince = 0;  ///< since that, or without one since this host began to ask
   int silenceSeconds = 0;         ///< after so many a silent partner counts for nothing

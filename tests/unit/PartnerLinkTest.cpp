@@ -124,7 +124,7 @@ struct Pair {
     return recordOf(textOf(record) + lines, failure).value();
   }
   const std::string mine, its;
-  Own own{changed(recordWith("SN0000A1", "SN0000B1"), "SyncRole=MasterPaired\n" + mine)};
+  ThisController own{changed(recordWith("SN0000A1", "SN0000B1"), "SyncRole=MasterPaired\n" + mine)};
   PeerRecord partner = changed(partnerWith("SN0000A1", BurnToActive::SlavePaired), its);
 };
 

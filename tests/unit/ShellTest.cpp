@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "host/base/st_StringRepository.h"
-#include "host/console/fw_CommandLine.h"
 #include "host/console/fw_HostCommands.h"
+#include "host/console/fw_TypedLine.h"
 #include "support/ConsoleSetting.h"
 #include "util/fw_Exception.h"
 #include "util/fw_ShownText.h"

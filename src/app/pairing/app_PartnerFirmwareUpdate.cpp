@@ -173,11 +173,11 @@ std::unique_lock<std::mutex> PartnerFirmwareUpdate::betweenCycles() {
   return std::unique_lock(m_cycleLock);
 }
 
-Standing PartnerFirmwareUpdate::standing() const {
+Comparison PartnerFirmwareUpdate::comparison() const {
   const sysinfo::SysInfoReadGuard guard;
   const SysInfo* sysInfo = guard.getObject();
-  if (sysInfo == nullptr) return Standing::Unavailable;
-  return sysInfo->getPfuDisabled() ? Standing::NotCompared : readVersions(*sysInfo).standing;
+  if (sysInfo == nullptr) return Comparison::Unavailable;
+  return sysInfo->getPfuDisabled() ? Comparison::NotCompared : readVersions(*sysInfo).comparison;
 }
 
 // Hold the system information.
@@ -188,7 +188,7 @@ PartnerFirmwareUpdate::Versions PartnerFirmwareUpdate::readVersions(const SysInf
   getVersions(sysInfo.getOtherMCInfo(), partner.mc.data(), partner.cpld.data(),
               partner.bundle.data(), false);
   if (partner.cpld[0] == '\0') partner.cpld = local.cpld;
-  standing = compareVersions(local, partner);
+  comparison = compareVersions(local, partner);
   return read;
 }
 
@@ -204,14 +204,14 @@ void PartnerFirmwareUpdate::cycle() {
   }
   const auto [local, partner, standing] = readVersions(*sysInfo);
   guard.freeObject();
-  if (standing == Standing::Unavailable) {
-    act(decideUpdate({.standing = standing, .hasDecisions = RelInfo::hasBurnToActive()}));
+  if (comparison == Comparison::Unavailable) {
+    act(decideUpdate({.comparison = comparison, .hasDecisions = RelInfo::hasBurnToActive()}));
     logUnavailable(local, partner);
-  } else if (standing == Standing::Equal) {
+  } else if (comparison == Comparison::Equal) {
     cycleOfEqual();
   } else {
     logDifferent(local, partner);
-    cycleOfDifferent(standing);
+    cycleOfDifferent(comparison);
   }
 }
 
@@ -219,14 +219,15 @@ void PartnerFirmwareUpdate::cycleWhileDisabled() {
   if (!RelInfo::hasBurnToActive()) return;
   BurnToActive* pairing = BurnToActive::getInstance();
   const BurnToActive::SyncAction config = pairing->getSystemConfigurationSyncAction();
-  act(decideUpdate({.standing = Standing::NotCompared, .hasDecisions = true, .config = config}));
+  act(decideUpdate(
+      {.comparison = Comparison::NotCompared, .hasDecisions = true, .config = config}));
   if (pairing->getSystemPfuAction() == BurnToActive::Push || areSlavesToMerge(*pairing, config)) {
     pairWithMidplane();
   }
 }
 
 void PartnerFirmwareUpdate::cycleOfEqual() {
-  UpdateFacts facts{.standing = Standing::Equal, .hasDecisions = RelInfo::hasBurnToActive()};
+  UpdateFacts facts{.comparison = Comparison::Equal, .hasDecisions = RelInfo::hasBurnToActive()};
   if (facts.hasDecisions) {
     facts.config = BurnToActive::getInstance()->getSystemConfigurationSyncAction();
   }
@@ -234,8 +235,8 @@ void PartnerFirmwareUpdate::cycleOfEqual() {
   pairWithMidplane();
 }
 
-void PartnerFirmwareUpdate::cycleOfDifferent(Standing standing) {
-  UpdateFacts facts{.standing = standing, .hasDecisions = RelInfo::hasBurnToActive()};
+void PartnerFirmwareUpdate::cycleOfDifferent(Comparison comparison) {
+  UpdateFacts facts{.comparison = comparison, .hasDecisions = RelInfo::hasBurnToActive()};
   if (facts.hasDecisions) {
     BurnToActive* pairing = BurnToActive::getInstance();
     facts.firmware = firmwareAction();

@@ -53,7 +53,7 @@ class PartnerFirmwareUpdate : public framework::ActiveService {
                    bool isLocal) const;
 
   /// How the versions stand, as a cycle finds them. Takes the system information for reading.
-  Standing standing() const;
+  Comparison comparison() const;
 
   /// While what is answered lives no cycle runs: who has the decisions made afresh so leaves none
   /// between a cycle's decision and its command. Where a service runs it waits for the cycle.
@@ -66,14 +66,14 @@ class PartnerFirmwareUpdate : public framework::ActiveService {
   struct Versions {
     VersionTexts local;
     VersionTexts partner;
-    Standing standing;
+    Comparison comparison;
   };
 
   void cycle();
   Versions readVersions(const sysinfo::SysInfo& sysInfo) const;
   void cycleWhileDisabled();
   void cycleOfEqual();
-  void cycleOfDifferent(Standing standing);
+  void cycleOfDifferent(Comparison comparison);
   void logUnavailable(const VersionTexts& local, const VersionTexts& partner) const;
   void logDifferent(const VersionTexts& local, const VersionTexts& partner) const;
   void act(const UpdateStep& step);

@@ -10,7 +10,7 @@ namespace services::app {
 namespace {
 
 using Facts = UpdateFacts;
-using enum Standing;
+using enum Comparison;
 
 constexpr const char* pushConfig = "/usr/bin/dopfunu pushcfg >>/mnt/ramdisk/pfu.progress &";
 constexpr const char* pushBoth = "/usr/bin/dopfunu pushmc pushcfg >>/mnt/ramdisk/pfu.progress &";
@@ -20,12 +20,12 @@ constexpr const char* pushToOlder = "/usr/bin/dopfu &";
 bool givesConfig(const Facts& f) { return f.hasDecisions && f.config == BurnToActive::Push; }
 bool givesFirmware(const Facts& f) { return f.hasDecisions && f.firmware == BurnToActive::Push; }
 bool givesBoth(const Facts& f) { return givesFirmware(f) && givesConfig(f); }
-bool isOff(const Facts& f) { return f.standing == NotCompared; }
+bool isOff(const Facts& f) { return f.comparison == NotCompared; }
 bool isOffAndGivesConfig(const Facts& f) { return isOff(f) && givesConfig(f); }
-bool areUnavailable(const Facts& f) { return f.standing == Unavailable; }
-bool areEqual(const Facts& f) { return f.standing == Equal; }
+bool areUnavailable(const Facts& f) { return f.comparison == Unavailable; }
+bool areEqual(const Facts& f) { return f.comparison == Equal; }
 bool areEqualAndGivesConfig(const Facts& f) { return areEqual(f) && givesConfig(f); }
-bool partnerIsOlder(const Facts& f) { return !f.hasDecisions && f.standing == PartnerOlder; }
+bool partnerIsOlder(const Facts& f) { return !f.hasDecisions && f.comparison == PartnerOlder; }
 bool always(const Facts&) { return true; }
 
 struct Rule {
@@ -56,7 +56,7 @@ bool isUnavailable(const VersionTexts& versions) {
 
 }  // namespace
 
-Standing compareVersions(const VersionTexts& local, const VersionTexts& partner) {
+Comparison compareVersions(const VersionTexts& local, const VersionTexts& partner) {
   if (isUnavailable(local) || isUnavailable(partner)) return Unavailable;
   const int comparisons[] = {std::strcmp(local.mc.data(), partner.mc.data()),
                              std::strcmp(local.cpld.data(), partner.cpld.data()),

@@ -16,13 +16,13 @@ struct VersionTexts {
 
 /// How the versions of both controllers stand. PartnerOlder: they differ, and at least one local
 /// version is greater, by its bytes. NotCompared: firmware update is switched off.
-enum class Standing { NotCompared, Unavailable, Equal, PartnerOlder, Different };
+enum class Comparison { NotCompared, Unavailable, Equal, PartnerOlder, Different };
 
-Standing compareVersions(const VersionTexts& local, const VersionTexts& partner);
+Comparison compareVersions(const VersionTexts& local, const VersionTexts& partner);
 
 /// What a cycle's step depends on. The actions count only with the pairing decisions.
 struct UpdateFacts {
-  Standing standing;
+  Comparison comparison;
   bool hasDecisions;  ///< the release carries the pairing decisions
   BurnToActive::SyncAction config = BurnToActive::None;
   BurnToActive::SyncAction firmware = BurnToActive::None;

@@ -41,13 +41,13 @@ constexpr unsigned int fileMode = 0666;
 // A text of fixed size, and the stream that writes it. One that does not fit is an exception: a
 // command that was cut would be another command.
 template <std::size_t size>
-struct Text {
+struct FixedText {
   std::array<char, size> array;
   BufferStream stream{array.data(), static_cast<int>(size), false};
   const char* get() const { return array.data(); }
 };
-using PathText = Text<128>;
-using CommandText = Text<500>;
+using PathText = FixedText<128>;
+using CommandText = FixedText<500>;
 
 // The temporary directory; null, and an error line, when it is not set or not safe.
 const char* temporaryDirectory(const char* operation, int line) {
@@ -320,7 +320,7 @@ bool AppManager::mailSimple(const char* operation, const char* to, const char* f
   mail.PutF("\nmessage at: %s\n\n%s\n", TimeText().text.data(), body);
   mail.EndOutputStream();
   file.stream.EndOutputStream();
-  Text<2048> command;
+  FixedText<2048> command;
   command.stream.PutF("/sbin/sendmail -S %s -t <%s; rm %s", mailRelay, path.get(), path.get());
   Logger::StaticLogMethod(LogType::Info, operation, __LINE__, "command: %s", command.get());
   send(command.get(), path.get());

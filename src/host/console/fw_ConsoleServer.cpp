@@ -14,7 +14,7 @@
 
 #include "host/base/fw_Container.h"
 #include "host/base/fw_Guarded.h"
-#include "host/console/fw_CommandLine.h"
+#include "host/console/fw_TypedLine.h"
 
 namespace framework {
 

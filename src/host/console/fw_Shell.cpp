@@ -6,8 +6,8 @@
 
 #include "host/base/fw_Guarded.h"
 #include "host/base/st_StringRepository.h"
-#include "host/console/fw_CommandLine.h"
 #include "host/console/fw_Console.h"
+#include "host/console/fw_TypedLine.h"
 
 namespace framework {
 

@@ -1,5 +1,5 @@
 // What the process is about, for the line that says why it ended.
-#include "mchost/Piece.h"
+#include "mchost/LifeStep.h"
 
 #include <atomic>
 #include <chrono>
@@ -20,18 +20,18 @@ namespace {
 
 constexpr std::chrono::seconds lastLinesTake(1);
 
-struct Piece {
+struct LifeStep {
   std::mutex mutex;
   std::string name;
 };
 
-Piece& piece() {
-  static Piece& only = *new Piece;
+LifeStep& lifeStep() {
+  static LifeStep& only = *new LifeStep;
   return only;
 }
 
 void say(const std::string& what) {
-  std::fprintf(stderr, "error: %s: %s\n", currentPiece().c_str(),
+  std::fprintf(stderr, "error: %s: %s\n", currentStep().c_str(),
                framework::shownText(what).c_str());
 }
 
@@ -63,16 +63,16 @@ void sayException(const std::exception_ptr& thrown) {
 
 }  // namespace
 
-void beginPiece(const std::string& name) {
+void beginStep(const std::string& name) {
   std::string next = name;
-  const std::lock_guard lock(piece().mutex);
-  piece().name.swap(next);
+  const std::lock_guard lock(lifeStep().mutex);
+  lifeStep().name.swap(next);
   std::set_terminate(sayWhatEnded);
 }
 
-std::string currentPiece() {
-  const std::lock_guard lock(piece().mutex);
-  return piece().name;
+std::string currentStep() {
+  const std::lock_guard lock(lifeStep().mutex);
+  return lifeStep().name;
 }
 
 }  // namespace mchost

@@ -1,5 +1,5 @@
 // A typed command line: splitting it into words, and quoting words so that they survive.
-#include "host/console/fw_CommandLine.h"
+#include "host/console/fw_TypedLine.h"
 
 #include "util/fw_ShownText.h"
 
