@@ -40,7 +40,7 @@ void play(const std::string& input) {
   for (const char* entry : {"web", "all/^/web"}) daemons.Append(entry);
   config.set("AppManager.data", {.value = daemons});
   const std::string shown = test::printed([&](auto& stream) {
-    framework::RunningCheck::of("AppManager")(config, "AppManager", stream);
+    framework::RunningCheck::of("AppManager")(config, "AppManager", stream, nullptr);
   });
   REQUIRE(framework::shownLines(shown) == shown);
 }

@@ -33,5 +33,5 @@ void play(const std::string& input) {
   REQUIRE((here == Unavailable) == (there == Unavailable));
   REQUIRE((here == Equal) == (there == Equal));
   REQUIRE(here != Different || there == PartnerOlder);
-  app::decideUpdate({.standing = here, .hasDecisions = input.size() % 2 == 0});
+  app::decideUpdate({.comparison = here, .hasDecisions = input.size() % 2 == 0});
 }

@@ -183,7 +183,7 @@ Comparison PartnerFirmwareUpdate::comparison() const {
 // Hold the system information.
 PartnerFirmwareUpdate::Versions PartnerFirmwareUpdate::readVersions(const SysInfo& sysInfo) const {
   Versions read{};
-  auto& [local, partner, standing] = read;
+  auto& [local, partner, comparison] = read;
   getVersions(sysInfo.getMyMCInfo(), local.mc.data(), local.cpld.data(), local.bundle.data(), true);
   getVersions(sysInfo.getOtherMCInfo(), partner.mc.data(), partner.cpld.data(),
               partner.bundle.data(), false);
@@ -202,7 +202,7 @@ void PartnerFirmwareUpdate::cycle() {
     cycleWhileDisabled();
     return;
   }
-  const auto [local, partner, standing] = readVersions(*sysInfo);
+  const auto [local, partner, comparison] = readVersions(*sysInfo);
   guard.freeObject();
   if (comparison == Comparison::Unavailable) {
     act(decideUpdate({.comparison = comparison, .hasDecisions = RelInfo::hasBurnToActive()}));
