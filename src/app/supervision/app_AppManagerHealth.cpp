@@ -161,8 +161,8 @@ std::string HealthView::text() const {
   const std::int64_t age = utility::TimeMeasure::getTimestamp() - answered;
   const std::string ago = std::to_string(TimeMeasure::getSeconds(age)) + " s ago";
   if (problem.empty()) return "well, " + ago;
-  return problem + ", " + ago + ", " + std::to_string(failures) + " times in a row" +
-         (acts ? "" : ", which is only told");
+  const std::string row = failures == 0 ? "" : ", " + std::to_string(failures) + " times in a row";
+  return problem + ", " + ago + row + (acts ? "" : ", which is only told");
 }
 
 // A process that only counts for what it was, or that does nothing, as it is shown.
