@@ -45,6 +45,18 @@ const Row rows[] = {
      {211, 301},
      true,
      [](auto& controller) { controller.onInit("tool", "stop", [] {}); }},
+    {"stopped slowly",
+     true,
+     140,
+     310,
+     {211},
+     true,
+     [](auto& controller) {
+       controller.machine.onCommand("/app/etc/init.d/toolS stop", [](const platform::Command&) {
+         return platform::Result{.outcome = platform::Outcome::TimedOut};
+       });
+       controller.at(305, [&controller] { controller.removeProcess(70); });
+     }},
     {"only told", false, 140, 310, {}, true},
     {"in the start-up period", true, 0, 190, {}, false},
     {"suspended",

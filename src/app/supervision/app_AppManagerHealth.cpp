@@ -80,8 +80,10 @@ int AppManager::secondsToNextLook() const {
 
 // One that comes up, goes down or is left alone is not asked, and its answer counts for nothing.
 bool AppManager::isLookedAt(const Process& process) const {
+  const auto last = process.lastCommand();
+  const bool stopping = last != nullptr && last->action() == "stop" && !last->isEnded();
   return !m_startUpPeriod && process.getState() == Process::Up && !process.getSuspend() &&
-         !process.getRestarting();
+         !process.getRestarting() && !stopping;
 }
 
 std::string AppManager::problemOf(const HealthCheck& check) const {
