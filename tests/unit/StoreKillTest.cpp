@@ -1,11 +1,13 @@
 // The store under kill -9 at any moment: nothing committed is lost, nothing half is seen.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <csignal>
 #include <random>
 
 #include "host/log/fw_Logger.h"
-#include "support/Killed.h"
 #include "support/Temporary.h"
 #include "sysinfo/store/si_Store.h"
 
@@ -25,13 +27,31 @@ Rows rowsOf(int number) {
 }
 
 // Changes the store for ever and says the number of each change that was committed.
-[[noreturn]] void change(const std::string& path, int first, int said) {
+[[noreturn]] void change(const std::string& path, int number, int said) {
   framework::Logger::setLevel(framework::LogType::Error);
   Store store(path, rowsOf(0), [](const Rows&) {});
-  for (int number = first;; ++number) {
+  for (;; ++number) {
     if (!store.replace({"system", "user u"}, rowsOf(number))) ::_exit(1);
-    test::say(said, number);
+    if (::write(said, &number, sizeof number) != sizeof number) ::_exit(1);
   }
+}
+
+// Does so in a child that is killed these microseconds after it has committed the first; the number
+// of the last change that it said.
+int changeUntilKilled(const std::string& path, int first, unsigned int microseconds) {
+  std::array<int, 2> ends{};
+  EXPECT_EQ(::pipe(ends.data()), 0);
+  const pid_t child = ::fork();
+  if (child == 0) change(path, first, ends[1]);
+  ::close(ends[1]);
+  int last = first - 1;
+  EXPECT_EQ(::read(ends[0], &last, sizeof last), ssize_t(sizeof last)) << "the child did nothing";
+  ::usleep(microseconds);
+  ::kill(child, SIGKILL);
+  ::waitpid(child, nullptr, 0);
+  for (int number = 0; ::read(ends[0], &number, sizeof number) == sizeof number;) last = number;
+  ::close(ends[0]);
+  return last;
 }
 
 TEST(StoreKill, LosesNothingAndShowsNothingHalf) {
@@ -41,8 +61,7 @@ TEST(StoreKill, LosesNothingAndShowsNothingHalf) {
   int committed = 0;
   for (int kill = 0; kill < kills; ++kill) {
     const auto moment = static_cast<unsigned int>(random() % 25000);
-    const int said =
-        test::runAndKill(committed, moment, [&](int end) { change(path, committed + 1, end); });
+    const int said = changeUntilKilled(path, committed + 1, moment);
     const Database found(path);
     ASSERT_EQ(found.state(), Database::State::Good) << found.error();
     const int seen = std::stoi(found.rows().begin()->second);
