@@ -113,6 +113,8 @@ TEST_F(Consents, ATicketIsOfItsAskBootKindsAndTime) {
   b.view.own.record.bootId = "another";
   b.hears(a);
   EXPECT_EQ(b.checks(a, "settings"), "there_is_no_such_ticket") << "meant for the boot before";
+  a.hears(b);
+  EXPECT_EQ(a.asks(0, "settings"), "the_partner_is_another_one_now");
 }
 
 TEST_F(Consents, ASealHearsTheGiverAgainAndStandsUntilItsEnd) {
