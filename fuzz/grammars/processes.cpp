@@ -40,7 +40,8 @@ void play(const std::string& input) {
   for (const char* entry : {"web", "all/^/web"}) daemons.Append(entry);
   config.set("AppManager.data", {.value = daemons});
   const std::string shown = test::printed([&](auto& stream) {
-    framework::RunningCheck::of("AppManager")(config, "AppManager", stream, nullptr);
+    framework::RunningCheck::of("AppManager")(config, "AppManager", stream,
+                                              [](const char*) { return std::string(); });
   });
   REQUIRE(framework::shownLines(shown) == shown);
 }

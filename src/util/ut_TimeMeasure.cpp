@@ -11,7 +11,11 @@ namespace utility {
 std::int64_t TimeMeasure::getTimestamp() { return System::current().now(); }
 
 char* TimeMeasure::printTimestamp(long long value, char* buffer, int size) {
-  const std::time_t seconds = getSeconds(value + System::current().wallOffset());
+  return printWallTime(value + System::current().wallOffset(), buffer, size);
+}
+
+char* TimeMeasure::printWallTime(long long value, char* buffer, int size) {
+  const std::time_t seconds = getSeconds(value);
   std::tm local{};
   char text[64] = "";
   if (::localtime_r(&seconds, &local) != nullptr)

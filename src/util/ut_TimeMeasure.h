@@ -21,6 +21,8 @@ class TimeMeasure {
   /// Writes a timestamp as local wall-clock time, "2026-11-22 03:04:05", into `buffer` of `size`
   /// bytes (20 hold it; less cuts it). Answers the buffer.
   static char* printTimestamp(long long value, char* buffer, int size);
+  /// The same for microseconds since the epoch by the wall clock.
+  static char* printWallTime(long long value, char* buffer, int size);
 
  private:
   std::int64_t m_value;

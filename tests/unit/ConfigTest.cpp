@@ -118,8 +118,8 @@ TEST_F(Configuration, FaultsAreFoundWithTheirLineAndRule) {
        "error 4: Sample.words: must be a list of texts\n"},
       {host + "[Sample]\neither = 1\nwords = ['a', 'odd',\n'b c', '']\n[Sample.inner]\nbird = 1\n"
               "[Sample.each.a]\nhat = true\n[Sample.each.'b.c']\nhat = 1\n",
-       "error 4: Sample.either: must be a list of texts or one text\n"
        "error 12: Sample.each.b.c.hat: must be true or false\n"
+       "error 4: Sample.either: must be a list of texts or one text\n"
        "error 8: Sample.inner.bird: no such property\n"
        "warning 5: Sample.words: is odd\n"
        "error 6: Sample.words: no word\nerror 6: Sample.words: no word\n"},

@@ -49,8 +49,7 @@ std::string restOf(std::istringstream& words) {
 
 std::string timeText(std::int64_t at) {
   std::array<char, 32> text;
-  return utility::TimeMeasure::printTimestamp(at - utility::System::current().wallOffset(),
-                                              text.data(), text.size());
+  return utility::TimeMeasure::printWallTime(at, text.data(), text.size());
 }
 
 std::string ruleOf(const StateFacts& facts) {
