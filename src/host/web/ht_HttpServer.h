@@ -54,6 +54,11 @@ class HttpServer {
   /// before it runs any more; not to be called by one.
   void setSite(std::shared_ptr<const Site> site);
 
+  /// The page that is served without a site, for a route of one.
+  Response page() const { return m_responder.page(); }
+
+  const WebSettings& settings() const { return m_settings; }
+
  private:
   struct Listeners;
 

@@ -76,12 +76,8 @@ Responder::Responder(Page page, Tls tls) : m_page(std::move(page)), m_tls(std::m
 
 void Responder::setSite(std::shared_ptr<const Site> site) {
   if (site == nullptr) {
-    const auto page = [this](const Request&) {
-      const std::string text = m_page();
-      return text.empty() ? plain(NotReady, "the services are not running\n") : plain(Ok, text);
-    };
     site = std::make_shared<Site>(
-        Site{.routes = {{"GET", "/", Access::Anyone, page}},
+        Site{.routes = {{"GET", "/", Access::Anyone, [this](const Request&) { return page(); }}},
              .identify = {},
              .refuse = [](const Request&, int status, const std::string& text) {
                return plain(status, text + "\n");
@@ -90,6 +86,11 @@ void Responder::setSite(std::shared_ptr<const Site> site) {
   auto served = std::make_shared<Served>(site, Router(site->routes));
   const std::unique_lock lock(m_answering);
   m_served = std::move(served);
+}
+
+Response Responder::page() const {
+  const std::string text = m_page();
+  return text.empty() ? plain(NotReady, "the services are not running\n") : plain(Ok, text);
 }
 
 Reply Responder::answer(const Asked& asked) const {

@@ -43,6 +43,9 @@ class Responder {
   /// runs any more: do not call it from one.
   void setSite(std::shared_ptr<const Site> site);
 
+  /// The page itself, or 503.
+  Response page() const;
+
   Reply answer(const Asked& asked) const;
 
  private:

@@ -1,0 +1,2 @@
+// The JSON library's own code, in this file alone.
+#include <boost/json/src.hpp>

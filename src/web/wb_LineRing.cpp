@@ -1,0 +1,25 @@
+// The last lines of the log.
+#include "web/wb_LineRing.h"
+
+#include <algorithm>
+
+#include "util/ut_TimeMeasure.h"
+
+namespace services::web {
+
+void LineRing::takeLine(int type, const char* line, std::size_t size) {
+  if (type > framework::LogType::Info) return;
+  std::string text(line, std::min(size, longest));
+  while (text.ends_with('\n')) text.pop_back();
+  const std::int64_t now = utility::TimeMeasure::getTimestamp();
+  const std::lock_guard lock(m_mutex);
+  m_lines.push_back({++m_count, now, type, std::move(text)});
+  if (m_lines.size() > most) m_lines.pop_front();
+}
+
+std::vector<LineRing::Line> LineRing::lines() const {
+  const std::lock_guard lock(m_mutex);
+  return {m_lines.begin(), m_lines.end()};
+}
+
+}  // namespace services::web

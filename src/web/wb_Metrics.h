@@ -1,0 +1,16 @@
+// What the controller tells Prometheus.
+#pragma once
+
+#include "host/web/ht_Message.h"
+#include "web/wb_Snapshot.h"
+
+namespace services::web {
+
+/// The metrics of a snapshot in Prometheus' text format. The number of series is bounded by the
+/// configuration: some for each daemon and interface, and a fixed number beside.
+std::string metricsOf(const Snapshot& now, std::uint64_t refusals);
+
+/// The same as a response.
+http::Response metricsPage(const Sources& sources);
+
+}  // namespace services::web

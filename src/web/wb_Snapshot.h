@@ -1,0 +1,104 @@
+// What the web shows of the controller at one moment: values, read once for a request.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "web/wb_Audit.h"
+#include "web/wb_LineRing.h"
+#include "web/wb_Login.h"
+
+namespace services::web {
+
+class EventFeed;
+
+struct DaemonFacts {
+  std::string name;
+  std::string state = {};
+  std::int64_t seconds = 0;  ///< in that state
+  bool suspended = false;
+  bool restarting = false;
+  std::vector<int> pids = {};
+  unsigned int dataKilobytes = 0;  ///< as last measured
+};
+
+struct InterfaceFacts {
+  std::string name;
+  bool managed = false;
+  bool up = false;
+  bool nextStart = false;  ///< what the stored flag asks for
+};
+
+struct ControllerFacts {
+  std::string letter;
+  bool isThis = false;
+  bool isValid = false;  ///< what is known of it holds at present
+  std::string address = {}, mac = {}, serial = {}, firmware = {}, bundle = {}, cpld = {};
+  std::string midplane = {}, lastLoaded = {}, lastPaired = {};  ///< the pairing records
+};
+
+struct AccountFacts {
+  std::string name;
+  std::string rights;
+  bool mayLogIn = false;
+};
+
+struct ListenerFacts {
+  std::string id;
+  std::string user;
+};
+
+struct Snapshot {
+  std::int64_t now = 0;            ///< the host's timestamp
+  std::int64_t uptimeSeconds = 0;  ///< of the service
+  std::string dateTime;            ///< the wall clock's, ISO 8601
+  char letter = 'A';
+  bool controlsDaemons = false;
+  bool knowsPaths = false, innerUp = false, outerUp = false;
+  std::string midplane;
+  std::string role, partnerRole;  ///< of the pairing
+  int httpPort = 0, httpsPort = 0;
+  std::int64_t sessionSeconds = 0;
+  std::vector<ControllerFacts> controllers;
+  std::vector<DaemonFacts> daemons;
+  std::vector<InterfaceFacts> interfaces;
+  std::vector<AccountFacts> accounts;
+  std::vector<Login::Session> sessions;
+  std::vector<Audit::Record> audit;
+  std::vector<LineRing::Line> lines;
+  std::vector<ListenerFacts> listeners;  ///< of events
+
+  const ControllerFacts* controller(const std::string& wanted) const;
+  const DaemonFacts* daemon(const std::string& name) const;
+  const InterfaceFacts* interface(const std::string& name) const;
+};
+
+/// What is read beside the system information; each takes locks of its own, one after the other.
+enum Needs : unsigned int {
+  SystemAlone = 0,
+  Daemons = 1,  ///< waits for the supervision's table
+  Interfaces = 2,
+  Accounts = 4,
+  Sessions = 8,
+  AuditRecords = 16,
+  LogLines = 32,
+  Pairing = 64,
+  Listeners = 128,
+};
+
+/// Where a snapshot is taken from, beside the singletons of the services.
+struct Sources {
+  Audit& audit;
+  Login& login;
+  LineRing& lines;
+  EventFeed& feed;
+  std::int64_t start;  ///< the host's timestamp
+};
+
+Snapshot readSnapshot(const Sources& sources, unsigned int needs);
+
+/// A timestamp of the host as ISO 8601, as the wall clock shows it.
+std::string isoTime(std::int64_t timestamp);
+
+}  // namespace services::web

@@ -1,0 +1,42 @@
+// The service that brings login, Redfish and metrics to the web listeners.
+#pragma once
+
+#include <memory>
+
+#include "host/service/fw_Service.h"
+#include "host/web/ht_Site.h"
+#include "web/wb_EventFeed.h"
+#include "web/wb_Snapshot.h"
+
+namespace services::web {
+
+/// From its start to its shutdown it gives the web listeners their site: who may, the Redfish
+/// service below "/redfish", "/metrics", and the page of plain text "/". Build it last, since its
+/// clients ask the other services.
+class WebService : public framework::ActiveService {
+ public:
+  /// Reads the configuration of the instance.
+  explicit WebService(const char* name);
+  ~WebService() override = default;
+
+  void information(utility::PutStream& stream, int indentation, bool detailed) const override;
+  void Startup() override;
+  /// Returns when no request is answered any more.
+  void Shutdown() override;
+  const framework::ServiceInfo* serviceInfo() const override;
+  /// Looks for what happened, once a second while somebody listens.
+  void threadDo(int index) override;
+
+ private:
+  http::Site site();
+  void lookForEvents(Snapshot& last, bool& isKnown);
+
+  bool m_openOnLoopback = false;
+  Audit m_audit;
+  LineRing m_lines;
+  EventFeed m_feed;
+  std::unique_ptr<Login> m_login;
+  std::unique_ptr<Sources> m_sources;
+};
+
+}  // namespace services::web

@@ -1,0 +1,227 @@
+// The Redfish service's answers, from the route to the JSON: what is there, and what is refused.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <boost/json/parse.hpp>
+#include <random>
+
+#include "support/SysInfoSetting.h"
+#include "sysinfo/manager/us_UserManager.h"
+#include "web/wb_EventFeed.h"
+#include "web/wb_Messages.h"
+#include "web/wb_Metrics.h"
+#include "web/wb_Redfish.h"
+
+namespace services::web {
+namespace {
+
+using http::Access;
+using http::Request;
+using http::Response;
+using user::UserManager;
+
+class WebRedfish : public testing::Test {
+ protected:
+  WebRedfish() {
+    UserManager::getManager()->load({{{"user adam", "Interfaces"}, "Https"},
+                                     {{"user adam", "Rights"}, "Administrator"},
+                                     {{"user adam", "Password"}, "first pass"}});
+  }
+  ~WebRedfish() override { UserManager::getManager()->load({}); }
+
+  // As the host asks: the path without its query, which is given apart.
+  Response ask(const std::string& method, const std::string& path, const std::string& body = "",
+               Access granted = Access::Administer) {
+    request.method = method;
+    request.path = path.substr(0, path.find('?'));
+    request.body = body;
+    request.user = "adam";
+    request.granted = granted;
+    request.secure = true;
+    request.query.clear();
+    if (path.find('?') != std::string::npos) {
+      const std::string rest = path.substr(path.find('?') + 1);
+      const auto equals = rest.find('=');
+      request.query.emplace(rest.substr(0, equals),
+                            equals == std::string::npos ? "" : rest.substr(equals + 1));
+    }
+    auto found = router.find(method, request.path);
+    if (found.route == nullptr) return {.status = found.allowed.empty() ? 404 : 405};
+    if (granted < found.route->access) return {.status = 403};
+    request.captured = found.captured;
+    return found.route->handler(request);
+  }
+
+  test::SysInfoSetting sysInfo{{{"MidplaneSN", "MP1"}}, {}};
+  Audit audit;
+  Login login{audit, [] { return std::int64_t{0}; }, 60};
+  LineRing lines;
+  EventFeed feed;
+  Sources sources{audit, login, lines, feed, 0};
+  http::Router router{redfishRoutes(sources)};
+  Request request;
+};
+
+const std::string root = "/redfish/v1/";
+const std::string accounts = root + "AccountService/Accounts";
+
+TEST_F(WebRedfish, AnswersOrSaysWhatIsWrong) {
+  const std::string protocol = root + "Managers/A/NetworkProtocol";
+  const struct {
+    const char* method;
+    std::string path;
+    std::string body;
+    int status;
+    std::string says;
+  } rows[] = {
+      {"GET", root, "", 200, "\"Managers\":"},
+      {"GET", "/redfish", "", 200, "{\"v1\":\"/redfish/v1/\"}"},
+      {"GET", root + "Chassis/Enclosure", "", 200, "\"SerialNumber\":\"MP1\""},
+      {"GET", root + "Chassis/Other", "", 404, "ResourceMissingAtURI"},
+      {"GET", root + "Managers/C/EthernetInterfaces", "", 404, "ResourceMissingAtURI"},
+      {"GET", root + "Managers/B/NetworkProtocol", "", 404, "ResourceMissingAtURI"},
+      {"GET", root + "Managers/B/LogServices/Log/Entries", "", 404, "ResourceMissingAtURI"},
+      {"GET", root + "Managers/B", "", 200, "\"State\":\"UnavailableOffline\""},
+      {"GET", root + "Managers?$select=Id", "", 200, "\"Members@odata.count\":2"},
+      {"GET", root + "Managers/A?$select=SerialNumber", "", 200,
+       "Manager\",\"SerialNumber\":null}"},
+      {"GET", root + "Managers?$expand=.", "", 200, "\"ManagerType\""},
+      {"GET", root + "Managers?$expand=x", "", 400, "QueryParameterValueFormatError"},
+      {"GET", root + "Managers?$top=-1", "", 400, "QueryParameterValueFormatError"},
+      {"GET", root + "Managers?$top=1", "", 200,
+       "\"Members@odata.nextLink\":\"/redfish/v1/Managers?$skip=1&$top=1\""},
+      {"GET", root + "Managers?$skip=2", "", 200, "\"Members\":[]"},
+      {"GET", root + "Managers?$filter=Id eq 'B'", "", 200,
+       "[{\"@odata.id\":\"/redfish/v1/Managers/B\"}]"},
+      {"GET", root + "Managers?$filter=Id lt 'B' and Status/State eq 'Enabled'", "", 200,
+       "\"Members@odata.count\":1"},
+      {"GET", root + "Managers?$filter=Id ist 'B'", "", 400, "QueryParameterValueFormatError"},
+      {"GET", root + "Managers?$filter=Id eq 'B' and ", "", 400, "QueryParameterValueFormatError"},
+      {"GET", root + "Managers?$count=true", "", 501, "QueryNotSupported"},
+      {"GET", root + "Managers/A?$top=1", "", 501, "QueryNotSupported"},
+      {"GET", root + "Chassis?only", "", 200, "\"ChassisType\""},
+      {"PATCH", protocol, "", 400, "MalformedJSON"},
+      {"PATCH", protocol, "{\"HTTP\":", 400, "MalformedJSON"},
+      {"PATCH", protocol, std::string(deepestBody + 1, '['), 400, "MalformedJSON"},
+      {"PATCH", protocol, "[]", 400, "UnrecognizedRequestBody"},
+      {"PATCH", protocol, "{\"Gopher\":{}}", 400, "[\"#/Gopher\"]"},
+      {"PATCH", protocol, "{\"SSH\":true}", 400, "[\"#/SSH\"]"},
+      {"PATCH", protocol, "{\"SSH\":{\"Port\":1}}", 400, "PropertyNotWritable"},
+      {"PATCH", protocol, "{\"SSH\":{\"ProtocolEnabled\":\"no\"}}", 400,
+       "[\"#/SSH/ProtocolEnabled\"]"},
+      {"PATCH", protocol, "{\"SSH\":{\"ProtocolEnabled\":false}}", 409, "Ssh is not managed"},
+      {"PATCH", protocol, R"({"Oem":{"Mc":{"Interfaces":[{"Name":"Xyz"}]}}})", 400,
+       "PropertyValueNotInList"},
+      {"PATCH", protocol,
+       R"({"Oem":{"Mc":{"Interfaces":[{"Name":"Smis","EnabledAtNextStart":false}]}}})", 200,
+       R"({"Name":"Smis","Managed":false,"Enabled":false,"EnabledAtNextStart":false})"},
+      {"PATCH", protocol, R"({"Oem":{"Mc":3}})", 400, "[\"#/Oem\"]"},
+      {"PATCH", root + "Managers/A", "{}", 405, ""},
+      {"POST", accounts, "{}", 400, "[\"#/UserName\"]"},
+      {"POST", accounts, R"({"UserName":"a b","Password":"long enough","RoleId":"ReadOnly"})", 400,
+       "[\"#/UserName\"]"},
+      {"POST", accounts, R"({"UserName":"bob","Password":"short","RoleId":"ReadOnly"})", 400,
+       "ValueRefused"},
+      {"POST", accounts, R"({"UserName":"bob","Password":"long enough","RoleId":"King"})", 400,
+       "Rights must be"},
+      {"POST", accounts, R"({"UserName":"adam","Password":"long enough","RoleId":"ReadOnly"})", 409,
+       "ResourceAlreadyExists"},
+      {"POST", accounts, R"({"UserName":"bob","Password":"long enough","RoleId":"ReadOnly"})", 201,
+       "Created"},
+      {"PATCH", accounts + "/bob", R"({"RoleId":"Operator"})", 200, "\"RoleId\":\"Operator\""},
+      {"PATCH", accounts + "/bob", R"({"Locked":true})", 400, "PropertyNotWritable"},
+      {"DELETE", accounts + "/bob", "", 204, ""},
+      {"DELETE", accounts + "/bob", "", 404, "ResourceMissingAtURI"},
+      {"POST", root + "SessionService/Sessions", R"({"UserName":"adam"})", 400, "[\"#/Password\"]"},
+      {"POST", root + "SessionService/Sessions", R"({"UserName":"adam","Password":"x"})", 401,
+       "wrong"},
+      {"POST", root + "Managers/A/Oem/Mc/Daemons/x/Actions/McDaemon.Stop", "{}", 404,
+       "ResourceMissingAtURI"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.method + (" " + row.path) + " " + row.body);
+    const Response response = ask(row.method, row.path, row.body);
+    EXPECT_EQ(response.status, row.status);
+    EXPECT_NE(response.body.find(row.says), std::string::npos) << response.body;
+  }
+  EXPECT_TRUE(sysinfo::SysInfoReadGuard().getObject()->getSmisDisable());
+}
+
+TEST_F(WebRedfish, AUserMayChangeHisOwnPasswordAlone) {
+  const auto change = [&](const char* body, const std::string& whose) {
+    return ask("PATCH", accounts + "/" + whose, body, Access::Read).status;
+  };
+  ASSERT_EQ(
+      ask("POST", accounts, R"({"UserName":"bob","Password":"long enough","RoleId":"Operator"})")
+          .status,
+      201);
+  EXPECT_EQ(change(R"({"RoleId":"Administrator"})", "adam"), 403);
+  EXPECT_EQ(change(R"({"Password":"for another"})", "bob"), 403);
+  EXPECT_EQ(change(R"({"Password":"for himself"})", "adam"), 200);
+  EXPECT_EQ(ask("POST", accounts, "{}", Access::Operate).status, 403);
+}
+
+TEST_F(WebRedfish, AChangeOfAnOlderStateIsRefused) {
+  const std::string path = accounts + "/adam";
+  const Response before = ask("GET", path);
+  std::string etag;
+  for (const auto& [name, value] : before.headers) etag = name == "ETag" ? value : etag;
+  request.headers = {{"if-none-match", etag}};
+  EXPECT_EQ(ask("GET", path).status, 304);
+  request.headers = {{"if-match", etag}};
+  EXPECT_EQ(ask("PATCH", path, R"({"RoleId":"ReadOnly"})").status, 200);
+  EXPECT_EQ(ask("PATCH", path, R"({"RoleId":"Operator"})").status, 412);
+  request.headers = {{"if-match", "*"}};
+  EXPECT_EQ(ask("PATCH", path, R"({"RoleId":"Operator"})").status, 200);
+  request.headers = {{"odata-version", "3.0"}};
+  EXPECT_EQ(ask("GET", path).status, 412);
+}
+
+// All resources that links lead to from the root are there.
+TEST_F(WebRedfish, LinksLeadSomewhere) {
+  std::vector<std::string> paths = {root};
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    const Response response = ask("GET", paths[i]);
+    EXPECT_EQ(response.status, 200) << paths[i];
+    static const std::string mark = "\"@odata.id\":\"";
+    for (std::size_t at = 0; (at = response.body.find(mark, at)) != std::string::npos;) {
+      at += mark.size();
+      const std::string path =
+          response.body.substr(at, response.body.find_first_of("\"#", at) - at);
+      if (std::ranges::find(paths, path) == paths.end()) paths.push_back(path);
+    }
+  }
+  EXPECT_GT(paths.size(), 60U);
+}
+
+// Bodies made of pieces of right ones: each gets an answer that is JSON, and none is a success
+// that was not meant.
+TEST_F(WebRedfish, RandomBodiesAreAnswered) {
+  const std::array<const char*, 16> pieces = {"{",        "}",        "[",
+                                              "]",        ":",        ",",
+                                              "\"Oem\"",  "\"Mc\"",   "\"Interfaces\"",
+                                              "\"Name\"", "\"Smis\"", "true",
+                                              "null",     "\"HTTP\"", "\"ProtocolEnabled\"",
+                                              "1e999"};
+  std::mt19937 random(7);
+  for (int round = 0; round < 3000; ++round) {
+    std::string body = "{";
+    for (auto count = random() % 12; count > 0; --count) body += pieces[random() % pieces.size()];
+    const Response response = ask("PATCH", root + "Managers/A/NetworkProtocol", body);
+    boost::json::error_code error;
+    boost::json::parse(response.body, error);
+    EXPECT_FALSE(error) << body;
+    EXPECT_TRUE(response.status == 200 || response.status == 400 || response.status == 409) << body;
+  }
+}
+
+TEST_F(WebRedfish, MetricsEscapeWhatTheyName) {
+  Snapshot now;
+  now.daemons.push_back({.name = "a\"b\\c\nd", .state = "Up", .seconds = 3});
+  const std::string text = metricsOf(now, 2);
+  EXPECT_NE(text.find(R"(mc_daemon_up{daemon="a\"b\\c\nd"} 1)"), std::string::npos) << text;
+  EXPECT_NE(text.find("mc_web_refused_total 2"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace services::web
