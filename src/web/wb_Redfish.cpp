@@ -183,7 +183,7 @@ std::string nextPage(const std::string& self, const Request& request, const Quer
   for (const auto& [name, text] : request.query) {
     if (name != "$skip" && name.find_first_of("&#") == std::string::npos &&
         text.find_first_of("&#%+") == std::string::npos) {
-      next += "&" + name + "=" + text;
+      next.append("&").append(name).append("=").append(text);
     }
   }
   return next;

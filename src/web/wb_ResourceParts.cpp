@@ -39,7 +39,7 @@ std::optional<http::Response> unknownIn(const object& given,
     if (std::ranges::find(writable, key) != writable.end()) continue;
     const bool isKnown = std::ranges::find(readOnly, key) != readOnly.end();
     return messageResponse(isKnown ? "PropertyNotWritable" : "PropertyUnknown", {key},
-                           pointer + "/" + key);
+                           std::string(pointer).append("/").append(key));
   }
   return std::nullopt;
 }

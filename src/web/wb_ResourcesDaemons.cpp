@@ -31,8 +31,10 @@ constexpr const char* actions[] = {"Start", "Stop", "Restart", "Suspend", "Resum
 
 object actionsOf(const std::string& self) {
   object shown;
-  for (const std::string action : actions) {
-    shown["#McDaemon." + action] = object{{"target", self + "/Actions/McDaemon." + action}};
+  for (const char* action : actions) {
+    const std::string name = std::string("McDaemon.").append(action);
+    shown[std::string("#").append(name)] =
+        object{{"target", std::string(self).append("/Actions/").append(name)}};
   }
   return shown;
 }

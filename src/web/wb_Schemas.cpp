@@ -14,7 +14,6 @@ namespace services::web {
 
 namespace {
 
-using boost::json::array;
 using boost::json::object;
 
 struct Property {
