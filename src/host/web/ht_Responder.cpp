@@ -83,7 +83,7 @@ void Responder::setSite(std::shared_ptr<const Site> site) {
                return plain(status, text + "\n");
              }});
   }
-  auto served = std::make_shared<Served>(site, Router(site->routes));
+  auto served = std::make_shared<Served>(Served{site, Router(site->routes)});
   const std::unique_lock lock(m_answering);
   m_served = std::move(served);
 }
