@@ -124,8 +124,11 @@ void EventFeed::push(const std::string& text) {
   std::erase_if(m_listeners, [&](const Listener& one) { return !one.stream->push(text); });
 }
 
+// A client holds its stream; who asked for the head alone never took it.
 void EventFeed::dropGone() {
-  std::erase_if(m_listeners, [](const Listener& one) { return one.stream->isOver(); });
+  std::erase_if(m_listeners, [](const Listener& one) {
+    return one.stream.use_count() == 1 || one.stream->isOver();
+  });
 }
 
 }  // namespace services::web

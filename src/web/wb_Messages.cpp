@@ -40,6 +40,8 @@ constexpr Message table[] = {
      "The value '%1' for the property %2 is not in the list of acceptable values.", correct, 2},
     {base, "PropertyMissing", 400, "Warning",
      "The property %1 is a required property and must be included in the request.", correct, 1},
+    {base, "ActionParameterUnknown", 400, "Warning",
+     "The action %1 was submitted with the invalid parameter %2.", correct, 2},
     {base, "QueryParameterValueFormatError", 400, "Warning",
      "The value '%1' for the parameter %2 is not a format that the parameter can accept.", correct,
      2},

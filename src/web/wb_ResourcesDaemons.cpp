@@ -70,6 +70,9 @@ bool setSuspend(strings::stringtoken name) {
 }
 
 http::Response act(const Call& call, const char* what, Operation operation) {
+  if (!call.body.empty()) {
+    return messageResponse("ActionParameterUnknown", {what, std::string(call.body.begin()->key())});
+  }
   const bool done = operation(strings::GS.toToken(call.keys[1].c_str()));
   call.sources.audit.note(!done, call.request.user, call.request.address,
                           std::string(what) + " daemon " + call.keys[1]);

@@ -231,9 +231,22 @@ Refusal readInterface(const value& given, const std::string& pointer, const Snap
   return readFlag(*entry, "EnabledAtNextStart", pointer, interface, true, switches);
 }
 
+// The object that a value is, an empty one for others.
+const object& objectOf(const value& given) {
+  static const object none;
+  const object* found = given.if_object();
+  return found == nullptr ? none : *found;
+}
+
 Refusal readOem(const value& given, const Snapshot& now, std::vector<Switch>& switches) {
   const std::string pointer = "#/Oem/Mc/Interfaces";
-  const value* mc = given.is_object() ? given.as_object().if_contains("Mc") : nullptr;
+  if (auto refusal = unknownIn(objectOf(given), {"Mc"}, {}, "#/Oem")) return refusal;
+  const value* mc = objectOf(given).if_contains("Mc");
+  if (mc != nullptr) {
+    if (auto refusal = unknownIn(objectOf(*mc), {"Interfaces"}, {"@odata.type"}, "#/Oem/Mc")) {
+      return refusal;
+    }
+  }
   const value* list =
       mc != nullptr && mc->is_object() ? mc->as_object().if_contains("Interfaces") : nullptr;
   if (list == nullptr || !list->is_array()) {

@@ -115,6 +115,7 @@ TEST_F(WebRedfish, AnswersOrSaysWhatIsWrong) {
       {"PATCH", protocol,
        R"({"Oem":{"Mc":{"Interfaces":[{"Name":"Smis","EnabledAtNextStart":false}]}}})", 200,
        R"({"Name":"Smis","Managed":false,"Enabled":false,"EnabledAtNextStart":false})"},
+      {"PATCH", protocol, R"({"Oem":{"Mc":{"Interfaces":[],"Other":1}}})", 400, "#/Oem/Mc/Other"},
       {"PATCH", protocol, R"({"Oem":{"Mc":3}})", 400, "[\"#/Oem\"]"},
       {"PATCH", root + "Managers/A", "{}", 405, ""},
       {"POST", accounts, "{}", 400, "[\"#/UserName\"]"},
@@ -213,6 +214,35 @@ TEST_F(WebRedfish, RandomBodiesAreAnswered) {
     EXPECT_FALSE(error) << body;
     EXPECT_TRUE(response.status == 200 || response.status == 400 || response.status == 409) << body;
   }
+}
+
+TEST_F(WebRedfish, WhatChangedIsTold) {
+  Snapshot before;
+  before.controllers = {{.letter = "B", .isValid = true}};
+  before.daemons = {{.name = "web", .state = "Up"}, {.name = "ftpd", .state = "Up"}};
+  before.interfaces = {{.name = "Ftp", .up = true}};
+  Snapshot now = before;
+  EXPECT_TRUE(happenings(before, now).empty());
+  now.controllers[0].isValid = false;
+  now.daemons[0].state = "Down";
+  now.daemons.push_back({.name = "new", .state = "Up"});
+  now.interfaces[0].up = false;
+  now.outerUp = true;
+  const auto all = happenings(before, now);
+  const auto stream = feed.open("adam", "");
+  feed.open("eve", "");  // and goes at once
+  ASSERT_EQ(feed.listeners().size(), 1U);
+  feed.tell(all, 0);
+  const std::string told = stream->take();
+  for (const char* text :
+       {"The daemon web is Down; it was Up.", "The management interface Ftp is down.",
+        "The path Outer to the partner is up.", "The controller B is not known any more.",
+        "id: 4\ndata: {", "\"@odata.id\":\"/redfish/v1/Managers/A/Oem/Mc/Daemons/web\""}) {
+    EXPECT_NE(told.find(text), std::string::npos) << text << told;
+  }
+  EXPECT_EQ(all.size(), 4U);
+  feed.endUnless({});
+  EXPECT_TRUE(stream->isEnded());
 }
 
 TEST_F(WebRedfish, MetricsEscapeWhatTheyName) {
