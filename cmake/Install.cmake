@@ -15,7 +15,7 @@ foreach(program mchost mcsh)
   set_target_properties(${program} PROPERTIES INSTALL_RPATH $ORIGIN/${to_libraries})
   install(TARGETS ${program} RUNTIME DESTINATION ${directory} COMPONENT host)
 endforeach()
-foreach(plugin mcapp mcops mcpeer)
+foreach(plugin mcapp mcops mcpeer mcweb)
   if(TARGET ${plugin}) # a small controller leaves some out
     set_target_properties(${plugin} PROPERTIES INSTALL_RPATH $ORIGIN)
     install(TARGETS ${plugin} LIBRARY DESTINATION ${plugin_dir} COMPONENT host)
