@@ -64,8 +64,12 @@ bool HttpServer::isEnabledConnections(const char* name) const {
   });
 }
 
-void HttpServer::setSite(std::shared_ptr<const Site> site) {
-  m_listeners->responder.setSite(std::move(site));
+Response HttpServer::page() const { return m_listeners->responder.page(); }
+
+const WebSettings& HttpServer::settings() const { return m_listeners->settings; }
+
+void HttpServer::setSite(const std::shared_ptr<const Site>& site) {
+  m_listeners->responder.setSite(site);
 }
 
 }  // namespace services::http

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "host/web/ht_Message.h"
 #include "host/web/ht_WebSettings.h"
 
 namespace services::http {
@@ -52,12 +53,12 @@ class HttpServer {
 
   /// What a plug-in serves from here on, null for the page. Returns when no handler of the site
   /// before it runs any more; not to be called by one.
-  void setSite(std::shared_ptr<const Site> site);
+  void setSite(const std::shared_ptr<const Site>& site);
 
   /// The page that is served without a site, for a route of one.
-  Response page() const { return m_responder.page(); }
+  Response page() const;
 
-  const WebSettings& settings() const { return m_settings; }
+  const WebSettings& settings() const;
 
  private:
   struct Listeners;

@@ -6,9 +6,12 @@ namespace services::http {
 
 std::atomic<HttpServer*> HttpServer::m_pSingleton = nullptr;
 
-struct HttpServer::Listeners {};
+struct HttpServer::Listeners {
+  WebSettings settings;
+};
 
-HttpServer::HttpServer(const WebSettings& /*settings*/, const Page& /*page*/) {
+HttpServer::HttpServer(const WebSettings& settings, const Page& /*page*/)
+    : m_listeners(std::make_unique<Listeners>(Listeners{settings})) {
   m_pSingleton = this;
 }
 
@@ -22,7 +25,11 @@ bool HttpServer::enableConnections(const char* name) {
 
 bool HttpServer::disableConnections(const char* /*name*/) { return true; }
 
-void HttpServer::setSite(std::shared_ptr<const Site> /*site*/) {}
+Response HttpServer::page() const { return {.status = 404}; }
+
+const WebSettings& HttpServer::settings() const { return m_listeners->settings; }
+
+void HttpServer::setSite(const std::shared_ptr<const Site>& /*site*/) {}
 
 bool HttpServer::isEnabledConnections(const char* /*name*/) const { return false; }
 
