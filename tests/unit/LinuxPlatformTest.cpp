@@ -343,6 +343,11 @@ TEST_F(Queues, ACommandPastItsLimitAndAnotherQueueHoldNobodyUp) {
     machine.finishCommands();
   }
   EXPECT_TRUE(test::eventually([] { return count("6 stop: could not be started") > 0; }));
+  const auto hasEnded = [&](const char* end) {
+    return files.read("log").find(end) != std::string::npos;
+  };
+  // What is past its limit was not waited for, and would look for its directory for ever.
+  EXPECT_TRUE(test::eventually([&] { return hasEnded("end 1\n") && hasEnded("end 2\n"); }));
 }
 
 TEST_F(Queues, PastANumberTheNextWaitsUntilOneEnds) {
