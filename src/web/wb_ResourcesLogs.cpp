@@ -20,7 +20,7 @@ object service(const Snapshot& now, const Keys& keys) {
           {"Status", status("Enabled", "OK")},
           {"DateTime", now.dateTime},
           {"DateTimeLocalOffset", "+00:00"},
-          {"MaxNumberOfRecords", keys[1] == "Audit" ? Audit::most : LineRing::most},
+          {"MaxNumberOfRecords", keys[1] == "Audit" ? Audit::most : RecentLines::most},
           {"OverWritePolicy", "WrapsWhenFull"},
           {"Entries",
            link("/redfish/v1/Managers/" + keys[0] + "/LogServices/" + keys[1] + "/Entries")}};
@@ -62,7 +62,7 @@ object entry(const Snapshot& now, const Keys& keys) {
                        record.address + ": " + (record.refused ? "refused: " : "") + record.what;
     return shown;
   }
-  const LineRing::Line& line = numbered(now.lines, keys[2]);
+  const RecentLines::Line& line = numbered(now.lines, keys[2]);
   const char* severity = line.type == framework::LogType::Error     ? "Critical"
                          : line.type == framework::LogType::Warning ? "Warning"
                                                                     : "OK";

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "web/wb_Audit.h"
-#include "web/wb_LineRing.h"
 #include "web/wb_Login.h"
+#include "web/wb_RecentLines.h"
 
 namespace services::web {
 
@@ -66,7 +66,7 @@ struct Snapshot {
   std::vector<AccountFacts> accounts;
   std::vector<Login::Session> sessions;
   std::vector<Audit::Record> audit;
-  std::vector<LineRing::Line> lines;
+  std::vector<RecentLines::Line> lines;
   std::vector<ListenerFacts> listeners;  ///< of events
 
   const ControllerFacts* controller(const std::string& wanted) const;
@@ -91,7 +91,7 @@ enum Needs : unsigned int {
 struct Sources {
   Audit& audit;
   Login& login;
-  LineRing& lines;
+  RecentLines& lines;
   EventFeed& feed;
   std::int64_t start;  ///< the host's timestamp
 };

@@ -33,7 +33,7 @@ class WebService : public framework::ActiveService {
 
   bool m_openOnLoopback = false;
   Audit m_audit;
-  LineRing m_lines;
+  RecentLines m_lines;
   EventFeed m_feed;
   std::unique_ptr<Login> m_login;
   std::unique_ptr<Sources> m_sources;

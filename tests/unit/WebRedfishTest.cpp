@@ -55,7 +55,7 @@ class WebRedfish : public testing::Test {
   test::SysInfoSetting sysInfo{{{"MidplaneSN", "MP1"}}, {}};
   Audit audit;
   Login login{audit, [] { return std::int64_t{0}; }, 60};
-  LineRing lines;
+  RecentLines lines;
   EventFeed feed;
   Sources sources{audit, login, lines, feed, 0};
   http::Router router{redfishRoutes(sources)};

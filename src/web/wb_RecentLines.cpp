@@ -1,5 +1,5 @@
 // The last lines of the log.
-#include "web/wb_LineRing.h"
+#include "web/wb_RecentLines.h"
 
 #include <algorithm>
 
@@ -7,7 +7,7 @@
 
 namespace services::web {
 
-void LineRing::takeLine(int type, const char* line, std::size_t size) {
+void RecentLines::takeLine(int type, const char* line, std::size_t size) {
   if (type > framework::LogType::Info) return;
   std::string text(line, std::min(size, longest));
   while (text.ends_with('\n')) text.pop_back();
@@ -17,7 +17,7 @@ void LineRing::takeLine(int type, const char* line, std::size_t size) {
   if (m_lines.size() > most) m_lines.pop_front();
 }
 
-std::vector<LineRing::Line> LineRing::lines() const {
+std::vector<RecentLines::Line> RecentLines::lines() const {
   const std::lock_guard lock(m_mutex);
   return {m_lines.begin(), m_lines.end()};
 }

@@ -13,7 +13,7 @@ namespace services::web {
 
 /// Keeps the last lines that were logged, debug lines left out, from its making to its end. Any
 /// thread may ask.
-class LineRing : private framework::Logger {
+class RecentLines : private framework::Logger {
  public:
   static constexpr std::size_t most = 500;     ///< lines
   static constexpr std::size_t longest = 400;  ///< bytes of each; the rest is cut
@@ -25,10 +25,10 @@ class LineRing : private framework::Logger {
     std::string text;
   };
 
-  LineRing() { registerLogger(this); }
-  ~LineRing() override { unregisterLogger(this); }
-  LineRing(const LineRing&) = delete;
-  LineRing& operator=(const LineRing&) = delete;
+  RecentLines() { registerLogger(this); }
+  ~RecentLines() override { unregisterLogger(this); }
+  RecentLines(const RecentLines&) = delete;
+  RecentLines& operator=(const RecentLines&) = delete;
 
   std::vector<Line> lines() const;
 
