@@ -40,7 +40,7 @@ Keys entries(const Snapshot& now, const Keys& before) {
 // The records are numbered without a gap.
 template <class Records>
 const auto& numbered(const Records& records, const std::string& number) {
-  return records[std::stoull(number) - records.front().number];
+  return records[static_cast<std::size_t>(std::stoull(number) - records.front().number)];
 }
 
 object entryOf(std::int64_t time, const char* severity, const std::string& text) {
