@@ -33,11 +33,12 @@ void AppManager::noteRestart(const Process& process) {
 }
 
 void AppManager::forgetSteady() {
-  std::erase_if(m_failing, [this](const Process* process) {
-    if (failures(*process) > 0) return false;
-    LogInfo("%s: %s is no longer failing", getNameString(), process->getNameString());
-    return true;
-  });
+  for (unsigned int i = 0; !m_failing.empty() && i < m_processes.Length(); ++i) {
+    const Process& process = *recordAt(i);
+    if (!m_failing.contains(&process) || failures(process) > 0) continue;
+    m_failing.erase(&process);
+    LogInfo("%s: %s is no longer failing", getNameString(), process.getNameString());
+  }
 }
 
 bool AppManager::mayMail(const Process& process) {
