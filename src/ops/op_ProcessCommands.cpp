@@ -72,6 +72,9 @@ int list(Console& console, const Arguments& arguments) {
     console.output().PutF("%s is failing: restarted %u times in %d minutes\n", failing.name.c_str(),
                           failing.restarts, manager->flapMinutes());
   }
+  if (const std::string both = AppManager::failingOnBoth(); !both.empty()) {
+    console.output().PutF("%s\n", both.c_str());
+  }
   framework::TableRows rows = {
       {"NAME", "STATE", "SUSPENDED", "PIDS", "SECONDS", "GENERATION", "MARK", "LAST COMMAND"}};
   for (const ProcessView& daemon : manager->views()) rows.push_back(rowOf(daemon));

@@ -143,6 +143,16 @@ const char* resetReason(const std::optional<ResetFacts>& before, const ResetFact
   return determined && now.role != before->role ? "the partner's role is known" : nullptr;
 }
 
+std::string stateText(const PartnerView& view) {
+  if (!view.partner) {
+    return "the partner is silent: " + (view.failure.empty() ? "not yet asked" : view.failure);
+  }
+  std::string text = areEqual(view.own, *view.partner) ? "equal" : "different";
+  if (isHeld(view.own, *view.partner)) text += "; not yet paired on both sides";
+  if (!view.failure.empty()) text += "; not heard: " + view.failure;
+  return text;
+}
+
 bool shouldPair(const ThisController& own, const PeerRecord& partner) {
   return areEqual(own, partner) && !hasPaired(own.record, partner);
 }

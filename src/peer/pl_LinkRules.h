@@ -66,6 +66,9 @@ ResetFacts factsOf(const ThisController& own, const PeerRecord& partner);
 /// while the partner is silent. An undetermined role is no reason.
 const char* resetReason(const std::optional<ResetFacts>& before, const ResetFacts& now);
 
+/// How the two stand, in words.
+std::string stateText(const PartnerView& view);
+
 /// Whether this controller should record the partner as paired.
 bool shouldPair(const ThisController& own, const PeerRecord& partner);
 

@@ -7,6 +7,7 @@
 #include "host/service/fw_ServiceFactory.h"
 #include "peer/pl_PartnerLink.h"
 #include "sysinfo/record/si_Field.h"
+#include "util/ut_TimeMeasure.h"
 
 namespace services::peer {
 
@@ -31,18 +32,22 @@ framework::TableRows tableOf(const PeerRecord& own, const PeerRecord& partner) {
   return rows;
 }
 
-void showPartner(Console& console, const PartnerView& now) {
-  if (!now.partner) {
-    console.reply(framework::Ok, "the partner is silent: %s\n",
-                  now.failure.empty() ? "not yet asked" : now.failure.c_str());
-    return;
+long long secondsSince(std::int64_t time) {
+  return utility::TimeMeasure::getSeconds(utility::TimeMeasure::getTimestamp() - time);
+}
+
+// A line on the partner's daemons, as old as it says.
+void showDaemons(Console& console, const app::PartnerSummary& summary) {
+  const auto isUp = [](const auto& daemon) { return daemon.state == "Up"; };
+  std::string failing;
+  for (const auto& daemon : summary.daemons) {
+    if (daemon.failures == 0) continue;
+    failing += (failing.empty() ? ", failing: " : ", ") + daemon.name;
   }
-  framework::writeTable(console.output(), tableOf(now.own.record, *now.partner));
-  console.reply(framework::Ok, "%s; last answer %lld s ago%s%s\n",
-                areEqual(now.own, *now.partner) ? "equal" : "different",
-                static_cast<long long>(now.secondsSince),
-                isHeld(now.own, *now.partner) ? "; not yet paired on both sides" : "",
-                now.failure.empty() ? "" : ("; not heard: " + now.failure).c_str());
+  console.reply(framework::Ok, "the partner's daemons: %lld of %zu up%s%s; told %lld s ago\n",
+                static_cast<long long>(std::ranges::count_if(summary.daemons, isUp)),
+                summary.daemons.size(), summary.isWhole ? "" : ", others not told", failing.c_str(),
+                secondsSince(summary.received));
 }
 
 int show(Console& console, const Arguments& arguments) {
@@ -50,13 +55,19 @@ int show(Console& console, const Arguments& arguments) {
   auto* link = framework::runningOrReply<PartnerLink>(console, "partner link");
   if (link == nullptr) return 1;
   const PartnerView now = link->view();
-  showPartner(console, now);
-  for (const std::string& line : link->consentLines()) {
+  const app::PairingStory story = link->story(now);
+  if (now.partner) {
+    framework::writeTable(console.output(), tableOf(now.own.record, *now.partner));
+    console.reply(framework::Ok, "last answer %lld s ago\n",
+                  static_cast<long long>(now.secondsSince));
+  }
+  for (const std::string& line : story.explanation) {
     console.reply(framework::Ok, "%s\n", line.c_str());
   }
-  if (const auto stall = stallOf(now)) {
-    console.reply(framework::Ok, "stalled: %s; to go on: %s\n", stall->what.c_str(),
-                  stall->remedy.c_str());
+  if (const auto summary = app::partnerSummary()) showDaemons(console, *summary);
+  if (!story.stall.empty()) {
+    console.reply(framework::Ok, "stalled: %s; to go on: %s\n", story.stall.c_str(),
+                  story.remedy.c_str());
   }
   return 1;
 }

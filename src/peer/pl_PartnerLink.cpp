@@ -11,7 +11,6 @@
 #include "host/base/st_StringRepository.h"
 #include "host/network/nw_NetworkManager.h"
 #include "host/service/fw_Config.h"
-#include "host/service/fw_EventManager.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
 #include "sysinfo/record/ri_RelInfo.h"
@@ -129,7 +128,7 @@ PartnerLink::PartnerLink(const char* instance)
     LogError("the link to the partner is down: %s", failure.c_str());
   }
   pointPartnerAtInner();
-  setRequestedThreads(1);
+  setRequestedThreads(2);
   m_pSingleton = this;
 }
 
@@ -141,6 +140,7 @@ PartnerLink::~PartnerLink() {
 void PartnerLink::Shutdown() {
   m_listener.reset();  // its answers need services that are destroyed before this one
   ActiveService::Shutdown();
+  m_lookWaiter.signal();
 }
 
 bool PartnerLink::serviceEvent(strings::stringtoken /*event*/, const void* /*data*/) {
@@ -151,7 +151,15 @@ bool PartnerLink::serviceEvent(strings::stringtoken /*event*/, const void* /*dat
 const framework::ServiceInfo* PartnerLink::serviceInfo() const { return &info; }
 const strings::stringtoken* PartnerLink::eventSubscription() const { return events; }
 
-void PartnerLink::threadDo(int /*index*/) {
+void PartnerLink::threadDo(int index) {
+  if (index == 0) {
+    keepAsking();
+  } else {
+    keepLooking();
+  }
+}
+
+void PartnerLink::keepAsking() {
   m_history.add("the host started, boot " + m_bootId);
   framework::guarded(name, "start", [this] { forget(); });
   while (!requestToShutdown()) {
@@ -249,6 +257,7 @@ PartnerView PartnerLink::view() const {
     record.roleForBoot = m_facts->bootId;
   }
   m_consent.tell(record);
+  record.summary = m_summary;
   view.partner = m_partner;
   view.failure = m_failure;
   view.secondsSince =
@@ -264,6 +273,7 @@ void PartnerLink::act(const PeerRecord& partner, std::int64_t askedAt) {
     m_partner.emplace(partner);
     m_lastAnswer = utility::TimeMeasure::getTimestamp();
   }
+  keepSummary(partner);
   pairOrReset(view().own, partner, isNew);
   hearConsent(askedAt);
 }
@@ -372,38 +382,6 @@ void PartnerLink::noteFailure(const std::string& failure) {
   } else {
     LogWarning("the partner was not heard: %s", failure.c_str());
   }
-}
-
-// What is new goes into the history and the log; refusals and stalls are events too.
-void PartnerLink::noteChanges() {
-  const PartnerView now = view();
-  std::string push;
-  {
-    const std::lock_guard lock(m_mutex);
-    push = m_consent.state(utility::TimeMeasure::getTimestamp());
-  }
-  const auto word = [](auto token) { return std::string(StringRepository::toString(token)); };
-  if (now.partner) {
-    note("partner", std::string(now.partner->controller.getControllerSerial()) + ", boot " +
-                        now.partner->bootId);
-  }
-  note("roles", word(now.own.record.role) + ", partner " + word(now.own.record.partnerRole));
-  note("actions", "settings " + word(now.decisions.configSyncAction) + ", firmware " +
-                      word(now.decisions.pfuSyncAction));
-  note("push", push.empty() ? "none" : push);
-  const auto stall = stallOf(now);
-  if (!note("stalled", stall ? stall->what + "; to go on: " + stall->remedy : "") || !stall) return;
-  LogWarning("stalled: %s", stall->what.c_str());
-  framework::EventManager::instance().raise(strings::token<"partnerStalled">, stall->what);
-}
-
-// True when the state of this thing is another one than last time.
-bool PartnerLink::note(const char* what, const std::string& state) {
-  const auto [place, isFirst] = m_noted.try_emplace(what);
-  if (place->second == state) return false;
-  place->second = state;
-  m_history.add(std::string(what) + ": " + (state.empty() ? "no more" : state));
-  return true;
 }
 
 void PartnerLink::information(utility::PutStream& stream, int indentation,

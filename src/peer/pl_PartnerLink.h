@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "app/pairing/app_PairingStory.h"
 #include "host/network/nw_SignedExchange.h"
 #include "host/service/fw_Service.h"
 #include "peer/pl_Consent.h"
@@ -30,7 +31,9 @@ namespace services::peer {
 ///
 /// The partner is asked where it answered last, else at the address of the host name "othermc",
 /// which the path tracker moves, else at those of both paths. The lock guards what is known of the
-/// partner and the consent; it is a leaf, held across no decision, write or question.
+/// partner and the consent; it is a leaf, held across no decision, write or question. What this
+/// controller's daemons and interfaces do is looked up on a second thread, since that waits for the
+/// supervision's scan.
 class PartnerLink : public framework::ActiveService {
  public:
   /// Reads the configuration of the instance. Without a key the link stays down, with an error
@@ -58,8 +61,8 @@ class PartnerLink : public framework::ActiveService {
   Answer seal(Consent::Client client, const std::string& id, const std::string& kinds);
   void end(Consent::Client client);
 
-  /// The consent's state in words and its last refusal, for the console.
-  std::vector<std::string> consentLines() const;
+  /// What `view` means in words.
+  app::PairingStory story(const PartnerView& view) const;
   std::vector<std::string> history() const { return m_history.lines(); }
 
  protected:
@@ -73,6 +76,10 @@ class PartnerLink : public framework::ActiveService {
   Consent consent() const;
 
  private:
+  void keepAsking();
+  void keepLooking();
+  void look();
+  static void keepSummary(const PeerRecord& partner);
   ThisController readOwn() const;
   std::optional<PeerRecord> askPartner();
   void act(const PeerRecord& partner, std::int64_t askedAt);
@@ -86,6 +93,8 @@ class PartnerLink : public framework::ActiveService {
   void noteChanges();
   void noteRefusals(const std::vector<std::string>& rules);
   bool note(const char* what, const std::string& state);
+  std::string pushText() const;
+  std::vector<std::string> explanation(const PartnerView& view, const std::string& push) const;
   template <typename Question>
   Answer answerOf(Question question);
 
@@ -100,6 +109,7 @@ class PartnerLink : public framework::ActiveService {
   // The thread's own.
   std::map<std::string, std::string> m_noted;  // the last state of each thing in the history
   std::string m_lastAddress;                   // where the partner answered last
+  utility::Waiter m_lookWaiter;                // what the thread that looks around sleeps on
   // What the lock guards.
   mutable std::mutex m_mutex;
   std::optional<ResetFacts> m_facts;    // of the last reset; none while one is under way
@@ -109,6 +119,7 @@ class PartnerLink : public framework::ActiveService {
   std::string m_failure;
   Consent m_consent;
   std::string m_lastRefusal;
+  std::optional<app::PartnerSummary> m_summary;  // of this controller; none before the first look
   std::unique_ptr<network::SignedListener> m_listener;  // no lock: built first, ended last
 };
 

@@ -62,19 +62,6 @@ void PartnerLink::end(Consent::Client client) {
   m_waiter.signal();
 }
 
-std::vector<std::string> PartnerLink::consentLines() const {
-  const std::lock_guard lock(m_mutex);
-  std::vector<std::string> lines;
-  const std::string state = m_consent.state(utility::TimeMeasure::getTimestamp());
-  if (!state.empty()) lines.push_back(state);
-  if (!m_lastRefusal.empty()) lines.push_back("a push was refused: " + m_lastRefusal);
-  if (!m_consents) lines.emplace_back("unguarded: the push programs here ask for no consent");
-  if (m_partner && !m_partner->consents) {
-    lines.emplace_back("unguarded: the partner's push programs ask for no consent");
-  }
-  return lines;
-}
-
 Consent PartnerLink::consent() const {
   const std::lock_guard lock(m_mutex);
   return m_consent;

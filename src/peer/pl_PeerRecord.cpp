@@ -5,6 +5,8 @@
 #include <sstream>
 
 #include "host/base/st_StringRepository.h"
+#include "host/network/nw_SignedExchange.h"
+#include "peer/pl_SummaryText.h"
 #include "sysinfo/record/si_Field.h"
 
 namespace services::peer {
@@ -80,7 +82,7 @@ const char* take(PeerRecord& record, const std::string& key, const std::string& 
   for (const RoleKey& known : roleKeys) {
     if (key == known.key) return takeRole(record.*known.value, value);
   }
-  return nullptr;
+  return takeSummary(record.summary, key, value);
 }
 
 // The log names the key that was refused, and a zero byte would end a value before its grammar saw
@@ -119,6 +121,9 @@ std::string textOf(const PeerRecord& record) {
   for (const FlagKey& flag : flagKeys) {
     text += lineOf(flag.key, record.*flag.value ? strings::pGStrue : strings::pGSfalse);
   }
+  if (record.summary)
+    text +=
+        textOf(*record.summary, network::longestBody - std::min(text.size(), network::longestBody));
   return text;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "app/pairing/app_BurnToActive.h"
+#include "app/supervision/app_PartnerSummary.h"
 #include "sysinfo/record/si_SysInfo.h"
 
 namespace services::peer {
@@ -41,6 +42,9 @@ struct PeerRecord {
   bool decides = true;            ///< its release carries the pairing decisions
   bool consents = false;          ///< its push programs ask for consent
   bool givesByVersions = false;   ///< without the decisions: it would push its firmware
+  /// Its daemons and interfaces; nothing from a release that does not tell them. The time of its
+  /// receipt is not told.
+  std::optional<app::PartnerSummary> summary = {};
 
   /// Stands for what an earlier release does not tell.
   static constexpr const char* untold = "-";
@@ -48,7 +52,8 @@ struct PeerRecord {
 };
 
 /// The record as text: a line KEY=VALUE for each value there is, the keys of the controller those
-/// of its fields.
+/// of its fields. It fits into a signed answer: of the summary as many daemons are left out as must
+/// be, and then it is not whole; those that are failing come first, then those that are not up.
 std::string textOf(const PeerRecord& record);
 /// The part of it that is the controller's.
 std::string textOf(const sysinfo::MCInfo& controller);

@@ -111,9 +111,35 @@ TEST(PeerRecord, ComesBackFromItsTextAndRefusesWhatBreaksIt) {
   for (const std::string& line :
        {"McVersion=a b\n"s, "BootId=$(x)\n"s, "SyncRole=King\n"s, "nonsense\n"s,
         "MacAddress=00:00:00:00:00:00\n"s, "ControllerSerial=\n"s, "BootId=\n"s,
-        "McVersion=M1\0$\n"s, "BootId\0=x\n"s, "\033[2J=x\n"s, "\xc2\x9b=x\n"s}) {
+        "McVersion=M1\0$\n"s, "BootId\0=x\n"s, "\033[2J=x\n"s, "\xc2\x9b=x\n"s, "Summary=some\n"s,
+        "Interface=Http\n"s, "Interface=Ht_tp up\n"s, "Daemon=web Up 1 0 0\n"s,
+        "Daemon=$(x) Up 1 0 0 no\n"s, "Daemon=web Up 1 -1 0 no\n"s,
+        "Daemon=web Up 1 4294967296 0 no\n"s, "Daemon=web Up 1 0 0 no more\n"s}) {
     EXPECT_FALSE(recordOf(text + line, failure)) << line;
     EXPECT_TRUE(std::ranges::all_of(failure, [](char c) { return c >= ' ' && c <= '~'; }));
+  }
+}
+
+TEST(PeerRecord, LeavesOutTheDaemonsInTheBestStateWhereNotAllFit) {
+  PeerRecord record = partnerWith("", BurnToActive::MasterPaired);
+  auto& told = record.summary.emplace();
+  for (const char* name : {"Http", "Https"}) told.interfaces.push_back({name, *name == 'H'});
+  for (int i = 0; i < 500; ++i) told.daemons.push_back({"daemon" + std::to_string(i), "Up", i});
+  told.daemons[450].state = "GoingDown";
+  told.daemons[470].failures = 7;
+  for (const bool isWhole : {false, true}) {
+    if (isWhole) told.daemons.resize(100);
+    const std::string text = textOf(record);
+    EXPECT_LE(text.size(), network::longestBody);
+    std::string failure;
+    const auto back = recordOf(text, failure);
+    ASSERT_TRUE(back && back->summary) << failure;
+    EXPECT_EQ(back->summary->isWhole, isWhole);
+    EXPECT_EQ(back->summary->interfaces.size(), 2U);
+    EXPECT_GE(back->summary->daemons.size(), 100U);
+    EXPECT_EQ(back->summary->daemons[0].name, isWhole ? "daemon0" : "daemon470");
+    EXPECT_EQ(back->summary->daemons[1].name, isWhole ? "daemon1" : "daemon450");
+    EXPECT_EQ(textOf(*back), text) << "what was told can be told again";
   }
 }
 

@@ -107,6 +107,9 @@ class AppManager : public framework::ActiveService {
   /// The daemons that were restarted too often of late, those with the most restarts first, at
   /// most 8; none without a service. Any thread may call.
   static std::vector<FailingDaemon> failingDaemons();
+  /// A line that names those of them that are failing on the partner too, by what it told within
+  /// flapMinutes(); empty for none. Any thread may call.
+  static std::string failingOnBoth();
   /// The minutes within which that is counted.
   int flapMinutes() const { return m_flapMinutes; }
   /// Writes what is known of one daemon, a line for each thing; nothing when there is no record of

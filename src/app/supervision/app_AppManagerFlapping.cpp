@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "app/supervision/app_AppManager.h"
+#include "app/supervision/app_PartnerSummary.h"
 #include "host/service/fw_EventManager.h"
 #include "util/ut_TimeMeasure.h"
 
@@ -61,6 +62,20 @@ std::vector<FailingDaemon> AppManager::failingDaemons() {
   std::ranges::stable_sort(failing, std::greater(), &FailingDaemon::restarts);
   if (failing.size() > maxFailing) failing.resize(maxFailing);
   return failing;
+}
+
+std::string AppManager::failingOnBoth() {
+  const AppManager* const manager = getSingleton();
+  const auto partner = partnerSummary();
+  if (manager == nullptr || !partner) return "";
+  if (TimeMeasure::getTimestamp() - partner->received > manager->m_flapMinutes * minute) return "";
+  std::string names;
+  for (const FailingDaemon& own : failingDaemons()) {
+    const auto its = std::ranges::find(partner->daemons, own.name, &PartnerSummary::Daemon::name);
+    if (its == partner->daemons.end() || its->failures == 0) continue;
+    names += (names.empty() ? "" : ", ") + own.name;
+  }
+  return names.empty() ? "" : names + ": failing on both controllers, suspect what they share";
 }
 
 }  // namespace services::app

@@ -12,7 +12,7 @@ std::optional<PartnerSummary> last;
 
 }  // namespace
 
-void setPartnerSummary(PartnerSummary summary) {
+void setPartnerSummary(std::optional<PartnerSummary> summary) {
   const std::lock_guard lock(mutex);
   last = std::move(summary);
 }

@@ -28,9 +28,10 @@ struct PartnerSummary {
   std::vector<Interface> interfaces = {};
 };
 
-/// Kept by the partner link, while one is loaded. Any thread may call.
-void setPartnerSummary(PartnerSummary summary);
-/// Nothing before the first; an old one is as old as `received` says.
+/// Kept by the partner link, while one is loaded; nothing where the partner tells none. Any thread
+/// may call.
+void setPartnerSummary(std::optional<PartnerSummary> summary);
+/// Nothing before the first; while the partner is silent the last one, as old as `received` says.
 std::optional<PartnerSummary> partnerSummary();
 
 }  // namespace services::app

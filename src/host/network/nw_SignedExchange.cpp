@@ -38,7 +38,6 @@ constexpr std::string_view greeting = "MCPEER1 ";
 constexpr std::size_t nonceDigits = 32;
 constexpr std::size_t signatureDigits = 64;
 constexpr std::size_t longestLine = 128;
-constexpr std::size_t longestBody = 8192;
 constexpr int acceptedAtOnce = 16;
 constexpr std::chrono::seconds pauseAccepting{1};
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -15,12 +16,14 @@
 
 namespace services::network {
 
+inline constexpr std::size_t longestBody = 8192;  ///< of an answer, in bytes
+
 /// What the two ends share: a TCP port, and the secret key of the midplane.
 ///
 /// The asker sends "MCPEER1 NONCE" and a line end, the nonce 32 hexadecimal digits that it never
 /// sends twice. The answer is a line "SIGNATURE LENGTH" and then LENGTH bytes of body, at most
-/// 8192; the signature is the HMAC-SHA256 (RFC 2104, 64 hexadecimal digits) of the nonce and the
-/// body. So an answer that was not made with the key, or for another question, is refused.
+/// longestBody; the signature is the HMAC-SHA256 (RFC 2104, 64 hexadecimal digits) of the nonce and
+/// the body. So an answer that was not made with the key, or for another question, is refused.
 struct ExchangeSettings {
   std::uint16_t port;
   std::string key;
