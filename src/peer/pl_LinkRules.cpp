@@ -37,6 +37,14 @@ bool isSlave(BurnToActive::SyncRole role) {
   return role == BurnToActive::SlaveUnpaired || role == BurnToActive::SlavePaired;
 }
 
+// The partner's role, where it was worked out for this controller in its present boot.
+BurnToActive::SyncRole roleForUs(const ThisController& own, const PeerRecord& partner) {
+  const bool forUs =
+      isSame(own.record.controller.getControllerSerial(), partner.roleForSerial.c_str()) &&
+      own.record.bootId == partner.roleForBoot;
+  return forUs ? partner.role : BurnToActive::Undetermined;
+}
+
 }  // namespace
 
 bool lacksVersion(const MCInfo& controller) {
@@ -84,14 +92,11 @@ bool isHeld(const ThisController& own, const PeerRecord& partner) {
 }
 
 BurnToActive::SyncRole usableRole(const ThisController& own, const PeerRecord& partner) {
-  const bool forUs =
-      isSame(own.record.controller.getControllerSerial(), partner.roleForSerial.c_str()) &&
-      own.record.bootId == partner.roleForBoot;
   const bool byOurRole =
       partner.partnerRole == BurnToActive::Undetermined || partner.partnerRole == own.record.role;
   const bool alike = own.record.decides == partner.decides;
-  return alike && forUs && byOurRole && !isHeld(own, partner) ? partner.role
-                                                              : BurnToActive::Undetermined;
+  return alike && byOurRole && !isHeld(own, partner) ? roleForUs(own, partner)
+                                                     : BurnToActive::Undetermined;
 }
 
 bool mustTakeFirst(const ThisController& own, const PeerRecord& partner) {
@@ -119,6 +124,7 @@ ResetFacts factsOf(const ThisController& own, const PeerRecord& partner) {
           .loadMidplane = orEmpty(controller.getLoadMidplaneSerial()),
           .loadedTime = orEmpty(controller.getLastLoadedTime()),
           .role = usableRole(own, partner),
+          .told = roleForUs(own, partner),
           .held = isHeld(own, partner),
           .complete = *orEmpty(controller.getMcVersion()) != '\0',
           .alike = own.record.decides == partner.decides,
@@ -139,8 +145,11 @@ const char* resetReason(const std::optional<ResetFacts>& before, const ResetFact
   if (now.alike != before->alike) return "one of the releases decides otherwise";
   if (now.complete && !before->complete) return "the partner's version is known";
   if (!now.mustTakeFirst && before->mustTakeFirst) return "the partner gives no settings first";
-  const bool determined = now.role != BurnToActive::Undetermined;
-  return determined && now.role != before->role ? "the partner's role is known" : nullptr;
+  constexpr auto unknown = BurnToActive::Undetermined;
+  if (now.role != unknown && now.role != before->role) return "the partner's role is known";
+  // Two that decide by each other's old roles would each wait for the other for ever.
+  const bool isOutdated = before->role != unknown && now.told != unknown;
+  return isOutdated && now.told != before->role ? "the partner's role is another one" : nullptr;
 }
 
 std::string stateText(const PartnerView& view) {

@@ -55,6 +55,8 @@ struct ResetFacts {
   std::string loadMidplane;
   std::string loadedTime;
   BurnToActive::SyncRole role = BurnToActive::Undetermined;
+  BurnToActive::SyncRole told =
+      BurnToActive::Undetermined;  ///< for this one, whether usable or not
   bool held = false;
   bool complete = false;  ///< the update service can work with its record
   bool alike = true;      ///< both releases decide by roles, or none does

@@ -207,6 +207,7 @@ TEST(LinkRules, HoldForEveryWayInWhichTwoMayDiffer) {
       {"", undecided + mc + "M2\n", "rb"},
       {"", undecided + mc + "M0\n", "srb"},
       {"", ofUs + "SlaveUnpaired\n" + digest + "d2\n", "b"},
+      {"", ofUs + "SlavePaired\n" + role + "MasterPaired\n" + digest + "d2\n", "rb"},
       {"", "RoleForBoot=bootA0\n", "eb"},
       {"", "RoleForSerial=A2\n", "eb"},
       {"", role + "Undetermined\n", "eb"},
