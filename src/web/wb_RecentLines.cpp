@@ -22,4 +22,10 @@ std::vector<RecentLines::Line> RecentLines::lines() const {
   return {m_lines.begin(), m_lines.end()};
 }
 
+std::vector<RecentLines::Line> RecentLines::linesAfter(std::uint64_t number) const {
+  const std::lock_guard lock(m_mutex);
+  const auto isLater = [number](const Line& line) { return line.number > number; };
+  return {std::ranges::find_if(m_lines, isLater), m_lines.end()};
+}
+
 }  // namespace services::web

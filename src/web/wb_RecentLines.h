@@ -31,6 +31,8 @@ class RecentLines : private framework::Logger {
   RecentLines& operator=(const RecentLines&) = delete;
 
   std::vector<Line> lines() const;
+  /// Those that came after the line of that number.
+  std::vector<Line> linesAfter(std::uint64_t number) const;
 
  private:
   void takeLine(int type, const char* line, std::size_t size) override;

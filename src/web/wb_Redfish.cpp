@@ -9,7 +9,6 @@
 #include <functional>
 #include <optional>
 
-#include "web/wb_EventFeed.h"
 #include "web/wb_Messages.h"
 #include "web/wb_Query.h"
 #include "web/wb_ResourceParts.h"
@@ -298,16 +297,6 @@ Response schemaDocument(const Request& request) {
   return response;
 }
 
-// The stream ends with what ends the user's sessions, too.
-Response listen(const Sources& sources, const Request& request) {
-  Response response{.type = "text/event-stream"};
-  response.stream = sources.feed.open(request.user, Login::stampOf(request.user));
-  if (response.stream == nullptr) return messageResponse("ServiceTemporarilyUnavailable", {"60"});
-  response.headers = {{"OData-Version", "4.0"}};
-  sources.audit.note(false, request.user, request.address, "listens to events");
-  return response;
-}
-
 void addResource(const Resource& row, const Sources& sources, std::vector<http::Route>& routes) {
   routes.push_back({"GET", row.pattern, row.access, [&row, &sources](const Request& request) {
                       return readResource(row, sources, request);
@@ -335,7 +324,7 @@ const std::vector<Resource>& allResources() {
 const std::vector<Change>& allChanges() {
   static const std::vector<Change> all = [] {
     std::vector<Change> rows;
-    for (const auto part : {managerChanges(), daemonChanges(), accessChanges()}) {
+    for (const auto part : {managerChanges(), daemonChanges(), eventChanges(), accessChanges()}) {
       rows.insert(rows.end(), part.begin(), part.end());
     }
     return rows;
@@ -365,7 +354,7 @@ std::vector<http::Route> redfishRoutes(const Sources& sources) {
       {"GET", "/redfish/v1/$metadata", Access::Anyone, metadataDocument},
       {"GET", "/redfish/v1/Schemas/{}", Access::Anyone, schemaDocument},
       {"GET", "/redfish/v1/EventService/SSE", Access::Read,
-       [&sources](const Request& request) { return listen(sources, request); }},
+       [&sources](const Request& request) { return listenToEvents(sources, request); }},
   };
   for (const Resource& row : allResources()) addResource(row, sources, routes);
   for (const Change& row : allChanges()) {

@@ -63,7 +63,11 @@ std::span<const Resource> eventResources();
 std::span<const Resource> accessResources();  ///< accounts, roles, sessions
 std::span<const Change> managerChanges();
 std::span<const Change> daemonChanges();
+std::span<const Change> eventChanges();
 std::span<const Change> accessChanges();
+
+/// Opens a stream of events, as the request wants it.
+http::Response listenToEvents(const Sources& sources, const http::Request& request);
 
 /// All of them, in that order.
 const std::vector<Resource>& allResources();

@@ -122,27 +122,19 @@ void WebService::Shutdown() {
   ActiveService::Shutdown();
 }
 
-// The first look of a listener's time tells nothing yet.
-void WebService::lookForEvents(Snapshot& last, bool& isKnown) {
+void WebService::lookForEvents(EventWatch& watch) {
   m_feed.endUnless([](const EventFeed::Listener& one) {
     return !one.stamp.empty() && Login::stampOf(one.user) == one.stamp;
   });
-  if (m_feed.listeners().empty()) {
-    isKnown = false;
-    return;
-  }
-  Snapshot now = readSnapshot(*m_sources, Daemons | Interfaces);
-  if (isKnown) m_feed.tell(happenings(last, now), now.now);
-  last = std::move(now);
-  isKnown = true;
+  m_feed.tell(watch.look());
+  m_feed.tellLines(watch.lines(), watch.manager());
 }
 
 void WebService::threadDo(int /*index*/) {
   constexpr int beatSeconds = 15;
-  Snapshot last;
-  bool isKnown = false;
+  EventWatch watch(*m_sources);
   for (int second = 0; !requestToShutdown(); ++second) {
-    framework::guarded(name, "events", [&] { lookForEvents(last, isKnown); });
+    framework::guarded(name, "events", [&] { lookForEvents(watch); });
     if (second % beatSeconds == 0) m_feed.beat();
     m_waiter.lock();
     if (!requestToShutdown()) m_waiter.wait(1);

@@ -6,6 +6,7 @@
 #include "host/service/fw_Service.h"
 #include "host/web/ht_Site.h"
 #include "web/wb_EventFeed.h"
+#include "web/wb_EventWatch.h"
 #include "web/wb_Snapshot.h"
 
 namespace services::web {
@@ -24,12 +25,12 @@ class WebService : public framework::ActiveService {
   /// Returns when no request is answered any more.
   void Shutdown() override;
   const framework::ServiceInfo* serviceInfo() const override;
-  /// Looks for what happened, once a second while somebody listens.
+  /// Looks for what happened, once a second.
   void threadDo(int index) override;
 
  private:
   http::Site site();
-  void lookForEvents(Snapshot& last, bool& isKnown);
+  void lookForEvents(EventWatch& watch);
 
   bool m_openOnLoopback = false;
   Audit m_audit;

@@ -5,6 +5,7 @@
 #include <boost/json/parse.hpp>
 #include <random>
 
+#include "app/supervision/app_AppManager.h"
 #include "support/SysInfoSetting.h"
 #include "sysinfo/manager/us_UserManager.h"
 #include "web/wb_EventFeed.h"
@@ -97,6 +98,9 @@ TEST_F(WebRedfish, AnswersOrSaysWhatIsWrong) {
        "\"Members@odata.count\":1"},
       {"GET", root + "Managers?$filter=Id ist 'B'", "", 400, "QueryParameterValueFormatError"},
       {"GET", root + "Managers?$filter=Id eq 'B' and ", "", 400, "QueryParameterValueFormatError"},
+      {"GET", root + "EventService/SSE?$filter=Severity eq 'OK'", "", 400, "$filter"},
+      {"GET", root + "EventService/SSE?log=all", "", 400, "log"},
+      {"GET", root + "EventService/SSE?log=info", "", 200, ""},
       {"GET", root + "Managers?$count=true", "", 501, "QueryNotSupported"},
       {"GET", root + "Managers/A?$top=1", "", 501, "QueryNotSupported"},
       {"GET", root + "Chassis?only", "", 200, "\"ChassisType\""},
@@ -219,30 +223,93 @@ TEST_F(WebRedfish, RandomBodiesAreAnswered) {
 TEST_F(WebRedfish, WhatChangedIsTold) {
   Snapshot before;
   before.controllers = {{.letter = "B", .isValid = true}};
-  before.daemons = {{.name = "web", .state = "Up"}, {.name = "ftpd", .state = "Up"}};
   before.interfaces = {{.name = "Ftp", .up = true}};
   Snapshot now = before;
   EXPECT_TRUE(happenings(before, now).empty());
   now.controllers[0].isValid = false;
-  now.daemons[0].state = "Down";
-  now.daemons.push_back({.name = "new", .state = "Up"});
   now.interfaces[0].up = false;
   now.outerUp = true;
-  const auto all = happenings(before, now);
+  auto all = happenings(before, now);
+  using app::Process;
+  app::HistoryEntry entry{.daemon = "web", .from = Process::Up, .to = Process::Down, .cause = "x"};
+  all.push_back(happeningOf(entry, "/redfish/v1/Managers/A"));
+  for (const auto& one : flapping({{"ftpd", 6}}, {{"web", 7}}, "/redfish/v1/Managers/A", 0)) {
+    all.push_back(one);
+  }
   const auto stream = feed.open("adam", "");
   feed.open("eve", "");  // and goes at once
   ASSERT_EQ(feed.listeners().size(), 1U);
-  feed.tell(all, 0);
+  feed.tell(all);
   const std::string told = stream->take();
   for (const char* text :
-       {"The daemon web is Down; it was Up.", "The management interface Ftp is down.",
+       {"The daemon web is Down; it was Up: x.", "The management interface Ftp is down.",
         "The path Outer to the partner is up.", "The controller B is not known any more.",
-        "id: 4\ndata: {", "\"@odata.id\":\"/redfish/v1/Managers/A/Oem/Mc/Daemons/web\""}) {
+        "web is failing: it was restarted 7 times", "ftpd is not failing", "-4\ndata: {",
+        "\"@odata.id\":\"/redfish/v1/Managers/A/Oem/Mc/Daemons/web\""}) {
     EXPECT_NE(told.find(text), std::string::npos) << text << told;
   }
-  EXPECT_EQ(all.size(), 4U);
+  EXPECT_EQ(all.size(), 6U);
   feed.endUnless({});
   EXPECT_TRUE(stream->isEnded());
+}
+
+// Of a random course of events, a client that comes back gets what it has not had, and is told
+// where that is not kept.
+TEST_F(WebRedfish, WhoComesBackMissesNothingUntold) {
+  const auto idsIn = [](const std::string& text) {
+    std::vector<std::string> ids;
+    for (std::size_t at = 0; (at = text.find("id: ", at)) != std::string::npos; at += 4) {
+      ids.push_back(text.substr(at + 4, text.find('\n', at) - at - 4));
+    }
+    return ids;
+  };
+  std::vector<std::string> all = {"of another run"};
+  std::mt19937 random(7);
+  for (int round = 0; round < 200; ++round) {
+    for (auto count = random() % 5; count > 0; --count) {
+      all.push_back(feed.tell({{"TestEvent", {"x"}, root}}).front().id);
+    }
+    const std::size_t had = random() % all.size();
+    const std::string told = feed.open("adam", "", {.lastId = all[had]})->take();
+    const std::size_t kept = std::min(all.size() - 1, EventFeed::mostKept);
+    const bool isHeld = had > 0 && had >= all.size() - kept;
+    EXPECT_EQ(told.find("EventsMissed") == std::string::npos, isHeld) << had << " " << all.size();
+    const auto first = isHeld ? had + 1 : all.size() - kept;
+    EXPECT_EQ(idsIn(told),
+              std::vector(all.begin() + static_cast<std::ptrdiff_t>(first), all.end()));
+  }
+}
+
+TEST_F(WebRedfish, AFilterLetsThroughWhatItNames) {
+  const EventFacts event{"Mc.1.0.DaemonDown", "/a/b", "McDaemon"};
+  const struct {
+    const char* filter;
+    std::optional<bool> passes;  // nothing: it is none
+  } rows[] = {
+      {"MessageId eq 'Mc.1.0.DaemonDown'", true},
+      {"(RegistryPrefix eq 'Base') or (ResourceType eq 'McDaemon')", true},
+      {"RegistryPrefix eq 'Mc' and not ResourceType eq 'McDaemon'", false},
+      {"RegistryPrefix eq 'Base' and RegistryPrefix eq 'x' or RegistryPrefix ne 'x'", true},
+      {"OriginResource eq '/a'", false},
+      {"(OriginResource eq '/a') and (SubordinateResources eq true)", true},
+      {"SubordinateResources eq true and OriginResource eq '/'", false},
+      {"EventFormatType eq 'MetricReport'", false},
+      {"", {}},
+      {"(MessageId eq 'x'", {}},
+      {"MessageId eq 'x", {}},
+      {"MessageId eq '", {}},
+      {"MessageId eq 'x' and", {}},
+      {"MessageId like 'x'", {}},
+      {"Other eq 'x'", {}},
+      {"MessageId eq 'x' 'y'", {}},
+      {"SubordinateResources eq 'true'", {}},
+  };
+  for (const auto& row : rows) {
+    const auto filter = readEventFilter(row.filter);
+    ASSERT_EQ(filter.has_value(), row.passes.has_value()) << row.filter;
+    if (!filter) continue;
+    EXPECT_EQ((*filter)(event), *row.passes) << row.filter;
+  }
 }
 
 TEST_F(WebRedfish, MetricsEscapeWhatTheyName) {

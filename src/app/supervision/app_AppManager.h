@@ -105,8 +105,8 @@ class AppManager : public framework::ActiveService {
   /// What happened to the daemons, kept over the host's restarts. Any thread may call.
   const History& history() const { return m_history; }
   /// The daemons that were restarted too often of late, those with the most restarts first, at
-  /// most 8; none without a service. Any thread may call.
-  static std::vector<FailingDaemon> failingDaemons();
+  /// most so many; none without a service. Any thread may call.
+  static std::vector<FailingDaemon> failingDaemons(std::size_t most = 8);
   /// A line that names those of them that are failing on the partner too, by what it told within
   /// flapMinutes(); empty for none. Any thread may call.
   static std::string failingOnBoth();
@@ -159,6 +159,8 @@ class AppManager : public framework::ActiveService {
   /// Writes the save track as CSV; empties it. Any thread may call.
   void dumpMemSaveTrack(utility::PutStream& stream) const;
   void clearMemSaveTrack();
+  /// The newest sample of the save track, if there is one. Any thread may call.
+  std::optional<memtrack_> newestMemSample() const;
 
   /// Mails a report of a daemon's crash. Runs commands, and so takes its time; the sending itself
   /// goes on in the background; while the one before of that daemon is still being sent, at most 2

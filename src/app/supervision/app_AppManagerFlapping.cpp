@@ -12,7 +12,6 @@ using utility::TimeMeasure;
 
 namespace {
 
-constexpr std::size_t maxFailing = 8;
 constexpr std::int64_t minute = 60 * std::int64_t{1000000};
 
 }  // namespace
@@ -51,7 +50,7 @@ bool AppManager::mayMail(const Process& process) {
   return false;
 }
 
-std::vector<FailingDaemon> AppManager::failingDaemons() {
+std::vector<FailingDaemon> AppManager::failingDaemons(std::size_t most) {
   std::vector<FailingDaemon> failing;
   const AppManager* const manager = getSingleton();
   for (unsigned int i = 0; manager != nullptr && i < manager->m_processes.Length(); ++i) {
@@ -60,7 +59,7 @@ std::vector<FailingDaemon> AppManager::failingDaemons() {
     if (restarts > 0) failing.push_back({process.getNameString(), restarts});
   }
   std::ranges::stable_sort(failing, std::greater(), &FailingDaemon::restarts);
-  if (failing.size() > maxFailing) failing.resize(maxFailing);
+  if (failing.size() > most) failing.resize(most);
   return failing;
 }
 

@@ -102,6 +102,12 @@ std::vector<memtrack_> AppManager::memSamples() const {
   return samples;
 }
 
+std::optional<memtrack_> AppManager::newestMemSample() const {
+  const std::lock_guard lock(m_memSaveLock);
+  if (m_memSaveCount == 0) return std::nullopt;
+  return m_memSaveTrack[(m_memSaveNext == 0 ? m_memSaveTrack.size() : m_memSaveNext) - 1];
+}
+
 void AppManager::dumpMemSaveTrack(utility::PutStream& stream) const {
   stream.PutS("timeStamp,totalBytes,usedBytes,freeBytes,extraBytes,sysBytesFree,sysPercentFree\n");
   for (const memtrack_& sample : memSamples()) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <optional>
 
 #include "host/base/st_StringRepository.h"
@@ -123,6 +124,7 @@ std::string History::add(HistoryEntry entry) {
 }
 
 void History::keep(Daemon& daemon, HistoryEntry entry) {
+  entry.number = ++m_last;
   daemon.entries.push_back(std::move(entry));
   ++m_count;
   if (daemon.entries.size() > maxEntries) dropOldest(daemon);
@@ -173,6 +175,23 @@ std::vector<HistoryEntry> History::entries(std::string_view daemon) const {
   }
   std::ranges::stable_sort(all, {}, &HistoryEntry::at);
   return all;
+}
+
+std::vector<HistoryEntry> History::entriesAfter(std::uint64_t number) const {
+  std::vector<HistoryEntry> all;
+  const std::lock_guard lock(m_mutex);
+  if (number >= m_last) return all;
+  for (const auto& [name, kept] : m_daemons) {
+    std::ranges::copy_if(kept.entries, std::back_inserter(all),
+                         [number](const HistoryEntry& entry) { return entry.number > number; });
+  }
+  std::ranges::sort(all, {}, &HistoryEntry::number);
+  return all;
+}
+
+std::uint64_t History::lastNumber() const {
+  const std::lock_guard lock(m_mutex);
+  return m_last;
 }
 
 History::Summary History::summary(std::string_view daemon) const {

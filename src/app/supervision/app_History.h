@@ -25,6 +25,7 @@ struct HistoryEntry {
   std::string what = {};                      ///< the rule that decided, or what was asked for
   std::string cause = {};
   std::string outcome = {};  ///< of the command that was run; empty before its end
+  std::uint64_t number = 0;  ///< given by the history, from 1 in the order of its entries
 };
 
 /// Keeps of each daemon the last entries and of all entries the sums. Memory is taken for what
@@ -51,6 +52,11 @@ class History {
 
   /// The entries of a daemon, or of all for an empty name, the oldest first.
   std::vector<HistoryEntry> entries(std::string_view daemon) const;
+  /// Those that came after the entry of that number, in their order; its own need not be kept any
+  /// more.
+  std::vector<HistoryEntry> entriesAfter(std::uint64_t number) const;
+  /// The number of the last entry; 0 before the first.
+  std::uint64_t lastNumber() const;
   Summary summary(std::string_view daemon) const;
   /// How often a daemon was restarted from that time on, as far as its entries tell.
   unsigned int restartsSince(std::string_view daemon, std::int64_t time) const;
@@ -79,6 +85,7 @@ class History {
   mutable std::mutex m_mutex;
   Daemons m_daemons;
   std::size_t m_count = 0;
+  std::uint64_t m_last = 0;  // number
 };
 
 }  // namespace services::app

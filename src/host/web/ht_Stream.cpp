@@ -1,14 +1,12 @@
 // Text on its way to one web client for as long as both like.
 #include "host/web/ht_Stream.h"
 
-#include <utility>
-
 namespace services::http {
 
 bool Stream::push(std::string_view text) {
   const std::lock_guard lock(m_mutex);
   if (m_ended || m_gone) return false;
-  m_tooSlow = m_queue.size() + text.size() > most;
+  m_tooSlow = m_queue.size() + text.size() > m_room;
   if (m_tooSlow) {
     m_ended = true;
     m_queue.clear();

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace services::http {
 
@@ -15,6 +16,10 @@ namespace services::http {
 class Stream {
  public:
   static constexpr std::size_t most = 32768;  ///< bytes that wait for the client
+
+  /// Begins with a text of any size, for which `most` makes room.
+  explicit Stream(std::string first = {})
+      : m_room(most + first.size()), m_queue(std::move(first)) {}
 
   /// Queues a text, whole or not at all. False when there is no client any more: it has gone, or it
   /// reads so slowly that this text found no room, which ends it.
@@ -36,6 +41,7 @@ class Stream {
   bool isTooSlow() const;
 
  private:
+  const std::size_t m_room;
   mutable std::mutex m_mutex;
   std::string m_queue;
   std::function<void()> m_wake;
