@@ -5,14 +5,13 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <optional>
-#include <random>
 #include <set>
 #include <span>
 #include <sstream>
 
 #include "app/archive/app_AppFileLogger.h"
+#include "support/Campaign.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
 #include "support/Temporary.h"
@@ -41,12 +40,6 @@ void configure(const std::map<std::string, long>& numbers, bool archive = true) 
 
 // In memory: thousands of files are brought to the disk.
 const int inMemory = ::setenv("TMPDIR", "/dev/shm", 1);
-
-struct Chance : std::minstd_rand {
-  explicit Chance(unsigned int seed) : std::minstd_rand(seed) {}
-  unsigned int below(unsigned int bound) { return static_cast<unsigned int>((*this)() % bound); }
-  bool oneIn(unsigned int count) { return below(count) == 0; }
-};
 
 // What the archive is to do, in numbers and texts.
 struct ArchiveModel {
@@ -87,24 +80,24 @@ TEST(Archive, DoesAsItsModelOverRandomHistories) {
   auto logger = std::make_unique<AppFileLogger>("AppFileLogger", nullptr);
   const std::string root = controller.machine.root();
   ArchiveModel model;
-  Chance chance(1);
+  test::Random chance(1);
   for (int step = 0; step < 1000; ++step) {
     SCOPED_TRACE(step);
-    if (chance.oneIn(5) && std::filesystem::remove(root + manifest)) model.manifestText.reset();
-    if (chance.oneIn(20)) {
+    if (chance.once(5) && std::filesystem::remove(root + manifest)) model.manifestText.reset();
+    if (chance.once(20)) {
       logger = std::make_unique<AppFileLogger>("AppFileLogger", nullptr);
       model.restart();
     }
-    const bool blocked = model.workingText.empty() && chance.oneIn(5);
+    const bool blocked = model.workingText.empty() && chance.once(5);
     if (blocked) std::filesystem::create_directory(root + working);
-    const bool known = !chance.oneIn(20);
-    const bool enabled = known && !chance.oneIn(20);
+    const bool known = !chance.once(20);
+    const bool enabled = known && !chance.once(20);
     std::optional<SysInfoSetting> sysInfo;
     if (known)
       sysInfo.emplace(std::map<std::string, std::string>{},
                       std::map<std::string, bool>{{"ManagedLogsEnable", enabled}});
     const std::string file = "/log" + std::to_string(step);
-    const unsigned int size = chance.below(threshold + 2);
+    const auto size = static_cast<unsigned int>(chance.below(threshold + 2));
     const int expected = enabled ? model.add(file, size, blocked) : (known ? 0 : -1);
     ASSERT_EQ(logger->addLogFileToArchive(file.c_str(), directory, size), expected);
     if (blocked) std::filesystem::remove(root + working);
@@ -132,14 +125,14 @@ class MortalMachine : public platform::SimulatedPlatform {
     return SimulatedPlatform::locate(refused ? "/none/file" : path, buffer, size);
   }
 
-  unsigned int stepsToDeath = 0;  // 0: none
+  long stepsToDeath = 0;  // 0: none
   bool refusesLog = false, refusesManifest = false;
 };
 
 // A log of 100 bytes a file that keeps three, beside all that it was given and has made.
 class LogHistory {
  public:
-  explicit LogHistory(unsigned int seed) : m_chance(seed) {
+  explicit LogHistory(unsigned long seed) : m_chance(seed) {
     std::filesystem::create_directories(m_machine.root() + directory);
     configure({{"maxSize", 100}, {"keep", keep}, {"archiveMigrationThreshold", 250}});
     restart();
@@ -147,11 +140,11 @@ class LogHistory {
 
   void live() {
     for (int step = 0; step < 80 && !testing::Test::HasFailure(); ++step) {
-      if (m_chance.oneIn(6)) copyByHand();
-      if (m_chance.oneIn(8)) consume();
-      if (m_chance.oneIn(10)) restart();
-      m_machine.refusesLog = m_chance.oneIn(8);
-      m_machine.refusesManifest = m_chance.oneIn(4);
+      if (m_chance.once(6)) copyByHand();
+      if (m_chance.once(8)) consume();
+      if (m_chance.once(10)) restart();
+      m_machine.refusesLog = m_chance.once(8);
+      m_machine.refusesManifest = m_chance.once(4);
       takeLine();
       check();
     }
@@ -162,14 +155,12 @@ class LogHistory {
 
   std::string place(const std::string& path) const { return m_machine.root() + path; }
   std::string read(const std::string& path) const {
-    std::stringstream content;
-    content << std::ifstream(place(path)).rdbuf();
-    return content.str();
+    return (std::ostringstream() << std::ifstream(place(path)).rdbuf()).str();
   }
 
   void restart() {
     m_logger.reset();
-    if (m_chance.oneIn(3)) m_machine.stepsToDeath = 1 + m_chance.below(12);
+    if (m_chance.once(3)) m_machine.stepsToDeath = 1 + m_chance.below(12);
     try {
       m_logger = std::make_unique<AppFileLogger>("AppFileLogger", nullptr);
       m_machine.stepsToDeath = 0;
@@ -180,10 +171,10 @@ class LogHistory {
 
   // A line ends with the number of the line, so that no two are the same.
   void takeLine() {
-    const std::string line =
-        std::string(20 + m_chance.below(60), 'x') + std::to_string(++m_lines) + "\n";
+    const std::string line = std::string(20 + static_cast<std::size_t>(m_chance.below(60)), 'x') +
+                             std::to_string(++m_lines) + "\n";
     const bool mayBeMissing = m_machine.refusesLog;
-    if (m_chance.oneIn(3)) m_machine.stepsToDeath = 1 + m_chance.below(40);
+    if (m_chance.once(3)) m_machine.stepsToDeath = 1 + m_chance.below(40);
     try {
       m_logger->takeLine(framework::LogType::Info, line.data(), line.size());
       m_machine.stepsToDeath = 0;
@@ -195,7 +186,7 @@ class LogHistory {
       if (logged().ends_with(line)) m_given += line;
       ++m_deaths;
       tearManifest();
-      if (m_chance.oneIn(2)) consume();
+      if (m_chance.once(2)) consume();
       restart();
     }
   }
@@ -204,21 +195,16 @@ class LogHistory {
   void tearManifest() {
     const std::string list = read(working);
     const std::string last = read(intended) + "\n";
-    if (!list.ends_with(last) || last.size() < 2 || m_chance.oneIn(2)) return;
-    std::filesystem::resize_file(place(working), list.size() - 1 - m_chance.below(20));
+    if (!list.ends_with(last) || last.size() < 2 || m_chance.once(2)) return;
+    std::filesystem::resize_file(place(working),
+                                 list.size() - 1 - static_cast<std::size_t>(m_chance.below(20)));
   }
 
   void copyByHand() {
-    const Names names = {"mc.log.20261122",
-                         "mc.log.4294967295",
-                         "mc.log.4294967297",
-                         "mc.log.00000007",
-                         "mc.log.261122",
-                         "mc.log.000001x",
-                         "mc.log.7",
-                         m_made.empty() ? "" : m_made.back() + ".gz",
-                         m_made.empty() ? "" : m_made.back() + ".bak"};
-    const std::string& name = names[m_chance.below(static_cast<unsigned int>(names.size()))];
+    const std::string last = m_made.empty() ? "" : m_made.back();
+    const std::string name = m_chance.of<std::string>(
+        {"mc.log.20261122", "mc.log.4294967295", "mc.log.4294967297", "mc.log.00000007",
+         "mc.log.261122", "mc.log.000001x", "mc.log.7", last + ".gz", last + ".bak"});
     if (m_made.empty() || m_copies.contains(name)) return;  // the first number tells what is far
     std::ofstream(place(directory + name)) << "a copy";
     m_copies.insert(name);
@@ -264,7 +250,7 @@ class LogHistory {
 
   MortalMachine m_machine;
   const SysInfoSetting m_sysInfo{{}, {{"ManagedLogsEnable", true}}};
-  Chance m_chance;
+  test::Random m_chance;
   std::unique_ptr<AppFileLogger> m_logger;
   int m_lines = 0;
   std::size_t m_deaths = 0;  // since files beyond the number kept were last removed
@@ -276,15 +262,11 @@ class LogHistory {
 
 TEST(LogFiles, LoseNothingOverRandomHistories) {
   const int level = framework::Logger::getLevel();
-  framework::Logger::setLevel(framework::LogType::Error);
-  std::cout.setstate(std::ios::failbit);
-  std::cerr.setstate(std::ios::failbit);
-  for (unsigned int seed = 1; seed <= 60 && !HasFailure(); ++seed) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
+  framework::Logger::setLevel(-1);
+  for (unsigned long seed = 1; seed <= 60 && !HasFailure(); ++seed) {
+    SCOPED_TRACE(seed);
     LogHistory(seed).live();
   }
-  std::cout.clear();
-  std::cerr.clear();
   framework::Logger::setLevel(level);
 }
 
