@@ -1,14 +1,8 @@
 // A steady poll cycle allocates nothing: nothing in it grows, and nothing wears the heap out.
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <new>
 
 #include "host/service/fw_LockManager.h"
 #include "support/SimulatedController.h"
+#include "support/Test.h"
 
 namespace {
 std::atomic<bool> counting = false;

@@ -1,15 +1,9 @@
 // The supervision service where no history leads: results that do not fit, failures, hostile texts.
-#include <gtest/gtest.h>
 
-#include <filesystem>
-#include <future>
-
-#include "host/base/st_StringRepository.h"
 #include "host/service/fw_EventManager.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "util/fw_Exception.h"
-#include "util/ut_BufferStream.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

@@ -1,17 +1,11 @@
 // The log is flooded while daemons are restarted and manifests handed over, by real threads: the
 // monitor thread logs with the table lock held, the logging thread takes that lock.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <filesystem>
-#include <thread>
 
 #include "app/archive/app_AppFileLogger.h"
 #include "app/supervision/app_AppManager.h"
 #include "host/machine/LinuxPlatform.h"
 #include "support/SysInfoSetting.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

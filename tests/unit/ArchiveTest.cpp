@@ -1,20 +1,10 @@
 // The archive logger and the file logger beneath it, over random histories: beside a model of the
 // two manifests, and beside a list of the files moved aside, with deaths at every step.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <optional>
-#include <set>
-#include <span>
-#include <sstream>
 
 #include "app/archive/app_AppFileLogger.h"
-#include "support/Campaign.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

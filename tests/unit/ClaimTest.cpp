@@ -1,16 +1,11 @@
 // Claims on records by real threads, against each other, the monitor thread and the shutdown.
-#include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <latch>
-#include <thread>
 
 #include "app/supervision/app_AppManager.h"
-#include "host/base/st_StringRepository.h"
 #include "host/base/ut_Array.h"
 #include "host/service/fw_Config.h"
-#include "util/ut_BufferStream.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

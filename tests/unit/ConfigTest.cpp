@@ -1,16 +1,10 @@
 // The configuration: what is refused, where and by which rule, and how its values are read.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdlib>
 
 #include "app/supervision/app_AppManager.h"
 #include "host/base/fw_Entrance.h"
-#include "host/base/st_StringRepository.h"
 #include "host/service/fw_ConfigFile.h"
 #include "support/ConsoleSetting.h"
-#include "support/LogCapture.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace {
 

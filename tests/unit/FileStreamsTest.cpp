@@ -1,16 +1,6 @@
 // The streams over files and the forwarding stream: opening, failing, forwarding, copying.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <functional>
-#include <random>
-#include <string>
-
-#include "support/Temporary.h"
-#include "util/ut_BufferStream.h"
+#include "support/Test.h"
 #include "util/ut_FileInputStream.h"
 #include "util/ut_FileOutputStream.h"
 #include "util/ut_VirtualPutStream.h"

@@ -1,14 +1,9 @@
 // The flight recorder: what its file gives back, and what this build makes of flights of the field.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "host/service/fw_FlightReplay.h"
-#include "support/Campaign.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

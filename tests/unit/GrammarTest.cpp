@@ -1,10 +1,9 @@
 // The grammars of stored values, names and paths: what of a text may come in.
-#include <gtest/gtest.h>
 
 #include <regex>
 
 #include "host/base/fw_Entrance.h"
-#include "support/Campaign.h"
+#include "support/Test.h"
 #include "sysinfo/record/si_Grammar.h"
 
 namespace services::sysinfo {

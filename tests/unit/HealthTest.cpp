@@ -1,18 +1,11 @@
 // Daemons that run but do not work: which are told, which are stopped, and how they are asked.
-#include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
 
 #include "app/supervision/app_Probe.h"
-#include "host/base/st_StringRepository.h"
 #include "host/base/ut_ProcessDirectory.h"
 #include "support/SimulatedController.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

@@ -1,12 +1,8 @@
 // The daemons' history: what is kept, what a file gives back, whatever ended the host.
-#include <gtest/gtest.h>
-
-#include <thread>
 
 #include "app/supervision/app_HistoryFile.h"
-#include "support/Campaign.h"
 #include "support/SimulatedController.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

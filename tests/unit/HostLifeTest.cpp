@@ -1,8 +1,7 @@
 // The life of a host whose plug-ins misbehave, seen from outside.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include "support/ConsoleSetting.h"
+#include "support/Test.h"
 
 namespace {
 

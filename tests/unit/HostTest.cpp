@@ -1,18 +1,9 @@
 // What the host holds for its services: tokens, containers, figures of processes.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <future>
 
 #include "host/base/fw_ProcessMem.h"
-#include "host/base/st_StringRepository.h"
 #include "host/base/ut_DirIterator.h"
 #include "host/base/ut_TokenSet.h"
-#include "support/Temporary.h"
-#include "util/fw_Exception.h"
+#include "support/Test.h"
 #include "util/st_TokenTable.h"
 
 namespace {

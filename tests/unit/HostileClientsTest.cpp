@@ -1,14 +1,11 @@
 // Clients that take and give nothing, at the web listeners and at the partner link: others are
 // served all the same.
-#include <gtest/gtest.h>
 #include <httplib.h>
-
-#include <atomic>
-#include <list>
 
 #include "host/network/nw_SignedExchange.h"
 #include "host/web/ht_HttpServer.h"
 #include "support/RawClient.h"
+#include "support/Test.h"
 
 namespace services {
 namespace {

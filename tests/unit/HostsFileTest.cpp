@@ -1,16 +1,9 @@
 // The hosts table: changing a name without touching the rest, and the file.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <array>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "host/machine/SimulatedPlatform.h"
 #include "host/network/nw_HostsTable.h"
 #include "host/network/nw_NetworkManager.h"
-#include "support/LogCapture.h"
+#include "support/Test.h"
 
 namespace services::network {
 namespace {

@@ -1,19 +1,12 @@
 // The web listeners with real clients: switching, draining, TLS, and clients that misbehave.
-#include <gtest/gtest.h>
 #include <httplib.h>
 #include <openssl/conf.h>
-#include <sys/stat.h>
-
-#include <future>
-#include <list>
-#include <optional>
 
 #include "host/service/fw_ConfigFile.h"
 #include "host/web/ht_HttpServer.h"
 #include "host/web/ht_TlsContext.h"
-#include "support/LogCapture.h"
 #include "support/RawClient.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace services::http {
 namespace {

@@ -1,12 +1,7 @@
 // The SNMP agent's file where it cannot be written, at each step.
-#include <gtest/gtest.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
 
 #include "support/ManagedInterfaces.h"
+#include "support/Test.h"
 #include "sysinfo/manager/si_Untold.h"
 #include "sysinfo/manager/us_UserManager.h"
 

@@ -1,20 +1,13 @@
 // The management interfaces, and the SNMP agent's file that they write: random histories beside a
 // model; the locks.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <set>
-#include <thread>
 
 #include "host/base/fw_Container.h"
 #include "host/console/fw_Console.h"
 #include "host/service/fw_ServiceFactory.h"
-#include "support/Campaign.h"
 #include "support/ManagedInterfaces.h"
 #include "support/Printed.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 #include "sysinfo/manager/us_UserManager.h"
-#include "util/fw_Exception.h"
 
 namespace services::app {
 namespace {

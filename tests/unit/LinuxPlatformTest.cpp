@@ -1,28 +1,14 @@
 // The real machine: what a command finds, its end, its output, its time limit, its children.
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <atomic>
-#include <filesystem>
 #include <numeric>
-#include <random>
-#include <thread>
 
 #include "host/base/fw_Container.h"
 #include "host/base/ut_Waiter.h"
 #include "host/machine/DescriptorLimit.h"
 #include "host/machine/LinuxPlatform.h"
 #include "host/machine/Reaper.h"
-#include "support/Kept.h"
-#include "support/Temporary.h"
-#include "util/ut_BufferStream.h"
+#include "support/Test.h"
 
 namespace {
 

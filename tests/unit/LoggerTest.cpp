@@ -1,19 +1,8 @@
 // The log: destinations, levels, the form of a line, and a queue that never holds a writer up.
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <atomic>
-#include <climits>
-#include <random>
-#include <thread>
 
 #include "host/base/fw_Entity.h"
 #include "host/log/fw_Logger.h"
-#include "support/Kept.h"
-#include "support/LogCapture.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace {
 

@@ -1,17 +1,10 @@
 // The mails of the supervision service: the files to the byte, the command lines in their order.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <array>
-#include <cstdlib>
-#include <filesystem>
-#include <optional>
 
 #include "host/base/fw_Container.h"
 #include "host/service/fw_ConfigFile.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

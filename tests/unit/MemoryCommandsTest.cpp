@@ -1,11 +1,9 @@
 // The command that saves the memory statistics; the others are in transcripts/memory.txt.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "app/supervision/app_AppManagerCommandBundle.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

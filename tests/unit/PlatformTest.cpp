@@ -1,14 +1,10 @@
 // Delays and commands over a simulated machine: their time, their limits, their ends.
-#include <gtest/gtest.h>
-
-#include <mutex>
-#include <vector>
 
 #include "host/base/fw_Container.h"
 #include "host/base/ut_Waiter.h"
 #include "host/machine/SimulatedPlatform.h"
 #include "host/service/fw_Watchdog.h"
-#include "support/LogCapture.h"
+#include "support/Test.h"
 
 namespace {
 

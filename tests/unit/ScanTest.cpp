@@ -1,20 +1,13 @@
 // The scan for the daemons' instances: which record gets a process, kept files and their limits.
 #include <dirent.h>
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <linux/sched.h>
 #include <sched.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <clocale>
-#include <csignal>
 
 #include "app/supervision/app_ProcessScan.h"
-#include "host/base/st_StringRepository.h"
 #include "support/SimulatedController.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

@@ -1,23 +1,12 @@
 // The lives of services: registration, building, events, threads, the order of the stop.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <atomic>
-#include <map>
-#include <memory>
-#include <random>
-
-#include "host/base/st_StringRepository.h"
 #include "host/console/fw_CommandTable.h"
 #include "host/console/fw_HostCommands.h"
 #include "host/service/fw_EventManager.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "host/service/fw_ServiceHost.h"
-#include "support/Kept.h"
-#include "support/LogCapture.h"
 #include "support/Printed.h"
-#include "support/Temporary.h"
-#include "util/fw_Exception.h"
+#include "support/Test.h"
 
 namespace {
 

@@ -1,14 +1,7 @@
 // The store under kill -9 at any moment: nothing committed is lost, nothing half is seen.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
-#include <csignal>
-#include <random>
 
 #include "host/log/fw_Logger.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 #include "sysinfo/store/si_Store.h"
 
 namespace services::sysinfo {

@@ -1,18 +1,11 @@
 // The durable store: damage, schemas, full disks; and what of the system information reaches it.
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <mutex>
-#include <optional>
-
-#include "host/base/st_StringRepository.h"
 #include "host/machine/SimulatedPlatform.h"
 #include "host/service/fw_Config.h"
 #include "host/service/fw_EventManager.h"
 #include "host/service/fw_Service.h"
-#include "support/Campaign.h"
-#include "support/LogCapture.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 #include "sysinfo/manager/si_Change.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
 #include "sysinfo/manager/si_Values.h"

@@ -1,7 +1,7 @@
 // Processes that look like a daemon's: which count as the daemon, and what is said of the others.
-#include <gtest/gtest.h>
 
 #include "support/SimulatedController.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

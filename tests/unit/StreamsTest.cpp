@@ -1,17 +1,6 @@
 // The bounded streams over arrays: bounds, truncation, reading back, time texts, no allocation.
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <climits>
-#include <cstdlib>
-#include <functional>
-#include <memory>
-#include <new>
-#include <random>
-#include <string>
-
-#include "util/fw_Exception.h"
-#include "util/ut_BufferStream.h"
+#include "support/Test.h"
 #include "util/ut_DateTime.h"
 #include "util/ut_System.h"
 #include "util/ut_TimeStamp.h"

@@ -1,11 +1,6 @@
 // Random histories of daemons, played on the supervision service and on a model of it.
 #include "support/SupervisionModel.h"
 
-#include <unistd.h>
-
-#include <filesystem>
-
-#include "host/base/st_StringRepository.h"
 #include "host/base/ut_Array.h"
 #include "host/service/ap_ApplicationService.h"
 #include "host/service/fw_LockManager.h"
@@ -13,6 +8,7 @@
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

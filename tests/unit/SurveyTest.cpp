@@ -1,13 +1,10 @@
 // What is said of the records and the processes that run: to an operator, and by a check.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <filesystem>
 
 #include "host/service/fw_RunningCheck.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "support/Printed.h"
 #include "support/SimulatedController.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

@@ -1,7 +1,6 @@
 // Settings in a text file: what was committed is read again, and nothing else is taken for it.
-#include <gtest/gtest.h>
 
-#include "support/Temporary.h"
+#include "support/Test.h"
 #include "sysinfo/store/si_TextFile.h"
 
 namespace services::sysinfo {

@@ -1,9 +1,8 @@
 // Who may: passwords as they are kept, logins by each request and by sessions, and the waits after
 // failures.
-#include <gtest/gtest.h>
 
-#include "support/LogCapture.h"
 #include "support/SysInfoSetting.h"
+#include "support/Test.h"
 #include "sysinfo/manager/us_UserManager.h"
 #include "sysinfo/record/us_Password.h"
 #include "web/wb_Audit.h"

@@ -1,17 +1,11 @@
 // The web service behind the real listeners: clients at once, changes of users, listeners to
 // events, and a stop in the midst of them.
-#include <gtest/gtest.h>
 #include <httplib.h>
 
-#include <atomic>
-#include <csignal>
-#include <thread>
-
 #include "host/web/ht_HttpServer.h"
-#include "support/LogCapture.h"
 #include "support/RawClient.h"
 #include "support/SysInfoSetting.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 #include "sysinfo/manager/us_UserManager.h"
 #include "web/wb_WebService.h"
 

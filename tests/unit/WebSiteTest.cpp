@@ -1,21 +1,12 @@
 // What a plug-in serves at the web listeners: its routes, who may, kept connections and streams.
-#include <gtest/gtest.h>
 #include <httplib.h>
-
-#include <atomic>
-#include <csignal>
-#include <optional>
-#include <random>
-#include <thread>
 
 #include "host/web/ht_HttpServer.h"
 #include "host/web/ht_RequestParser.h"
 #include "host/web/ht_Site.h"
 #include "host/web/ht_Stream.h"
-#include "support/Kept.h"
-#include "support/LogCapture.h"
 #include "support/RawClient.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace services::http {
 namespace {

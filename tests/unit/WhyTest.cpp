@@ -1,10 +1,7 @@
 // Why a daemon is in its state: in each cell of the rules' table what is said is true.
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <map>
 
 #include "app/supervision/app_StatePass.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {
