@@ -16,87 +16,54 @@ using test::SimulatedController;
 // `ill` to `well`.
 struct Row {
   const char* name;
-  bool act;
   std::int64_t ill, well;
   std::vector<std::int64_t> stops;
   bool told;
   void (*prepare)(SimulatedController&) = [](SimulatedController& /*controller*/) {};
+  bool act = true;
 };
 
-void replace(SimulatedController& controller) {
-  controller.removeProcess(70);
-  controller.addProcess(71, "/opt/tool");
+void suspend(bool on) { AppManager::setProcessSuspend(strings::GS.toToken("tool"), on); }
+
+void withoutScript(SimulatedController& controller) {
+  controller.onInit("tool", "stop", [] {});
 }
+void slowly(SimulatedController& controller) {
+  controller.machine.onCommand("/app/etc/init.d/toolS stop", [](const platform::Command&) {
+    return platform::Result{.outcome = platform::Outcome::TimedOut};
+  });
+  controller.at(305, [&controller] { controller.removeProcess(70); });
+}
+template <int second>
+void suspendAt(SimulatedController& controller) {
+  controller.at(second, [] { suspend(true); });
+}
+void suspendWhileAsked(SimulatedController& controller) {
+  controller.machine.onCommand("ask", [&controller](const platform::Command&) {
+    suspend(controller.machine.elapsed() > 200 * test::second);
+    return platform::Result{.status = 1};
+  });
+}
+void replaceAt182(SimulatedController& controller) {
+  controller.at(182, [&controller] {
+    controller.removeProcess(70);
+    controller.addProcess(71, "/opt/tool");
+  });
+}
+void uncontrolled(SimulatedController& /*controller*/) { ::setenv("MC_ARCH", "PC", 1); }
 
 const Row rows[] = {
-    {"twice", true, 140, 190, {}, false},
-    {"three times", true, 140, 220, {211}, true},
-    {"not helped by its script",
-     true,
-     140,
-     310,
-     {211, 301},
-     true,
-     [](auto& controller) { controller.onInit("tool", "stop", [] {}); }},
-    {"stopped slowly",
-     true,
-     140,
-     310,
-     {211},
-     true,
-     [](auto& controller) {
-       controller.machine.onCommand("/app/etc/init.d/toolS stop", [](const platform::Command&) {
-         return platform::Result{.outcome = platform::Outcome::TimedOut};
-       });
-       controller.at(305, [&controller] { controller.removeProcess(70); });
-     }},
-    {"only told", false, 140, 310, {}, true},
-    {"in the start-up period", true, 0, 190, {}, false},
-    {"suspended",
-     true,
-     140,
-     310,
-     {},
-     false,
-     [](auto& controller) {
-       controller.at(141, [] { AppManager::setProcessSuspend(strings::GS.toToken("tool"), true); });
-     }},
-    {"suspended after two",
-     true,
-     140,
-     310,
-     {},
-     false,
-     [](auto& controller) {
-       controller.at(182, [] { AppManager::setProcessSuspend(strings::GS.toToken("tool"), true); });
-     }},
-    {"suspended while it is asked",
-     true,
-     140,
-     310,
-     {},
-     false,
-     [](auto& controller) {
-       controller.machine.onCommand("ask", [&controller](const platform::Command&) {
-         const bool third = controller.machine.elapsed() > 200 * test::second;
-         AppManager::setProcessSuspend(strings::GS.toToken("tool"), third);
-         return platform::Result{.status = 1};
-       });
-     }},
-    {"replaced after two",
-     true,
-     140,
-     250,
-     {},
-     false,
-     [](auto& controller) { controller.at(182, [&controller] { replace(controller); }); }},
-    {"process control off",
-     true,
-     140,
-     310,
-     {},
-     true,
-     [](SimulatedController& /*controller*/) { ::setenv("MC_ARCH", "PC", 1); }},
+    {"twice", 140, 190, {}, false},
+    {"three times", 140, 220, {211}, true},
+    {"not helped by its script", 140, 310, {211, 301}, true, withoutScript},
+    {"stopped slowly", 140, 310, {211}, true, slowly},
+    {"in the start-up period", 0, 190, {}, false},
+    {"suspended", 140, 310, {}, false, suspendAt<141>},
+    {"suspended after two", 140, 310, {}, false, suspendAt<182>},
+    {"suspended while it is asked", 140, 310, {}, false, suspendWhileAsked},
+    {"replaced after two", 140, 250, {}, false, replaceAt182},
+    {"process control off, and only told", 140, 310, {}, true, uncontrolled},
+    {"only told", 140, 310, {}, true, [](auto&) {}, false},
 };
 
 void script(SimulatedController& controller, const Row& row) {
@@ -158,18 +125,6 @@ TEST(Health, IsShown) {
   EXPECT_EQ(
       view.health.text(),
       "data 4001 kB, above its limit of 4000, 29 s ago, 3 times in a row, which is only told");
-}
-
-TEST(Health, HasAGrammarOfProbes) {
-  for (const char* good : {"tcp:1", "tcp:65535", "unix:/run/x.sock", "exec:true", "exec:a & b"}) {
-    EXPECT_TRUE(Probe::isProbe(good)) << good;
-  }
-  const std::string longPath = "unix:/" + std::string(107, 'x');
-  for (const char* bad : {"", "tcp", "tcp:", "tcp:0", "tcp:65536", "tcp:80 ", "unix:run/x",
-                          "exec:", "exec: ", "exec:sleep 9 &", "exec:sleep 9& ", "exec:a\nb",
-                          "udp:1", longPath.c_str()}) {
-    EXPECT_FALSE(Probe::isProbe(bad)) << bad;
-  }
 }
 
 // A stream socket that has its address.
