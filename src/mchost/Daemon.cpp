@@ -40,6 +40,7 @@
 #include "mchost/LifeStep.h"
 #include "mchost/Notify.h"
 #include "mchost/Plugins.h"
+#include "mchost/StartPages.h"
 #include "mchost/StopControl.h"
 #include "sysinfo/manager/si_Midplane.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
@@ -257,6 +258,7 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
                     services.services().size() - static_cast<std::size_t>(failed),
                     failed == 0 ? "" : "; some have failed, see the console's services");
   beginStep("host");
+  releaseStartPages();
   const auto untilNextLook = [] {
     constexpr std::chrono::milliseconds roundedUp(1);
     const std::chrono::microseconds time(framework::Watchdog::look());
