@@ -136,7 +136,8 @@ void AppManager::addProcess(const char* entry) {
   const DaemonEntry daemon(entry);
   if (isDebugOn()) LogDebug("monitoring process: %.127s", entry);
   if (daemon.name.empty()) return;
-  const bool suspend = missingProgramOf(daemon.name) != nullptr;
+  const char* const missing = missingProgramOf(daemon.name);
+  const bool suspend = missing != nullptr;
   const char* pattern = daemon.hasPattern ? daemon.pattern.c_str() : nullptr;
   if (isDebugOn()) {
     framework::Logger::StaticLogMethod(framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__,
@@ -147,6 +148,9 @@ void AppManager::addProcess(const char* entry) {
   const strings::stringtoken token = strings::GS.toToken(daemon.name.c_str());
   auto process = std::make_unique<Process>(token, suspend, pattern);
   process->setStrict(isStrict(daemon.name));
+  if (suspend) {
+    m_suspensions[process.get()] = {"supervision", std::string(missing) + " is not there"};
+  }
   m_scan.add(*process);
   addHealthCheck(*process);
   m_processes.add(std::move(process));

@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/supervision/app_Flight.h"
@@ -98,10 +99,14 @@ class AppManager : public framework::ActiveService {
   static bool getProcessSuspend(strings::stringtoken name);
   /// A suspended daemon is never restarted by the monitor loop.
   static void setProcessSuspend(strings::stringtoken name, bool suspend, const char* by = aService);
+  /// Suspends it anew, whoever has done so before. One that ends is resumed by the first poll cycle
+  /// after that, but not over the host's restart, which ends them all. False when there is no record
+  /// of that name.
+  static bool suspendProcess(strings::stringtoken name, const Suspension& suspension);
 
-  /// The daemons as they are now, in the order of their names. Waits for the monitor thread's scan.
-  /// Any thread may call.
-  std::vector<ProcessView> views() const;
+  /// The daemons as they are now, in the order of their names, or the one of that name. Waits for
+  /// the monitor thread's scan. Any thread may call.
+  std::vector<ProcessView> views(std::string_view only = {}) const;
   /// What happened to the daemons, kept over the host's restarts. Any thread may call.
   const History& history() const { return m_history; }
   /// The daemons that were restarted too often of late, those with the most restarts first, at
@@ -255,6 +260,14 @@ class AppManager : public framework::ActiveService {
   void follow(const Process& process, const std::string& what);
   void noteOutcomes();
 
+  // Suspension.
+  void suspend(Process& process, const Suspension& suspension, bool anew);
+  void resume(Process& process, const char* by);
+  bool takeOver(Process& process, const Suspension& suspension, bool anew);
+  std::optional<Suspension> suspensionOf(const Process& process) const;
+  void endSuspensions();
+  bool endSuspension(Process& process);
+
   // Flight recorder.
   void openFlight();
   void record(unsigned int index, const StateFacts& facts, const StateRule* rule);
@@ -383,7 +396,8 @@ class AppManager : public framework::ActiveService {
   std::map<const Process*, Descent> m_descents;  // the monitor thread's
   std::map<const Process*, Asked> m_asked;
   std::vector<Followed> m_followed;
-  mutable std::mutex m_askedLock;               // guards these two; a leaf
+  std::map<const Process*, Suspension> m_suspensions;  // of those that are
+  mutable std::mutex m_askedLock;                      // guards these three; a leaf
   std::unique_ptr<utility::LineRing> m_flight;  // null: none
   std::vector<StateFacts> m_lastFacts;          // of each record; the next two the monitor thread's
   std::vector<FlightFacts> m_flown;             // in this cycle

@@ -57,26 +57,6 @@ Process::State AppManager::getProcessState(strings::stringtoken name) {
   return process ? process->getState() : Process::Unclassified;
 }
 
-bool AppManager::getProcessSuspend(strings::stringtoken name) {
-  const Claim process(getSingleton(), name);
-  return process && process->getSuspend();
-}
-
-void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend, const char* by) {
-  AppManager* const manager = getSingleton();
-  const Claim process(manager, name);
-  if (!process) return;
-  if (isDebugOn()) {
-    framework::Logger::StaticLogMethod(
-        framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__, "set suspend \"%s\", %s",
-        strings::StringRepository::toString(name), suspend ? strings::pGStrue : strings::pGSfalse);
-  }
-  if (process->getSuspend() != suspend) {
-    manager->noteAsked(*process, suspend ? "suspend" : "resume", by);
-  }
-  process->setSuspend(suspend);
-}
-
 // The table, the names and the patterns do not change, so it takes no lock.
 void AppManager::explainProcess(strings::stringtoken name, utility::PutStream& stream) const {
   const auto* process = dynamic_cast<const Process*>(m_processes.find(name));

@@ -102,7 +102,7 @@ void AppManager::killNonEssential() {
 void AppManager::killOne(const std::string& name) {
   if (Process* process = recordOf(name)) {
     if (isDebugOn()) LogDebug("processindex for nonEssential");
-    process->setSuspend(true);
+    takeOver(*process, {.by = "event killNonEssentialProcesses"}, false);
     process->control("kill", process->getNameString());
     expectEffect(*process, "kill", "event killNonEssentialProcesses");
     noteAsked(*process, "kill", "event killNonEssentialProcesses");

@@ -88,12 +88,14 @@ ProcessView AppManager::viewOf(const Process& process) const {
   ProcessView view = {.name = process.getNameString(),
                       .state = process.getState(),
                       .suspended = process.getSuspend(),
+                      .suspension = suspensionOf(process),
                       .seconds = process.getStateTime(),
                       .generation = process.generation(),
                       .failures = failures(process),
                       .impostor = process.isImpostor(),
                       .health = healthOf(process),
-                      .lastCommand = process.lastCommand()};
+                      .lastCommand = process.lastCommand(),
+                      .facts = factsOf(process)};
   const auto count = static_cast<unsigned int>(process.numInstances());
   for (unsigned int i = 0; i < count; ++i) {
     const int pid = process.getPid(i);
@@ -109,11 +111,12 @@ ProcessView AppManager::viewOf(const Process& process) const {
   return view;
 }
 
-std::vector<ProcessView> AppManager::views() const {
+std::vector<ProcessView> AppManager::views(std::string_view only) const {
   std::vector<ProcessView> views;
   const std::lock_guard betweenTwoScans(m_tableLock);
   for (unsigned int n = 0; n < m_processes.Length(); ++n) {
-    views.push_back(viewOf(dynamic_cast<const Process&>(*m_processes.getSorted(n))));
+    const auto& process = dynamic_cast<const Process&>(*m_processes.getSorted(n));
+    if (only.empty() || only == process.getNameString()) views.push_back(viewOf(process));
   }
   return views;
 }
@@ -123,12 +126,11 @@ void AppManager::showProcess(strings::stringtoken name, utility::PutStream& stre
   if (process == nullptr) return;
   std::unique_lock betweenTwoScans(m_tableLock);
   const ProcessView view = viewOf(*process);
-  const StateFacts facts = factsOf(*process);
   betweenTwoScans.unlock();
   framework::TableRows rows = {{"WHAT", "VALUE"}};
   rows.push_back({"state", view.stateText() + (view.suspended ? ", suspended" : "")});
   rows.push_back({"since", sinceText(view)});
-  rows.push_back({"next", nextStep(facts)});
+  rows.push_back({"next", nextStep(view.facts)});
   rows.push_back({"generation", std::to_string(view.generation)});
   rows.push_back({"restarts", restartsText(m_history, view.name)});
   rows.push_back({"down", timesDown(m_history.summary(view.name))});

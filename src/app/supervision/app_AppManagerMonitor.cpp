@@ -54,6 +54,7 @@ void AppManager::pollCycle(Clock threadStart) {
   m_mailPatience = mailPatience;
   doMemTrack();
   endStartUpPeriod(threadStart);
+  endSuspensions();
   if (m_processes.Length() > 0) scanAndDecide();
   writeFlight();
   noteOutcomes();

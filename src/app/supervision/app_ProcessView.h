@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "app/supervision/app_Process.h"
+#include "app/supervision/app_StatePass.h"
 
 namespace services::app {
 
@@ -14,6 +16,13 @@ namespace services::app {
 struct FailingDaemon {
   std::string name;
   unsigned int restarts;  ///< within the configured minutes
+};
+
+/// Who leaves a daemon down, and until when.
+struct Suspension {
+  std::string by;
+  std::string reason = {};
+  std::int64_t until = 0;  ///< host timestamp; 0: until it is resumed
 };
 
 /// What is known of a daemon's health, at one moment.
@@ -34,6 +43,7 @@ struct ProcessView {
   Process::State state = Process::Unclassified;
   bool ended = false;  ///< the state is Up, but none of its processes runs any more
   bool suspended = false;
+  std::optional<Suspension> suspension = {};
   std::vector<int> pids = {};  ///< of the processes of the last scan that still run
   int seconds = 0;             ///< in the state
   unsigned int generation = 0;
@@ -42,6 +52,7 @@ struct ProcessView {
   HealthView health = {};
   std::vector<std::string> conditions = {};  ///< of processes that are stopped or remains, in words
   std::shared_ptr<const DaemonCommand> lastCommand = {};  ///< null before the first
+  StateFacts facts = {};  ///< for nextStep() and writeWhy()
 
   /// The state as it is shown; a daemon that has ended is never shown as Up, and
   /// one that a stranger stands for as "Up?".

@@ -1,0 +1,98 @@
+// The supervision service: daemons that are left down, by whom and until when.
+#include "app/supervision/app_AppManager.h"
+#include "app/supervision/app_Claim.h"
+#include "host/base/st_StringRepository.h"
+#include "host/log/fw_Logger.h"
+#include "util/ut_TimeMeasure.h"
+
+namespace services::app {
+
+using utility::TimeMeasure;
+
+namespace {
+
+// As the history shows it.
+std::string wordsOf(const Suspension& suspension) {
+  std::string cause = suspension.by;
+  if (suspension.until != 0) {
+    const std::int64_t left = suspension.until - TimeMeasure::getTimestamp();
+    cause += ", for " + std::to_string(TimeMeasure::getSeconds(left)) + " s";
+  }
+  return suspension.reason.empty() ? cause : cause + ": " + suspension.reason;
+}
+
+}  // namespace
+
+bool AppManager::getProcessSuspend(strings::stringtoken name) {
+  const Claim process(getSingleton(), name);
+  return process && process->getSuspend();
+}
+
+void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend, const char* by) {
+  AppManager* const manager = getSingleton();
+  const Claim process(manager, name);
+  if (!process) return;
+  if (isDebugOn()) {
+    framework::Logger::StaticLogMethod(
+        framework::LogType::Debug, __PRETTY_FUNCTION__, __LINE__, "set suspend \"%s\", %s",
+        strings::StringRepository::toString(name), suspend ? strings::pGStrue : strings::pGSfalse);
+  }
+  suspend ? manager->suspend(*process, {.by = by}, false) : manager->resume(*process, by);
+}
+
+bool AppManager::suspendProcess(strings::stringtoken name, const Suspension& suspension) {
+  AppManager* const manager = getSingleton();
+  const Claim process(manager, name);
+  if (process) manager->suspend(*process, suspension, true);
+  return static_cast<bool>(process);
+}
+
+void AppManager::suspend(Process& process, const Suspension& suspension, bool anew) {
+  if (takeOver(process, suspension, anew)) noteAsked(process, "suspend", wordsOf(suspension));
+}
+
+// One without an end stands against another unless that is to replace it. The flag and who set it
+// change together.
+bool AppManager::takeOver(Process& process, const Suspension& suspension, bool anew) {
+  const std::lock_guard lock(m_askedLock);
+  const auto earlier = m_suspensions.find(&process);
+  const bool ends = earlier != m_suspensions.end() && earlier->second.until != 0;
+  if (process.getSuspend() && !anew && !ends) return false;
+  process.setSuspend(true);
+  m_suspensions[&process] = suspension;
+  return true;
+}
+
+void AppManager::resume(Process& process, const char* by) {
+  if (process.getSuspend()) noteAsked(process, "resume", by);
+  const std::lock_guard lock(m_askedLock);
+  process.setSuspend(false);
+  m_suspensions.erase(&process);
+}
+
+std::optional<Suspension> AppManager::suspensionOf(const Process& process) const {
+  const std::lock_guard lock(m_askedLock);
+  const auto found = m_suspensions.find(&process);
+  if (found == m_suspensions.end()) return std::nullopt;
+  return found->second;
+}
+
+void AppManager::endSuspensions() {
+  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
+    if (!endSuspension(*recordAt(i))) continue;
+    LogInfo("%s: the suspension of %s is over", getNameString(), recordAt(i)->getNameString());
+    noteAsked(*recordAt(i), "resume", "its suspension is over");
+  }
+}
+
+bool AppManager::endSuspension(Process& process) {
+  const std::lock_guard lock(m_askedLock);
+  const auto found = m_suspensions.find(&process);
+  if (found == m_suspensions.end() || found->second.until == 0) return false;
+  if (TimeMeasure::getTimestamp() < found->second.until) return false;
+  process.setSuspend(false);
+  m_suspensions.erase(found);
+  return true;
+}
+
+}  // namespace services::app
