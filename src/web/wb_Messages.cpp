@@ -42,6 +42,10 @@ constexpr Message table[] = {
      "The property %1 is a required property and must be included in the request.", correct, 1},
     {base, "ActionParameterUnknown", 400, "Warning",
      "The action %1 was submitted with the invalid parameter %2.", correct, 2},
+    {base, "ActionParameterValueFormatError", 400, "Warning",
+     "The value '%1' for the parameter %2 in the action %3 is not a format that the parameter can "
+     "accept.",
+     correct, 3},
     {base, "QueryParameterValueFormatError", 400, "Warning",
      "The value '%1' for the parameter %2 is not a format that the parameter can accept.", correct,
      2},

@@ -47,11 +47,19 @@ std::vector<const Resource*> deciding(const std::string& pattern) {
 
 unsigned int needsOf(const std::string& pattern) {
   unsigned int needs = SystemAlone;
-  for (const Resource* row : deciding(pattern)) needs |= row->needs;
+  for (const Resource* row : deciding(pattern)) needs |= row->needs & ~OfWhole;
   return needs;
 }
 
+const Resource* resourceAt(const std::string& pattern) {
+  const auto found = std::ranges::find_if(
+      allResources(), [&](const Resource& row) { return pattern == row.pattern; });
+  return found == allResources().end() ? nullptr : &*found;
+}
+
 bool exists(const std::string& pattern, const Snapshot& now, const Keys& keys) {
+  const Resource* resource = resourceAt(pattern);
+  if (resource != nullptr && resource->isThere && !resource->isThere(now, keys)) return false;
   return std::ranges::all_of(deciding(pattern), [&](const Resource* row) {
     const auto last = static_cast<long>(braces(row->pattern)) - 1;
     const Keys members = row->members(now, Keys(keys.begin(), keys.begin() + last));
@@ -59,12 +67,15 @@ bool exists(const std::string& pattern, const Snapshot& now, const Keys& keys) {
   });
 }
 
-// What this controller has and its partner does not tell: the protocols and all below.
-bool isElsewhere(const std::string& pattern, const Snapshot& now, const Keys& keys) {
-  if (!pattern.starts_with("/redfish/v1/Managers/{}/NetworkProtocol")) return false;
+// What the partner alone can change.
+bool isPartners(const std::string& pattern, const Snapshot& now, const Keys& keys) {
+  if (!pattern.starts_with("/redfish/v1/Managers/{}/")) return false;
   const ControllerFacts* facts = now.controller(keys[0]);
-  return facts == nullptr || !facts->isThis;
+  return facts != nullptr && !facts->isThis;
 }
+
+// The member that alone is asked for: a daemon, or a log.
+std::string onlyOf(const Keys& keys) { return keys.size() > 1 ? keys[1] : ""; }
 
 std::string nameOf(const Resource& row, const Keys& keys) {
   std::string name = row.name;
@@ -89,17 +100,18 @@ std::string etagOf(const std::string& body) {
 }
 
 // The methods of a path, as Allow names them.
-std::string allowedAt(const std::string& pattern) {
+std::string allowedAt(const std::string& pattern, bool readOnly) {
   std::string allowed = "GET, HEAD";
+  if (readOnly) return allowed;
   for (const Change& change : allChanges()) {
     if (pattern == change.pattern) allowed += std::string(", ") + change.method;
   }
   return allowed;
 }
 
-Response json(const object& shown, const std::string& pattern) {
+Response json(const object& shown, const std::string& pattern, bool readOnly = false) {
   Response response{.body = boost::json::serialize(shown), .type = jsonType};
-  response.headers = {{"OData-Version", "4.0"}, {"Allow", allowedAt(pattern)}};
+  response.headers = {{"OData-Version", "4.0"}, {"Allow", allowedAt(pattern, readOnly)}};
   return response;
 }
 
@@ -117,15 +129,13 @@ Response readResource(const Resource& row, const Sources& sources, const Request
   Query query;
   if (speaksOther(request)) return messageResponse("PreconditionFailed");
   if (auto refusal = readQuery(request, false, query)) return *refusal;
-  const Snapshot now = readSnapshot(sources, row.needs | needsOf(row.pattern));
   const Keys& keys = request.captured;
-  if (!exists(row.pattern, now, keys) || isElsewhere(row.pattern, now, keys)) {
-    return missing(request);
-  }
+  const Snapshot now = readSnapshot(sources, row.needs | needsOf(row.pattern), onlyOf(keys));
+  if (!exists(row.pattern, now, keys)) return missing(request);
   object shown = whole(row, now, keys);
   const std::string etag = etagOf(boost::json::serialize(shown));
   applySelect(query.select, shown);
-  Response response = json(shown, row.pattern);
+  Response response = json(shown, row.pattern, isPartners(row.pattern, now, keys));
   const std::string type = row.type;
   response.headers.emplace_back("ETag", etag);
   response.headers.emplace_back("Link", "<http://redfish.dmtf.org/schemas/v1/" +
@@ -193,7 +203,9 @@ Response readCollection(const Resource& row, const Sources& sources, const Reque
   if (speaksOther(request)) return messageResponse("PreconditionFailed");
   if (auto refusal = readQuery(request, true, query)) return *refusal;
   const std::string pattern = collectionPattern(row);
-  const Snapshot now = readSnapshot(sources, row.needs | needsOf(pattern));
+  const bool isWhole = row.expanded || query.expand || query.only || !query.filter.empty();
+  const unsigned int needs = isWhole ? row.needs : row.needs & ~OfWhole;
+  const Snapshot now = readSnapshot(sources, needs | needsOf(pattern), onlyOf(request.captured));
   if (!exists(pattern, now, request.captured)) return missing(request);
   const std::string self = pathOf(pattern, request.captured);
   std::size_t count = 0;
@@ -226,12 +238,6 @@ std::optional<Response> readBody(const Request& request, object& body) {
   return std::nullopt;
 }
 
-const Resource* resourceAt(const std::string& pattern) {
-  const auto found = std::ranges::find_if(
-      allResources(), [&](const Resource& row) { return pattern == row.pattern; });
-  return found == allResources().end() ? nullptr : &*found;
-}
-
 // Whether the client wants to change another state than there is.
 bool isStale(const Request& request, const Resource* row, const Snapshot& now) {
   const std::string& wanted = request.header("if-match");
@@ -249,10 +255,11 @@ Response change(const Change& row, const Sources& sources, const Request& reques
   } else if (row.takesBody && std::strcmp(row.method, "PATCH") == 0) {
     return messageResponse("MalformedJSON");
   }
-  const Snapshot now = readSnapshot(sources, row.needs | needsOf(row.pattern));
   const Keys& keys = request.captured;
-  if (!exists(row.pattern, now, keys) || isElsewhere(row.pattern, now, keys)) {
-    return missing(request);
+  const Snapshot now = readSnapshot(sources, row.needs | needsOf(row.pattern), onlyOf(keys));
+  if (!exists(row.pattern, now, keys)) return missing(request);
+  if (isPartners(row.pattern, now, keys)) {
+    return messageResponse("ChangeRefused", {"it is the partner's, which takes it itself"});
   }
   const Resource* resource = resourceAt(row.pattern);
   if (isStale(request, resource, now)) return messageResponse("PreconditionFailed");

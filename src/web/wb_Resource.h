@@ -32,6 +32,8 @@ struct Resource {
   http::Access access = http::Access::Read;
   const char* collectionName = "";
   bool expanded = false;  ///< the collection always shows its members whole
+  /// Whether it is there, which its keys do not tell; null: always.
+  bool (*isThere)(const Snapshot& snapshot, const Keys& keys) = nullptr;
 };
 
 /// What a change is made with.

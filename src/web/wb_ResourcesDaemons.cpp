@@ -1,8 +1,11 @@
 // The supervised daemons, and how the controllers are paired.
+#include <algorithm>
 #include <boost/json/array.hpp>
 
 #include "app/supervision/app_AppManager.h"
 #include "host/base/st_StringRepository.h"
+#include "util/fw_ShownText.h"
+#include "util/ut_TimeMeasure.h"
 #include "web/wb_Messages.h"
 #include "web/wb_Resource.h"
 #include "web/wb_ResourceParts.h"
@@ -12,8 +15,14 @@ namespace services::web {
 using app::AppManager;
 using boost::json::array;
 using boost::json::object;
+using boost::json::value;
+using strings::StringRepository;
 
 namespace {
+
+constexpr std::int64_t second = 1000000;
+constexpr std::int64_t longestSeconds = 366 * 24 * 3600;
+constexpr std::size_t longestReason = 80;  // bytes, as the history keeps
 
 bool isThis(const Snapshot& now, const Keys& keys) {
   const ControllerFacts* facts = now.controller(keys[0]);
@@ -22,8 +31,14 @@ bool isThis(const Snapshot& now, const Keys& keys) {
 
 Keys daemons(const Snapshot& now, const Keys& before) {
   Keys names;
-  if (!isThis(now, before)) return names;
-  for (const DaemonFacts& facts : now.daemons) names.push_back(facts.name);
+  const auto add = [&names](const auto& all) {
+    for (const auto& daemon : all) names.push_back(daemon.name);
+  };
+  if (isThis(now, before)) {
+    add(now.daemons);
+  } else if (now.partner) {
+    add(now.partner->daemons);
+  }
   return names;
 }
 
@@ -39,33 +54,132 @@ object actionsOf(const std::string& self) {
   return shown;
 }
 
-object daemon(const Snapshot& now, const Keys& keys) {
-  const DaemonFacts& facts = *now.daemon(keys[1]);
-  return {{"State", facts.state},
+value timeOrNull(std::int64_t time) { return time == 0 ? value(nullptr) : value(isoTime(time)); }
+
+value shown(const std::optional<app::Suspension>& suspension) {
+  if (!suspension) return nullptr;
+  return object{{"By", suspension->by},
+                {"Reason", suspension->reason},
+                {"Until", timeOrNull(suspension->until)}};
+}
+
+object statusOf(const DaemonFacts& facts) {
+  const bool isUp = facts.state == "Up";
+  const bool isWell = facts.details.marks.empty() && (isUp || facts.suspended);
+  return status(isUp              ? "Enabled"
+                : facts.suspended ? "Disabled"
+                                  : "UnavailableOffline",
+                isWell ? "OK" : "Warning");
+}
+
+object timesDown(const app::History::Summary& sums) {
+  const auto mean = sums.timesDown == 0 ? 0 : sums.secondsDown / sums.timesDown;
+  return {{"Mean", mean}, {"Worst", sums.worst}};
+}
+
+object ownDaemon(const Snapshot& now, const DaemonFacts& facts, const std::string& self) {
+  const DaemonDetails& details = facts.details;
+  return {{"Status", statusOf(facts)},
+          {"State", facts.state},
           {"StateSeconds", facts.seconds},
           {"Suspended", facts.suspended},
+          {"Suspension", shown(details.suspension)},
           {"Restarting", facts.restarting},
           {"ProcessIds", array(facts.pids.begin(), facts.pids.end())},
           {"DataKiB", facts.dataKilobytes},
-          {"Actions", actionsOf("/redfish/v1/Managers/" + keys[0] + "/Oem/Mc/Daemons/" + keys[1])}};
+          {"Marks", details.marks},
+          {"Failing", details.failures},
+          {"Restarts", object{{"LastHour", details.restartsLastHour},
+                              {"LastDay", details.restartsLastDay},
+                              {"Ever", details.sums.restarts}}},
+          {"SecondsDown", timesDown(details.sums)},
+          {"LastOutcome", orNull(details.lastOutcome)},
+          {"NextStep", details.next},
+          {"Health", orNull(details.health)},
+          {"Why", array(details.why.begin(), details.why.end())},
+          {"History", link(self + "/History")},
+          {"AsOf", now.dateTime},
+          {"Actions", actionsOf(self)}};
+}
+
+// As far as it tells.
+object partnersDaemon(const Snapshot& now, const std::string& letter, const std::string& name) {
+  const auto& daemon =
+      *std::ranges::find(now.partner->daemons, name, &app::PartnerSummary::Daemon::name);
+  const bool isHere = now.controller(letter)->isValid;
+  const bool isWell = isHere && daemon.failures == 0 && (daemon.state == "Up" || daemon.suspended);
+  return {{"Status", status(isHere ? "Enabled" : "UnavailableOffline", isWell ? "OK" : "Warning")},
+          {"State", daemon.state},
+          {"StateSeconds", daemon.seconds},
+          {"Suspended", daemon.suspended},
+          {"Failing", daemon.failures},
+          {"Restarts", object{{"LastDay", daemon.restarts}}},
+          {"AsOf", isoTime(now.partner->received)}};
+}
+
+object daemon(const Snapshot& now, const Keys& keys) {
+  if (!isThis(now, keys)) return partnersDaemon(now, keys[0], keys[1]);
+  return ownDaemon(now, *now.daemon(keys[1]),
+                   "/redfish/v1/Managers/" + keys[0] + "/Oem/Mc/Daemons/" + keys[1]);
+}
+
+object shown(const app::HistoryEntry& entry) {
+  return {{"Time", isoTime(entry.at)},
+          {"From", StringRepository::toString(entry.from)},
+          {"To", StringRepository::toString(entry.to)},
+          {"Restart", entry.restart},
+          {"SecondsDown", entry.secondsDown < 0 ? value(nullptr) : value(entry.secondsDown)},
+          {"What", entry.what},
+          {"Cause", entry.cause},
+          {"Outcome", entry.outcome}};
+}
+
+object history(const Snapshot& now, const Keys&) {
+  array entries;
+  for (const app::HistoryEntry& entry : now.history) entries.push_back(shown(entry));
+  return {{"Entries", std::move(entries)}};
+}
+
+// How it stands by this controller's link.
+void addStory(const app::PairingStory& story, object& pairing) {
+  pairing["FirmwareAction"] = orNull(story.firmwareAction);
+  pairing["SettingsAction"] = orNull(story.settingsAction);
+  pairing["Explanation"] = array(story.explanation.begin(), story.explanation.end());
+  pairing["Stall"] = orNull(story.stall);
+  pairing["Remedy"] = orNull(story.remedy);
+  pairing["Push"] = orNull(story.push);
+  pairing["AsOf"] = isoTime(story.asOf);
 }
 
 object pairing(const Snapshot& now, const Keys& keys) {
   const ControllerFacts& facts = *now.controller(keys[0]);
-  return {{"Role", orNull(facts.isThis ? now.role : now.partnerRole)},
-          {"LoadMidplaneSerial", orNull(facts.midplane)},
-          {"LastLoadedTime", orNull(facts.lastLoaded)},
-          {"LastPairedPartnerSerial", orNull(facts.lastPaired)},
-          {"PartnerValid", now.controllers.size() == 2 && now.controllers[0].isValid &&
-                               now.controllers[1].isValid}};
+  object shown{{"Role", orNull(facts.isThis ? now.role : now.partnerRole)},
+               {"LoadMidplaneSerial", orNull(facts.midplane)},
+               {"LastLoadedTime", orNull(facts.lastLoaded)},
+               {"LastPairedPartnerSerial", orNull(facts.lastPaired)},
+               {"PartnerValid", now.controllers.size() == 2 && now.controllers[0].isValid &&
+                                    now.controllers[1].isValid}};
+  if (facts.isThis && now.story) addStory(*now.story, shown);
+  return shown;
 }
 
-// Answers whether it was done; names are known here, so that what is sent makes no token.
-using Operation = bool (*)(strings::stringtoken);
+std::string askerOf(const Call& call) { return "web, " + call.request.user; }
 
-template <bool suspended>
-bool setSuspend(strings::stringtoken name) {
-  AppManager::setProcessSuspend(name, suspended);
+// Names are known here, so that what is sent makes no token.
+strings::stringtoken daemonOf(const Call& call) {
+  return strings::GS.toToken(call.keys[1].c_str());
+}
+
+http::Response answer(const Call& call, const std::string& what, bool done) {
+  call.sources.audit.note(!done, call.request.user, call.request.address, what);
+  return done ? http::Response{.status = 204}
+              : messageResponse("ChangeRefused", {"process control is off on this controller"});
+}
+
+using Operation = bool (*)(strings::stringtoken, const char* by);
+
+bool resumeProcess(strings::stringtoken name, const char* by) {
+  AppManager::setProcessSuspend(name, false, by);
   return true;
 }
 
@@ -73,11 +187,8 @@ http::Response act(const Call& call, const char* what, Operation operation) {
   if (!call.body.empty()) {
     return messageResponse("ActionParameterUnknown", {what, std::string(call.body.begin()->key())});
   }
-  const bool done = operation(strings::GS.toToken(call.keys[1].c_str()));
-  call.sources.audit.note(!done, call.request.user, call.request.address,
-                          std::string(what) + " daemon " + call.keys[1]);
-  return done ? http::Response{.status = 204}
-              : messageResponse("ChangeRefused", {"process control is off on this controller"});
+  return answer(call, std::string(what) + " daemon " + call.keys[1],
+                operation(daemonOf(call), askerOf(call).c_str()));
 }
 
 http::Response start(const Call& call) { return act(call, "start", AppManager::startProcess); }
@@ -85,12 +196,44 @@ http::Response stop(const Call& call) { return act(call, "stop", AppManager::sto
 http::Response restart(const Call& call) {
   return act(call, "restart", AppManager::restartProcess);
 }
-http::Response suspend(const Call& call) { return act(call, "suspend", setSuspend<true>); }
-http::Response resume(const Call& call) { return act(call, "resume", setSuspend<false>); }
+http::Response resume(const Call& call) { return act(call, "resume", resumeProcess); }
+
+// Takes a parameter of the suspension; answers whether it is one, of its type.
+bool takeParameter(const std::string& key, const value& given, app::Suspension& suspension) {
+  if (key == "Reason" && given.is_string()) {
+    suspension.reason = framework::shownText(textOf(given));
+    return suspension.reason.size() <= longestReason;
+  }
+  const auto* seconds = given.if_int64();
+  if (key != "Seconds" || seconds == nullptr) return false;
+  suspension.until = utility::TimeMeasure::getTimestamp() + *seconds * second;
+  return *seconds >= 1 && *seconds <= longestSeconds;
+}
+
+http::Response suspend(const Call& call) {
+  app::Suspension suspension{.by = askerOf(call)};
+  for (const auto& member : call.body) {
+    const std::string key(member.key());
+    if (key != "Reason" && key != "Seconds") {
+      return messageResponse("ActionParameterUnknown", {"suspend", key});
+    }
+    if (takeParameter(key, member.value(), suspension)) continue;
+    return messageResponse("ActionParameterValueFormatError",
+                           {shortText(member.value()), key, "suspend"});
+  }
+  const bool ends = suspension.until != 0;
+  return answer(call,
+                "suspend daemon " + call.keys[1] +
+                    (ends ? " until " + isoTime(suspension.until) : "") +
+                    (suspension.reason.empty() ? "" : ": " + suspension.reason),
+                AppManager::suspendProcess(daemonOf(call), suspension));
+}
 
 constexpr Resource resources[] = {
-    {"/redfish/v1/Managers/{}/Oem/Mc/Daemons/{}", "McDaemon.v1_0_0.McDaemon", "Daemon {}", Daemons,
-     daemon, daemons, http::Access::Read, "Daemons"},
+    {"/redfish/v1/Managers/{}/Oem/Mc/Daemons/{}", "McDaemon.v1_0_0.McDaemon", "Daemon {}",
+     Daemons | Details, daemon, daemons, http::Access::Read, "Daemons"},
+    {"/redfish/v1/Managers/{}/Oem/Mc/Daemons/{}/History", "McDaemonHistory.v1_0_0.McDaemonHistory",
+     "What happened to it", History, history, nullptr, http::Access::Read, "", false, isThis},
     {"/redfish/v1/Managers/{}/Oem/Mc/Pairing", "McPairing.v1_0_0.McPairing", "Pairing", Pairing,
      pairing},
 };

@@ -53,10 +53,14 @@ array redundancy(const Snapshot& now, const std::string& self) {
       {"Status", status("Enabled", both ? "OK" : "Warning")}}};
 }
 
+bool knowsInterfaces(const Snapshot& now, const Keys& keys) {
+  const ControllerFacts* facts = now.controller(keys[0]);
+  return facts != nullptr && (facts->isThis || now.partner);
+}
+
 // What this controller has that its partner does not tell.
 void addOwn(object& shown, const Snapshot& now, const std::string& self) {
   shown["DateTime"] = now.dateTime;
-  shown["NetworkProtocol"] = link(self + "/NetworkProtocol");
   shown["LogServices"] = link(self + "/LogServices");
 }
 
@@ -73,6 +77,7 @@ object manager(const Snapshot& now, const Keys& keys) {
                {"Links", object{{"ManagerForChassis", array{link("/redfish/v1/Chassis/Enclosure")}},
                                 {"ManagerInChassis", link("/redfish/v1/Chassis/Enclosure")}}}};
   if (facts.isThis) addOwn(shown, now, self);
+  if (knowsInterfaces(now, keys)) shown["NetworkProtocol"] = link(self + "/NetworkProtocol");
   shown["Oem"] = object{{"Mc", object{{"@odata.type", "#McManager.v1_0_0.McManager"},
                                       {"IsThisController", facts.isThis},
                                       {"Daemons", link(self + "/Oem/Mc/Daemons")},
@@ -101,7 +106,7 @@ object interfacesShown(const Snapshot& now) {
   return shown;
 }
 
-object networkProtocol(const Snapshot& now, const Keys&) {
+object ownProtocols(const Snapshot& now) {
   object shown{{"Status", status("Enabled", "OK")}};
   for (const Protocol& protocol : protocols) {
     const InterfaceFacts* facts = now.interface(protocol.interface);
@@ -113,6 +118,29 @@ object networkProtocol(const Snapshot& now, const Keys&) {
   }
   shown["Oem"] = object{{"Mc", interfacesShown(now)}};
   return shown;
+}
+
+// As it last told them.
+object partnersProtocols(const Snapshot& now, const ControllerFacts& partner) {
+  object shown{{"Status", status(stateOf(partner), partner.isValid ? "OK" : "Warning")}};
+  array all;
+  for (const auto& interface : now.partner->interfaces) {
+    all.push_back(object{{"Name", interface.name}, {"Enabled", interface.up}});
+    const auto* protocol = std::ranges::find_if(
+        protocols, [&](const Protocol& one) { return interface.name == one.interface; });
+    if (protocol == std::end(protocols)) continue;
+    shown[protocol->property] = object{{"ProtocolEnabled", interface.up}};
+  }
+  shown["Oem"] =
+      object{{"Mc", object{{"@odata.type", "#McNetworkProtocol.v1_0_0.McNetworkProtocol"},
+                           {"Interfaces", std::move(all)},
+                           {"AsOf", isoTime(now.partner->received)}}}};
+  return shown;
+}
+
+object networkProtocol(const Snapshot& now, const Keys& keys) {
+  const ControllerFacts& facts = *now.controller(keys[0]);
+  return facts.isThis ? ownProtocols(now) : partnersProtocols(now, facts);
 }
 
 Keys ports(const Snapshot& now, const Keys& before) {
@@ -329,7 +357,7 @@ constexpr Resource resources[] = {
      manager, letters, http::Access::Read, "Manager Collection"},
     {"/redfish/v1/Managers/{}/NetworkProtocol",
      "ManagerNetworkProtocol.v1_10_0.ManagerNetworkProtocol", "Management interfaces", Interfaces,
-     networkProtocol},
+     networkProtocol, nullptr, http::Access::Read, "", false, knowsInterfaces},
     {"/redfish/v1/Managers/{}/EthernetInterfaces/{}", "EthernetInterface.v1_12_0.EthernetInterface",
      "Network path {}", SystemAlone, ethernet, ports, http::Access::Read,
      "Ethernet Interface Collection"},

@@ -14,14 +14,21 @@ namespace services::web {
 
 namespace {
 
+using boost::json::array;
 using boost::json::object;
 
 struct Property {
   const char* name;
-  const char* type;  // of CSDL
+  const char* type;  // of CSDL; of one with parts its own name
   const char* json;
   const char* text;
   bool isArray = false;
+  std::vector<Property> parts = {};
+};
+
+struct Action {
+  const char* name;
+  std::vector<Property> parameters = {};
 };
 
 struct OwnSchema {
@@ -29,53 +36,139 @@ struct OwnSchema {
   const char* base;  // what the type is derived from
   const char* text;
   std::vector<Property> properties;
-  std::vector<const char*> actions = {};
+  std::vector<Action> actions = {};
   bool hasCollection = false;
 };
 
+Property text(const char* name, const char* about) { return {name, "Edm.String", "string", about}; }
+Property number(const char* name, const char* about) {
+  return {name, "Edm.Int64", "integer", about};
+}
+Property flag(const char* name, const char* about) {
+  return {name, "Edm.Boolean", "boolean", about};
+}
+Property time(const char* name, const char* about) {
+  return {name, "Edm.DateTimeOffset", "string", about};
+}
+Property listOf(Property one) {
+  one.isArray = true;
+  return one;
+}
+
+constexpr const char* entity = "Resource.v1_0_0.Resource";
+
+OwnSchema daemonSchema() {
+  return {
+      "McDaemon",
+      entity,
+      "A daemon that the controller keeps running.",
+      {{"Status", "Resource.Status", "object", "Its state and health in the standard's words."},
+       text("State", "Unclassified, Up, Down, Starting or GoingDown, as the last scan found it."),
+       number("StateSeconds", "How long it has been in that state."),
+       flag("Suspended", "Whether it is left down once it is down."),
+       {"Suspension",
+        "Suspension",
+        "object",
+        "Who suspended it; null where nobody did.",
+        false,
+        {text("By", "Who it was."), text("Reason", "What he gave as the reason."),
+         time("Until", "When it ends; null: when somebody resumes the daemon.")}},
+       flag("Restarting", "Whether a restart is under way."),
+       listOf(number("ProcessIds", "Its running processes.")),
+       number("DataKiB", "Its own memory, as last measured."),
+       text("Marks", "What is to be seen at once; empty for nothing."),
+       number("Failing", "How often it was restarted of late, if that is too often; else 0."),
+       {"Restarts",
+        "Restarts",
+        "object",
+        "How often supervision restarted it.",
+        false,
+        {number("LastHour", "Within the last hour."), number("LastDay", "Within the last day."),
+         number("Ever", "Since its history began.")}},
+       {"SecondsDown",
+        "SecondsDown",
+        "object",
+        "How long it was down each time.",
+        false,
+        {number("Mean", "On average."), number("Worst", "At worst.")}},
+       text("LastOutcome", "The last command for it, and what became of that."),
+       text("NextStep", "What comes next if nothing but time passes; empty for nothing."),
+       text("Health", "What it last answered when it was asked; null where it is not asked."),
+       listOf(text("Why", "The rule that decides, and what would change it, line by line.")),
+       {"History", "McDaemonHistory.McDaemonHistory", "object", "What happened to it."},
+       time("AsOf", "When it was looked at.")},
+      {{"Start"},
+       {"Stop"},
+       {"Restart"},
+       {"Suspend",
+        {text("Reason", "Why, in at most 80 bytes."),
+         number("Seconds", "How long it lasts; without it until the daemon is resumed.")}},
+       {"Resume"}},
+      true};
+}
+
+OwnSchema historySchema() {
+  return {"McDaemonHistory",
+          entity,
+          "What happened to a daemon.",
+          {{"Entries",
+            "Entry",
+            "object",
+            "The last changes, the oldest first.",
+            true,
+            {time("Time", "When it was."), text("From", "The state before."),
+             text("To", "The state after; the same for what changed no state."),
+             flag("Restart", "Whether supervision restarted it of its own accord."),
+             number("SecondsDown", "Of what ended a time down; else null."),
+             text("What", "The rule that decided, or what was asked for."),
+             text("Cause", "Why, or who asked."),
+             text("Outcome", "What became of the command; empty before its end.")}}}};
+}
+
+OwnSchema pairingSchema() {
+  return {"McPairing",
+          entity,
+          "What decides which controller gives its firmware and settings to the other.",
+          {text("Role", "The controller's role."),
+           text("LoadMidplaneSerial", "The midplane that it was loaded in."),
+           text("LastLoadedTime", "When it was loaded."),
+           text("LastPairedPartnerSerial", "The partner that it paired with."),
+           flag("PartnerValid", "Whether what is known of both holds."),
+           text("FirmwareAction", "What it does with its partner's firmware."),
+           text("SettingsAction", "What it does with its partner's settings."),
+           listOf(text("Explanation", "How that was decided, line by line.")),
+           text("Stall", "Why the two do not go on."),
+           text("Remedy", "What helps: a command of the console, or what a person must do."),
+           text("Push", "The push that is under way or asked for."),
+           time("AsOf", "When the link to the partner last looked.")}};
+}
+
 const std::vector<OwnSchema>& ownSchemas() {
   static const std::vector<OwnSchema> schemas = {
-      {"McDaemon",
-       "Resource.v1_0_0.Resource",
-       "A daemon that the controller keeps running.",
-       {{"State", "Edm.String", "string",
-         "Unclassified, Up, Down, Starting or GoingDown, as the last scan found it."},
-        {"StateSeconds", "Edm.Int64", "integer", "How long it has been in that state."},
-        {"Suspended", "Edm.Boolean", "boolean", "Whether it is left down once it is down."},
-        {"Restarting", "Edm.Boolean", "boolean", "Whether a restart is under way."},
-        {"ProcessIds", "Edm.Int64", "integer", "Its running processes.", true},
-        {"DataKiB", "Edm.Int64", "integer", "Its own memory, as last measured."}},
-       {"Start", "Stop", "Restart", "Suspend", "Resume"},
-       true},
-      {"McPairing",
-       "Resource.v1_0_0.Resource",
-       "What decides which controller gives its firmware and settings to the other.",
-       {{"Role", "Edm.String", "string", "The controller's role."},
-        {"LoadMidplaneSerial", "Edm.String", "string", "The midplane that it was loaded in."},
-        {"LastLoadedTime", "Edm.String", "string", "When it was loaded."},
-        {"LastPairedPartnerSerial", "Edm.String", "string", "The partner that it paired with."},
-        {"PartnerValid", "Edm.Boolean", "boolean", "Whether what is known of both holds."}}},
+      daemonSchema(),
+      historySchema(),
+      pairingSchema(),
       {"McManager",
        "Resource.OemObject",
        "What a controller has beside the standard's properties.",
-       {{"IsThisController", "Edm.Boolean", "boolean", "Whether it is the one that answers."},
+       {flag("IsThisController", "Whether it is the one that answers."),
         {"Daemons", "McDaemonCollection.McDaemonCollection", "object", "Its daemons."},
         {"Pairing", "McPairing.McPairing", "object", "Its pairing."}}},
       {"McNetworkProtocol",
        "Resource.OemObject",
        "All management interfaces, by their own names.",
-       {{"Interfaces", "McNetworkProtocol.v1_0_0.Interface", "object", "The interfaces.", true}}},
+       {{"Interfaces",
+         "Interface",
+         "object",
+         "The interfaces.",
+         true,
+         {text("Name", "Its name."), flag("Managed", "Whether it is switched here."),
+          flag("Enabled", "Whether it works."),
+          flag("EnabledAtNextStart", "What the stored flag asks for.")}},
+        time("AsOf", "Of the partner's: when it told them.")}},
   };
   return schemas;
 }
-
-constexpr const char* interfaceType = R"(<ComplexType Name="Interface">
-<Property Name="Name" Type="Edm.String"/>
-<Property Name="Managed" Type="Edm.Boolean"/>
-<Property Name="Enabled" Type="Edm.Boolean"/>
-<Property Name="EnabledAtNextStart" Type="Edm.Boolean"/>
-</ComplexType>
-)";
 
 constexpr const char* opening = R"(<?xml version="1.0" encoding="UTF-8"?>
 <edmx:Edmx xmlns:edmx="http://docs.oasis-open.org/odata/ns/edmx" Version="4.0">
@@ -93,23 +186,42 @@ std::string described(const std::string& text) {
   return "<Annotation Term=\"OData.Description\" String=\"" + text + "\"/>\n";
 }
 
-void properties(std::ostream& out, const OwnSchema& schema) {
-  for (const Property& property : schema.properties) {
-    const bool isLink = !std::string(property.type).starts_with("Edm.") && !property.isArray;
-    const char* tag = isLink ? "NavigationProperty" : "Property";
-    const std::string type =
-        property.isArray ? "Collection(" + std::string(property.type) + ")" : property.type;
-    out << "<" << tag << " Name=\"" << property.name << "\" Type=\"" << type << "\">\n"
+bool isLink(const Property& property) {
+  const std::string type = property.type;
+  return property.parts.empty() && !type.starts_with("Edm.") && !type.starts_with("Resource.");
+}
+
+void properties(std::ostream& out, const std::vector<Property>& all, const std::string& space) {
+  for (const Property& property : all) {
+    const char* tag = isLink(property) ? "NavigationProperty" : "Property";
+    const std::string name = (property.parts.empty() ? "" : space + ".") + property.type;
+    out << "<" << tag << " Name=\"" << property.name << "\" Type=\""
+        << (property.isArray ? "Collection(" + name + ")" : name) << "\">\n"
         << described(property.text) << "</" << tag << ">\n";
+  }
+}
+
+// The types of the properties that have parts.
+void partTypes(std::ostream& out, const OwnSchema& schema, const std::string& space) {
+  for (const Property& property : schema.properties) {
+    if (property.parts.empty()) continue;
+    out << "<ComplexType Name=\"" << property.type << "\">\n";
+    properties(out, property.parts, space);
+    out << "</ComplexType>\n";
   }
 }
 
 void actions(std::ostream& out, const OwnSchema& schema) {
   if (schema.actions.empty()) return;
   out << "<ComplexType Name=\"Actions\"/>\n";
-  for (const char* action : schema.actions) {
-    out << "<Action Name=\"" << action << "\" IsBound=\"true\">\n<Parameter Name=\"" << schema.name
-        << "\" Type=\"" << schema.name << ".v1_0_0.Actions\"/>\n</Action>\n";
+  for (const Action& action : schema.actions) {
+    out << "<Action Name=\"" << action.name << "\" IsBound=\"true\">\n<Parameter Name=\""
+        << schema.name << "\" Type=\"" << schema.name << ".v1_0_0.Actions\"/>\n";
+    for (const Property& parameter : action.parameters) {
+      out << "<Parameter Name=\"" << parameter.name << "\" Type=\"" << parameter.type << "\">\n"
+          << described(parameter.text) << "</Parameter>\n";
+    }
+    out << "</Action>\n";
   }
 }
 
@@ -135,13 +247,13 @@ std::string csdlOf(const OwnSchema& schema) {
   out << "<" << tag << " Name=\"" << name << "\" BaseType=\""
       << (isResource ? name + "." + name : schema.base) << "\">\n"
       << described(schema.text);
-  properties(out, schema);
+  properties(out, schema.properties, name + ".v1_0_0");
   if (!schema.actions.empty()) {
     out << "<Property Name=\"Actions\" Type=\"" << name << ".v1_0_0.Actions\"/>\n";
   }
   out << "</" << tag << ">\n";
   if (!schema.actions.empty()) out << "<ComplexType Name=\"Actions\"/>\n";
-  if (name == "McNetworkProtocol") out << interfaceType;
+  partTypes(out, schema, name + ".v1_0_0");
   out << "</Schema>\n</edmx:DataServices>\n</edmx:Edmx>\n";
   return out.str();
 }
@@ -161,15 +273,26 @@ std::string collectionCsdlOf(const OwnSchema& schema) {
   return out.str();
 }
 
+object jsonTypesOf(const std::vector<Property>& all);
+
 object jsonTypeOf(const Property& property) {
-  object type{{"type", property.json}, {"description", property.text}, {"readonly", true}};
+  object type{
+      {"type", array{property.json, "null"}}, {"description", property.text}, {"readonly", true}};
+  if (std::strcmp(property.type, "Edm.DateTimeOffset") == 0) type["format"] = "date-time";
+  if (!property.parts.empty()) type["properties"] = jsonTypesOf(property.parts);
   if (!property.isArray) return type;
   return {{"type", "array"}, {"items", std::move(type)}, {"description", property.text}};
 }
 
+object jsonTypesOf(const std::vector<Property>& all) {
+  object types;
+  for (const Property& property : all) types[property.name] = jsonTypeOf(property);
+  return types;
+}
+
 std::string jsonOf(const OwnSchema& schema) {
-  object all;
-  for (const Property& property : schema.properties) all[property.name] = jsonTypeOf(property);
+  object all = jsonTypesOf(schema.properties);
+  if (!schema.actions.empty()) all["Actions"] = object{{"type", "object"}, {"readonly", true}};
   const std::string name = schema.name;
   return boost::json::serialize(
       object{{"$schema", "http://redfish.dmtf.org/schemas/v1/redfish-schema-v1.json"},

@@ -7,19 +7,18 @@
 #include "app/interfaces/app_InterfaceManager.h"
 #include "app/pairing/app_BurnToActive.h"
 #include "app/paths/app_NetTracker.h"
-#include "app/supervision/app_Claim.h"
 #include "host/base/st_StringRepository.h"
 #include "host/web/ht_HttpServer.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
 #include "sysinfo/manager/us_UserManager.h"
 #include "sysinfo/record/si_Field.h"
 #include "util/ut_BufferStream.h"
+#include "util/ut_DateTime.h"
 #include "util/ut_TimeMeasure.h"
 #include "web/wb_EventFeed.h"
 
 namespace services::web {
 
-using app::AppManager;
 using app::InterfaceManager;
 using strings::StringRepository;
 using sysinfo::SysInfoManager;
@@ -77,27 +76,6 @@ void readInterfaces(Snapshot& snapshot) {
   }
 }
 
-DaemonFacts factsOf(const app::Process& process) {
-  DaemonFacts facts{.name = process.getNameString()};
-  facts.state = StringRepository::toString(process.getState());
-  facts.seconds = process.getStateTime();
-  facts.suspended = process.getSuspend();
-  facts.restarting = process.getRestarting();
-  facts.dataKilobytes = process.getDataSize();
-  for (unsigned int i = 0; process.getPid(i) >= 0; ++i) facts.pids.push_back(process.getPid(i));
-  return facts;
-}
-
-void readDaemons(Snapshot& snapshot) {
-  const AppManager* manager = AppManager::getSingleton();
-  if (manager == nullptr) return;
-  snapshot.controlsDaemons = manager->isProcessControlOn();
-  for (unsigned int n = 0; n < manager->numProcesses(); ++n) {
-    const app::Claim process = app::Claim::nth(*manager, n);
-    if (process) snapshot.daemons.push_back(factsOf(*process));
-  }
-}
-
 void readAccounts(Snapshot& snapshot) {
   auto& users = *user::UserManager::getManager();
   for (int i = 0; const auto* entity = users.getUser(i, strings::tGSreadAccess); ++i) {
@@ -114,6 +92,7 @@ void readAccounts(Snapshot& snapshot) {
 void readPairing(Snapshot& snapshot) {
   auto& decisions = *app::BurnToActive::getInstance();
   snapshot.role = StringRepository::toString(decisions.getLocalSyncRole());
+  snapshot.story = app::pairingStory();
   snapshot.partnerRole = StringRepository::toString(decisions.getPartnerSyncRole());
 }
 
@@ -145,7 +124,7 @@ std::string isoTime(std::int64_t timestamp) {
   return buffer.data();
 }
 
-Snapshot readSnapshot(const Sources& sources, unsigned int needs) {
+Snapshot readSnapshot(const Sources& sources, unsigned int needs, const std::string& only) {
   Snapshot snapshot;
   snapshot.now = utility::TimeMeasure::getTimestamp();
   snapshot.uptimeSeconds = utility::TimeMeasure::getSeconds(snapshot.now - sources.start);
@@ -162,7 +141,8 @@ Snapshot readSnapshot(const Sources& sources, unsigned int needs) {
   }
   readSystem(snapshot, needs);
   if ((needs & Interfaces) != 0) readInterfaces(snapshot);
-  if ((needs & Daemons) != 0) readDaemons(snapshot);
+  snapshot.partner = app::partnerSummary();
+  if ((needs & (Daemons | Details | History)) != 0) readDaemons(snapshot, needs, only);
   if ((needs & Accounts) != 0) readAccounts(snapshot);
   if ((needs & Sessions) != 0) snapshot.sessions = sources.login.sessions();
   if ((needs & AuditRecords) != 0) snapshot.audit = sources.audit.records();

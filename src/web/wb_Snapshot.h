@@ -2,9 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "app/pairing/app_PairingStory.h"
+#include "app/supervision/app_History.h"
+#include "app/supervision/app_PartnerSummary.h"
+#include "app/supervision/app_ProcessView.h"
 #include "web/wb_Audit.h"
 #include "web/wb_Login.h"
 #include "web/wb_RecentLines.h"
@@ -12,6 +17,16 @@
 namespace services::web {
 
 class EventFeed;
+
+/// What takes longer to read of a daemon.
+struct DaemonDetails {
+  std::string marks = {}, lastOutcome = {}, next = {}, health = {};  ///< empty for none
+  unsigned int failures = 0;  ///< restarts of late, where they are too many; else 0
+  unsigned int restartsLastHour = 0, restartsLastDay = 0;
+  app::History::Summary sums = {};
+  std::optional<app::Suspension> suspension = {};
+  std::vector<std::string> why = {};  ///< lines
+};
 
 struct DaemonFacts {
   std::string name;
@@ -21,6 +36,7 @@ struct DaemonFacts {
   bool restarting = false;
   std::vector<int> pids = {};
   unsigned int dataKilobytes = 0;  ///< as last measured
+  DaemonDetails details = {};
 };
 
 struct InterfaceFacts {
@@ -58,10 +74,13 @@ struct Snapshot {
   bool knowsPaths = false, innerUp = false, outerUp = false;
   std::string midplane;
   std::string role, partnerRole;  ///< of the pairing
+  std::optional<app::PairingStory> story;
   int httpPort = 0, httpsPort = 0;
   std::int64_t sessionSeconds = 0;
   std::vector<ControllerFacts> controllers;
   std::vector<DaemonFacts> daemons;
+  std::vector<app::HistoryEntry> history;      ///< of the daemons, the oldest first
+  std::optional<app::PartnerSummary> partner;  ///< what it last told
   std::vector<InterfaceFacts> interfaces;
   std::vector<AccountFacts> accounts;
   std::vector<Login::Session> sessions;
@@ -85,6 +104,10 @@ enum Needs : unsigned int {
   LogLines = 32,
   Pairing = 64,
   Listeners = 128,
+  Details = 256,  ///< of the daemons
+  History = 512,
+  /// What only those members of a collection need that are shown whole.
+  OfWhole = Details,
 };
 
 /// Where a snapshot is taken from, beside the singletons of the services.
@@ -96,7 +119,11 @@ struct Sources {
   std::int64_t start;  ///< the host's timestamp
 };
 
-Snapshot readSnapshot(const Sources& sources, unsigned int needs);
+/// `only` names the daemon whose details and history are read; empty for those of all.
+Snapshot readSnapshot(const Sources& sources, unsigned int needs, const std::string& only = "");
+
+/// The same of the daemons alone.
+void readDaemons(Snapshot& snapshot, unsigned int needs, const std::string& only);
 
 /// A timestamp of the host as ISO 8601, as the wall clock shows it.
 std::string isoTime(std::int64_t timestamp);

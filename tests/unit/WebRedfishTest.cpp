@@ -6,6 +6,8 @@
 #include <random>
 
 #include "app/supervision/app_AppManager.h"
+#include "app/supervision/app_PartnerSummary.h"
+#include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
 #include "sysinfo/manager/us_UserManager.h"
 #include "web/wb_EventFeed.h"
@@ -180,6 +182,56 @@ TEST_F(WebRedfish, AChangeOfAnOlderStateIsRefused) {
   EXPECT_EQ(ask("PATCH", path, R"({"RoleId":"Operator"})").status, 200);
   request.headers = {{"odata-version", "3.0"}};
   EXPECT_EQ(ask("GET", path).status, 412);
+}
+
+// Each row is a request and what its answer says; time goes on between them.
+TEST_F(WebRedfish, DaemonsTellWhatIsKnownOfThem) {
+  test::SimulatedController controller({"maind", "ftpd"}, 10);
+  controller.addProcess(70, "/bin/maind");
+  controller.build();
+  app::setPartnerSummary({{.daemons = {{.name = "smtpd", .state = "Down", .failures = 7}},
+                           .interfaces = {{"Ssh", true}}}});
+  const std::string own = root + "Managers/A/Oem/Mc/Daemons/maind";
+  const std::string suspend = own + "/Actions/McDaemon.Suspend";
+  const std::string partners = root + "Managers/B/Oem/Mc/Daemons/smtpd";
+  const struct {
+    int seconds;
+    const char* method;
+    std::string path;
+    const char* body;
+    int status;
+    const char* says;
+  } rows[] = {
+      {150, "GET", own, "", 200, "\"Suspension\":null,"},
+      {150, "GET", own, "", 200, "\"Why\":[\"maind is Up and stays so\","},
+      {150, "GET", own + "/History", "", 200, "\"Cause\":\"the first scan found it\""},
+      {150, "GET", root + "Managers/A/Oem/Mc/Daemons/ftpd", "", 200, "\"Ever\":1"},
+      {150, "GET", root + "Managers/A/Oem/Mc/Daemons?$expand=.", "", 200, "\"Why\":[\"ftpd is "},
+      {150, "POST", suspend, R"({"Seconds":0})", 400, "ActionParameterValueFormatError"},
+      {150, "POST", suspend, R"({"Seconds":"9"})", 400, "ActionParameterValueFormatError"},
+      {150, "POST", suspend, R"({"Reason":"r","By":"eve"})", 400, "ActionParameterUnknown"},
+      {150, "POST", suspend, R"({"Reason":"disk\nswap","Seconds":30})", 204, ""},
+      {170, "GET", own, "", 200, R"("Suspension":{"By":"web, adam","Reason":"disk?swap")"},
+      {190, "GET", own, "", 200, "\"Suspension\":null,"},
+      {190, "GET", own + "/History", "", 200, "\"Cause\":\"its suspension is over\""},
+      {190, "GET", partners, "", 200, R"("State":"UnavailableOffline","Health":"Warning")"},
+      {190, "GET", partners, "", 200, "\"Failing\":7"},
+      {190, "GET", partners + "/History", "", 404, ""},
+      {190, "POST", partners + "/Actions/McDaemon.Stop", "", 409, "the partner's"},
+      {190, "GET", root + "Managers/B/NetworkProtocol", "", 200,
+       R"("SSH":{"ProtocolEnabled":true})"},
+  };
+  for (const auto& row : rows) {
+    controller.at(row.seconds, [this, &row] {
+      SCOPED_TRACE(row.method + (" " + row.path) + " " + row.body);
+      const Response response = ask(row.method, row.path, row.body);
+      EXPECT_EQ(response.status, row.status);
+      EXPECT_NE(response.body.find(row.says), std::string::npos) << response.body;
+    });
+  }
+  controller.runUntil(200);
+  EXPECT_TRUE(controller.log.has("AppManager: the suspension of maind is over"));
+  app::setPartnerSummary(std::nullopt);
 }
 
 // All resources that links lead to from the root are there.
