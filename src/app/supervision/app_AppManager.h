@@ -100,8 +100,8 @@ class AppManager : public framework::ActiveService {
   /// A suspended daemon is never restarted by the monitor loop.
   static void setProcessSuspend(strings::stringtoken name, bool suspend, const char* by = aService);
   /// Suspends it anew, whoever has done so before. One that ends is resumed by the first poll cycle
-  /// after that, but not over the host's restart, which ends them all. False when there is no record
-  /// of that name.
+  /// after that, but not over the host's restart, which ends them all. False when there is no
+  /// record of that name.
   static bool suspendProcess(strings::stringtoken name, const Suspension& suspension);
 
   /// The daemons as they are now, in the order of their names, or the one of that name. Waits for
@@ -398,7 +398,7 @@ class AppManager : public framework::ActiveService {
   std::vector<Followed> m_followed;
   std::map<const Process*, Suspension> m_suspensions;  // of those that are
   mutable std::mutex m_askedLock;                      // guards these three; a leaf
-  std::unique_ptr<utility::LineRing> m_flight;  // null: none
+  std::unique_ptr<utility::LineRing> m_flight;         // null: none
   std::vector<StateFacts> m_lastFacts;          // of each record; the next two the monitor thread's
   std::vector<FlightFacts> m_flown;             // in this cycle
   std::set<const Process*> m_failing;           // told already; the monitor thread's
