@@ -11,6 +11,7 @@ namespace {
 using Kind = Answer::Kind;
 
 constexpr std::int64_t ticketLife = 60'000'000;
+constexpr std::int64_t retryPause = 60'000'000;
 constexpr const char* yes = "yes";
 constexpr const char* isFree = "free";
 
@@ -146,8 +147,11 @@ Answer Consent::seal(Client client, const std::string& id, const std::string& ki
   return {Kind::NotYet, "the_giver_is_heard_again"};
 }
 
-void Consent::end(Client client) {
-  if (m_ask && m_ask->client == client) m_ask.reset();
+void Consent::end(Client client, std::int64_t now) {
+  if (m_ask && m_ask->client == client) {
+    if (isOpen()) m_left = Left{m_ask->ask, now};
+    m_ask.reset();
+  }
   if (m_ticket && m_ticket->wanter == client) m_ticket->wanter = nullptr;
   if (m_ticket && m_ticket->sealer == client) m_ticket.reset();
 }
@@ -158,7 +162,17 @@ bool Consent::hear(const PartnerView& view, std::int64_t askedAt, std::int64_t n
   if (!isSealed()) hearAsk(view, askedAt, now);
   const bool hasEnded = m_waitsForEnd && !wasTrue && !isTrue(now);
   if (hasEnded) m_waitsForEnd = false;
-  return isAnswered || hasEnded;
+  return hasFailed(*view.partner, askedAt, now) || isAnswered || hasEnded;
+}
+
+// True when a push has ended without effect and is to be tried again.
+bool Consent::hasFailed(const PeerRecord& partner, std::int64_t askedAt, std::int64_t now) {
+  if (!m_left || askedAt < m_left->at) return false;
+  const bool stillRuns = partner.bootId == m_left->ask.toBoot;
+  m_left.reset();
+  if (!stillRuns || (m_triedAgain && now - *m_triedAgain < retryPause)) return false;
+  m_triedAgain = now;
+  return true;
 }
 
 // True when what was refused would be granted now.

@@ -36,7 +36,9 @@ Answer wouldTake(const PartnerView& view, const Ask& ask);
 ///
 /// Who holds an ask grants none, and who has granted asks for none; where both ask at once A's
 /// stands. So no two tickets are ever true at once. A refused ask is looked at again each time:
-/// once it would be granted the verdict becomes "free", and the giver tries again.
+/// once it would be granted the verdict becomes "free", and the giver tries again. It also does,
+/// once a minute at most, where its client has gone and the receiver still runs: what is put in
+/// force there restarts it.
 ///
 /// A value without a lock. Times are the host's, in microseconds. A client is whoever holds the
 /// console's connection; what it holds ends with it.
@@ -62,7 +64,7 @@ class Consent {
               const PartnerView& view, std::int64_t now);
 
   /// The push is over, or its client is gone.
-  void end(Client client);
+  void end(Client client, std::int64_t now);
 
   // The link.
 
@@ -92,6 +94,10 @@ class Consent {
     Client client;
     std::string word;  // of the partner: empty while it has said nothing, "yes", or a rule
   };
+  struct Left {
+    Ask ask;
+    std::int64_t at;
+  };
   struct Ticket {
     Ask ask;
     std::string giver;  // its boot
@@ -106,6 +112,7 @@ class Consent {
   bool isOpen() const { return m_ask && (m_ask->word.empty() || m_ask->word == "yes"); }
   bool isTrue(std::int64_t now) const;
   bool hearVerdict(const PeerRecord& partner);
+  bool hasFailed(const PeerRecord& partner, std::int64_t askedAt, std::int64_t now);
   void hearAsk(const PartnerView& view, std::int64_t askedAt, std::int64_t now);
   void considerAgain(const PartnerView& view);
   Answer consider(const PartnerView& view, const Ask& ask);
@@ -115,10 +122,12 @@ class Consent {
   std::string m_bootId;
   unsigned int m_count = 0;
   std::optional<OwnAsk> m_ask;
-  std::string m_refusedId;         // the last own ask that was refused
-  bool m_waitsForEnd = false;      // one was refused here since a ticket was out
-  std::optional<Ticket> m_ticket;  // granted
-  std::optional<Ask> m_refused;    // the partner's ask that was refused last
+  std::string m_refusedId;                   // the last own ask that was refused
+  bool m_waitsForEnd = false;                // one was refused here since a ticket was out
+  std::optional<Left> m_left;                // what a client asked for that is gone
+  std::optional<std::int64_t> m_triedAgain;  // when it was, for such a one
+  std::optional<Ticket> m_ticket;            // granted
+  std::optional<Ask> m_refused;              // the partner's ask that was refused last
   std::string m_verdictFor;
   std::string m_verdict;
   std::vector<std::string> m_refusals;

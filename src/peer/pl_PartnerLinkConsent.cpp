@@ -57,7 +57,7 @@ Answer PartnerLink::seal(Consent::Client client, const std::string& id, const st
 void PartnerLink::end(Consent::Client client) {
   {
     const std::lock_guard lock(m_mutex);
-    m_consent.end(client);
+    m_consent.end(client, utility::TimeMeasure::getTimestamp());
   }
   m_waiter.signal();
 }

@@ -43,6 +43,7 @@ struct Side {
   std::string checks(const Side& giver, const char* kinds) {
     return words(consent.check(idOf(giver), kinds, view, now));
   }
+  void ends(int client) { consent.end(&clients[client], now); }
   static std::string idOf(const Side& giver) {
     PeerRecord told;
     giver.consent.tell(told);
@@ -80,7 +81,7 @@ TEST_F(Consents, WhereBothAskAtOnceAsStandsAndBIsWokenAfterIt) {
   EXPECT_EQ(a.asks(0, "settings"), yes);
   EXPECT_EQ(a.asks(2, "settings"), "another_push_is_under_way_here");
   EXPECT_FALSE(b.hears(a));
-  a.consent.end(&Side::clients[0]);
+  a.ends(0);
   b.hears(a);
   EXPECT_TRUE(b.hears(a)) << "nothing is granted any more";
   EXPECT_EQ(b.asks(1, "firmware"), "both_asked_and_A_goes_first")
@@ -132,7 +133,7 @@ TEST_F(Consents, ASealHearsTheGiverAgainAndStandsUntilItsEnd) {
   b.hears(a);
   EXPECT_TRUE(b.consent.isSealed());
   EXPECT_EQ(b.asks(2, "firmware"), "a_push_of_the_partner_was_granted_here");
-  b.consent.end(&Side::clients[1]);
+  b.ends(1);
   EXPECT_FALSE(b.consent.isSealed());
 }
 
@@ -149,6 +150,28 @@ TEST_F(Consents, ARefusalWhoseReasonGoesAwayWakesTheGiverOnce) {
   EXPECT_TRUE(a.hears(b));
   b.hears(a);
   EXPECT_FALSE(a.hears(b));
+}
+
+TEST_F(Consents, APushThatEndsWithoutEffectIsTriedAgainOnceAMinute) {
+  const struct {
+    int seconds;     // since the try before
+    int askedAfter;  // the end of the client
+    const char* boot;
+    bool again;
+  } rows[] = {{0, -1, "bootSN0000B1", false},
+              {0, 1, "bootSN0000B1", true},
+              {59, 1, "bootSN0000B1", false},
+              {1, 1, "another", false},
+              {0, 1, "bootSN0000B1", true}};
+  for (const auto& row : rows) {
+    a.now += row.seconds * second;
+    b.view.own.record.bootId = "bootSN0000B1";
+    a.hears(b);
+    a.asks(0, "settings");
+    a.ends(0);
+    b.view.own.record.bootId = row.boot;
+    EXPECT_EQ(a.hears(b, a.now + row.askedAfter), row.again) << &row - rows;
+  }
 }
 
 TEST_F(Consents, WithoutTicketsOnePushAtATime) {
