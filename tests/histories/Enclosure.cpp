@@ -1,6 +1,7 @@
 // An enclosure in simulated time: two slots with hosts, push programs, cables, and an operator.
 #include "histories/Enclosure.h"
 
+#include <fstream>
 #include <sstream>
 
 #include "sysinfo/store/si_Database.h"
@@ -73,7 +74,7 @@ std::string Enclosure::play() {
     last = m_start + happening.at * 1000;
   }
   runUntil(last + 5 * second);
-  m_cut.clear();
+  if (isCut("inner")) m_cut["outer"] = false;  // one cable is enough
   return end();
 }
 
@@ -94,6 +95,7 @@ void Enclosure::happen(const Happening& happening) {
   if (what == "crash") {
     number % 2 == 0 ? hostDied(one) : void(tell(one, "die-after " + std::to_string(number % 40)));
   }
+  if (what == "clock") tell(one, "clock " + std::to_string((number - 50000) * 3600));
   if (what == "force") beginPush(one, number % 2 == 0 ? "pushmc" : "pushcfg");
   if (what == "force" || !what.starts_with("set ")) return;
   tell(one, what + (number < 0 ? "" : std::to_string(number)));
@@ -112,7 +114,11 @@ void Enclosure::insert(Slot& one, const std::string& what, long number) {
     found = m_all.emplace_back(std::make_shared<Controller>());
     found->serial = text("%06X", 0xA000 + int(m_all.size()));
     found->root = m_root + "/" + std::to_string(m_all.size()) + one.letter;
-    std::filesystem::create_directories(found->root + "/cfg");
+    for (const char* directory : {"/cfg", "/etc"}) {
+      std::filesystem::create_directories(found->root + directory);
+    }
+    std::ofstream(found->root + "/etc/hosts")
+        << "10.9.9.1 othermcouter\n10.9.9.2 othermcinner\n10.9.9.1 othermc\n";
     const std::string own = std::string("sysinfo.") + one.letter + ".";
     auto& given = found->configuration;
     given[own + "ControllerSerial"] = "SN" + found->serial;
@@ -169,7 +175,8 @@ void Enclosure::boot(Slot& one) {
   for (const auto& [key, value] : one.controller->configuration)
     configuration.push_back(key + "=" + value);
   one.host = std::make_unique<HostProcess>(one.controller->root, one.letter, configuration,
-                                           std::exchange(one.toLoad, {}), m_now);
+                                           std::exchange(one.toLoad, {}), m_now,
+                                           one.controller->boots * 7919 % 1000 * 1000 * second);
   one.linkAt = m_now;
 }
 
@@ -192,6 +199,15 @@ Texts Enclosure::tell(Slot& one, const std::string& what) {
   const Texts answer = one.host->state().answer;
   afterTelling(one);
   return answer;
+}
+
+// The paths that its pings find whole.
+void Enclosure::track(Slot& one) {
+  std::string whole;
+  for (const std::string path : {"outer", "inner"}) {
+    if (!isCut(path) && other(one).controller) whole += " othermc" + path;
+  }
+  tell(one, "paths" + whole);
 }
 
 void Enclosure::afterTelling(Slot& one) {
@@ -229,11 +245,11 @@ void Enclosure::exchange(Slot& one) {
   const bool isLost = m_random.once(40) || there + back >= longestFlight;
   if (!isLost) {
     after(there, [this, &one, isThere, back] {
-      if (!isThere() || (m_cut["inner"] && m_cut["outer"])) return;
+      if (!isThere() || (isCut("inner") && isCut("outer"))) return;
       const Texts answer = tell(other(one), "answer");
       if (answer.empty()) return;
       after(back, [this, &one, isThere, answer] {
-        if (isThere() && !(m_cut["inner"] && m_cut["outer"])) {
+        if (isThere() && !(isCut("inner") && isCut("outer"))) {
           one.linkAt = m_now + quiet;
           tell(one, "reply " + answer[0]);
         }
@@ -249,19 +265,23 @@ void Enclosure::exchange(Slot& one) {
 void Enclosure::step(Time end) {
   Time next = m_due.empty() ? end : std::min(end, m_due.begin()->first.first);
   Slot* woken = nullptr;
-  bool isLink = false;
+  enum { Update, Link, Tracker } whose = Update;
   for (Slot& one : m_slots) {
     if (!one.host || one.host->state().isAsking) continue;
-    const Time update = std::max(m_now, one.host->state().updateAt);
-    if (update < next) next = update, woken = &one, isLink = false;
-    if (one.linkAt < next) next = std::max(m_now, one.linkAt), woken = &one, isLink = true;
+    const auto& state = one.host->state();
+    for (const auto& [time, of] : {std::pair(state.updateAt, Update), std::pair(one.linkAt, Link),
+                                   std::pair(state.trackerAt, Tracker)}) {
+      if (time < next) next = std::max(m_now, time), woken = &one, whose = of;
+    }
   }
   m_now = std::max(m_now, next);
   if (woken == nullptr) {
     if (m_due.empty() || m_due.begin()->first.first > m_now) return;
     const auto due = m_due.extract(m_due.begin());
     due.mapped()();
-  } else if (isLink) {
+  } else if (whose == Tracker) {
+    track(*woken);
+  } else if (whose == Link) {
     woken->linkAt = m_now + quiet;  // until it says when
     tell(*woken, "link");
     if (woken->host && woken->host->state().isAsking) exchange(*woken);
@@ -324,7 +344,8 @@ void Enclosure::load(const PushPointer& push) {
 
 void Enclosure::deliver(const PushPointer& push) {
   Slot& receiver = other(slot(push->from));
-  if (!isRunning(*push) || !receiver.host || (m_cut["inner"] && m_cut["outer"]))
+  const Slot& giver = slot(push->from);  // its host may have ended: then the path stays
+  if (!isRunning(*push) || !receiver.host || (giver.host && isCut(giver.host->state().path)))
     return endPush(push);
   const Texts answer = tell(receiver, "check " + push->ticket + " " + push->kinds);
   if (answer.empty() || answer[0] == "no" || !receiver.host) return endPush(push);

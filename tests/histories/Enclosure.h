@@ -68,6 +68,8 @@ class Enclosure {
   bool isRunning(const Push& push) { return slot(push.from).controller == push.giver; }
   bool hasGiversHost(const Push& push);
 
+  bool isCut(const std::string& path) const { return m_cut.contains(path) && m_cut.at(path); }
+
   void happen(const Happening& happening);
   void insert(Slot& slot, const std::string& what, long number);
   void noteGuest(Slot& slot);
@@ -76,6 +78,7 @@ class Enclosure {
   void end(Slot& slot);
   void hostDied(Slot& slot);
   Texts tell(Slot& slot, const std::string& what);
+  void track(Slot& slot);
   void afterTelling(Slot& slot);
   void exchange(Slot& slot);
   void step(Time end);

@@ -8,12 +8,18 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <semaphore>
+#include <set>
 #include <sstream>
+#include <thread>
 
 #include "app/pairing/app_PartnerFirmwareUpdate.h"
+#include "app/paths/app_NetTracker.h"
 #include "host/base/st_StringRepository.h"
 #include "host/log/fw_Logger.h"
 #include "host/machine/Platform.h"
+#include "host/network/nw_NetworkManager.h"
 #include "host/service/fw_Config.h"
 #include "peer/pl_PartnerLink.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
@@ -98,11 +104,17 @@ class Host : public platform::Platform {
     Link link([this] { return askPartner(); });
     m_link = &link;
     link.forget();
+    services::app::NetTracker tracker("NetTracker");
+    m_tracker = std::thread([this, &tracker] {
+      m_trackersTurn.acquire();
+      tracker.threadDo(0);
+    });
+    letTrackerLive();
     update.threadDo(0);
   }
 
   std::int64_t now() override { return m_now; }
-  std::int64_t wallOffset() override { return 0; }
+  std::int64_t wallOffset() override { return m_wallOffset; }
   const char* locate(const char* path, char* buffer, std::size_t size) override {
     std::snprintf(buffer, size, "%s%s", m_root.c_str(), path);
     return buffer;
@@ -113,12 +125,22 @@ class Host : public platform::Platform {
   int queueSignal(int, int, int) override { return 0; }
   std::unique_ptr<utility::ExitWatch> watchExits(std::function<void()>) override { return nullptr; }
   platform::Result run(const platform::Command& command) override {
+    const std::string line = command.line;
+    if (line.starts_with("ping")) return {.status = m_wholePaths.contains(line.substr(22)) ? 0 : 1};
     m_commands.emplace_back(command.line);
     return {};
   }
 
-  // Only the update service waits.
+  // The tracker's thread and the other take turns.
   void wait(utility::WaitPoint& point, std::int64_t microseconds) override {
+    if (std::this_thread::get_id() == m_tracker.get_id()) {
+      m_trackerAt = m_now + microseconds;
+      point.mutex.unlock();
+      m_othersTurn.release();
+      m_trackersTurn.acquire();
+      point.mutex.lock();
+      return;
+    }
     m_updateAt = m_now + microseconds;
     while (!point.signalled && m_now < m_updateAt) {
       point.mutex.unlock();
@@ -129,6 +151,17 @@ class Host : public platform::Platform {
   }
 
  private:
+  void letTrackerLive() {
+    m_trackersTurn.release();
+    m_othersTurn.acquire();
+  }
+
+  static std::string path() {
+    std::array<char, 32> address{};
+    services::network::NetworkManager::getHosts(address.data(), address.size(), "othermc");
+    return std::string(address.data()) == "10.9.9.1" ? "outer" : "inner";
+  }
+
   void setIn(framework::Config& config, const std::string& entry) {
     const std::string key = entry.substr(0, entry.find('='));
     const std::string value = entry.substr(entry.find('=') + 1);
@@ -171,6 +204,8 @@ class Host : public platform::Platform {
     consent.tell(told);
     const Texts state = {isAsking ? "asking" : "",
                          std::to_string(m_updateAt),
+                         std::to_string(m_trackerAt),
+                         path(),
                          std::to_string(m_link->pause() * 1000000LL),
                          told.ask.id,
                          consent.holdsTicket() ? "holds" : "",
@@ -202,6 +237,11 @@ class Host : public platform::Platform {
     if (what == "check") m_answer = wordsOf(m_link->check(one, two));
     if (what == "seal") m_answer = wordsOf(m_link->seal(clientOf(one), two, three));
     if (what == "end") m_link->end(clientOf(one));
+    if (what == "paths") {
+      m_wholePaths = {one, two};
+      letTrackerLive();
+    }
+    if (what == "clock") m_wallOffset = std::stol(one) * 1000000;
     if (what == "set") m_answer = {set({one})};
     if (what == "kick") PartnerFirmwareUpdate::getSingleton()->kickstart();
     if (what == "die-after") syncsLeft = std::stol(one);
@@ -235,7 +275,13 @@ class Host : public platform::Platform {
   const int m_line;
   const std::string m_root;
   std::int64_t m_now;
+  std::int64_t m_wallOffset = 0;
   std::int64_t m_updateAt = 0;
+  std::int64_t m_trackerAt = 0;
+  std::set<std::string> m_wholePaths;
+  std::binary_semaphore m_trackersTurn{0};
+  std::binary_semaphore m_othersTurn{0};
+  std::thread m_tracker;
   bool m_isUndecided = false;
   Texts m_commands;
   Texts m_answer;
@@ -246,14 +292,15 @@ class Host : public platform::Platform {
 }  // namespace
 
 HostProcess::HostProcess(std::string root, char letter, Texts configuration, Texts loaded,
-                         std::int64_t now) {
+                         std::int64_t now, std::int64_t beginning)
+    : m_beginning(beginning) {
   int ends[2] = {-1, -1};
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) std::abort();
   m_pid = ::fork();
   if (m_pid == 0) {
     ::close(ends[0]);
     framework::Logger::setLevel(framework::LogType::Error);
-    Host(ends[1], std::move(root), now).live(letter, configuration, loaded);
+    Host(ends[1], std::move(root), now + m_beginning).live(letter, configuration, loaded);
     ::_exit(0);
   }
   ::close(ends[1]);
@@ -268,7 +315,7 @@ HostProcess::~HostProcess() {
 }
 
 bool HostProcess::tell(std::int64_t now, const std::string& what) {
-  const std::string text = std::to_string(now) + " " + what;
+  const std::string text = std::to_string(now + m_beginning) + " " + what;
   return ::send(m_line, text.data(), text.size(), MSG_NOSIGNAL) >= 0 && hear();
 }
 
@@ -277,15 +324,17 @@ bool HostProcess::hear() {
   const ssize_t size = ::recv(m_line, heard.data(), heard.size(), 0);
   if (size <= 0) return false;
   Texts parts = split(std::string(heard.data(), static_cast<std::size_t>(size)), '\x1e');
-  parts.resize(8);
-  m_state = {.answer = split(parts[7], separator),
+  parts.resize(10);
+  m_state = {.answer = split(parts[9], separator),
              .isAsking = !parts[0].empty(),
-             .updateAt = std::stoll(parts[1]),
-             .linkPause = std::stoll(parts[2]),
-             .asks = parts[3],
-             .holds = !parts[4].empty(),
-             .granted = parts[5],
-             .commands = split(parts[6], separator)};
+             .updateAt = std::stoll(parts[1]) - m_beginning,
+             .trackerAt = std::stoll(parts[2]) - m_beginning,
+             .path = parts[3],
+             .linkPause = std::stoll(parts[4]),
+             .asks = parts[5],
+             .holds = !parts[6].empty(),
+             .granted = parts[7],
+             .commands = split(parts[8], separator)};
   return true;
 }
 

@@ -19,6 +19,7 @@ Happening happeningOf(Random& random, std::int64_t time) {
                               "crash",
                               "cut",
                               "heal",
+                              "clock",
                               "force",
                               "set LastLoadedTime=2027010",
                               "set McVersion=V",
