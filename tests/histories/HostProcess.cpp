@@ -126,7 +126,7 @@ class Host : public platform::Platform {
   std::unique_ptr<utility::ExitWatch> watchExits(std::function<void()>) override { return nullptr; }
   platform::Result run(const platform::Command& command) override {
     const std::string line = command.line;
-    if (line.starts_with("ping")) return {.status = m_wholePaths.contains(line.substr(22)) ? 0 : 1};
+    if (line.starts_with("ping")) return {.status = m_wholePaths.contains(line.substr(16)) ? 0 : 1};
     m_commands.emplace_back(command.line);
     return {};
   }

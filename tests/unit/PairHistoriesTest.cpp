@@ -82,7 +82,7 @@ Story makeStory(Random& random) {
 
 TEST(PairHistories, EndSettledOrInANamedStallAndPushOnlyWhatWasConsentedTo) {
   campaign(
-      makeStory, [](const Story& story) { return Enclosure(story).play(); }, 20, 15000);
+      makeStory, [](const Story& story) { return Enclosure(story).play(); }, 60, 15000);
 }
 
 }  // namespace
