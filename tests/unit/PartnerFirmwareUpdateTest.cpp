@@ -43,8 +43,17 @@ class Update : public test::TwoControllers {
   std::unique_ptr<PartnerFirmwareUpdate> service;
 };
 
-// One cycle at 180 seconds, and the one that the shutdown wakes at 200.
-TEST(UpdateCycle, StartsWhatTheFactsSay) {
+struct CycleRow {
+  const char* name;
+  std::string texts;
+  BurnToActive::SyncRole partner;
+  bool hasDecisions;
+  std::string command;
+  int wait;
+  const char* loadMidplane;  // of the local controller afterwards
+};
+
+std::vector<CycleRow> cycleRows() {
   const std::string slave = "A.LoadMidplaneSerial=M9 ";
   const std::string master = "A.LoadMidplaneSerial=M1 ";
   const std::string paired = "A.LastPairedPartnerSerial=SN00000B ";
@@ -53,15 +62,7 @@ TEST(UpdateCycle, StartsWhatTheFactsSay) {
   const std::string off = "PfuDisabled=true ";
   const std::string letters = "A.McVersion=7 B.McVersion=7 ";
   const bool none = false;  // no pairing decisions
-  const struct {
-    const char* name;
-    std::string texts;
-    BurnToActive::SyncRole partner;
-    bool hasDecisions;
-    std::string command;
-    int wait;
-    const char* loadMidplane;  // of the local controller afterwards
-  } rows[] = {
+  return {
       {"equal, pushing", master, SlaveUnpaired, true, "dopfunu pushcfg", 60, "M1"},
       {"equal, slave", slave + letters, MasterUnpaired, true, "", 180, "M1"},
       {"equal, none", slave, SlaveUnpaired, none, "", 180, "M1"},
@@ -80,7 +81,11 @@ TEST(UpdateCycle, StartsWhatTheFactsSay) {
       {"off, receiving", off + slave, MasterUnpaired, true, "", 180, "M9"},
       {"off, none", off + slave, SlaveUnpaired, none, "", 180, "M9"},
   };
-  for (const auto& row : rows) {
+}
+
+// One cycle at 180 seconds, and the one that the shutdown wakes at 200.
+TEST(UpdateCycle, StartsWhatTheFactsSay) {
+  for (const CycleRow& row : cycleRows()) {
     SCOPED_TRACE(row.name);
     Update test(row.texts, row.hasDecisions);
     test.meet(row.partner);

@@ -175,14 +175,16 @@ std::string rulesOf(const Pair& pair) {
   return holding;
 }
 
-TEST(LinkRules, HoldForEveryWayInWhichTwoMayDiffer) {
+struct RuleRow {
+  std::string mine, its, holds;
+};
+
+std::vector<RuleRow> ruleRows() {
   const std::string mc = "McVersion=", cpld = "CpldVersion=", bundle = "BundleVersion=",
                     loaded = "LastLoadedTime=", paired = "LastPairedPartnerSerial=",
                     role = "SyncRole=", ofUs = "PartnerRole=", digest = "Digest=",
                     off = "PfuDisabled=true\n", undecided = "HasBurnToActive=false\n";
-  const struct {
-    std::string mine, its, holds;
-  } rows[] = {
+  return {
       {"", "", "ec"},
       {paired + "\n", "", "ehprb"},
       {"", paired + "OLD\n", "ehrb"},
@@ -217,7 +219,10 @@ TEST(LinkRules, HoldForEveryWayInWhichTwoMayDiffer) {
       {"", "LoadMidplaneSerial=x\n", "ecrb"},
       {"", loaded + "7\n", "ecrb"},
   };
-  for (const auto& row : rows)
+}
+
+TEST(LinkRules, HoldForEveryWayInWhichTwoMayDiffer) {
+  for (const auto& row : ruleRows())
     EXPECT_EQ(rulesOf({row.mine, row.its}), row.holds) << row.mine << "and " << row.its;
   const Pair settled = {"", ""};
   const ResetFacts before = factsOf(settled.own, settled.partner);
