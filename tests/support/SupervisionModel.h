@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 
+#include "support/MemoryModel.h"
 #include "support/SimulatedDaemons.h"
 
 namespace test {
@@ -177,7 +178,7 @@ class SupervisionModel {
     while (!m_stopped) {
       const std::int64_t began = m_now;
       m_wait = number("pollSeconds");
-      trackMemory();
+      m_memory.track(m_now, m_daemons.summary);
       m_restarts = m_restarts || secondsSince(start) > 120;
       if (!m_records.empty()) {
         scan();
@@ -402,7 +403,8 @@ class SupervisionModel {
       }
     }
     trace("info \n" + report());
-    if (number("doMemLimitChecking") != 0 && m_memory[1] < 13000) restartTheFirstAboveItsLimit();
+    if (number("doMemLimitChecking") != 0 && m_memory.cached() < 13000)
+      restartTheFirstAboveItsLimit();
   }
 
   std::string report() {
@@ -422,9 +424,7 @@ class SupervisionModel {
                       all[i].code, all[i].data, 2 * all[i].code);
       }
     }
-    return lines + text("MEM: F/%u kb (%u%%), C/%u kb (%u%%), B/%u kb (%u%%), A/%u kb (%u%%)\n",
-                        m_memory[0], m_percent[0], m_memory[1], m_percent[1], m_memory[2],
-                        m_percent[2], m_memory[3], m_percent[3]);
+    return lines + m_memory.told();
   }
 
   void restartTheFirstAboveItsLimit() {
@@ -444,28 +444,6 @@ class SupervisionModel {
     }
   }
 
-  // The number behind a key; only blanks may stand between them.
-  unsigned int figure(const std::string& key) const {
-    const std::string all = m_daemons.summary.substr(0, 1024);
-    const std::size_t at = all.find(key);
-    if (at == std::string::npos) return 0;
-    const std::string value = all.substr(all.find_first_not_of(' ', at + key.size()));
-    return std::isdigit(value[0]) == 0 ? 0 : static_cast<unsigned int>(std::stoul(value));
-  }
-
-  // These two compare the whole seconds of the clock.
-  void trackMemory() {
-    if (due(m_snapshotTaken, m_now / 1000 - m_snapshotTaken / 1000, 119) &&
-        !m_daemons.summary.empty()) {
-      const unsigned int all = figure("MemTotal:");
-      m_memory = {figure("MemFree:"), figure("Cached:"), figure("Buffers:"), figure("AnonPages:")};
-      for (std::size_t i = 0; all != 0 && i < 4; ++i) m_percent[i] = m_memory[i] * 100 / all;
-    }
-    if (!due(m_sampleTaken, m_now / 1000 - m_sampleTaken / 1000, 119)) return;
-    m_samples.emplace_back(m_now, text(" %d,%d", int(m_memory[0]), int(m_percent[0])));
-    if (m_samples.size() > 1440) m_samples.pop_front();
-  }
-
   void happen(const Happening& one) {
     const auto& [at, what, who, number] = one;
     Record* const record = find(who);
@@ -482,10 +460,10 @@ class SupervisionModel {
     if (what == "portal") m_portal = static_cast<int>(number);
     if (what == "dead-lock") m_deadLock = true;
     if (what == "clock") m_clockStep = (number - 500000) * 1000;
-    if (what == "forget-samples") m_samples.clear();
+    if (what == "forget-samples") m_memory.samples.clear();
     if (what == "samples") {
       trace("timeStamp,totalBytes,usedBytes,freeBytes,extraBytes,sysBytesFree,sysPercentFree");
-      for (const auto& [time, figures] : m_samples) {
+      for (const auto& [time, figures] : m_memory.samples) {
         trace(timeText(time, "%Y-%m-%dT%H:%M:%SZ") + figures);
       }
     }
@@ -566,9 +544,8 @@ class SupervisionModel {
   long m_wait = 0;
   std::string m_killScript, m_crashEvents;
 
-  std::int64_t m_tracked = 0, m_locksTracked = 0, m_snapshotTaken = 0, m_sampleTaken = 0;
-  std::array<unsigned int, 4> m_memory{}, m_percent{};  // free, cached, buffers, anonymous
-  std::deque<std::pair<std::int64_t, std::string>> m_samples;
+  std::int64_t m_tracked = 0, m_locksTracked = 0;
+  MemoryModel m_memory;
   bool m_deadLock = false;
   int m_portal = 0;
 };

@@ -64,87 +64,88 @@ class Configuration : public testing::Test {
 
 const std::string host = "[host]\nslot = \"A\"\n";  // what follows begins in line 3
 
+const std::string safePath = std::string(framework::safePathRule) + "\n";
+const std::string tooMuch =
+    "the pattern takes over 2 MiB or a second on command lines of 4 KiB; write it anew\n";
+const std::string patterns = host + "[AppManager]\nnokill = []\nkillNonEssential = []\ndata = [\n";
+// A file, and what is found in it.
+const std::pair<std::string, std::string> faults[] = {
+    {host + "slot = 'B'\n",
+     "error 3: Error while parsing key-value pair: cannot redefine existing string 'slot'\n"},
+    {"", "error  host.slot: property not supplied\n"},
+    {"[host]\nslot = 'C'\n", "error 2: host.slot: must be \"A\" or \"B\"\n"},
+    {"x = 1\n" + host + "[[Sample]]\n",
+     "error 4: Sample: must stand in a table\nerror 1: x: must stand in a table\n"},
+    {"[[host]]\nslot = 'A'\n", "error 1: host: must stand in a table\n"},
+    {host + "console = '/" + std::string(150, 'x') + "'\n",
+     "error 3: host.console: must have at most 107 characters\n"},
+    {host + "colour = 1\ncommandSeconds = 1.5\nslots = 2026-11-22\n",
+     "error 3: host.colour: no such property\n"
+     "error 4: host.commandSeconds: must be an integer\n"
+     "error 5: host.slots: no such property\n"},
+    {host + "plugins = ['a',\n1, 2]\n[Gone]\n",  // what they bring is not known
+     "error 4: host.plugins: must be a list of texts\n"},
+    {host + "console = \"/run/\\u0000x\"\ndebug = [\"\\u0000\"]\n",
+     "error 3: host.console: must be a text, without zero characters\n"
+     "error 4: host.debug: must be a list of texts, without zero characters\n"},
+    {host + "commandSeconds = 0\nconsole = 'run/x'\n",
+     "error 3: host.commandSeconds: must be from 1 to 3600\nerror 4: host.console: " + safePath},
+    {host + "log = { destination = '/a b', level = 'loud' }\n",
+     "error 3: host.log.destination: " + safePath +
+         "error 3: host.log.level: must be \"error\", \"warning\", \"info\", \"debug\" or "
+         "\"trace\"\n"},
+    {host + "services = ['Sample', \"x\\nerror: y\\u001b[m\", 'Sample']\n[Sample]\nwords = []\n",
+     "error 3: host.services: no loaded plug-in registers \"x?error: y?[m\"\n"
+     "error 3: host.services: \"Sample\" stands twice\n"},
+    {host + "[Sample]\nwords = ['a']\ncount = -5\nflag = true\nword = 'w'\n", ""},
+    {host + "commandSeconds = true\n[Gone]\nx = 1\n[Sample]\ncount = '1'\nflag = 1\nword = 1\n",
+     "error 3: host.commandSeconds: must be an integer\n"
+     "error 7: Sample.count: must be an integer\nerror 8: Sample.flag: must be true or false\n"
+     "error 9: Sample.word: must be a text\n"
+     "warning 6: Sample.words: property not supplied: silence\n"
+     "warning 4: Gone: no loaded plug-in registers a service of this name\n"},
+    {host + "[Sample]\nwords = 'a'\neither = 'a, odd  /,b'\ncount = 6\n",
+     "error 6: Sample.count: must be from -5 to 5\n"
+     "warning 5: Sample.either: is odd\nerror 5: Sample.either: no word\n"
+     "error 4: Sample.words: must be a list of texts\n"},
+    {host + "[Sample]\neither = 1\nwords = ['a', 'odd',\n'b c', '']\n[Sample.inner]\nbird = 1\n"
+            "[Sample.each.a]\nhat = true\n[Sample.each.'b.c']\nhat = 1\n",
+     "error 12: Sample.each.b.c.hat: must be true or false\n"
+     "error 4: Sample.either: must be a list of texts or one text\n"
+     "error 8: Sample.inner.bird: no such property\n"
+     "warning 5: Sample.words: is odd\n"
+     "error 6: Sample.words: no word\nerror 6: Sample.words: no word\n"},
+    {host + "[web]\naddress = '1.2.3'\nkey = 'k'\nport = 65536\n",
+     "error 4: web.address: must be an IPv4 address\nerror 5: web.key: " + safePath +
+         "error 6: web.port: must be from 1 to 65535\n"},
+    {host + "[sysinfo]\nA.MacAddress = '02:4D:43:00:00:01'\nB.MacAddress = '02:4d:44:00:00:01'\n",
+     "warning 5: sysinfo.B.MacAddress: does not begin with the controllers' prefix, 02:4d:43\n"},
+    {host + "[InterfaceManager]\nmanaging = ['Http', ' Usmis ', '',\n'http']\n",
+     "warning 5: InterfaceManager.managing: \"http\": an interface is one of Http, Https, "
+     "Telnet, "
+     "Ssh, Smis, Ftp, Snmp, Debug, Usmis, ActivityProgress\n"},
+    {host + "[AppManager]\nnokill = ['web;reboot', ' ']\nkillNonEssential = []\ndata = []\n",
+     "error 4: AppManager.nokill: \"web;reboot\": " + std::string(framework::daemonNameRule) +
+         "\n"},
+    {patterns +
+         R"('x//usr/bin/web; *$', 'a/a\\1', 'b/^([^ ]*/)?p3?( -[A-Za-z]+)* [^ ]*d\.py( |$)'])",
+     ""},
+    {patterns +
+         "'a/x*', 'b/(.)\\1', 'c/(',\n'd/(a|b)*a(a|b){30}', 'e/((a{1,255}){1,255}){1,255}']\n",
+     "warning 7: AppManager.data: \"a\": the pattern matches an empty text and so may match "
+     "every "
+     "process\n"
+     "warning 7: AppManager.data: \"b\": the pattern has a back-reference, which can take for "
+     "ever\n"
+     "warning 7: AppManager.data: \"c\": the pattern does not compile (Unmatched ( or \\(), the "
+     "daemon is found by its name\n"
+     "warning 8: AppManager.data: \"d\": " +
+         tooMuch + "warning 8: AppManager.data: \"e\": " + tooMuch},
+};
+
 TEST_F(Configuration, FaultsAreFoundWithTheirLineAndRule) {
   ASSERT_EQ(services::app::AppManager::getSingleton(), nullptr);  // its rules are there without it
-  const std::string safePath = std::string(framework::safePathRule) + "\n";
-  const std::string tooMuch =
-      "the pattern takes over 2 MiB or a second on command lines of 4 KiB; write it anew\n";
-  const std::string patterns =
-      host + "[AppManager]\nnokill = []\nkillNonEssential = []\ndata = [\n";
-  const std::pair<std::string, std::string> rows[] = {
-      {host + "slot = 'B'\n",
-       "error 3: Error while parsing key-value pair: cannot redefine existing string 'slot'\n"},
-      {"", "error  host.slot: property not supplied\n"},
-      {"[host]\nslot = 'C'\n", "error 2: host.slot: must be \"A\" or \"B\"\n"},
-      {"x = 1\n" + host + "[[Sample]]\n",
-       "error 4: Sample: must stand in a table\nerror 1: x: must stand in a table\n"},
-      {"[[host]]\nslot = 'A'\n", "error 1: host: must stand in a table\n"},
-      {host + "console = '/" + std::string(150, 'x') + "'\n",
-       "error 3: host.console: must have at most 107 characters\n"},
-      {host + "colour = 1\ncommandSeconds = 1.5\nslots = 2026-11-22\n",
-       "error 3: host.colour: no such property\n"
-       "error 4: host.commandSeconds: must be an integer\n"
-       "error 5: host.slots: no such property\n"},
-      {host + "plugins = ['a',\n1, 2]\n[Gone]\n",  // what they bring is not known
-       "error 4: host.plugins: must be a list of texts\n"},
-      {host + "console = \"/run/\\u0000x\"\ndebug = [\"\\u0000\"]\n",
-       "error 3: host.console: must be a text, without zero characters\n"
-       "error 4: host.debug: must be a list of texts, without zero characters\n"},
-      {host + "commandSeconds = 0\nconsole = 'run/x'\n",
-       "error 3: host.commandSeconds: must be from 1 to 3600\nerror 4: host.console: " + safePath},
-      {host + "log = { destination = '/a b', level = 'loud' }\n",
-       "error 3: host.log.destination: " + safePath +
-           "error 3: host.log.level: must be \"error\", \"warning\", \"info\", \"debug\" or "
-           "\"trace\"\n"},
-      {host + "services = ['Sample', \"x\\nerror: y\\u001b[m\", 'Sample']\n[Sample]\nwords = []\n",
-       "error 3: host.services: no loaded plug-in registers \"x?error: y?[m\"\n"
-       "error 3: host.services: \"Sample\" stands twice\n"},
-      {host + "[Sample]\nwords = ['a']\ncount = -5\nflag = true\nword = 'w'\n", ""},
-      {host + "commandSeconds = true\n[Gone]\nx = 1\n[Sample]\ncount = '1'\nflag = 1\nword = 1\n",
-       "error 3: host.commandSeconds: must be an integer\n"
-       "error 7: Sample.count: must be an integer\nerror 8: Sample.flag: must be true or false\n"
-       "error 9: Sample.word: must be a text\n"
-       "warning 6: Sample.words: property not supplied: silence\n"
-       "warning 4: Gone: no loaded plug-in registers a service of this name\n"},
-      {host + "[Sample]\nwords = 'a'\neither = 'a, odd  /,b'\ncount = 6\n",
-       "error 6: Sample.count: must be from -5 to 5\n"
-       "warning 5: Sample.either: is odd\nerror 5: Sample.either: no word\n"
-       "error 4: Sample.words: must be a list of texts\n"},
-      {host + "[Sample]\neither = 1\nwords = ['a', 'odd',\n'b c', '']\n[Sample.inner]\nbird = 1\n"
-              "[Sample.each.a]\nhat = true\n[Sample.each.'b.c']\nhat = 1\n",
-       "error 12: Sample.each.b.c.hat: must be true or false\n"
-       "error 4: Sample.either: must be a list of texts or one text\n"
-       "error 8: Sample.inner.bird: no such property\n"
-       "warning 5: Sample.words: is odd\n"
-       "error 6: Sample.words: no word\nerror 6: Sample.words: no word\n"},
-      {host + "[web]\naddress = '1.2.3'\nkey = 'k'\nport = 65536\n",
-       "error 4: web.address: must be an IPv4 address\nerror 5: web.key: " + safePath +
-           "error 6: web.port: must be from 1 to 65535\n"},
-      {host + "[sysinfo]\nA.MacAddress = '02:4D:43:00:00:01'\nB.MacAddress = '02:4d:44:00:00:01'\n",
-       "warning 5: sysinfo.B.MacAddress: does not begin with the controllers' prefix, 02:4d:43\n"},
-      {host + "[InterfaceManager]\nmanaging = ['Http', ' Usmis ', '',\n'http']\n",
-       "warning 5: InterfaceManager.managing: \"http\": an interface is one of Http, Https, "
-       "Telnet, "
-       "Ssh, Smis, Ftp, Snmp, Debug, Usmis, ActivityProgress\n"},
-      {host + "[AppManager]\nnokill = ['web;reboot', ' ']\nkillNonEssential = []\ndata = []\n",
-       "error 4: AppManager.nokill: \"web;reboot\": " + std::string(framework::daemonNameRule) +
-           "\n"},
-      {patterns +
-           R"('x//usr/bin/web; *$', 'a/a\\1', 'b/^([^ ]*/)?p3?( -[A-Za-z]+)* [^ ]*d\.py( |$)'])",
-       ""},
-      {patterns +
-           "'a/x*', 'b/(.)\\1', 'c/(',\n'd/(a|b)*a(a|b){30}', 'e/((a{1,255}){1,255}){1,255}']\n",
-       "warning 7: AppManager.data: \"a\": the pattern matches an empty text and so may match "
-       "every "
-       "process\n"
-       "warning 7: AppManager.data: \"b\": the pattern has a back-reference, which can take for "
-       "ever\n"
-       "warning 7: AppManager.data: \"c\": the pattern does not compile (Unmatched ( or \\(), the "
-       "daemon is found by its name\n"
-       "warning 8: AppManager.data: \"d\": " +
-           tooMuch + "warning 8: AppManager.data: \"e\": " + tooMuch},
-  };
-  for (const auto& [content, found] : rows) EXPECT_EQ(findings(content), found) << content;
+  for (const auto& [content, found] : faults) EXPECT_EQ(findings(content), found) << content;
 }
 
 TEST_F(Configuration, AVariableThatAServiceMissesIsWarnedOf) {

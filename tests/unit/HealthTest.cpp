@@ -3,7 +3,6 @@
 #include <sys/un.h>
 
 #include "app/supervision/app_Probe.h"
-#include "host/base/ut_ProcessDirectory.h"
 #include "support/SimulatedController.h"
 #include "support/Test.h"
 
@@ -178,28 +177,6 @@ TEST(Health, AsksTheRealMachine) {
   EXPECT_THAT(answerOf("exec:echo no port >&2; false"),
               testing::MatchesRegex("exit status 1 after .* s: no port"));
   EXPECT_THAT(answerOf("exec:sleep 600"), testing::HasSubstr("killed"));
-}
-
-TEST(Health, TellsStoppedAndEndedProcesses) {
-  const struct {
-    int signal;
-    int awaited;
-    char state;
-  } cases[] = {{SIGSTOP, WSTOPPED, 'T'}, {SIGKILL, WEXITED, 'Z'}};
-  for (const auto& one : cases) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      for (;;) ::pause();
-    }
-    ::kill(child, one.signal);
-    siginfo_t info;
-    ::waitid(P_PID, static_cast<id_t>(child), &info, one.awaited | WNOWAIT);
-    const auto condition = utility::ProcessDirectory::condition(child);
-    EXPECT_EQ(condition->state, one.state);
-    EXPECT_EQ(condition->threads, 1);
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
-  }
 }
 
 }  // namespace

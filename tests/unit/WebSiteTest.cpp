@@ -67,6 +67,22 @@ class WebSite : public testing::Test {
     }
   };
 
+  std::string answerTo(const std::string& listener, const std::string& asked) const {
+    std::istringstream words(asked);
+    std::string method, target, user;
+    words >> method >> target >> user;
+    const httplib::Headers headers = {{"X-User", user}};
+    if (listener == plain) {
+      return test::RawClient(settings.port)
+          .ask(method + " " + target + " HTTP/1.1\r\nHost: mc:8080\r\n" +
+               (user.empty() ? "" : "X-User: " + user + "\r\n") + "\r\n");
+    }
+    Client own(settings);
+    const auto result = method == "GET" ? own.Get(target, headers)
+                                        : own.Post(target, headers, "body", "text/plain");
+    return result ? "HTTP/1.1 " + std::to_string(result->status) + " " + result->body : "none";
+  }
+
   test::Temporary files;
   WebSettings settings;
   test::LogCapture log;
@@ -74,49 +90,34 @@ class WebSite : public testing::Test {
   std::optional<HttpServer> server;
 };
 
+const struct Asking {
+  const char* listener;
+  std::string request;  // method, target and user
+  int status;
+  std::string says;
+} askings[] = {
+    {plain, "GET /open?b=2&a=%201", 200, "|a= 1;b=2;"},
+    {plain, "GET /open/", 200, "|"},
+    {plain, "GET /read/%41b/x operator", 307, "Location: https://mc:8443/read/%41b/x\r\n"},
+    {plain, "GET /here", 200, "|"},
+    {plain, "GET /files/a/b", 200, "|a/b;"},
+    {plain, "GET /none", 404, "[there is no such page]"},
+    {plain, "PUT /read/a/x", 405, "Allow: GET, HEAD, POST\r\n"},
+    {plain, "GET /throws", 500, "the log says why"},
+    {plain, "GET /\x01", 400, "\r\n\r\n"},
+    {plain, "GET /%00", 400, "\r\n\r\n"},
+    {secure, "GET /read/%41b/x", 401, "who?"},
+    {secure, "GET /read/%41b/x reader", 200, "reader|Ab;"},
+    {secure, "POST /read/c/x reader", 403, "[this user may not do that]"},
+    {secure, "POST /read/c/x operator", 200, "operator|c;body"},
+    {secure, "GET /open reader", 200, "|"},
+};
+
 TEST_F(WebSite, WhoMayDecidesWhatIsAnswered) {
-  const std::string header = "Host: mc:8080\r\n";
-  const struct {
-    const char* listener;
-    std::string request;  // method, target and user
-    int status;
-    std::string says;
-  } rows[] = {
-      {plain, "GET /open?b=2&a=%201", 200, "|a= 1;b=2;"},
-      {plain, "GET /open/", 200, "|"},
-      {plain, "GET /read/%41b/x operator", 307, "Location: https://mc:8443/read/%41b/x\r\n"},
-      {plain, "GET /here", 200, "|"},
-      {plain, "GET /files/a/b", 200, "|a/b;"},
-      {plain, "GET /none", 404, "[there is no such page]"},
-      {plain, "PUT /read/a/x", 405, "Allow: GET, HEAD, POST\r\n"},
-      {plain, "GET /throws", 500, "the log says why"},
-      {plain, "GET /\x01", 400, "\r\n\r\n"},
-      {plain, "GET /%00", 400, "\r\n\r\n"},
-      {secure, "GET /read/%41b/x", 401, "who?"},
-      {secure, "GET /read/%41b/x reader", 200, "reader|Ab;"},
-      {secure, "POST /read/c/x reader", 403, "[this user may not do that]"},
-      {secure, "POST /read/c/x operator", 200, "operator|c;body"},
-      {secure, "GET /open reader", 200, "|"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.request);
-    std::istringstream words(row.request);
-    std::string method, target, user, reply;
-    words >> method >> target >> user;
-    if (row.listener == plain) {
-      reply = test::RawClient(settings.port)
-                  .ask(method + " " + target + " HTTP/1.1\r\n" + header +
-                       (user.empty() ? "" : "X-User: " + user + "\r\n") + "\r\n");
-    } else {
-      Client own(settings);
-      const httplib::Headers headers = {{"X-User", user}};
-      const auto result = method == "GET" ? own.Get(target, headers)
-                                          : own.Post(target, headers, "body", "text/plain");
-      ASSERT_TRUE(result);
-      reply = "HTTP/1.1 " + std::to_string(result->status) + " " + result->body;
-    }
-    EXPECT_EQ(reply.substr(9, 3), std::to_string(row.status));
-    EXPECT_NE(reply.find(row.says), std::string::npos) << reply;
+  for (const auto& [listener, request, status, says] : askings) {
+    const std::string reply = answerTo(listener, request);
+    EXPECT_EQ(reply.substr(9, 3), std::to_string(status)) << request;
+    EXPECT_NE(reply.find(says), std::string::npos) << request << ": " << reply;
   }
   server->disableConnections(secure);
   const auto refused = test::RawClient(settings.port).ask("GET /read/a/x HTTP/1.1\r\n\r\n");
