@@ -29,6 +29,7 @@
 #include "host/console/fw_ConsoleSocket.h"
 #include "host/console/fw_HostCommands.h"
 #include "host/log/fw_Logger.h"
+#include "host/log/fw_RecentLines.h"
 #include "host/machine/Platform.h"
 #include "host/service/fw_ConfigFile.h"
 #include "host/service/fw_FlightReplay.h"
@@ -246,6 +247,7 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
   framework::CommandBundle::registerAll(shell);
   shell.takeCommands(false);
   services.start();
+  framework::RecentLines::instance();  // after the archive, whose are the lines of the start
   beginStep("untold changes");
   services::sysinfo::SysInfoManager::getManager()->tellUntold();
   beginStep("console");

@@ -10,11 +10,13 @@
 #include "app/supervision/app_History.h"
 #include "app/supervision/app_PartnerSummary.h"
 #include "app/supervision/app_ProcessView.h"
+#include "host/log/fw_RecentLines.h"
 #include "web/wb_Audit.h"
 #include "web/wb_Login.h"
-#include "web/wb_RecentLines.h"
 
 namespace services::web {
+
+using framework::RecentLines;
 
 class EventFeed;
 

@@ -34,7 +34,7 @@ class WebService : public framework::ActiveService {
 
   bool m_openOnLoopback = false;
   Audit m_audit;
-  RecentLines m_lines;
+  RecentLines& m_lines = RecentLines::instance();
   EventFeed m_feed;
   std::unique_ptr<Login> m_login;
   std::unique_ptr<Sources> m_sources;

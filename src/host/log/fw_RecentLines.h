@@ -9,11 +9,11 @@
 
 #include "host/log/fw_Logger.h"
 
-namespace services::web {
+namespace framework {
 
 /// Keeps the last lines that were logged, debug lines left out, from its making to its end. Any
 /// thread may ask.
-class RecentLines : private framework::Logger {
+class RecentLines : private Logger {
  public:
   static constexpr std::size_t most = 500;     ///< lines
   static constexpr std::size_t longest = 400;  ///< bytes of each; the rest is cut
@@ -24,6 +24,9 @@ class RecentLines : private framework::Logger {
     int type;              ///< of framework::LogType
     std::string text;
   };
+
+  /// The host's, from the first call on.
+  static RecentLines& instance();
 
   RecentLines() { registerLogger(this); }
   ~RecentLines() override { unregisterLogger(this); }
@@ -42,4 +45,4 @@ class RecentLines : private framework::Logger {
   std::uint64_t m_count = 0;
 };
 
-}  // namespace services::web
+}  // namespace framework

@@ -1,14 +1,19 @@
 // The last lines of the log.
-#include "web/wb_RecentLines.h"
+#include "host/log/fw_RecentLines.h"
 
 #include <algorithm>
 
 #include "util/ut_TimeMeasure.h"
 
-namespace services::web {
+namespace framework {
+
+RecentLines& RecentLines::instance() {
+  static RecentLines only;
+  return only;
+}
 
 void RecentLines::takeLine(int type, const char* line, std::size_t size) {
-  if (type > framework::LogType::Info) return;
+  if (type > LogType::Info) return;
   std::string text(line, std::min(size, longest));
   while (text.ends_with('\n')) text.pop_back();
   const std::int64_t now = utility::TimeMeasure::getTimestamp();
@@ -28,4 +33,4 @@ std::vector<RecentLines::Line> RecentLines::linesAfter(std::uint64_t number) con
   return {std::ranges::find_if(m_lines, isLater), m_lines.end()};
 }
 
-}  // namespace services::web
+}  // namespace framework
