@@ -42,6 +42,7 @@ set(public_headers
   src/util/fw_InputStream.h
   src/util/fw_OutputStream.h
   src/util/fw_ShownText.h
+  src/util/fw_Value.h
   src/util/st_Tokens.h
   src/util/ut_Buffer.h
   src/util/ut_BufferStream.h

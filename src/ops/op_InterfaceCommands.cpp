@@ -16,6 +16,7 @@ namespace {
 using app::Carrier;
 using app::InterfaceManager;
 using app::ManagementInterface;
+using framework::Cell;
 using framework::commandOf;
 using framework::Console;
 using framework::Ok;
@@ -36,14 +37,21 @@ const InterfaceManager* managerOrReply(Console& console) {
   return framework::runningOrReply<InterfaceManager>(console, "interface service");
 }
 
+std::vector<std::string> interfaceNames(unsigned int place) {
+  std::vector<std::string> names;
+  for (const ManagementInterface& interface : app::managementInterfaces()) {
+    if (place == 0) names.emplace_back(nameOf(interface));
+  }
+  return names;
+}
+
 // By text, so that what is typed makes no token.
 const ManagementInterface* findOrReply(Console& console, const char* name) {
-  std::string names;
   for (const ManagementInterface& interface : app::managementInterfaces()) {
     if (std::strcmp(nameOf(interface), name) == 0) return &interface;
-    names += names.empty() ? "" : ", ";
-    names += nameOf(interface);
   }
+  std::string names;
+  for (const std::string& one : interfaceNames(0)) names += (names.empty() ? "" : ", ") + one;
   console.reply(Refused, "no such interface: %s; it is one of %s\n", name, names.c_str());
   return nullptr;
 }
@@ -54,14 +62,19 @@ int list(Console& console, const Arguments& arguments) {
   if (manager == nullptr) return 1;
   const sysinfo::SysInfoReadGuard guard;
   const sysinfo::SysInfo* stored = guard.getObject();
-  framework::TableRows rows = {{"NAME", "MANAGED", "STATE", "NEXT START"}};
+  framework::TableRows rows;
   for (const ManagementInterface& interface : app::managementInterfaces()) {
     const bool managed = manager->managing(memberOf(interface));
     rows.push_back({nameOf(interface), managed ? "yes" : "no",
                     managed ? stateText(InterfaceManager::isUp(memberOf(interface))) : "",
                     managed && stored != nullptr ? stateText(interface.wanted(*stored)) : ""});
   }
-  framework::writeTable(console.output(), rows);
+  framework::writeTable(console.output(),
+                        {{"NAME", "Name"},
+                         {"MANAGED", "Managed", Cell::Flag},
+                         {"STATE", "Enabled", Cell::Flag},
+                         {"NEXT START", "EnabledAtNextStart", Cell::Flag}},
+                        rows);
   console.output().PutS(sysinfo::Untold::instance().finding().c_str());
   return 1;
 }
@@ -117,12 +130,12 @@ const std::vector<framework::TableCommand> commands = {
     {switchTo<true>,
      commandOf<"interface", "up">(
          "InterfaceUp", "interface up: switch a management interface on until the next start.\n",
-         "interface up NAME\n", "Debug")},
+         "interface up NAME\n", "Debug", interfaceNames)},
     {switchTo<false>,
      commandOf<"interface", "down">(
          "InterfaceDown",
          "interface down: switch a management interface off until the next start.\n",
-         "interface down NAME\n")},
+         "interface down NAME\n", nullptr, interfaceNames)},
 };
 
 using InterfaceCommands = framework::CommandTable<"InterfaceCommands", "mcops", commands>;

@@ -36,9 +36,8 @@ std::vector<std::string> decisionRow(const char* name, stringtoken value, const 
 
 void showDecisions(Console& console, const BurnToActive::Decisions& known) {
   framework::writeTable(
-      console.output(),
-      {{"DECISION", "VALUE", "RULE"},
-       decisionRow("local role", known.mySyncRole, known.rules.mySyncRole),
+      console.output(), {{"DECISION", "Decision"}, {"VALUE", "Value"}, {"RULE", "Rule"}},
+      {decisionRow("local role", known.mySyncRole, known.rules.mySyncRole),
        decisionRow("partner role", known.partnerSyncRole, known.rules.partnerSyncRole),
        decisionRow("config action", known.configSyncAction, known.rules.configSyncAction),
        decisionRow("firmware action", known.pfuSyncAction, known.rules.pfuSyncAction)});
@@ -80,14 +79,15 @@ void showRecords(Console& console, const BurnToActive::Decisions& known) {
   const sysinfo::SysInfoReadGuard guard;
   const sysinfo::SysInfo* sysInfo = guard.getObject();
   if (sysInfo == nullptr) return;
-  framework::TableRows rows = {{"RECORD", "LOCAL", "PARTNER"}};
+  framework::TableRows rows;
   for (const RecordRow& row : recordRows) {
     rows.push_back(
         {row.name, cellOf(row, sysInfo->getMyMCInfo()), cellOf(row, sysInfo->getOtherMCInfo())});
   }
   rows.push_back({"handed over: serial", "", known.currentPartnerSN.value_or("")});
   rows.push_back({"handed over: loaded", "", known.partnerCodeloadTimestamp.value_or("")});
-  framework::writeTable(console.output(), rows);
+  framework::writeTable(console.output(),
+                        {{"RECORD", "Record"}, {"LOCAL", "Local"}, {"PARTNER", "Partner"}}, rows);
   console.output().PutF(
       "controller %c in midplane %s; the partner's information is %s\n",
       sysinfo::SysInfoManager::getManager()->getMCNode(),

@@ -38,8 +38,8 @@ int show(Console& console, const utility::Arguments& arguments) {
   const std::string inner = addressOf("othermcinner");
   const std::string partner = addressOf("othermc");
   framework::writeTable(console.output(),
-                        {{"HOST", "ADDRESS", "STATE"},
-                         {"othermcouter", outer, tracker->isOuterPathUp() ? "up" : "down"},
+                        {{"HOST", "HostName"}, {"ADDRESS", "Address"}, {"STATE", "State"}},
+                        {{"othermcouter", outer, tracker->isOuterPathUp() ? "up" : "down"},
                          {"othermcinner", inner, tracker->isInnerPathUp() ? "up" : "down"},
                          {"othermc", partner, followed(partner, outer, inner)}});
   return 1;

@@ -7,9 +7,11 @@
 
 #include "app/supervision/app_AppManager.h"
 #include "app/supervision/app_Claim.h"
+#include "app/supervision/app_DaemonReport.h"
 #include "host/base/st_StringRepository.h"
 #include "host/console/fw_CommandTable.h"
 #include "host/console/fw_ConsoleTable.h"
+#include "host/console/fw_Nearest.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "util/ut_TimeMeasure.h"
 
@@ -43,6 +45,23 @@ std::vector<std::string> rowOf(const ProcessView& daemon) {
           daemon.commandText()};
 }
 
+const framework::Columns listColumns = {{"NAME", ""}, {"STATE", ""},       {"SUSPENDED", ""},
+                                        {"PIDS", ""}, {"SECONDS", ""},     {"GENERATION", ""},
+                                        {"MARK", ""}, {"LAST COMMAND", ""}};
+
+// The daemons as a table or, where they are asked for, as records.
+void listDaemons(Console& console, const AppManager& manager) {
+  framework::TableRows rows;
+  if (auto* records = framework::recordsAskedOf(console.output())) {
+    for (const app::DaemonReport& daemon : manager.reports()) {
+      records->addRecord(app::recordOf(daemon));
+    }
+    return;
+  }
+  for (const ProcessView& daemon : manager.views()) rows.push_back(rowOf(daemon));
+  framework::writeTable(console.output(), listColumns, rows);
+}
+
 // Who asks at this console.
 std::string askerAt(const Console& console) {
   return "console, process " + std::to_string(console.getPeer());
@@ -55,6 +74,11 @@ std::optional<stringtoken> findDaemon(const AppManager& manager, const char* nam
     if (process && std::strcmp(process->getNameString(), name) == 0) return process->getName();
   }
   return std::nullopt;
+}
+
+std::vector<std::string> daemonNames(unsigned int place) {
+  const AppManager* manager = AppManager::getSingleton();
+  return place > 0 || manager == nullptr ? std::vector<std::string>() : manager->names();
 }
 
 const AppManager* managerOrReply(Console& console) {
@@ -75,10 +99,7 @@ int list(Console& console, const Arguments& arguments) {
   if (const std::string both = AppManager::failingOnBoth(); !both.empty()) {
     console.output().PutF("%s\n", both.c_str());
   }
-  framework::TableRows rows = {
-      {"NAME", "STATE", "SUSPENDED", "PIDS", "SECONDS", "GENERATION", "MARK", "LAST COMMAND"}};
-  for (const ProcessView& daemon : manager->views()) rows.push_back(rowOf(daemon));
-  framework::writeTable(console.output(), rows);
+  listDaemons(console, *manager);
   return 1;
 }
 
@@ -92,7 +113,8 @@ int withDaemon(Console& console, const Arguments& arguments, const Work& work) {
   if (const auto daemon = findDaemon(*manager, name)) {
     work(*daemon, name);
   } else {
-    console.reply(Refused, "no such process: %s\n", name);
+    console.reply(Refused, "no such process: %s%s\n", name,
+                  framework::didYouMean(name, daemonNames(0)).c_str());
   }
   return 1;
 }
@@ -126,7 +148,12 @@ int explain(Console& console, const Arguments& arguments) {
 
 int show(Console& console, const Arguments& arguments) {
   return withDaemon(console, arguments, [&](stringtoken daemon, const char*) {
-    AppManager::getSingleton()->showProcess(daemon, console.output());
+    const AppManager& manager = *AppManager::getSingleton();
+    if (auto* records = framework::recordsAskedOf(console.output())) {
+      if (const auto report = manager.report(daemon)) records->addRecord(app::recordOf(*report));
+    } else {
+      manager.showProcess(daemon, console.output());
+    }
   });
 }
 
@@ -144,11 +171,14 @@ std::vector<std::string> rowOf(const HistoryEntry& entry) {
 }
 
 void writeHistory(Console& console, const std::string& daemon) {
-  framework::TableRows rows = {{"TIME", "NAME", "FROM", "TO", "DOWN", "WHAT", "CAUSE", "OUTCOME"}};
+  framework::ListingStream* const records = framework::recordsAskedOf(console.output());
+  framework::TableRows rows;
   for (const HistoryEntry& entry : AppManager::getSingleton()->history().entries(daemon)) {
-    rows.push_back(rowOf(entry));
+    records == nullptr ? rows.push_back(rowOf(entry)) : records->addRecord(app::recordOf(entry));
   }
-  framework::writeTable(console.output(), rows);
+  const framework::Columns columns = {{"TIME", ""}, {"NAME", ""}, {"FROM", ""},  {"TO", ""},
+                                      {"DOWN", ""}, {"WHAT", ""}, {"CAUSE", ""}, {"OUTCOME", ""}};
+  framework::writeTable(console.output(), columns, rows);
 }
 
 int history(Console& console, const Arguments& arguments) {
@@ -193,14 +223,15 @@ int wakes(Console& console, const Arguments& arguments) {
   const AppManager* manager = managerOrReply(console);
   if (manager == nullptr) return 1;
   const auto counts = manager->wakeTimes();
-  framework::TableRows rows = {{"WITHIN", "SCANS"}};
+  framework::TableRows rows;
   for (std::size_t i = 0; i < counts.size(); ++i) {
     const auto& bounds = utility::ExitWatch::bounds;
     const std::string within =
         i < bounds.size() ? std::to_string(bounds[i] / 1000) + " ms" : "longer";
     rows.push_back({within, std::to_string(counts[i])});
   }
-  framework::writeTable(console.output(), rows);
+  framework::writeTable(console.output(),
+                        {{"WITHIN", "Within"}, {"SCANS", "Scans", framework::Cell::Number}}, rows);
   return 1;
 }
 
@@ -209,35 +240,35 @@ const std::vector<framework::TableCommand> commands = {
                "ProcessList", "process list: list the supervised daemons.\n", "process list\n")},
     {start, commandOf<"process", "start">(
                 "ProcessStart", "process start: run a daemon's init script to start it.\n",
-                "process start NAME\n")},
+                "process start NAME\n", nullptr, daemonNames)},
     {stop, commandOf<"process", "stop">("ProcessStop",
                                         "process stop: run a daemon's init script to stop it.\n",
-                                        "process stop NAME\n")},
+                                        "process stop NAME\n", nullptr, daemonNames)},
     {restart, commandOf<"process", "restart">(
                   "ProcessRestart", "process restart: run a daemon's init script to restart it.\n",
-                  "process restart NAME\n")},
+                  "process restart NAME\n", nullptr, daemonNames)},
     {setSuspend<true>,
      commandOf<"process", "suspend">("ProcessSuspend",
                                      "process suspend: leave a daemon down once it is down.\n",
-                                     "process suspend NAME\n")},
+                                     "process suspend NAME\n", nullptr, daemonNames)},
     {setSuspend<false>,
      commandOf<"process", "resume">("ProcessResume",
                                     "process resume: start a daemon again when it is down.\n",
-                                    "process resume NAME\n")},
+                                    "process resume NAME\n", nullptr, daemonNames)},
     {explain, commandOf<"process", "explain">(
                   "ProcessExplain",
                   "process explain: show which processes are taken for a daemon, and why.\n",
-                  "process explain NAME\n")},
+                  "process explain NAME\n", nullptr, daemonNames)},
     {show,
      commandOf<"process", "show">("ProcessShow", "process show: show what is known of a daemon.\n",
-                                  "process show NAME\n")},
+                                  "process show NAME\n", nullptr, daemonNames)},
     {history, commandOf<"process", "history">(
                   "ProcessHistory",
                   "process history: list what happened to a daemon or to all, the latest last.\n",
-                  "process history [NAME]\n")},
+                  "process history [NAME]\n", nullptr, daemonNames)},
     {why, commandOf<"why">("Why",
                            "why: show which rule decides for a daemon, and what would change it.\n",
-                           "why NAME\n")},
+                           "why NAME\n", nullptr, daemonNames)},
     {wakes, commandOf<"process", "wakes">(
                 "ProcessWakes",
                 "process wakes: show how soon scans followed the ends that called for them.\n",

@@ -2,6 +2,7 @@
 // a reply.
 #include "host/console/fw_CommandTable.h"
 #include "host/console/fw_ConsoleTable.h"
+#include "host/console/fw_Nearest.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "sysinfo/manager/si_Values.h"
 
@@ -15,13 +16,20 @@ using framework::Ok;
 using framework::Refused;
 using utility::Arguments;
 
+std::vector<std::string> keys(unsigned int place) {
+  std::vector<std::string> keys;
+  if (place % 2 != 0) return keys;  // a value
+  for (const sysinfo::Value& value : sysinfo::listValues()) keys.push_back(value.key);
+  return keys;
+}
+
 int show(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
-  framework::TableRows rows = {{"KEY", "VALUE"}};
+  framework::TableRows rows;
   for (const sysinfo::Value& value : sysinfo::listValues()) {
     rows.push_back({value.key, value.secret ? "(secret)" : value.text});
   }
-  framework::writeTable(console.output(), rows);
+  framework::writeTable(console.output(), {{"KEY", "Key"}, {"VALUE", "Value"}}, rows);
   return 1;
 }
 
@@ -30,7 +38,9 @@ int get(Console& console, const Arguments& arguments) {
   const char* key = arguments.ArgValue(0);
   const auto value = sysinfo::findValue(key);
   if (!value) {
-    console.reply(Refused, "no such key: %s; see: sysinfo show\n", key);
+    const std::string near = framework::didYouMean(key, keys(0));
+    console.reply(Refused, "no such key: %s%s\n", key,
+                  near.empty() ? "; see: sysinfo show" : near.c_str());
   } else if (value->secret) {
     console.reply(Refused, "%s is a secret and not shown\n", key);
   } else {
@@ -60,11 +70,11 @@ const std::vector<framework::TableCommand> commands = {
                "sysinfo show\n")},
     {get,
      commandOf<"sysinfo", "get">("SysInfoGet", "sysinfo get: show one value that is no secret.\n",
-                                 "sysinfo get KEY\n")},
+                                 "sysinfo get KEY\n", nullptr, keys)},
     {set, commandOf<"sysinfo", "set">(
               "SysInfoSet",
               "sysinfo set: change values, all in one; an empty one gives the initial value.\n",
-              "sysinfo set KEY VALUE [KEY VALUE]...\n")},
+              "sysinfo set KEY VALUE [KEY VALUE]...\n", nullptr, keys)},
 };
 
 using SysInfoCommands = framework::CommandTable<"SysInfoCommands", "mcops", commands>;

@@ -60,6 +60,21 @@ std::string setAttributes(User& record, const Attributes& attributes) {
   return "";
 }
 
+// Names of users, then the keys of what they have.
+std::vector<std::string> userWords(unsigned int place) {
+  std::vector<std::string> words;
+  if (place > 0) {
+    for (const auto& field : user::userFields()) words.push_back(std::string(field.key) + '=');
+    return words;
+  }
+  UserManager& users = *UserManager::getManager();
+  for (int i = 0; const auto* entity = users.getUser(i, strings::tGSreadAccess); ++i) {
+    words.emplace_back(entity->getNameString());
+    users.releaseUser(entity, strings::tGSreadAccess);
+  }
+  return words;
+}
+
 int answer(Console& console, const std::string& refusal, const char* name, const char* done) {
   if (refusal.empty()) {
     console.reply(Ok, "user %s %s\n", name, done);
@@ -87,16 +102,17 @@ std::string leftOutLine(const std::string& name) {
 
 int list(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
-  framework::TableRows rows = {{"Name"}};
+  framework::Columns columns = {{"Name", "Name"}};
+  framework::TableRows rows;
   std::string leftOut;
-  for (const auto& field : user::userFields()) rows[0].emplace_back(field.key);
+  for (const auto& field : user::userFields()) columns.push_back({field.key, field.key});
   UserManager& users = *UserManager::getManager();
   for (int i = 0; const auto* entity = users.getUser(i, strings::tGSreadAccess); ++i) {
     if (const auto* record = dynamic_cast<const User*>(entity)) rows.push_back(rowOf(*record));
     leftOut += leftOutLine(entity->getNameString());
     users.releaseUser(entity, strings::tGSreadAccess);
   }
-  framework::writeTable(console.output(), rows);
+  framework::writeTable(console.output(), columns, rows);
   console.output().PutS(leftOut.c_str());
   console.output().PutS(sysinfo::Untold::instance().finding().c_str());
   return 1;
@@ -142,9 +158,9 @@ const std::vector<framework::TableCommand> commands = {
                                    "user add NAME [KEY=VALUE]...\n")},
     {set, commandOf<"user", "set">(
               "UserSet", "user set: change a user; an empty value gives the initial one.\n",
-              "user set NAME KEY=VALUE...\n")},
+              "user set NAME KEY=VALUE...\n", nullptr, userWords)},
     {erase, commandOf<"user", "delete">("UserDelete", "user delete: take a user out.\n",
-                                        "user delete NAME\n")},
+                                        "user delete NAME\n", nullptr, userWords)},
 };
 
 using UserCommands = framework::CommandTable<"UserCommands", "mcops", commands>;

@@ -20,7 +20,7 @@ using utility::Arguments;
 
 // Both controllers side by side, a line a value.
 framework::TableRows tableOf(const PeerRecord& own, const PeerRecord& partner) {
-  framework::TableRows rows = {{"", "this", "partner"}};
+  framework::TableRows rows;
   for (const auto& field : sysinfo::controllerFields()) {
     rows.push_back({field.key, field.get(own.controller).value_or(""),
                     field.get(partner.controller).value_or("")});
@@ -57,7 +57,8 @@ int show(Console& console, const Arguments& arguments) {
   const PartnerView now = link->view();
   const app::PairingStory story = link->story(now);
   if (now.partner) {
-    framework::writeTable(console.output(), tableOf(now.own.record, *now.partner));
+    framework::writeTable(console.output(), {{"", "Key"}, {"this", "This"}, {"partner", "Partner"}},
+                          tableOf(now.own.record, *now.partner));
     console.reply(framework::Ok, "last answer %lld s ago\n",
                   static_cast<long long>(now.secondsSince));
   }

@@ -12,6 +12,7 @@
 #include "host/console/fw_ApplicationArguments.h"
 #include "host/log/fw_Logger.h"
 #include "host/service/fw_Config.h"
+#include "host/service/fw_EventManager.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "util/ut_BufferStream.h"
 #include "util/ut_VirtualPutStream.h"
@@ -88,6 +89,7 @@ AppManager::AppManager(const char* name)
       m_instanceName(framework::Memory::StaticAllocString(name)),
       m_processes(tableCapacity) {
   setRequestedThreads(1);
+  framework::EventManager::instance().declareText(strings::token<"goingDown">, goingDownRefusal);
   const char* architecture = utility::Environment::GetEnv("MC_ARCH");
   m_doProcessControl = std::string(architecture == nullptr ? "PC" : architecture) != "PC";
   m_doCrashMail = utility::Path::exists("/cfg/do.crashmail");

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "app/supervision/app_DaemonReport.h"
 #include "app/supervision/app_Flight.h"
 #include "app/supervision/app_HealthCount.h"
 #include "app/supervision/app_HistoryFile.h"
@@ -83,6 +84,9 @@ class AppManager : public framework::ActiveService {
   /// Whether daemons may be started, stopped and restarted here, which MC_ARCH decides.
   bool isProcessControlOn() const { return m_doProcessControl; }
 
+  /// The names of the records, in the order of the configuration.
+  std::vector<std::string> names() const;
+
   /// Process control for other components, by the daemon's name token. Start, stop and restart
   /// answer whether the command was issued: not without a service, without a record of that name,
   /// or where the service must not control processes. The queries answer Unclassified or false
@@ -107,6 +111,10 @@ class AppManager : public framework::ActiveService {
   /// The daemons as they are now, in the order of their names, or the one of that name. Waits for
   /// the monitor thread's scan. Any thread may call.
   std::vector<ProcessView> views(std::string_view only = {}) const;
+  /// The same with what follows from their histories; `Why` is left empty.
+  std::vector<DaemonReport> reports() const;
+  /// All that is known of one; nothing when there is no record of that name.
+  std::optional<DaemonReport> report(strings::stringtoken name) const;
   /// What happened to the daemons, kept over the host's restarts. Any thread may call.
   const History& history() const { return m_history; }
   /// The daemons that were restarted too often of late, those with the most restarts first, at
@@ -247,8 +255,8 @@ class AppManager : public framework::ActiveService {
 
   // History.
   std::string historyPath() const;
-  std::vector<std::string> names() const;
   ProcessView viewOf(const Process& process) const;
+  DaemonReport reportOf(const Process& process) const;
   std::string causeOf(const Process& process, Process::State from, Process::State to);
   std::string askedCause(const Process& process, Process::State to);
   void noteChange(const Process& process, Process::State from, const char* rule);
@@ -319,6 +327,7 @@ class AppManager : public framework::ActiveService {
                             const sysinfo::SysInfo& sysInfo, char slot, const char* logFile) const;
 
   // Events.
+  static std::string goingDownRefusal(const std::string& text);
   void announceGoingDown(const char* text);
   void killNonEssential();
   void killOne(const std::string& name);

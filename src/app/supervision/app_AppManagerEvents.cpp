@@ -1,4 +1,5 @@
 // The supervision service: the events that it handles and passes on, and lock tracking.
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -8,6 +9,7 @@
 #include "host/base/fw_Container.h"
 #include "host/base/st_StringRepository.h"
 #include "host/base/ut_Array.h"
+#include "host/console/fw_Nearest.h"
 #include "host/service/ap_ApplicationService.h"
 #include "host/service/fw_LockManager.h"
 #include "host/service/fw_ManagedLogs.h"
@@ -69,6 +71,15 @@ bool AppManager::serviceEvent(strings::stringtoken event, const void* data) {
     return true;
   }
   return false;
+}
+
+std::string AppManager::goingDownRefusal(const std::string& text) {
+  const AppManager* const manager = getSingleton();
+  if (manager == nullptr) return "";
+  const std::vector<std::string> names = manager->names();
+  const auto begins = [&](const std::string& name) { return text.starts_with(name); };
+  if (std::ranges::any_of(names, begins)) return "";
+  return "no daemon's name begins " + text + framework::didYouMean(text, names);
 }
 
 void AppManager::announceGoingDown(const char* text) {

@@ -21,7 +21,7 @@ bool isSteady(StateFacts facts, const StateFacts& before) {
 }
 
 int replay(const std::string& content, utility::PutStream& stream) {
-  framework::TableRows rows = {{"TIME", "NAME", "SEEN", "DECIDED", "THIS BUILD"}};
+  framework::TableRows rows;
   int otherwise = 0;
   for (const std::string& line : utility::LineRing::texts(content)) {
     const auto row = replayed(line);
@@ -29,8 +29,14 @@ int replay(const std::string& content, utility::PutStream& stream) {
     rows.push_back({row->time, row->daemon, row->seen, row->decided, row->otherwise});
     if (!row->otherwise.empty()) ++otherwise;
   }
-  framework::writeTable(stream, rows);
-  return rows.size() == 1 ? -1 : otherwise;
+  framework::writeTable(stream,
+                        {{"TIME", "Time"},
+                         {"NAME", "Name"},
+                         {"SEEN", "Seen"},
+                         {"DECIDED", "Decided"},
+                         {"THIS BUILD", "ThisBuild"}},
+                        rows);
+  return rows.empty() ? -1 : otherwise;
 }
 
 const framework::FlightReplay registration(replay);

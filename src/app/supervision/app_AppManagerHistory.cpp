@@ -127,7 +127,7 @@ void AppManager::showProcess(strings::stringtoken name, utility::PutStream& stre
   std::unique_lock betweenTwoScans(m_tableLock);
   const ProcessView view = viewOf(*process);
   betweenTwoScans.unlock();
-  framework::TableRows rows = {{"WHAT", "VALUE"}};
+  framework::TableRows rows;
   rows.push_back({"state", view.stateText() + (view.suspended ? ", suspended" : "")});
   rows.push_back({"since", sinceText(view)});
   rows.push_back({"next", nextStep(view.facts)});
@@ -137,7 +137,7 @@ void AppManager::showProcess(strings::stringtoken name, utility::PutStream& stre
   rows.push_back({"health", view.health.text()});
   rows.push_back({"mark", view.markText()});
   rows.push_back({"last command", view.commandText()});
-  framework::writeTable(stream, rows);
+  framework::writeTable(stream, {{"WHAT", "What"}, {"VALUE", "Value"}}, rows);
 }
 
 std::string AppManager::causeOf(const Process& process, Process::State from, Process::State to) {

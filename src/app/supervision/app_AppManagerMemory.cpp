@@ -5,6 +5,7 @@
 #include "app/supervision/app_AppManager.h"
 #include "app/supervision/app_Threshold.h"
 #include "host/base/fw_Memory.h"
+#include "host/console/fw_ConsoleTable.h"
 #include "util/fw_Exception.h"
 #include "util/ut_BufferStream.h"
 #include "util/ut_FileInputStream.h"
@@ -109,6 +110,10 @@ std::optional<memtrack_> AppManager::newestMemSample() const {
 }
 
 void AppManager::dumpMemSaveTrack(utility::PutStream& stream) const {
+  if (auto* records = framework::recordsAskedOf(stream)) {
+    for (const memtrack_& sample : memSamples()) records->addRecord(app::recordOf(sample));
+    return;
+  }
   stream.PutS("timeStamp,totalBytes,usedBytes,freeBytes,extraBytes,sysBytesFree,sysPercentFree\n");
   for (const memtrack_& sample : memSamples()) {
     sample.timeStamp.ToISOBuffer(stream);

@@ -158,17 +158,22 @@ void explainRecord(const Process& record, const std::vector<SurveyedProcess>& su
     stream.PutF("%s: programs of that name%s\n", record.getNameString(),
                 record.isPatternBroken() ? ", since its pattern does not compile" : "");
   }
-  framework::TableRows rows = {{"HOW", "PID", "PROGRAM", "COMMAND LINE"}};
+  framework::TableRows rows;
   for (const SurveyedProcess& process : survey) {
     const std::string how = relation(record, process);
     if (how.empty()) continue;
     rows.push_back({how, std::to_string(process.pid), process.program, process.commandLine});
   }
-  if (rows.size() == 1) {
+  if (rows.empty()) {
     stream.PutS("no running process\n");
-  } else {
-    framework::writeTable(stream, rows);
+    return;
   }
+  framework::writeTable(stream,
+                        {{"HOW", "How"},
+                         {"PID", "ProcessId", framework::Cell::Number},
+                         {"PROGRAM", "Program"},
+                         {"COMMAND LINE", "CommandLine"}},
+                        rows);
 }
 
 std::vector<std::string> surveyWarnings(const utility::ItemDirectory& table,

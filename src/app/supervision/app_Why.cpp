@@ -27,10 +27,11 @@ void writeWhy(const char* name, const StateFacts& facts, utility::PutStream& str
   const StateRule* const rule = decidingRule(facts);
   stream.PutF("%s is %s and %s\n", name, strings::StringRepository::toString(facts.state),
               rule == nullptr ? "stays so" : rule->text);
-  framework::TableRows rows = {{"WHEN", "RULE", "FACT", "HOLDS"}};
+  framework::TableRows rows;
   if (rule != nullptr) addRows(rows, "now", *rule, facts, true);
   for (const StateRule* next : nextRules(facts)) addRows(rows, "next", *next, facts, false);
-  framework::writeTable(stream, rows);
+  framework::writeTable(
+      stream, {{"WHEN", "When"}, {"RULE", "Rule"}, {"FACT", "Fact"}, {"HOLDS", "Holds"}}, rows);
 }
 
 std::string nextStep(const StateFacts& facts) {

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "host/base/fw_Item.h"
 #include "host/base/ut_Arguments.h"
@@ -25,6 +27,9 @@ class CommandHandler : public virtual Item {
     /// The arguments with which it enables a disabled console, which the local root may type even
     /// there; null for a command that does not.
     const char* enabling = nullptr;
+    /// Answers what may stand behind the words at a place, 0 being the first, for those who type;
+    /// null where that cannot be listed.
+    std::vector<std::string> (*choices)(unsigned int place) = nullptr;
   };
 
   explicit CommandHandler(const commanddata& data) : m_data(data) {}

@@ -23,9 +23,10 @@ inline constexpr std::array<strings::stringtoken, sizeof...(words)> pathOf = {
 
 /// The texts of the command that these words make.
 template <strings::Literal... words>
-constexpr CommandHandler::commanddata commandOf(const char* name, const char* help,
-                                                const char* usage, const char* enabling = nullptr) {
-  return {name, help, usage, sizeof...(words), pathOf<words...>.data(), enabling};
+constexpr CommandHandler::commanddata commandOf(
+    const char* name, const char* help, const char* usage, const char* enabling = nullptr,
+    std::vector<std::string> (*choices)(unsigned int) = nullptr) {
+  return {name, help, usage, sizeof...(words), pathOf<words...>.data(), enabling, choices};
 }
 
 /// Registers the commands of a table.

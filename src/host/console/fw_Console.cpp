@@ -65,6 +65,10 @@ void Console::reply(int code, const char* format, ...) {
 int Console::takeReply(std::string& text) {
   m_stream.FlushOutputStream();
   text = std::exchange(m_text.m_text, {});
+  if (m_stream.isAskedForRecords()) {
+    std::string json = m_stream.endRecords(text);
+    if (m_code == Ok) text = std::move(json);
+  }
   return std::exchange(m_code, Ok);
 }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "util/ut_VirtualPutStream.h"
+#include "host/console/fw_ConsoleTable.h"
 
 namespace framework {
 
@@ -49,6 +49,10 @@ class Console {
   virtual void reply(int code, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
   int getPeer() const { return m_peer; }
+
+  /// Asks for records in the place of the present answer's tables: what is answered with Ok is then
+  /// one JSON text (ListingStream::endRecords).
+  void askForRecords() { m_stream.askForRecords(); }
 
   /// Ends the answer: moves all that was written since the last call to `text` and answers the
   /// code.
@@ -96,7 +100,7 @@ class Console {
   std::atomic<bool> m_enabled = true;
   std::atomic<Service*> m_currentService = nullptr;
   TextStream m_text;
-  utility::VirtualPutStream m_stream;
+  ListingStream m_stream;
   std::mutex m_outputMutex;
   std::atomic<std::thread::id> m_outputOwner;  // who holds it, so that wrong use is told
   std::function<void()> m_afterReply;

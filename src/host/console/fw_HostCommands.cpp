@@ -1,4 +1,4 @@
-// The console commands help, services, information, event and shutdown.
+// The console commands services, information, event and shutdown.
 #include "host/console/fw_HostCommands.h"
 
 #include <cstring>
@@ -9,6 +9,7 @@
 #include "host/console/fw_Console.h"
 #include "host/console/fw_ConsoleHold.h"
 #include "host/console/fw_ConsoleTable.h"
+#include "host/console/fw_Nearest.h"
 #include "host/service/fw_EventManager.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "host/service/fw_ServiceHost.h"
@@ -20,24 +21,6 @@ namespace {
 using strings::stringtoken;
 using utility::Arguments;
 
-int help(const Shell& shell, Console& console, const Arguments& arguments) {
-  const auto commands = shell.commandsFrom(arguments);
-  if (commands.empty()) console.reply(Usage, "no command begins with these words; try help\n");
-  const bool detailed = arguments.ArgCount() > 0;
-  for (const CommandHandler* command : commands) {
-    command->information(console.output(), 0, detailed);
-  }
-  return 1;
-}
-
-int helpWords(const Shell& shell, Console& console, const Arguments& arguments) {
-  if (arguments.ArgCount() > 0) return 0;
-  for (const CommandHandler* command : shell.commandsFrom(Arguments())) {
-    console.output().PutF("%s\n", Shell::pathOf(*command).c_str());
-  }
-  return 1;
-}
-
 const char* stateOf(const RunningService& running) {
   if (*running.failed) return "failed";
   const auto* active = dynamic_cast<const ActiveService*>(running.service.get());
@@ -46,7 +29,7 @@ const char* stateOf(const RunningService& running) {
 
 int services(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
-  TableRows rows = {{"NAME", "STATE", "THREADS"}};
+  TableRows rows;
   const ServiceHost& host = ServiceHost::instance();
   for (const RunningService& running : host.services()) {
     rows.push_back({running.service->getNameString(), stateOf(running),
@@ -57,8 +40,18 @@ int services(Console& console, const Arguments& arguments) {
       rows.push_back({factory->getName(), "not built", "0"});
     }
   }
-  writeTable(console.output(), rows);
+  writeTable(console.output(),
+             {{"NAME", "Name"}, {"STATE", "State"}, {"THREADS", "Threads", Cell::Number}}, rows);
   return 1;
+}
+
+std::vector<std::string> serviceNames(unsigned int place) {
+  std::vector<std::string> names;
+  if (place > 0) return names;
+  for (const RunningService& running : ServiceHost::instance().services()) {
+    names.emplace_back(running.service->getNameString());
+  }
+  return names;
 }
 
 int information(Console& console, const Arguments& arguments) {
@@ -73,20 +66,35 @@ int information(Console& console, const Arguments& arguments) {
   }
   const RunningService* running = ServiceHost::instance().find(name);
   if (running == nullptr) {
-    console.reply(Refused, "no such service: %s\n", name);
+    console.reply(Refused, "no such service: %s%s\n", name,
+                  didYouMean(name, serviceNames(0)).c_str());
   } else {
     running->service->information(console.output(), 0, true);
   }
   return 1;
 }
 
-// Only an event that somebody subscribes to, so that what is typed makes no token.
-std::optional<stringtoken> subscribedEvent(const char* name) {
+std::vector<stringtoken> subscribedEvents() {
+  std::vector<stringtoken> events;
   for (const RunningService& running : ServiceHost::instance().services()) {
     const stringtoken* event = running.service->eventSubscription();
-    for (; event != nullptr && *event != strings::tGSendOfList; ++event) {
-      if (std::strcmp(strings::StringRepository::toString(*event), name) == 0) return *event;
-    }
+    for (; event != nullptr && *event != strings::tGSendOfList; ++event) events.push_back(*event);
+  }
+  return events;
+}
+
+std::vector<std::string> eventNames(unsigned int place) {
+  std::vector<std::string> names;
+  for (const stringtoken event : subscribedEvents()) {
+    if (place == 0) names.emplace_back(strings::StringRepository::toString(event));
+  }
+  return names;
+}
+
+// Only an event that somebody subscribes to, so that what is typed makes no token.
+std::optional<stringtoken> subscribedEvent(const char* name) {
+  for (const stringtoken event : subscribedEvents()) {
+    if (std::strcmp(strings::StringRepository::toString(event), name) == 0) return event;
   }
   return std::nullopt;
 }
@@ -111,12 +119,19 @@ int eventSend(Console& console, const Arguments& arguments) {
   if (name == nullptr) return 0;
   const auto event = subscribedEvent(name);
   if (!event) {
-    console.reply(Refused, "no service subscribes to an event of this name: %s\n", name);
+    console.reply(Refused, "no service subscribes to an event of this name: %s%s\n", name,
+                  didYouMean(name, eventNames(0)).c_str());
     return 1;
   }
   EventManager& events = EventManager::instance();
-  const bool taken =
-      arguments.ArgCount() > 1 ? events.raise(*event, joined(arguments, 1)) : events.raise(*event);
+  const bool hasText = arguments.ArgCount() > 1;
+  const std::string text = hasText ? joined(arguments, 1) : "";
+  const std::string refusal = hasText ? events.textRefusal(*event, text) : "";
+  if (!refusal.empty()) {
+    console.reply(Refused, "event %s not sent: %s\n", name, refusal.c_str());
+    return 1;
+  }
+  const bool taken = hasText ? events.raise(*event, text) : events.raise(*event);
   if (taken) {
     console.reply(Ok, "event %s sent\n", name);
   } else {
@@ -139,14 +154,6 @@ void registerHostCommands(Shell& shell, std::function<void()> shutdown) {
   registerCommands(
       shell,
       {
-          {std::bind_front(help, std::cref(shell)),
-           commandOf<"help">("Help",
-                             "help: list the commands, or those that begin with the words given.\n",
-                             "help [WORD...]\n")},
-          {std::bind_front(helpWords, std::cref(shell)),
-           commandOf<"help", "words">(
-               "HelpWords", "help words: list the words of every command, one command a line.\n",
-               "help words\n")},
           {services,
            commandOf<"services">("Services",
                                  "services: list the services, their states and their threads.\n",
@@ -154,14 +161,16 @@ void registerHostCommands(Shell& shell, std::function<void()> shutdown) {
           {information,
            commandOf<"information">("Information",
                                     "information: show the report of one service or of all.\n",
-                                    "information [SERVICE]\n")},
+                                    "information [SERVICE]\n", nullptr, serviceNames)},
           {eventSend, commandOf<"event", "send">(
                           "EventSend", "event send: raise an event, without data or with a text.\n",
-                          "event send NAME [TEXT]\n")},
+                          "event send NAME [TEXT]\n", nullptr, eventNames)},
           {std::bind_front(shutdownHost, std::move(shutdown)),
            commandOf<"shutdown">("Shutdown", "shutdown: stop the host.\n", "shutdown\n")},
       });
+  registerHelpCommands(shell);
   registerLogCommands(shell);
+  registerTailCommands(shell);
   registerRegistryCommands(shell);
   registerHoldCommands(shell);
 }

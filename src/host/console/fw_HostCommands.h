@@ -7,10 +7,17 @@ namespace framework {
 
 class Shell;
 
-/// Registers help, services, information, event, debug, log, lock, portal, managedlogs, console
-/// and shutdown. `shutdown` is called on a client's thread once the reply to "shutdown" was sent;
-/// it asks the main thread to stop the host and returns. The shell outlives its commands.
+/// Registers help, complete, services, information, event, events, debug, log, lock, portal,
+/// managedlogs, console and shutdown. `shutdown` is called on a client's thread once the reply to
+/// "shutdown" was sent; it asks the main thread to stop the host and returns. The shell outlives
+/// its commands.
 void registerHostCommands(Shell& shell, std::function<void()> shutdown);
+
+/// The part of them that says what can be typed: help, "?" and complete.
+void registerHelpCommands(Shell& shell);
+
+/// The part of them that shows what came of late: log tail and events.
+void registerTailCommands(Shell& shell);
 
 /// The part of them that steers the log: debug and log.
 void registerLogCommands(Shell& shell);

@@ -18,6 +18,15 @@ namespace {
 using utility::Arguments;
 using utility::Debug;
 
+std::vector<std::string> flagNames(unsigned int place) {
+  return place == 0 ? debugFlagNames() : std::vector<std::string>();
+}
+
+std::vector<std::string> levelNames(unsigned int place) {
+  if (place > 0) return {};
+  return {"error", "warning", "info", "debug", "trace"};
+}
+
 template <bool on>
 int switchFlag(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() != 1) return 0;
@@ -41,11 +50,11 @@ int switchFlag(Console& console, const Arguments& arguments) {
 
 int listFlags(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
-  TableRows rows = {{"NAME", "DEBUG"}};
+  TableRows rows;
   for (const std::string& name : debugFlagNames()) {
     rows.push_back({name, Debug::isDebugOn(strings::GS.toToken(name.c_str())) ? "on" : "off"});
   }
-  writeTable(console.output(), rows);
+  writeTable(console.output(), {{"NAME", "Name"}, {"DEBUG", "Enabled", Cell::Flag}}, rows);
   return 1;
 }
 
@@ -76,17 +85,17 @@ void registerLogCommands(Shell& shell) {
           {switchFlag<true>,
            commandOf<"debug", "on">("DebugOn",
                                     "debug on: write the debug lines of a service or of a flag.\n",
-                                    "debug on NAME\n")},
+                                    "debug on NAME\n", nullptr, flagNames)},
           {switchFlag<false>,
            commandOf<"debug", "off">("DebugOff", "debug off: write them no more.\n",
-                                     "debug off NAME\n")},
+                                     "debug off NAME\n", nullptr, flagNames)},
           {listFlags, commandOf<"debug", "list">("DebugList", "debug list: list the debug flags.\n",
                                                  "debug list\n")},
           {logLevel, commandOf<"log", "level">(
                          "LogLevel",
                          "log level: show or set the log's level: error, warning, info, debug or "
                          "trace.\n",
-                         "log level [error|warning|info|debug|trace]\n")},
+                         "log level [error|warning|info|debug|trace]\n", nullptr, levelNames)},
       });
 }
 

@@ -72,9 +72,9 @@ int registerPortal(Console& console, const Arguments& arguments) {
 }
 
 int listHolders(Console& console, const std::vector<std::pair<std::string, int>>& holders) {
-  TableRows rows = {{"NAME", "PID"}};
+  TableRows rows;
   for (const auto& [name, pid] : holders) rows.push_back({name, std::to_string(pid)});
-  writeTable(console.output(), rows);
+  writeTable(console.output(), {{"NAME", "Name"}, {"PID", "ProcessId", Cell::Number}}, rows);
   return 1;
 }
 
@@ -90,13 +90,20 @@ int listPortals(Console& console, const Arguments& arguments) {
 
 int listReports(Console& console, const Arguments& arguments) {
   if (arguments.ArgCount() > 0) return 0;
-  TableRows rows = {{"TIME", "CODE", "COMPONENT"}};
+  ListingStream* const records = recordsAskedOf(console.output());
+  TableRows rows;
   for (const ManagedLogsReport& report : managedLogsReports()) {
+    if (records != nullptr) {
+      records->addRecord({{"Time", timeValue(report.time)},
+                          {"Code", report.code},
+                          {"Component", report.component}});
+      continue;
+    }
     std::array<char, 64> time;
     utility::TimeMeasure::printTimestamp(report.time, time.data(), static_cast<int>(time.size()));
     rows.push_back({time.data(), std::to_string(report.code), std::to_string(report.component)});
   }
-  writeTable(console.output(), rows);
+  writeTable(console.output(), {{"TIME", ""}, {"CODE", ""}, {"COMPONENT", ""}}, rows);
   return 1;
 }
 

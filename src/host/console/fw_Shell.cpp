@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 
 #include "host/base/fw_Guarded.h"
 #include "host/base/st_StringRepository.h"
 #include "host/console/fw_Console.h"
+#include "host/console/fw_Nearest.h"
 #include "host/console/fw_TypedLine.h"
 
 namespace framework {
@@ -27,6 +29,10 @@ bool beginsWith(const CommandHandler& handler, const utility::Arguments& words) 
 
 bool wordsBefore(const CommandHandler* left, const CommandHandler* right) {
   return Shell::pathOf(*left) < Shell::pathOf(*right);
+}
+
+std::set<std::string> setOf(const std::vector<std::string>& names) {
+  return {names.begin(), names.end()};
 }
 
 }  // namespace
@@ -54,8 +60,12 @@ void Shell::registerCommand(CommandHandler* handler) {
 
 void Shell::execute(const std::string& line, Console& console) const {
   std::string error;
-  const auto words = splitLine(line, error);
+  auto words = splitLine(line, error);
   if (!words) return console.reply(Usage, "%s", error.c_str());
+  if (!words->empty() && words->front() == "--json") {
+    words->erase(words->begin());
+    console.askForRecords();
+  }
   if (!words->empty()) execute(*words, console);
 }
 
@@ -96,6 +106,19 @@ std::string Shell::enablingLine() const {
   return found == m_handlers.end() ? "" : pathOf(**found) + ' ' + (*found)->data().enabling;
 }
 
+std::vector<std::string> Shell::choices(const utility::Arguments& words) const {
+  std::set<std::string> found;
+  for (const CommandHandler* command : commandsFrom(words)) {
+    if (command->data().wordCount > words.ArgCount())
+      found.insert(wordAt(*command, words.ArgCount()));
+  }
+  const CommandHandler* named = find(words);
+  if (named != nullptr && named->data().choices != nullptr) {
+    found.merge(setOf(named->data().choices(words.ArgCount() - named->data().wordCount)));
+  }
+  return {found.begin(), found.end()};
+}
+
 CommandHandler* Shell::find(const utility::Arguments& arguments) const {
   CommandHandler* best = nullptr;
   for (const auto& handler : m_handlers) {
@@ -108,7 +131,11 @@ CommandHandler* Shell::find(const utility::Arguments& arguments) const {
 void Shell::replyUsage(const utility::Arguments& arguments, Console& console) const {
   const char* first = arguments.ArgValue(0);
   const auto alike = commandsFrom(utility::Arguments({first}));
-  if (alike.empty()) return console.reply(Usage, "unknown command: %s; try help\n", first);
+  if (alike.empty()) {
+    const std::string near = didYouMean(first, choices(utility::Arguments()));
+    return console.reply(Usage, "unknown command: %s%s\n", first,
+                         near.empty() ? "; try help" : near.c_str());
+  }
   for (const CommandHandler* handler : alike) {
     console.reply(Usage, "usage: %s", handler->data().usage);
   }

@@ -26,7 +26,8 @@ class Shell {
   /// a thread brings would outlive a service that was not built, or meet a client's search.
   void takeCommands(bool take) { m_takes = take; }
 
-  /// Splits the line and executes its words; an empty line does nothing.
+  /// Splits the line and executes its words; an empty line does nothing. A first word "--json"
+  /// asks for records (Console::askForRecords).
   void execute(const std::string& line, Console& console) const;
 
   /// Has the command with the longest match answer. Without one, the answer is the usage of the
@@ -35,6 +36,10 @@ class Shell {
 
   /// The commands that begin with these words, in the order of their words.
   std::vector<const CommandHandler*> commandsFrom(const utility::Arguments& words) const;
+
+  /// The words that may stand behind these: those of commands, and what the command that they name
+  /// knows (CommandHandler::commanddata::choices). Sorted, each once.
+  std::vector<std::string> choices(const utility::Arguments& words) const;
 
   /// A command's words, joined by blanks.
   static std::string pathOf(const CommandHandler& handler);

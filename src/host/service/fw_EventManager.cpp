@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/service/fw_Service.h"
+#include "util/ut_TimeMeasure.h"
 
 namespace framework {
 
@@ -32,6 +33,7 @@ bool EventManager::push(strings::stringtoken event,
                         const std::shared_ptr<const std::string>& text) {
   if (isRecord(event)) return false;
   const std::lock_guard lock(m_mutex);
+  note(event, text == nullptr ? "" : std::string_view(*text));
   bool taken = m_delivering;
   for (const auto& delivery : m_deliveries) {
     if (delivery->subscribes(event) && !delivery->push(event, text)) taken = false;
@@ -42,6 +44,7 @@ bool EventManager::push(strings::stringtoken event,
 bool EventManager::raise(strings::stringtoken event, const MakeRecord& make) {
   if (!isRecord(event)) return false;
   const std::lock_guard lock(m_mutex);
+  note(event, "");
   bool taken = false;
   for (const auto& delivery : m_deliveries) {
     if (!delivery->subscribes(event)) continue;
@@ -53,6 +56,25 @@ bool EventManager::raise(strings::stringtoken event, const MakeRecord& make) {
 
 void EventManager::declareRecord(strings::stringtoken event) {
   if (!isRecord(event)) m_records.push_back(event);
+}
+
+std::string EventManager::textRefusal(strings::stringtoken event, const std::string& text) const {
+  const auto rule = m_rules.find(event);
+  return rule == m_rules.end() ? "" : rule->second(text);
+}
+
+void EventManager::note(strings::stringtoken event, std::string_view text) {
+  constexpr std::size_t most = 200;
+  constexpr std::size_t longest = 200;
+  if (!m_delivering) return;
+  m_recent.push_back({++m_count, utility::TimeMeasure::getTimestamp(), event,
+                      std::string(text.substr(0, longest))});
+  if (m_recent.size() > most) m_recent.pop_front();
+}
+
+std::vector<EventManager::Raised> EventManager::recent() {
+  const std::lock_guard lock(m_mutex);
+  return {m_recent.begin(), m_recent.end()};
 }
 
 void EventManager::start(const std::vector<Service*>& services) {

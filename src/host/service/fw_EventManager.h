@@ -1,10 +1,14 @@
 // Events: raised on any thread, delivered on one for each subscriber.
 #pragma once
 
+#include <cstdint>
+#include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/service/fw_EventDelivery.h"
@@ -34,6 +38,23 @@ class EventManager {
   /// Declares that the event's data is always a record. Call while no thread raises events.
   void declareRecord(strings::stringtoken event);
 
+  /// Has who types the text of an event be refused by this rule: it answers one line without its
+  /// end, empty for a text that makes sense. Call while no thread raises events.
+  using TextRule = std::string (*)(const std::string& text);
+  void declareText(strings::stringtoken event, TextRule rule) { m_rules[event] = rule; }
+  /// Why such a text makes no sense; empty where it does or nobody knows.
+  std::string textRefusal(strings::stringtoken event, const std::string& text) const;
+
+  /// An event that was raised while events were delivered.
+  struct Raised {
+    std::uint64_t number;  ///< from 1
+    std::int64_t time;     ///< host timestamp
+    strings::stringtoken event;
+    std::string text;  ///< its first 200 bytes; empty for none and for a record
+  };
+  /// The latest of them, at most 200, the oldest first. Any thread may call.
+  std::vector<Raised> recent();
+
   /// Begins to deliver to these services, which live until stop() returns.
   void start(const std::vector<Service*>& services);
   /// Ends delivery: the handlers that run are finished, what still waits is dropped.
@@ -48,10 +69,15 @@ class EventManager {
  private:
   bool push(strings::stringtoken event, const std::shared_ptr<const std::string>& text);
 
+  void note(strings::stringtoken event, std::string_view text);
+
   std::vector<strings::stringtoken> m_records;
+  std::map<strings::stringtoken, TextRule> m_rules;
   std::mutex m_mutex;  // guards what follows; taken before a delivery's
   bool m_delivering = false;
   std::vector<std::unique_ptr<EventDelivery>> m_deliveries;
+  std::deque<Raised> m_recent;
+  std::uint64_t m_count = 0;
 };
 
 }  // namespace framework

@@ -1,0 +1,30 @@
+// What is told of a daemon and of its history: the values, and the names that they have wherever
+// programs read them.
+#pragma once
+
+#include "app/supervision/app_History.h"
+#include "app/supervision/app_ProcessView.h"
+#include "app/supervision/app_memtrack.h"
+#include "util/fw_Value.h"
+
+namespace services::app {
+
+/// All that is known of a daemon at one moment.
+struct DaemonReport {
+  ProcessView view = {};
+  bool restarting = false;
+  unsigned int dataKilobytes = 0;  ///< as last measured
+  std::string nextStep = {};       ///< what comes next if nothing but time passes; may be empty
+  unsigned int restartsLastHour = 0;
+  unsigned int restartsLastDay = 0;
+  History::Summary sums = {};
+  std::string suspendedBy = {};       ///< who asked for it; empty where that is not known
+  std::vector<std::string> why = {};  ///< lines: which rule decides, and what would change it
+  std::int64_t asOf = 0;              ///< host timestamp of the look
+};
+
+framework::Value::Record recordOf(const DaemonReport& daemon);
+framework::Value::Record recordOf(const HistoryEntry& entry);
+framework::Value::Record recordOf(const memtrack_& sample);
+
+}  // namespace services::app
