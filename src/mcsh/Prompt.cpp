@@ -5,24 +5,36 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
 
-#include "mcsh/Completion.h"
 #include "mcsh/Secrets.h"
 
 namespace mcsh {
 
 namespace {
 
-std::vector<std::string> completedCommands;
+std::function<std::vector<std::string>(const std::string&)> choicesBehind;
+
+// The choices that begin with `start`; no exception may pass through the editor.
+std::vector<std::string> candidatesFor(const char* start) {
+  const auto length = static_cast<std::size_t>(rl_point) - std::strlen(start);
+  std::vector<std::string> candidates;
+  try {
+    candidates = choicesBehind(std::string(rl_line_buffer, length));
+  } catch (const std::exception&) {
+    return {};  // the next command tells
+  }
+  std::erase_if(candidates, [&](const std::string& one) { return !one.starts_with(start); });
+  return candidates;
+}
 
 // Called with 0 for the first candidate and more for the next ones; libedit frees the answer.
 char* nextCompletion(const char* start, int state) {
   static std::vector<std::string> candidates;
   static std::size_t next = 0;
   if (state == 0) {
-    const auto length = static_cast<std::size_t>(rl_point) - std::strlen(start);
-    candidates = completions(completedCommands, std::string(rl_line_buffer, length), start);
+    candidates = candidatesFor(start);
     next = 0;
   }
   return next < candidates.size() ? ::strdup(candidates[next++].c_str()) : nullptr;
@@ -35,8 +47,8 @@ char** complete(const char* start, int /*begin*/, int /*end*/) {
 
 }  // namespace
 
-void setCompletedCommands(std::vector<std::string> commands) {
-  completedCommands = std::move(commands);
+void setCompletion(std::function<std::vector<std::string>(const std::string&)> choices) {
+  choicesBehind = std::move(choices);
   rl_attempted_completion_function = complete;
 }
 

@@ -18,19 +18,28 @@
 #include "mcsh/Prompt.h"
 #include "mcsh/SecretSource.h"
 #include "mcsh/Secrets.h"
+#include "mcsh/Views.h"
 #include "util/fw_ShownText.h"
 
 namespace {
 
+using Words = std::vector<std::string>;
+
 enum ExitStatus { succeeded = 0, failed = 1, unusable = 2 };
 
 constexpr const char* usage =
-    "usage: mcsh [--socket PATH] [--timeout SECONDS] [COMMAND...]\n"
+    "usage: mcsh [--socket PATH] [--timeout SECONDS] [--json] [COMMAND...]\n"
     "Runs a command of the host's console. Without one: prompts on a terminal, otherwise runs the\n"
     "lines of standard input up to the first that fails. \"mcsh help\" lists the commands.\n"
     "\n"
+    "  top                            the daemons, repainted each second; \"q\" ends it\n"
+    "  watch [SECONDS] COMMAND...     what a command says, repainted each 2 seconds\n"
+    "  log tail -f [LEVEL] [TEXT]     the log's lines as they come\n"
+    "  events -f [NAME]               the events as they are raised\n"
+    "\n"
     "  --socket PATH      the console's socket ($MC_CONSOLE, else /run/mc/console)\n"
     "  --timeout SECONDS  end when the host keeps silent for so long, 1 to 86400\n"
+    "  --json             answer by one JSON text; what is refused goes to standard error\n"
     "  --help             show this text\n"
     "\n"
     "A secret stays off the command line with \"@\" behind its key: its value is then the path of "
@@ -43,6 +52,7 @@ constexpr const char* usage =
 struct Options {
   std::string socket;
   mcsh::Patience patience;
+  bool json = false;
   std::vector<std::string> command;
 };
 
@@ -67,6 +77,7 @@ std::optional<Options> parse(int argc, char** argv, int& status) {
                   .command = {}};
   const option known[] = {{"socket", required_argument, nullptr, 's'},
                           {"timeout", required_argument, nullptr, 't'},
+                          {"json", no_argument, nullptr, 'j'},
                           {"help", no_argument, nullptr, 'h'},
                           {nullptr, 0, nullptr, 0}};
   int found = 0;
@@ -79,6 +90,10 @@ std::optional<Options> parse(int argc, char** argv, int& status) {
       options.patience.limit = secondsOf(::optarg);
       if (options.patience.limit.count() > 0) continue;
     }
+    if (found == 'j') {
+      options.json = true;
+      continue;
+    }
     status = found == 'h' ? succeeded : unusable;
     std::fputs(usage, found == 'h' ? stdout : stderr);
     return std::nullopt;
@@ -87,20 +102,37 @@ std::optional<Options> parse(int argc, char** argv, int& status) {
   return options;
 }
 
-void print(const mcsh::Reply& reply) {
+void print(const mcsh::Reply& reply, std::FILE* stream = stdout) {
   const std::string text = framework::shownLines(reply.text);
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fflush(stdout);
+  std::fwrite(text.data(), 1, text.size(), stream);
+  std::fflush(stream);
+}
+
+// A connection for what repaints and follows: a host that is silent ends it, since its keys are not
+// looked at meanwhile.
+mcsh::Client viewsClient(const Options& options) {
+  mcsh::Patience patience = options.patience;
+  if (patience.limit.count() == 0) patience.limit = std::chrono::seconds(5);
+  patience.noAnswerYet = nullptr;
+  return mcsh::Client(options.socket, patience);
+}
+
+std::optional<int> runView(const Options& options, const std::vector<std::string>& words) {
+  if (!mcsh::isView(words)) return std::nullopt;
+  mcsh::Client client = viewsClient(options);
+  return mcsh::runView(client, words);
 }
 
 int runOne(const Options& options) {
-  const std::string line = framework::joinWords(mcsh::withSecrets(options.command));
+  if (const auto status = runView(options, options.command)) return *status;
+  const std::string command = framework::joinWords(mcsh::withSecrets(options.command));
+  const std::string line = options.json ? "--json " + command : command;
   if (!framework::isShown(line)) {
     std::fputs("mcsh: a command is UTF-8 without control characters\n", stderr);
     return unusable;
   }
   const mcsh::Reply reply = mcsh::Client(options.socket, options.patience).ask(line);
-  print(reply);
+  print(reply, options.json && reply.code != 0 ? stderr : stdout);
   return reply.code == 0 ? succeeded : failed;
 }
 
@@ -111,22 +143,27 @@ std::string commandOf(const std::string& line) {
   return line.substr(begin, line.find_last_not_of(" \t") + 1 - begin);
 }
 
+bool isExit(const std::string& command) { return command == "exit" || command == "quit"; }
+
 int runLines(const Options& options) {
   mcsh::Client client(options.socket, options.patience);
   for (std::string line; std::getline(std::cin, line);) {
     const std::string command = commandOf(line);
-    if (command == "exit") break;
+    if (isExit(command)) break;
     if (command.empty()) continue;
-    const mcsh::Reply reply = client.ask(mcsh::withSecrets(command));
-    print(reply);
+    const std::string filled = mcsh::withSecrets(command);
+    const mcsh::Reply reply = client.ask(options.json ? "--json " + filled : filled);
+    print(reply, options.json && reply.code != 0 ? stderr : stdout);
     if (reply.code != 0) return failed;
   }
   return succeeded;
 }
 
 // Asks the host; a secret that cannot be had ends the command alone.
-void runTyped(mcsh::Client& client, const std::string& command) {
+void runTyped(const Options& options, mcsh::Client& client, const std::string& command) {
   std::string line;
+  std::string error;
+  if (runView(options, framework::splitLine(command, error).value_or(Words()))) return;
   try {
     line = mcsh::withSecrets(command);
   } catch (const mcsh::SecretError& failure) {
@@ -138,21 +175,31 @@ void runTyped(mcsh::Client& client, const std::string& command) {
   print(reply);
 }
 
+// The words that may come behind those typed, of the host and of the client's own.
+Words choicesFor(mcsh::Client& client, const std::string& typed) {
+  const mcsh::Reply reply = client.ask("complete " + typed);
+  Words choices;
+  if (reply.code != 0) return choices;
+  std::istringstream lines(reply.text);
+  for (std::string line; std::getline(lines, line);) choices.push_back(framework::shownText(line));
+  if (typed.find_first_not_of(" \t") == std::string::npos) {
+    choices.insert(choices.end(), {"exit", "quit", "top", "watch"});
+  }
+  return choices;
+}
+
 int runPrompt(const Options& options) {
   mcsh::Client client(options.socket, options.patience);
-  const mcsh::Reply first = client.ask("help words");
+  const mcsh::Reply first = client.ask("complete");
   if (first.code != 0) {
     print(first);
     return failed;
   }
-  std::istringstream words(framework::shownLines(first.text));
-  std::vector<std::string> commands = {"exit"};
-  for (std::string command; std::getline(words, command);) commands.push_back(command);
-  mcsh::setCompletedCommands(std::move(commands));
+  mcsh::setCompletion([&client](const std::string& typed) { return choicesFor(client, typed); });
   while (const auto line = mcsh::promptedLine()) {
     const std::string command = commandOf(*line);
-    if (command == "exit") return succeeded;
-    if (!command.empty()) runTyped(client, command);
+    if (isExit(command)) return succeeded;
+    if (!command.empty()) runTyped(options, client, command);
   }
   std::putchar('\n');
   return succeeded;
