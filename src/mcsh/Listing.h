@@ -9,14 +9,14 @@ namespace mcsh {
 
 /// A daemon of "process list".
 struct DaemonLine {
-  std::string name;
-  std::string state;
+  std::string name = {};
+  std::string state = {};
   std::int64_t seconds = 0;  ///< in that state
   std::int64_t restartsLastDay = 0;
   std::int64_t dataKilobytes = 0;
   bool suspended = false;
-  std::string marks;     ///< empty for none
-  std::string nextStep;  ///< empty for none
+  std::string marks = {};     ///< empty for none
+  std::string nextStep = {};  ///< empty for none
 };
 
 struct DaemonListing {

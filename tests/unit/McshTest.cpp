@@ -9,6 +9,7 @@
 
 #include "host/console/fw_HostCommands.h"
 #include "mcsh/Client.h"
+#include "mcsh/Top.h"
 #include "support/ConsoleSetting.h"
 
 namespace framework {
@@ -143,14 +144,40 @@ TEST_F(Mcsh, ReadsSecretsFromFiles) {
       Ended(2, "mcsh: there is no terminal to ask for a secret\n"));
 }
 
-// A terminal on which mcsh prompts.
+TEST(Top, SaysInOneSentenceWhetherAllIsWellAndShowsTheWorstFirst) {
+  using Daemons = std::vector<mcsh::DaemonLine>;
+  const mcsh::DaemonLine up{.name = "a", .state = "Up"};
+  const mcsh::DaemonLine down{.name = "b", .state = "Down"};
+  const mcsh::DaemonLine starting{.name = "c", .state = "Starting"};
+  const mcsh::DaemonLine suspended{.name = "d", .state = "Down", .suspended = true};
+  const mcsh::DaemonLine failing{.name = "e", .state = "Up", .marks = "FAILING 7x"};
+  const std::pair<Daemons, const char*> rows[] = {
+      {{}, "No daemon is supervised."},
+      {{up, up}, "All is well: 2 daemons up."},
+      {{up, suspended, starting}, "Nothing is wrong: 1 daemon up, 1 on the way, 1 suspended."},
+      {{up, down, failing}, "2 daemons of 3 need a look: b, e."},
+  };
+  for (const auto& [daemons, headline] : rows) {
+    EXPECT_EQ(mcsh::headlineOf({daemons, {}}), headline);
+  }
+  const auto picture = mcsh::pictureOf({{up, suspended, starting, down}, {"off"}}, 7);
+  std::string names;
+  for (const auto& line : picture) names += line.text.substr(0, 1);
+  EXPECT_EQ(names,
+            "1o"
+            "Nbca")
+      << "and the suspended one is left out";
+  EXPECT_EQ(picture.back().text, "and 2 lines more");
+}
+
+// A terminal on which mcsh prompts, or runs a command.
 class Terminal {
  public:
-  explicit Terminal(const std::string& path) {
+  explicit Terminal(const std::string& path, const char* command = nullptr) {
     m_pid = ::forkpty(&m_terminal, nullptr, nullptr, nullptr);
     if (m_pid == 0) {
       ::setenv("TERM", "xterm", 1);
-      ::execl(program.c_str(), "mcsh", "--socket", path.c_str(), nullptr);
+      ::execl(program.c_str(), "mcsh", "--socket", path.c_str(), command, nullptr);
       ::_exit(127);
     }
   }
@@ -229,6 +256,18 @@ TEST_F(Mcsh, AsksForSecretsWithoutEcho) {
   terminal.type("serv\t", "ices");  // so that an end of input is a key like any other
   terminal.type("\x15\x04", "\n");
   EXPECT_EQ(terminal.exitStatus(), 0);
+}
+
+TEST_F(Mcsh, GivesTheTerminalBackWhateverEndsAView) {
+  const std::string left = "\x1B[?1049l";
+  const std::pair<const char*, int> rows[] = {{"q", 0}, {"\x03", 0}, {nullptr, 2}};
+  for (const auto& [key, status] : rows) {
+    Terminal terminal(m_path, "top");
+    terminal.type("", "unknown command: process");
+    if (key == nullptr) m_server.stop();
+    terminal.type(key == nullptr ? "" : key, left);
+    EXPECT_EQ(terminal.exitStatus(), status);
+  }
 }
 
 TEST_F(Mcsh, ALostHostIsToldAtThePrompt) {

@@ -9,6 +9,7 @@
 #include "support/ConsoleSetting.h"
 #include "util/fw_Exception.h"
 #include "util/fw_ShownText.h"
+#include "util/fw_Value.h"
 
 namespace framework {
 namespace {
@@ -63,6 +64,17 @@ TEST(ShownText, KeepsWhatIsUtf8AndNoControl) {
     EXPECT_EQ(isShown(text), text == shown) << shown;
   }
   EXPECT_EQ(shownLines("a\nb\r\n"), "a\nb?\n");
+}
+
+TEST(Value, IsJsonWithoutControlCharactersWhateverATextHolds) {
+  const Value value = Value::Record{{"a\"b\\", Value::List{1,
+                                                           true,
+                                                           {},
+                                                           "\n\x7F\xC2\x9B\xE2\x80\xA8\xFF"
+                                                           "\xF0\x9F\x98\x80"}}};
+  EXPECT_EQ(value.json(),
+            "{\"a\\\"b\\\\\":[1,true,null,\"\\u000a\\u007f\\u009b\\u2028\xEF\xBF\xBD"
+            "\xF0\x9F\x98\x80\"]}");
 }
 
 constexpr strings::stringtoken memoryPath[] = {strings::token<"memory">};

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "app/supervision/app_AppManager.h"
+#include "app/supervision/app_DaemonReport.h"
 #include "app/supervision/app_PartnerSummary.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
@@ -14,6 +15,7 @@
 #include "web/wb_Messages.h"
 #include "web/wb_Metrics.h"
 #include "web/wb_Redfish.h"
+#include "web/wb_Resource.h"
 
 namespace services::web {
 namespace {
@@ -362,6 +364,25 @@ TEST_F(WebRedfish, AFilterLetsThroughWhatItNames) {
     if (!filter) continue;
     EXPECT_EQ((*filter)(event), *row.passes) << row.filter;
   }
+}
+
+void expectNamed(const boost::json::object& shown, const boost::json::object& known) {
+  for (const auto& [name, value] : shown) {
+    if (name == "Actions" || name == "History" || name.starts_with("@")) continue;
+    const auto* same = known.if_contains(name);
+    ASSERT_NE(same, nullptr) << name;
+    if (value.is_object() && same->is_object()) expectNamed(value.as_object(), same->as_object());
+  }
+}
+
+TEST_F(WebRedfish, ADaemonsValuesHaveTheNamesThatTheConsoleGivesThem) {
+  Snapshot now;
+  now.controllers = {{.letter = "A", .isThis = true}};
+  now.daemons = {{.name = "web", .state = "Up"}};
+  app::DaemonReport report;
+  report.view.suspended = true;
+  const auto known = boost::json::parse(framework::Value(app::recordOf(report)).json());
+  expectNamed(daemonResources()[0].render(now, {"A", "web"}), known.as_object());
 }
 
 TEST_F(WebRedfish, MetricsEscapeWhatTheyName) {
