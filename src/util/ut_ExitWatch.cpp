@@ -89,12 +89,18 @@ void ExitWatch::lookBegins() {
   const std::int64_t took = System::current().now() - m_firstEnd;
   const auto* const bucket = std::ranges::lower_bound(bounds, took);
   ++m_histogram[static_cast<std::size_t>(bucket - bounds.begin())];
+  m_histogramTotal += took;
   m_firstEnd = 0;
 }
 
 ExitWatch::Histogram ExitWatch::histogram() const {
   const std::lock_guard lock(m_mutex);
   return m_histogram;
+}
+
+std::int64_t ExitWatch::histogramTotal() const {
+  const std::lock_guard lock(m_mutex);
+  return m_histogramTotal;
 }
 
 void ExitWatch::stop() {

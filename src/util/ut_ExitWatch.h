@@ -45,6 +45,8 @@ class ExitWatch {
   /// Whoever was woken begins to look at the processes.
   void lookBegins();
   Histogram histogram() const;
+  /// The microseconds of all of them.
+  std::int64_t histogramTotal() const;
 
   /// Wakes nobody any more.
   void stop();
@@ -82,6 +84,7 @@ class ExitWatch {
   std::int64_t m_nextTick = 0;  // 0: it does not tick
   std::int64_t m_firstEnd = 0;  // of those that nobody has looked at yet
   Histogram m_histogram{};
+  std::int64_t m_histogramTotal = 0;
 };
 
 }  // namespace utility

@@ -23,8 +23,8 @@ Texts told(const History& history, const std::string& daemon) {
   Texts all;
   for (const HistoryEntry& one : history.entries(daemon)) all.push_back(told(one));
   const History::Summary sums = history.summary(daemon);
-  all.push_back(test::text("%u %u %ld %d", sums.restarts, sums.timesDown, long(sums.secondsDown),
-                           sums.worst));
+  all.push_back(test::text("%u %u %u %ld %d", sums.restarts, sums.overLimit, sums.timesDown,
+                           long(sums.secondsDown), sums.worst));
   return all;
 }
 
@@ -45,13 +45,14 @@ struct Model {
     History::Summary sums;
     for (const HistoryEntry& one : all) {
       sums.restarts += one.restart ? 1 : 0;
+      sums.overLimit += one.restart && one.to != Process::Starting ? 1 : 0;
       sums.timesDown += one.secondsDown >= 0 ? 1 : 0;
       sums.secondsDown += std::max(0, one.secondsDown);
       sums.worst = std::max(sums.worst, one.secondsDown);
     }
     for (std::size_t i = all.size() - std::min(kept, all.size()); i < all.size(); ++i)
       shown.push_back(app::told(all[i]));
-    shown.push_back(test::text("%u %u %ld %d", sums.restarts, sums.timesDown,
+    shown.push_back(test::text("%u %u %u %ld %d", sums.restarts, sums.overLimit, sums.timesDown,
                                long(sums.secondsDown), sums.timesDown == 0 ? 0 : sums.worst));
     return shown;
   }

@@ -388,9 +388,15 @@ TEST_F(WebRedfish, ADaemonsValuesHaveTheNamesThatTheConsoleGivesThem) {
 TEST_F(WebRedfish, MetricsEscapeWhatTheyName) {
   Snapshot now;
   now.daemons.push_back({.name = "a\"b\\c\nd", .state = "Up", .seconds = 3});
-  const std::string text = metricsOf(now, 2);
-  EXPECT_NE(text.find(R"(mc_daemon_up{daemon="a\"b\\c\nd"} 1)"), std::string::npos) << text;
-  EXPECT_NE(text.find("mc_web_refused_total 2"), std::string::npos);
+  const Figures figures{.daemons = {{now.daemons[0].name, {.down = 7, .overLimit = 1}}},
+                        .cycles = {.bounds = {0.1, 1}, .counts = {5, 2, 1}, .total = 4}};
+  const std::string text = metricsOf(now, figures, 2);
+  for (const char* line :
+       {R"(mc_daemon_up{daemon="a\"b\\c\nd"} 1)", "mc_web_refused_total 2", R"(cause="down"} 7)",
+        R"(cause="memory"} 1)", R"(mc_poll_cycle_seconds_bucket{le="1"} 7)",
+        R"(mc_poll_cycle_seconds_bucket{le="+Inf"} 8)", "mc_poll_cycle_seconds_sum 4"}) {
+    EXPECT_NE(text.find(line), std::string::npos) << line << text;
+  }
 }
 
 }  // namespace

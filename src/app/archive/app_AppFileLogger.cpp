@@ -56,6 +56,7 @@ struct ArchiveState {
   bool m_sizeEventArmed = true;     // the alarm may be raised
   unsigned int m_workingSize = 0;   // bytes listed in the working manifest
   unsigned int m_archivedSize = 0;  // bytes listed and not yet consumed
+  std::string m_directory = {};     // of the manifests
 };
 
 std::mutex archiveMutex;  // guards the state; taken before the table lock
@@ -128,10 +129,21 @@ AppFileLogger::AppFileLogger(const char* name, const char* second) : FileLogger(
   readSize(name, "archiveMigrationMaxSize", m_archiveMigrationMaxSize);
   {
     const std::lock_guard lock(archiveMutex);
-    archive = {};
+    archive = {.m_directory = getDirectory()};
   }
   settle();
   std::cout << "AppFileLogger: constructor complete" << std::endl;
+}
+
+unsigned int AppFileLogger::backlog() {
+  std::unique_lock lock(archiveMutex);
+  const std::string directory = archive.m_directory;
+  lock.unlock();
+  if (directory.empty()) return 0;
+  const Manifests manifests(directory.c_str());
+  const std::string lines =
+      contentOf(manifests.manifest.data()) + contentOf(manifests.working.data());
+  return static_cast<unsigned int>(std::ranges::count(lines, '\n'));
 }
 
 int AppFileLogger::migrateFile(const char* source, const char* dest, bool wanted) {

@@ -26,6 +26,10 @@ class AppFileLogger : public framework::FileLogger {
   /// listed.
   int migrateFile(const char* source, const char* dest, bool archive) override;
 
+  /// How many files are listed and not yet archived, in the directory of the last logger built.
+  /// Reads the manifests; any thread may call.
+  static unsigned int backlog();
+
   /// Lists a file of `size` bytes in the manifest of the directory `dir`, which ends in a slash. 0
   /// also while managed logs are disabled, when nothing is done; -1 on failure.
   int addLogFileToArchive(const char* file, const char* dir, unsigned int size);

@@ -11,6 +11,7 @@
 #include "sysinfo/record/dm_Component.h"
 #include "sysinfo/record/ri_RelInfo.h"
 #include "util/ut_BufferStream.h"
+#include "util/ut_OutcomeCount.h"
 
 namespace services::app {
 
@@ -288,7 +289,11 @@ void PartnerFirmwareUpdate::logDifferent(const VersionTexts& local,
 void PartnerFirmwareUpdate::act(const UpdateStep& step) {
   if (step.command != nullptr) {
     LogInfo("%s", step.words);
-    framework::Container::spawn(step.command, nullptr, nullptr);
+    framework::Container::spawnFor(
+        step.command, framework::Container::Fault::CallersAffair,
+        [](const utility::CommandOutcome& outcome) {
+          utility::OutcomeCount::of(utility::OutcomeCount::Purpose::Push).note(outcome);
+        });
   }
   if (step.wait == NextWait::Slow) m_pollSeconds = slowPoll;
   if (step.wait == NextWait::Configured) m_pollSeconds = m_pollConfigured;

@@ -30,6 +30,7 @@
 #include "host/base/ut_ItemDirectory.h"
 #include "host/base/ut_LineRing.h"
 #include "host/service/fw_Service.h"
+#include "util/ut_Durations.h"
 #include "util/ut_FileOutputStream.h"
 
 namespace utility {
@@ -165,9 +166,24 @@ class AppManager : public framework::ActiveService {
   /// 1. Empty when the key is not there.
   static void extractValue(const char* text, const char* key, char* value, unsigned int size);
 
-  /// How soon scans followed the ends of daemons that called for them; all 0 without a watch. Any
-  /// thread may call.
+  /// How soon scans followed the ends of daemons that called for them, and the microseconds of all;
+  /// all 0 without a watch. Any thread may call.
   utility::ExitWatch::Histogram wakeTimes() const;
+  std::int64_t wakeTimesTotal() const;
+
+  /// How long the poll cycles took, and the microseconds since the last one began (0 before the
+  /// first). Any thread may call.
+  static constexpr std::array<std::int64_t, 6> cycleBounds = {1000,    10000,   100000,
+                                                              1000000, 5000000, 30000000};
+  using CycleTimes = utility::Durations<cycleBounds.size()>;
+  CycleTimes::Sums cycleTimes() const { return m_cycleTimes.sums(); }
+  std::int64_t sinceCycleBegan() const;
+
+  /// The machine's memory as of the last snapshot, in kB. Any thread may call.
+  struct MemoryView {
+    unsigned int free, cached, buffers, anonymous;
+  };
+  MemoryView memory() const { return {m_memFree, m_memCached, m_memBuffers, m_memAnon}; }
 
   /// Writes the save track as CSV; empties it. Any thread may call.
   void dumpMemSaveTrack(utility::PutStream& stream) const;
@@ -383,6 +399,8 @@ class AppManager : public framework::ActiveService {
   std::shared_ptr<utility::ExitWatch> m_watch;  // null where the poll period alone decides
   ProcessScan m_scan;
   int m_nextWait = 0;  // seconds to the next cycle
+  CycleTimes m_cycleTimes{cycleBounds};
+  std::atomic<Clock> m_cycleBegan = 0;
   History m_history;
   HistoryFile m_historyFile{m_history, historyPath()};
   // What was asked for last, by daemon, and the commands whose outcome is awaited.

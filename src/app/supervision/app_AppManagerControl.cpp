@@ -82,6 +82,10 @@ int AppManager::findProcess(const char* prefix) {
   return -1;
 }
 
+std::int64_t AppManager::wakeTimesTotal() const {
+  return m_watch == nullptr ? 0 : m_watch->histogramTotal();
+}
+
 utility::ExitWatch::Histogram AppManager::wakeTimes() const {
   return m_watch == nullptr ? utility::ExitWatch::Histogram{} : m_watch->histogram();
 }

@@ -17,6 +17,7 @@
 #include "util/ut_BufferStream.h"
 #include "util/ut_FileOutputStream.h"
 #include "util/ut_IPV4Address.h"
+#include "util/ut_OutcomeCount.h"
 #include "util/ut_TimeMeasure.h"
 #include "util/ut_VirtualPutStream.h"
 
@@ -135,9 +136,13 @@ int run(const char* command) { return Container::spawnFor(command, Container::Fa
 // The line ends with the removal of the mail, so its status is not that of the relay.
 constexpr auto relayFault = Container::Fault::StandardError;
 
+void count(const utility::CommandOutcome& outcome) {
+  utility::OutcomeCount::of(utility::OutcomeCount::Purpose::Mail).note(outcome);
+}
+
 // One that was killed, at its time limit or at a stop, has not removed the file.
 void send(const char* command, const char* path) {
-  if (Container::spawnFor(command, relayFault) < 0) utility::Path::remove(path);
+  if (Container::spawnFor(command, relayFault, count) < 0) utility::Path::remove(path);
 }
 
 }  // namespace
@@ -175,7 +180,8 @@ void AppManager::sendMail(const char* daemon) const {
   MC_MAIL_DEBUG("using: %s", command.get());
   const auto sending = std::make_shared<const bool>();
   m_sends[path.get()] = sending;
-  Container::spawnFor(command.get(), relayFault, [sending](const utility::CommandOutcome&) {});
+  Container::spawnFor(command.get(), relayFault,
+                      [sending](const utility::CommandOutcome& outcome) { count(outcome); });
 }
 
 // The command of a send ends with the removal of the file, which would take the next mail away. The

@@ -42,10 +42,17 @@ void AppManager::watchProcesses() {
   while (!requestToShutdown()) {
     framework::Watchdog::beat();
     const Clock cycleStart = TimeMeasure::getTimestamp();
+    m_cycleBegan = cycleStart;
     framework::guarded(getNameString(), "poll cycle", [&] { pollCycle(threadStart); });
+    m_cycleTimes.add(TimeMeasure::getTimestamp() - cycleStart);
     sleepUntilNextCycle(cycleStart);
   }
   framework::Watchdog::end();
+}
+
+std::int64_t AppManager::sinceCycleBegan() const {
+  const Clock began = m_cycleBegan;
+  return began == 0 ? 0 : TimeMeasure::getTimestamp() - began;
 }
 
 void AppManager::pollCycle(Clock threadStart) {

@@ -1,7 +1,8 @@
 // What happened to the daemons: their last transitions and restarts.
 //
 // As a text it is a line for each entry, its fields separated by tabs, before them one for each
-// daemon with the sums of its older entries, and lines of outcomes that came to be known later.
+// daemon with the sums of its older entries, with one more where it was too large, and lines of
+// outcomes that came to be known later.
 #include "app/supervision/app_History.h"
 
 #include <algorithm>
@@ -22,6 +23,7 @@ constexpr std::size_t maxText = 80;
 constexpr std::string_view entryKind = "entry";
 constexpr std::string_view sumsKind = "sums";
 constexpr std::string_view outcomeKind = "outcome";
+constexpr std::string_view limitsKind = "limits";
 
 using Fields = std::vector<std::string_view>;
 
@@ -89,6 +91,12 @@ std::string lineOf(const std::string& daemon, const History::Summary& sums) {
          std::to_string(sums.worst) + "\n";
 }
 
+// A line of its own, since hosts before this one know sums of six fields.
+std::string limitsOf(const std::string& daemon, const History::Summary& sums) {
+  if (sums.overLimit == 0) return "";
+  return std::string(limitsKind) + "\t" + daemon + "\t" + std::to_string(sums.overLimit) + "\n";
+}
+
 std::optional<History::Summary> sumsOf(const Fields& fields) {
   History::Summary sums;
   const bool good = fields.size() == 6 && fields[0] == sumsKind &&
@@ -99,6 +107,7 @@ std::optional<History::Summary> sumsOf(const Fields& fields) {
 
 void count(History::Summary& sums, const HistoryEntry& entry) {
   if (entry.restart) ++sums.restarts;
+  if (entry.restart && entry.to != Process::Starting) ++sums.overLimit;
   if (entry.secondsDown < 0) return;
   ++sums.timesDown;
   sums.secondsDown += entry.secondsDown;
@@ -114,8 +123,9 @@ std::string History::add(HistoryEntry entry) {
   Daemon& daemon = m_daemons[entry.daemon];
   if (entry.to == Process::Down && daemon.downSince == 0) daemon.downSince = entry.at;
   if (entry.to == Process::Up && daemon.downSince != 0) {
-    entry.secondsDown =
-        static_cast<int>(utility::TimeMeasure::getSeconds(entry.at - daemon.downSince));
+    const std::int64_t took = entry.at - daemon.downSince;
+    entry.secondsDown = static_cast<int>(utility::TimeMeasure::getSeconds(took));
+    m_timesDown.add(took);
     daemon.downSince = 0;
   }
   std::string line = lineOf(entry);
@@ -216,7 +226,7 @@ std::string History::text() const {
   std::string text;
   const std::lock_guard lock(m_mutex);
   for (const auto& [name, daemon] : m_daemons) {
-    text += lineOf(name, daemon.dropped);
+    text += lineOf(name, daemon.dropped) + limitsOf(name, daemon.dropped);
     for (const HistoryEntry& entry : daemon.entries) text += lineOf(entry);
   }
   return text;
@@ -237,10 +247,13 @@ bool History::readLine(std::string_view line, const std::vector<std::string>& kn
   const auto sums = sumsOf(fields);
   const auto entry = entryOf(fields);
   const bool outcome = fields.size() == 4 && fields[0] == outcomeKind;
-  if (!sums && !entry && !outcome) return false;
+  unsigned int overLimit = 0;
+  const bool limits = fields.size() == 3 && fields[0] == limitsKind && parse(fields[2], overLimit);
+  if (!sums && !entry && !outcome && !limits) return false;
   const std::string name(fields[1]);
   if (std::ranges::find(known, name) == known.end()) return true;
   if (sums) m_daemons[name].dropped = *sums;
+  if (limits) m_daemons[name].dropped.overLimit = overLimit;
   if (entry) keep(m_daemons[name], *entry);
   if (outcome) giveOutcome(name, fields[2], shown(fields[3]));
   return true;

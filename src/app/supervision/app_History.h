@@ -1,6 +1,7 @@
 // What happened to the daemons: their last transitions and restarts.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "app/supervision/app_Process.h"
+#include "util/ut_Durations.h"
 
 namespace services::app {
 
@@ -33,10 +35,11 @@ struct HistoryEntry {
 class History {
  public:
   static constexpr std::size_t maxEntries = 64;         // of a daemon
-  static constexpr std::size_t maxEntriesOfAll = 1700;  // half a MiB as a text
+  static constexpr std::size_t maxEntriesOfAll = 1680;  // half a MiB as a text
 
   struct Summary {
     unsigned int restarts = 0;   ///< ever
+    unsigned int overLimit = 0;  ///< those of them since it grew too large
     unsigned int timesDown = 0;  ///< those that ended
     std::int64_t secondsDown = 0;
     int worst = 0;  ///< seconds of the longest time down
@@ -58,6 +61,12 @@ class History {
   /// The number of the last entry; 0 before the first.
   std::uint64_t lastNumber() const;
   Summary summary(std::string_view daemon) const;
+
+  /// How long all of them were down, each time, since the host's start.
+  static constexpr std::array<std::int64_t, 6> downBounds = {1000000,  5000000,   10000000,
+                                                             30000000, 120000000, 600000000};
+  using TimesDown = utility::Durations<downBounds.size()>;
+  TimesDown::Sums timesDown() const { return m_timesDown.sums(); }
   /// How often a daemon was restarted from that time on, as far as its entries tell.
   unsigned int restartsSince(std::string_view daemon, std::int64_t time) const;
 
@@ -86,6 +95,7 @@ class History {
   Daemons m_daemons;
   std::size_t m_count = 0;
   std::uint64_t m_last = 0;  // number
+  TimesDown m_timesDown{downBounds};
 };
 
 }  // namespace services::app

@@ -14,11 +14,13 @@
 #include "host/service/fw_DebugFlags.h"
 #include "util/fw_Exception.h"
 #include "util/ut_BufferStream.h"
+#include "util/ut_OutcomeCount.h"
 #include "util/ut_TimeMeasure.h"
 
 namespace services::app {
 
 using strings::StringRepository;
+using utility::OutcomeCount;
 using utility::TimeMeasure;
 
 namespace {
@@ -112,8 +114,10 @@ void Process::control(const char* action, const char* daemon) {
   }
   framework::Container::spawnFor(
       command.pTail(), framework::Container::Fault::Status,
-      [issued, ended = isKill ? nullptr : m_scriptEnded](const utility::CommandOutcome& outcome) {
+      [issued, isKill,
+       ended = isKill ? nullptr : m_scriptEnded](const utility::CommandOutcome& outcome) {
         issued->note(outcome);
+        if (!isKill) OutcomeCount::of(OutcomeCount::Purpose::InitScript).note(outcome);
         if (outcome.isEnded() && ended) ended();
       });
 }
@@ -319,6 +323,16 @@ int Process::getPid(unsigned int index) const {
 unsigned int Process::getDataSize() const {
   const std::lock_guard lock(m_mutex);
   return m_dataSize;
+}
+
+unsigned int Process::getCodeSize() const {
+  const std::lock_guard lock(m_mutex);
+  return m_codeSize;
+}
+
+unsigned int Process::getSharedSize() const {
+  const std::lock_guard lock(m_mutex);
+  return m_sharedSize;
 }
 
 bool Process::getSuspend() const {

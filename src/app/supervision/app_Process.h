@@ -145,6 +145,8 @@ class Process : public framework::Entity {
   /// The pid of an instance; -1 past the last.
   int getPid(unsigned int index) const;
   unsigned int getDataSize() const;  ///< kb, sum over the instances
+  unsigned int getCodeSize() const;
+  unsigned int getSharedSize() const;
 
   bool getSuspend() const;
   void setSuspend(bool suspend);

@@ -111,6 +111,8 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     m_flushed.wait_for(lock, limit, [&] { return m_flushes != before; });
   }
 
+  std::uint64_t everDropped() const { return m_everDropped; }
+
   void remove(Logger* taker) {
     const std::lock_guard lock(mutex_);
     std::erase(m_takers, taker);
@@ -132,6 +134,7 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
     const std::size_t dropped = m_pool == nullptr ? m_overruns : m_pool->overrun_counter();
     if (dropped == m_dropped) return;
     const std::string text = fmt::format("host: {} log lines were dropped", dropped - m_dropped);
+    m_everDropped += dropped - m_dropped;
     m_dropped = dropped;
     send({spdlog::source_loc{}, "", spdlog::level::warn, text});
   }
@@ -175,6 +178,7 @@ class Fanout : public spdlog::sinks::base_sink<std::mutex> {
   spdlog::details::thread_pool* m_pool = nullptr;
   std::size_t m_overruns = 0;  // of the pool that was let go of
   std::size_t m_dropped = 0;   // of them, those reported
+  std::atomic<std::uint64_t> m_everDropped = 0;
   std::vector<Logger*> m_takers;
   std::mutex m_flushMutex;  // guards the next two
   std::condition_variable m_flushed;
@@ -266,6 +270,8 @@ void Logger::drain(std::chrono::milliseconds limit) {
   }
   log.fanout->awaitFlush(before, limit);
 }
+
+std::uint64_t Logger::dropped() { return theLog().fanout->everDropped(); }
 
 int Logger::getLevel() { return theLog().level; }
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdarg>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace framework {
@@ -46,6 +47,10 @@ class Logger {
 
   /// Returns when what was logged before is written, or `limit` has passed. Any thread may call.
   static void drain(std::chrono::milliseconds limit);
+
+  /// How many lines were dropped since the process began, as far as that was reported. Any thread
+  /// may call.
+  static std::uint64_t dropped();
 
   /// The highest type written; set from any thread.
   static int getLevel();

@@ -66,6 +66,10 @@ bool HttpServer::isEnabledConnections(const char* name) const {
 
 Response HttpServer::page() const { return m_listeners->responder.page(); }
 
+std::array<std::uint64_t, 6> HttpServer::requests() const {
+  return m_listeners->responder.counts();
+}
+
 const WebSettings& HttpServer::settings() const { return m_listeners->settings; }
 
 void HttpServer::setSite(const std::shared_ptr<const Site>& site) {

@@ -1,7 +1,9 @@
 // The web listeners by their names.
 #pragma once
 
+#include <array>
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -59,6 +61,10 @@ class HttpServer {
   Response page() const;
 
   const WebSettings& settings() const;
+
+  /// How many requests both listeners have answered, by the first digit of their status, 1 to 5.
+  /// Any thread may call.
+  std::array<std::uint64_t, 6> requests() const;
 
  private:
   struct Listeners;

@@ -29,6 +29,8 @@ Response HttpServer::page() const { return {.status = 404}; }
 
 const WebSettings& HttpServer::settings() const { return m_listeners->settings; }
 
+std::array<std::uint64_t, 6> HttpServer::requests() const { return {}; }
+
 void HttpServer::setSite(const std::shared_ptr<const Site>& /*site*/) {}
 
 bool HttpServer::isEnabledConnections(const char* /*name*/) const { return false; }

@@ -5,6 +5,7 @@
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 
+#include <algorithm>
 #include <sstream>
 
 #include "host/base/fw_Guarded.h"
@@ -101,10 +102,17 @@ Reply Responder::answer(const Asked& asked) const {
   } else if (!framework::guarded("web", "page", [&] { response = respond(request); })) {
     response = plain(Failed, "the page could not be rendered; the log says why\n");
   }
+  ++m_counts.at(static_cast<std::size_t>(response.status / 100));
   Reply reply{.keeps = !request.user.empty() && !asked.isLast && response.stream == nullptr};
   if (!asked.isHead) reply.stream = response.stream;
   reply.text = textOf(response, asked.isHead, reply.keeps);
   return reply;
+}
+
+Responder::Counts Responder::counts() const {
+  Counts counts{};
+  std::ranges::copy(m_counts, counts.begin());
+  return counts;
 }
 
 Response Responder::respond(Request& request) const {

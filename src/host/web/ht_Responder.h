@@ -1,6 +1,9 @@
 // Answers the requests of web clients: by what a plug-in serves, and without one by the page.
 #pragma once
 
+#include <array>
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -48,6 +51,10 @@ class Responder {
 
   Reply answer(const Asked& asked) const;
 
+  /// How many requests were answered, by the first digit of their status, 1 to 5.
+  using Counts = std::array<std::uint64_t, 6>;
+  Counts counts() const;
+
  private:
   struct Served;
 
@@ -58,6 +65,7 @@ class Responder {
 
   const Page m_page;
   const Tls m_tls;
+  mutable std::array<std::atomic<std::uint64_t>, 6> m_counts{};
   mutable std::shared_mutex m_answering;  // shared while a handler runs; guards m_served
   std::shared_ptr<const Served> m_served;
 };

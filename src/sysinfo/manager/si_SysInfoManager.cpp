@@ -149,6 +149,7 @@ bool SysInfoManager::commit() {
   const auto mark =
       news && m_sysInfo.getSnmpChanged() ? strings::tGSuserChanged : strings::tGSendOfList;
   const auto change = Untold::instance().store(scopesOf(m_committed, rows), rows, mark);
+  ++(change == nullptr ? m_unstored : m_stored);
   if (change == nullptr) return false;
   if (news) {
     raiseChange(m_sysInfo, change, clearFlag);

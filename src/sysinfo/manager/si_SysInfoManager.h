@@ -68,6 +68,13 @@ class SysInfoManager {
   /// held for writing.
   Rows& others() { return m_others; }
 
+  /// How many changes were stored, and how many could not be, since the host's start. Any thread
+  /// may call.
+  struct Commits {
+    std::uint64_t stored, failed;
+  };
+  Commits commits() const { return {m_stored, m_unstored}; }
+
   /// The store, null while the information is in memory alone.
   Store* store() { return m_store.get(); }
 
@@ -85,6 +92,8 @@ class SysInfoManager {
   Rows m_committed;                       // what m_sysInfo said when it was last committed
   std::mutex m_committing;                // guards m_committed; taken with m_mutex held either way
   std::atomic<std::uint64_t> m_seen = 0;  // StoredText::changes() at that time
+  std::atomic<std::uint64_t> m_stored = 0;
+  std::atomic<std::uint64_t> m_unstored = 0;
   std::atomic<bool> m_loaded = false;
   std::atomic<bool> m_validPartner = false;
   std::atomic<char> m_node = 'A';
