@@ -9,6 +9,7 @@
 #include "util/ut_TimeMeasure.h"
 #include "web/wb_Messages.h"
 #include "web/wb_Metrics.h"
+#include "web/wb_Page.h"
 #include "web/wb_Redfish.h"
 
 namespace services::web {
@@ -69,9 +70,15 @@ bool isForeign(const Request& request) {
 
 std::optional<Response> identify(Login& login, Request& request) {
   if (isForeign(request)) return text(403, "another site's page may not do that");
+  if (auto page = browserToPage(request)) return page;
   const Login::Answer answer = login.identify(request);
   if (answer.outcome == Login::Outcome::In) return std::nullopt;
   return answer.outcome == Login::Outcome::Wait ? wait(request, answer.seconds) : unknown(request);
+}
+
+Response plainPage(const Request& request) {
+  if (auto page = browserToPage(request)) return *page;
+  return http::HttpServer::getSingleton()->page();
 }
 
 Response refuse(const Request& request, int status, const std::string& line) {
@@ -98,9 +105,8 @@ WebService::WebService(const char* instance) : ActiveService(instance) {
 http::Site WebService::site() {
   http::Site site;
   site.routes = redfishRoutes(*m_sources);
-  site.routes.push_back({"GET", "/", Access::Read,
-                         [](const Request&) { return http::HttpServer::getSingleton()->page(); },
-                         m_openOnLoopback});
+  for (auto& route : pageRoutes()) site.routes.push_back(std::move(route));
+  site.routes.push_back({"GET", "/", Access::Read, plainPage, m_openOnLoopback});
   site.routes.push_back({"GET", "/metrics", Access::Read,
                          [this](const Request&) { return metricsPage(*m_sources); },
                          m_openOnLoopback});
