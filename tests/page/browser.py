@@ -10,6 +10,7 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import WebDriverWait
 
 HERE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
+LIMIT = int(os.environ.get("MC_PAGE_LIMIT", "180"))  # seconds, for what never comes
 PAGE = "https://127.0.0.1:8443/ui/"
 
 
@@ -43,7 +44,7 @@ class Browser:
 
     def until(self, holds, what=""):
         """Waits until that holds; the limit is there for what never does."""
-        return WebDriverWait(self.driver, 180, 0.1, ignored_exceptions=[Exception]).until(
+        return WebDriverWait(self.driver, LIMIT, 0.1, ignored_exceptions=[Exception]).until(
             lambda _: holds(), what)
 
     def find(self, css):
@@ -74,10 +75,11 @@ class Browser:
         assert answer[0], answer[1]
         return answer[1]
 
-    def log_in(self, user):
+    def log_in(self, user, password=None):
         self.until(lambda: self.find("#user").is_displayed())
-        self.find("#user").send_keys(user)
-        self.find("#password").send_keys(f"{user}-password\n")
+        for field, text in [("#user", user), ("#password", f"{password or user + '-password'}\n")]:
+            self.find(field).clear()
+            self.find(field).send_keys(text)
 
     def colours(self, scheme):
         self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {

@@ -27,10 +27,12 @@ export function paintHeadline() {
 const fact = (name, ...value) => [el("dt", {}, name), el("dd", {}, ...value)];
 
 function summary(controller) {
-  const up = controller.daemons.filter((daemon) => daemon.State === "Up").length;
-  const all = controller.daemons.length;
+  const count = (holds) => controller.daemons.filter(holds).length;
+  const all = controller.daemons.length, up = count((daemon) => daemon.State === "Up");
+  const off = count((daemon) => daemon.State !== "Up" && daemon.Suspended);
   if (!all) return badge("off", "not told");
-  return badge(up === all ? "ok" : "bad", up === all ? `all ${all} up` : `${up} of ${all} up`);
+  if (up === all) return badge("ok", `all ${all} up`);
+  return badge(up + off === all ? "ok" : "bad", `${up} of ${all} up${off ? `, ${off} suspended` : ""}`);
 }
 
 function condition(controller) {

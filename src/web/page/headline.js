@@ -40,14 +40,14 @@ const rules = [
     return off.length ? [`${named(c, off.map((one) => one.Name))} ${be(off)} off until the next start.`]
                       : [];
   }],
-  ["warn", about((daemon) => daemon.Suspended,
+  ["note", about((daemon) => daemon.Suspended,
     (c, d) => `${named(c, names(d))} ${be(d)} suspended: nobody restarts ${d.length === 1 ? "it" : "them"}.`)],
 ];
 
 // What is told of a silent controller is old: only its silence counts.
 const holds = (controller, index) => !controller.silent || index === 3;
 
-/** All that is wrong, worst first: {level, text}. */
+/** All that is wrong, worst first, and then what is of note: {level, text}. */
 export function problems(state) {
   const controllers = Object.values(state.controllers)
     .sort((one, other) => other.isThis - one.isThis);
@@ -62,5 +62,6 @@ export function problems(state) {
 /** {level, text, others}: the sentence, and what else there is. */
 export function headline(state) {
   const [first, ...others] = problems(state);
-  return first ? { ...first, others } : { level: "ok", text: "All is well.", others };
+  if (first && first.level !== "note") return { ...first, others };
+  return { level: "ok", text: "All is well.", others: first ? [first, ...others] : [] };
 }

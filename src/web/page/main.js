@@ -10,7 +10,7 @@ import { askLogin, logOut } from "./login.js";
 import { paintLogs } from "./logs.js";
 import { paintMemory } from "./memory.js";
 import { paintPairing } from "./pairing.js";
-import { readAll, readAudit, readingFor, state, takeLine } from "./state.js";
+import { readAll, readAudit, readingFor, state, takeLine, takeSample } from "./state.js";
 import { now } from "./times.js";
 
 function paint() {
@@ -51,6 +51,7 @@ async function readWaiting() {
 function hearEvent(event) {
   state.link.asOf = now();
   if (takeLine(event)) return paintLogs();
+  takeSample(event);
   const { name, read } = readingFor(event);
   waiting.set(name, async () => {
     await read();

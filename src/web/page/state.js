@@ -76,10 +76,16 @@ export async function readManagers() {
   state.place = (await getIfAny("/redfish/v1/Chassis/Enclosure"))?.SerialNumber ?? "";
 }
 
-const entryOf = (json) => ({
-  id: json.Id, time: Date.parse(json.Created), severity: json.Severity ?? "OK",
-  text: json.Message ?? "",
-});
+// A line of the log says itself when it was written and how grave it is.
+const stamp = /^(\d{4}-\d\d-\d\d) (\d\d:\d\d:\d\d)\S* +\w+ +/;
+
+function lineOf(id, time, severity, text) {
+  const own = stamp.exec(text);
+  return { id, severity: severity ?? "OK", text: own ? text.slice(own[0].length) : text,
+           time: Date.parse(own ? `${own[1]}T${own[2]}Z` : time) };
+}
+
+const entryOf = (json) => lineOf(json.Id, json.Created, json.Severity, json.Message ?? "");
 
 export async function readLogs() {
   const entries = `${base(state.letter)}/LogServices`;
@@ -140,21 +146,29 @@ const readers = [
   [/\/Managers\/([AB])\/NetworkProtocol/, (m) => readInterfaces(state.controllers[m[1]])],
   [/\/Managers\/([AB])\/Oem\/Mc\/Pairing/, (m) => readPairing(state.controllers[m[1]])],
   [/\/Managers\/([AB])\/EthernetInterfaces/, (m) => readPorts(state.controllers[m[1]])],
-  [/\/TelemetryService|\/memory/, () => readMemory()],
+  [/\/TelemetryService/, () => readCourses()],
   [/\/LogServices\/Audit/, () => readAudit()],
   [/\/Managers\/([AB])$/, () => readManagers()],
 ];
 
 /** Takes a line of the log that came as an event; whether it was one. */
 export function takeLine(event) {
-  const origin = event.OriginOfCondition?.["@odata.id"] ?? "";
-  if (!/\/LogServices\/Log/.test(origin)) return false;
-  state.log.push({
-    id: `e${event.EventId}`, time: Date.parse(event.EventTimestamp),
-    severity: event.MessageSeverity ?? "OK", text: event.MessageArgs?.at(-1) ?? event.Message ?? "",
-  });
-  state.log.splice(0, state.log.length - most);
+  const id = /\/LogServices\/Log\/Entries\/(\d+)/.exec(event.OriginOfCondition?.["@odata.id"])?.[1];
+  if (!id) return false;
+  if (state.log.some((line) => line.id === id)) return true;
+  state.log.push(lineOf(id, event.EventTimestamp, event.MessageSeverity,
+    event.MessageArgs?.at(-1) ?? event.Message ?? ""));
+  state.log.splice(0, Math.max(0, state.log.length - most));
   return true;
+}
+
+const columns = ["totalBytes", "usedBytes", "freeBytes", "extraBytes", "sysBytesFree", "sysPercentFree"];
+
+/** Takes the numbers of a sample of memory, where the event brings one. */
+export function takeSample(event) {
+  if (!/\.MemorySampled$/.test(event.MessageId ?? "")) return;
+  const row = Object.fromEntries(columns.map((name, i) => [name, Number(event.MessageArgs?.[i])]));
+  state.memory = [...state.memory, { timeStamp: Date.parse(event.EventTimestamp), ...row }];
 }
 
 /** The reading that brings up to date what an event is about, and a name to do it once by. */
