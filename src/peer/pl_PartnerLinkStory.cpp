@@ -16,7 +16,7 @@ using utility::TimeMeasure;
 
 namespace {
 
-constexpr std::int64_t day = 24 * 3600 * std::int64_t{1000000};
+constexpr std::int64_t day = std::int64_t{24} * 3600 * 1000000;
 
 std::string word(strings::stringtoken token) { return strings::StringRepository::toString(token); }
 

@@ -479,7 +479,7 @@ std::string Enclosure::histories() {
   std::string told;
   for (Slot& one : m_slots) {
     for (const std::string& value : tell(one, "view")) told += value + " | ";
-    if (one.host) told += "over the " + one.host->state().path + text(" path, %.0f", double(one.host->state().trackerAt-m_now)/1e6);
+    if (one.host) told += one.host->state().path;
     for (const std::string& line : tell(one, "history")) told += "\n" + line;
     told += "\n";
   }
