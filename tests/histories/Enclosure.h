@@ -7,6 +7,9 @@
 
 namespace test {
 
+constexpr std::int64_t second = 1000000;      // in microseconds
+constexpr std::int64_t quiet = 600 * second;  // in which nothing happens from outside
+
 /// Plays a story on two real hosts and holds them to what must never be. Times are microseconds.
 ///
 /// The push programs are those of a platform: they ask, load for some seconds, bring what they gave
