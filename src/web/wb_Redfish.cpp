@@ -74,8 +74,14 @@ bool isPartners(const std::string& pattern, const Snapshot& now, const Keys& key
   return facts != nullptr && !facts->isThis;
 }
 
-// The member that alone is asked for: a daemon, or a log.
-std::string onlyOf(const Keys& keys) { return keys.size() > 1 ? keys[1] : ""; }
+// The daemon or the log that alone is asked for.
+std::string onlyOf(const std::string& pattern, const Keys& keys) {
+  for (const char* above :
+       {"/redfish/v1/Managers/{}/Oem/Mc/Daemons/{}", "/redfish/v1/Managers/{}/LogServices/{}"}) {
+    if (isBelow(pattern, above)) return keys[1];
+  }
+  return "";
+}
 
 std::string nameOf(const Resource& row, const Keys& keys) {
   std::string name = row.name;
@@ -130,7 +136,8 @@ Response readResource(const Resource& row, const Sources& sources, const Request
   if (speaksOther(request)) return messageResponse("PreconditionFailed");
   if (auto refusal = readQuery(request, false, query)) return *refusal;
   const Keys& keys = request.captured;
-  const Snapshot now = readSnapshot(sources, row.needs | needsOf(row.pattern), onlyOf(keys));
+  const Snapshot now =
+      readSnapshot(sources, row.needs | needsOf(row.pattern), onlyOf(row.pattern, keys));
   if (!exists(row.pattern, now, keys)) return missing(request);
   object shown = whole(row, now, keys);
   const std::string etag = etagOf(boost::json::serialize(shown));
@@ -205,7 +212,8 @@ Response readCollection(const Resource& row, const Sources& sources, const Reque
   const std::string pattern = collectionPattern(row);
   const bool isWhole = row.expanded || query.expand || query.only || !query.filter.empty();
   const unsigned int needs = isWhole ? row.needs : row.needs & ~OfWhole;
-  const Snapshot now = readSnapshot(sources, needs | needsOf(pattern), onlyOf(request.captured));
+  const Snapshot now =
+      readSnapshot(sources, needs | needsOf(pattern), onlyOf(pattern, request.captured));
   if (!exists(pattern, now, request.captured)) return missing(request);
   const std::string self = pathOf(pattern, request.captured);
   std::size_t count = 0;
@@ -256,7 +264,8 @@ Response change(const Change& row, const Sources& sources, const Request& reques
     return messageResponse("MalformedJSON");
   }
   const Keys& keys = request.captured;
-  const Snapshot now = readSnapshot(sources, row.needs | needsOf(row.pattern), onlyOf(keys));
+  const Snapshot now =
+      readSnapshot(sources, row.needs | needsOf(row.pattern), onlyOf(row.pattern, keys));
   if (!exists(row.pattern, now, keys)) return missing(request);
   if (isPartners(row.pattern, now, keys)) {
     return messageResponse("ChangeRefused", {"it is the partner's, which takes it itself"});
@@ -319,8 +328,9 @@ void addResource(const Resource& row, const Sources& sources, std::vector<http::
 const std::vector<Resource>& allResources() {
   static const std::vector<Resource> all = [] {
     std::vector<Resource> rows;
-    for (const auto part : {serviceResources(), managerResources(), daemonResources(),
-                            logResources(), eventResources(), accessResources()}) {
+    for (const auto part :
+         {serviceResources(), managerResources(), daemonResources(), logResources(),
+          telemetryResources(), eventResources(), accessResources()}) {
       rows.insert(rows.end(), part.begin(), part.end());
     }
     return rows;

@@ -61,6 +61,7 @@ std::span<const Resource> serviceResources();  ///< the root, registries, schema
 std::span<const Resource> managerResources();  ///< the enclosure, its controllers and firmware
 std::span<const Resource> daemonResources();   ///< the daemons and the pairing
 std::span<const Resource> logResources();
+std::span<const Resource> telemetryResources();
 std::span<const Resource> eventResources();
 std::span<const Resource> accessResources();  ///< accounts, roles, sessions
 std::span<const Change> managerChanges();

@@ -31,7 +31,7 @@ object root(const Snapshot& now, const Keys&) {
                                                                            {"MaxLevels", 1}}}}},
                {"Links", object{{"Sessions", link(v1 + "SessionService/Sessions")}}}};
   for (const char* part : {"AccountService", "Chassis", "EventService", "JsonSchemas", "Managers",
-                           "Registries", "SessionService", "UpdateService"}) {
+                           "Registries", "SessionService", "TelemetryService", "UpdateService"}) {
     shown[part] = link(v1 + part);
   }
   static_cast<void>(now);

@@ -7,6 +7,7 @@
 #include "app/interfaces/app_InterfaceManager.h"
 #include "app/pairing/app_BurnToActive.h"
 #include "app/paths/app_NetTracker.h"
+#include "app/supervision/app_AppManager.h"
 #include "host/base/st_StringRepository.h"
 #include "host/web/ht_HttpServer.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
@@ -96,6 +97,20 @@ void readPairing(Snapshot& snapshot) {
   snapshot.partnerRole = StringRepository::toString(decisions.getPartnerSyncRole());
 }
 
+void readLogs(Snapshot& snapshot, const Sources& sources, unsigned int needs,
+              const std::string& only) {
+  const auto isAsked = [&](Needs log, const char* name) {
+    return (needs & log) != 0 && (only.empty() || only == name);
+  };
+  if (isAsked(AuditRecords, "Audit")) snapshot.audit = sources.audit.records();
+  if (isAsked(LogLines, "Log")) snapshot.lines = sources.lines.lines();
+  if (isAsked(ManagedLogs, "ManagedLogs")) snapshot.managedLogs = framework::managedLogsReports();
+  const auto* manager = app::AppManager::getSingleton();
+  if (manager != nullptr && isAsked(Restarts, "Restarts")) {
+    snapshot.history = manager->history().entries("");
+  }
+}
+
 template <class Range>
 auto* findNamed(const Range& range, const std::string& name) {
   const auto found = std::ranges::find_if(range, [&](const auto& e) { return e.name == name; });
@@ -118,9 +133,13 @@ const InterfaceFacts* Snapshot::interface(const std::string& name) const {
 }
 
 std::string isoTime(std::int64_t timestamp) {
+  return isoTime(utility::DateTime(utility::TimeMeasure::getSeconds(timestamp)));
+}
+
+std::string isoTime(const utility::DateTime& time) {
   std::array<char, 32> buffer{};
   utility::BufferStream stream(buffer.data(), buffer.size(), true);
-  utility::DateTime(utility::TimeMeasure::getSeconds(timestamp)).ToISOBuffer(stream);
+  time.ToISOBuffer(stream);
   return buffer.data();
 }
 
@@ -142,11 +161,10 @@ Snapshot readSnapshot(const Sources& sources, unsigned int needs, const std::str
   readSystem(snapshot, needs);
   if ((needs & Interfaces) != 0) readInterfaces(snapshot);
   snapshot.partner = app::partnerSummary();
-  if ((needs & (Daemons | Details | History)) != 0) readDaemons(snapshot, needs, only);
+  if ((needs & (Daemons | Details | History | Samples)) != 0) readDaemons(snapshot, needs, only);
   if ((needs & Accounts) != 0) readAccounts(snapshot);
   if ((needs & Sessions) != 0) snapshot.sessions = sources.login.sessions();
-  if ((needs & AuditRecords) != 0) snapshot.audit = sources.audit.records();
-  if ((needs & LogLines) != 0) snapshot.lines = sources.lines.lines();
+  readLogs(snapshot, sources, needs, only);
   if ((needs & Pairing) != 0) readPairing(snapshot);
   if ((needs & Listeners) != 0) {
     for (const auto& one : sources.feed.listeners())

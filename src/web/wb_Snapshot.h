@@ -10,7 +10,9 @@
 #include "app/supervision/app_History.h"
 #include "app/supervision/app_PartnerSummary.h"
 #include "app/supervision/app_ProcessView.h"
+#include "app/supervision/app_memtrack.h"
 #include "host/log/fw_RecentLines.h"
+#include "host/service/fw_ManagedLogs.h"
 #include "web/wb_Audit.h"
 #include "web/wb_Login.h"
 
@@ -88,6 +90,8 @@ struct Snapshot {
   std::vector<Login::Session> sessions;
   std::vector<Audit::Record> audit;
   std::vector<RecentLines::Line> lines;
+  std::vector<app::memtrack_> samples;  ///< of the memory, the oldest first
+  std::vector<framework::ManagedLogsReport> managedLogs;
   std::vector<ListenerFacts> listeners;  ///< of events
 
   const ControllerFacts* controller(const std::string& wanted) const;
@@ -108,8 +112,11 @@ enum Needs : unsigned int {
   Listeners = 128,
   Details = 256,  ///< of the daemons
   History = 512,
+  Samples = 1024,
+  ManagedLogs = 2048,
+  Restarts = 4096,  ///< the history of all daemons
   /// What only those members of a collection need that are shown whole.
-  OfWhole = Details,
+  OfWhole = Details | Samples,
 };
 
 /// Where a snapshot is taken from, beside the singletons of the services.
@@ -121,7 +128,7 @@ struct Sources {
   std::int64_t start;  ///< the host's timestamp
 };
 
-/// `only` names the daemon whose details and history are read; empty for those of all.
+/// `only` names the daemon whose details and history are read, or the log that is; empty for all.
 Snapshot readSnapshot(const Sources& sources, unsigned int needs, const std::string& only = "");
 
 /// The same of the daemons alone.
@@ -129,5 +136,6 @@ void readDaemons(Snapshot& snapshot, unsigned int needs, const std::string& only
 
 /// A timestamp of the host as ISO 8601, as the wall clock shows it.
 std::string isoTime(std::int64_t timestamp);
+std::string isoTime(const utility::DateTime& time);
 
 }  // namespace services::web

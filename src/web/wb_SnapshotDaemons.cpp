@@ -76,6 +76,7 @@ void readDaemons(Snapshot& snapshot, unsigned int needs, const std::string& only
   }
   if ((needs & Details) != 0) addDetails(*manager, only, snapshot.daemons);
   if ((needs & History) != 0) snapshot.history = manager->history().entries(only);
+  if ((needs & Samples) != 0) snapshot.samples = manager->memSamples();
 }
 
 }  // namespace services::web

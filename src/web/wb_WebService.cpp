@@ -2,11 +2,13 @@
 #include "web/wb_WebService.h"
 
 #include "host/base/fw_Guarded.h"
+#include "host/base/ut_Environment.h"
 #include "host/service/fw_Config.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "host/web/ht_HttpServer.h"
 #include "util/ut_PutStream.h"
 #include "util/ut_TimeMeasure.h"
+#include "web/wb_Memory.h"
 #include "web/wb_Messages.h"
 #include "web/wb_Metrics.h"
 #include "web/wb_Page.h"
@@ -37,6 +39,12 @@ const framework::ServiceFactory pFactoryWebService(BuildWebService, name);
 
 const framework::ServiceInfo info = {strings::token<"WebService">, strings::token<"WebService">,
                                      strings::token<"mcweb">};
+
+// As the daemons' history, beside the logs; empty for no file.
+std::string auditPath() {
+  const char* directory = utility::Environment::GetEnv("MC_LOG_DIR");
+  return directory == nullptr || *directory == '\0' ? "" : std::string(directory) + "/web.audit";
+}
 
 bool isRedfish(const Request& request) { return request.path.starts_with("/redfish"); }
 
@@ -91,7 +99,7 @@ Response refuse(const Request& request, int status, const std::string& line) {
 
 }  // namespace
 
-WebService::WebService(const char* instance) : ActiveService(instance) {
+WebService::WebService(const char* instance) : ActiveService(instance), m_audit(auditPath()) {
   const auto* config = framework::Config::getConfig();
   int sessionSeconds = defaultSessionSeconds;
   config->getBoolValueOf(instance, "openOnLoopback", false, &m_openOnLoopback);
@@ -110,6 +118,8 @@ http::Site WebService::site() {
   site.routes.push_back({"GET", "/metrics", Access::Read,
                          [this](const Request&) { return metricsPage(*m_sources); },
                          m_openOnLoopback});
+  site.routes.push_back(
+      {"GET", "/memory.csv", Access::Read, [](const Request&) { return memoryPage(); }});
   site.identify = [this](Request& request) { return identify(*m_login, request); };
   site.refuse = refuse;
   return site;

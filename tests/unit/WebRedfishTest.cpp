@@ -3,6 +3,8 @@
 
 #include <array>
 #include <boost/json/parse.hpp>
+#include <filesystem>
+#include <fstream>
 #include <random>
 
 #include "app/supervision/app_AppManager.h"
@@ -10,6 +12,7 @@
 #include "app/supervision/app_PartnerSummary.h"
 #include "support/SimulatedController.h"
 #include "support/SysInfoSetting.h"
+#include "support/Temporary.h"
 #include "sysinfo/manager/us_UserManager.h"
 #include "web/wb_EventFeed.h"
 #include "web/wb_Messages.h"
@@ -216,6 +219,10 @@ TEST_F(WebRedfish, DaemonsTellWhatIsKnownOfThem) {
       {170, "GET", own, "", 200, R"("Suspension":{"By":"web, adam","Reason":"disk?swap")"},
       {190, "GET", own, "", 200, "\"Suspension\":null,"},
       {190, "GET", own + "/History", "", 200, "\"Cause\":\"its suspension is over\""},
+      {190, "GET", root + "Managers/A/LogServices/Restarts/Entries?$filter=Severity eq 'Warning'",
+       "", 200, "ftpd: Down to Starting, is started (it was down for more than 5 s)"},
+      {190, "GET", root + "TelemetryService/MetricReports/Memory", "", 200, "\"SystemFreeKiB\""},
+      {190, "GET", root + "TelemetryService/MetricReports/DaemonMemory", "", 200, "maind#/DataKiB"},
       {190, "GET", partners, "", 200, R"("State":"UnavailableOffline","Health":"Warning")"},
       {190, "GET", partners, "", 200, "\"Failing\":7"},
       {190, "GET", partners + "/History", "", 404, ""},
@@ -234,6 +241,39 @@ TEST_F(WebRedfish, DaemonsTellWhatIsKnownOfThem) {
   controller.runUntil(200);
   EXPECT_TRUE(controller.log.has("AppManager: the suspension of maind is over"));
   app::setPartnerSummary(std::nullopt);
+}
+
+// Whatever the file holds at the start, what follows is kept, and of two files the last 1 MiB.
+TEST(WebAudit, OutlivesTheHost) {
+  test::Temporary files;
+  const std::string path = files.path("web.audit");
+  const std::string good = "7\t1000\t1\tadam\t10.0.0.9\tstop daemon web\n";
+  const struct {
+    std::string before;
+    std::size_t kept;
+    std::uint64_t next;
+  } rows[] = {{"", 0, 1},
+              {good, 1, 8},
+              {good + "8\t1000\t1\tad", 1, 8},
+              {good + good + "x\ty\n\n", 1, 8},
+              {std::string("\0\n", 2) + good, 1, 8}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.before);
+    std::ofstream(path) << row.before;
+    Audit(path).note(false, "adam", "10.0.0.9", "a\tb\nc");
+    const auto records = Audit(path).records();
+    ASSERT_EQ(records.size(), row.kept + 1);
+    EXPECT_EQ(records.back().number, row.next);
+    EXPECT_EQ(records.back().what, "a?b?c");
+  }
+  std::ofstream(path) << std::string((1 << 19) - 5, ' ') + "\n";
+  Audit(path).note(true, "", "10.0.0.9", "one more");
+  EXPECT_EQ(Audit(path).records().size(), 1U);
+  EXPECT_LT(std::filesystem::file_size(path), 100U);
+  EXPECT_EQ(std::filesystem::file_size(path + ".1"), (1U << 19) - 4);
+  Audit nowhere(files.path("none/web.audit"));
+  nowhere.note(false, "adam", "10.0.0.9", "goes on");
+  EXPECT_EQ(nowhere.records().size(), 1U);
 }
 
 // All resources that links lead to from the root are there.

@@ -185,9 +185,13 @@ class AppManager : public framework::ActiveService {
   };
   MemoryView memory() const { return {m_memFree, m_memCached, m_memBuffers, m_memAnon}; }
 
-  /// Writes the save track as CSV; empties it. Any thread may call.
-  void dumpMemSaveTrack(utility::PutStream& stream) const;
+  /// Writes the save track as CSV, thinned out evenly to `most` samples, the newest among them, or
+  /// whole for 0; empties it. Any thread may call.
+  void dumpMemSaveTrack(utility::PutStream& stream, unsigned int most = 0) const;
   void clearMemSaveTrack();
+  /// The samples of the save track, the oldest first: one each two minutes of the last 48 hours.
+  /// Any thread may call.
+  std::vector<memtrack_> memSamples() const;
   /// The newest sample of the save track, if there is one. Any thread may call.
   std::optional<memtrack_> newestMemSample() const;
 
@@ -247,7 +251,6 @@ class AppManager : public framework::ActiveService {
   void doMemTrack();
   void takeMemInfo();
   void takeMemSample();
-  std::vector<memtrack_> memSamples() const;
   void doMemLimitChecking();
   bool restartIfOverLimit(Process& process);
   void noteLimitRestart(const Process& process);

@@ -109,13 +109,17 @@ std::optional<memtrack_> AppManager::newestMemSample() const {
   return m_memSaveTrack[(m_memSaveNext == 0 ? m_memSaveTrack.size() : m_memSaveNext) - 1];
 }
 
-void AppManager::dumpMemSaveTrack(utility::PutStream& stream) const {
+void AppManager::dumpMemSaveTrack(utility::PutStream& stream, unsigned int most) const {
   if (auto* records = framework::recordsAskedOf(stream)) {
     for (const memtrack_& sample : memSamples()) records->addRecord(app::recordOf(sample));
     return;
   }
   stream.PutS("timeStamp,totalBytes,usedBytes,freeBytes,extraBytes,sysBytesFree,sysPercentFree\n");
-  for (const memtrack_& sample : memSamples()) {
+  const std::vector<memtrack_> samples = memSamples();
+  const std::size_t step = most == 0 ? 1 : (samples.size() + most - 1) / most;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    if ((samples.size() - 1 - i) % step != 0) continue;
+    const memtrack_& sample = samples[i];
     sample.timeStamp.ToISOBuffer(stream);
     stream.PutF(",%d,%d,%d,%d,%d,%d\n", sample.totalBytes, sample.usedBytes, sample.freeBytes,
                 sample.extraBytes, sample.sysBytesFree, sample.sysPercentFree);

@@ -7,11 +7,10 @@
 
 namespace {
 
-constexpr std::size_t reportsKept = 100;
-
 struct Record {
   std::mutex mutex;
   std::vector<framework::ManagedLogsReport> reports;
+  std::uint64_t made = 0;
 };
 
 Record& record() {
@@ -24,8 +23,8 @@ Record& record() {
 extern "C" int logManagedLogsEvent(int code, int component) {
   const std::lock_guard lock(record().mutex);
   auto& reports = record().reports;
-  if (reports.size() == reportsKept) reports.erase(reports.begin());
-  reports.push_back({utility::TimeMeasure::getTimestamp(), code, component});
+  if (reports.size() == framework::mostManagedLogsReports) reports.erase(reports.begin());
+  reports.push_back({utility::TimeMeasure::getTimestamp(), code, component, ++record().made});
   return 0;
 }
 

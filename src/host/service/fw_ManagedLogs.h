@@ -1,6 +1,7 @@
 // The controller's managed-logs reporting function and the record of its reports.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -14,9 +15,12 @@ struct ManagedLogsReport {
   std::int64_t time;  ///< host timestamp
   int code;
   int component;
+  std::uint64_t number = 0;  ///< from 1, in the order of their making
 };
 
-/// The latest reports, at most 100, the oldest first.
+constexpr std::size_t mostManagedLogsReports = 100;
+
+/// The latest reports, the oldest first.
 std::vector<ManagedLogsReport> managedLogsReports();
 
 }  // namespace framework
