@@ -3,6 +3,7 @@
 #include <boost/json/array.hpp>
 
 #include "host/log/fw_Logger.h"
+#include "web/wb_Delivery.h"
 #include "web/wb_EventFeed.h"
 #include "web/wb_Messages.h"
 #include "web/wb_Resource.h"
@@ -17,6 +18,9 @@ using http::Response;
 
 namespace {
 
+constexpr const char* testAction = "/redfish/v1/EventService/Actions/EventService.SubmitTestEvent";
+constexpr const char* subscriptionsPath = "/redfish/v1/EventService/Subscriptions";
+
 object filterProperties() {
   return {{"EventFormatType", true},         {"MessageId", true},
           {"MetricReportDefinition", false}, {"OriginResource", true},
@@ -24,9 +28,12 @@ object filterProperties() {
           {"SubordinateResources", true}};
 }
 
-object eventService(const Snapshot&, const Keys&) {
+object eventService(const Snapshot& now, const Keys&) {
   return {{"Status", status("Enabled", "OK")},
           {"ServiceEnabled", true},
+          {"DeliveryRetryAttempts", now.retryAttempts},
+          {"DeliveryRetryIntervalSeconds", now.retrySeconds},
+          {"Actions", object{{"#EventService.SubmitTestEvent", object{{"target", testAction}}}}},
           {"ServerSentEventUri", "/redfish/v1/EventService/SSE"},
           {"SSEFilterPropertiesSupported", filterProperties()},
           {"SubordinateResourcesSupported", true},
@@ -38,10 +45,34 @@ object eventService(const Snapshot&, const Keys&) {
 Keys listeners(const Snapshot& now, const Keys&) {
   Keys ids;
   for (const ListenerFacts& listener : now.listeners) ids.push_back(listener.id);
+  for (const SubscriptionFacts& one : now.subscriptions) ids.push_back(one.what.id);
   return ids;
 }
 
+const SubscriptionFacts* subscriptionOf(const Snapshot& now, const std::string& id) {
+  const auto found = std::ranges::find_if(
+      now.subscriptions, [&](const SubscriptionFacts& one) { return one.what.id == id; });
+  return found == now.subscriptions.end() ? nullptr : &*found;
+}
+
+object subscription(const SubscriptionFacts& facts) {
+  const std::string resume = "#EventDestination.ResumeSubscription";
+  object shown = subscriptionShown(facts.what, false);
+  shown["Status"] = status(facts.suspended ? "StandbyOffline" : "Enabled",
+                           facts.failure.empty() ? "OK" : "Warning");
+  shown["Oem"] = object{{"Mc", object{{"@odata.type", "#McEventDestination.v1_0_0.McEventDestination"},
+                                      {"Waiting", facts.waiting},
+                                      {"Delivered", facts.delivered},
+                                      {"Lost", facts.dropped},
+                                      {"Failure", orNull(facts.failure)}}}};
+  shown["Actions"] =
+      object{{resume, object{{"target", std::string(subscriptionsPath) + "/" + facts.what.id +
+                                            "/Actions/EventDestination.ResumeSubscription"}}}};
+  return shown;
+}
+
 object listener(const Snapshot& now, const Keys& keys) {
+  if (const auto* facts = subscriptionOf(now, keys[0])) return subscription(*facts);
   const auto facts = std::ranges::find(now.listeners, keys[0], &ListenerFacts::id);
   return {{"Protocol", "Redfish"},
           {"SubscriptionType", "SSE"},
@@ -50,16 +81,63 @@ object listener(const Snapshot& now, const Keys& keys) {
           {"Status", status("Enabled", "OK")}};
 }
 
-// Who listens may end it; those of others the administrators.
+void note(const Call& call, const std::string& what) {
+  call.sources.audit.note(false, call.request.user, call.request.address, what);
+}
+
+// Who listens by a stream may end it; all else is the administrators'.
 Response endListening(const Call& call) {
-  const auto facts = std::ranges::find(call.snapshot.listeners, call.keys[0], &ListenerFacts::id);
-  const bool isOwn = facts->user == call.request.user;
+  const std::string& id = call.keys[0];
+  const auto stream = std::ranges::find(call.snapshot.listeners, id, &ListenerFacts::id);
+  const bool isOwn = stream != call.snapshot.listeners.end() && stream->user == call.request.user;
   if (!isOwn && call.request.granted < http::Access::Administer) {
     return messageResponse("InsufficientPrivilege");
   }
-  call.sources.feed.end(call.keys[0]);
-  call.sources.audit.note(false, call.request.user, call.request.address,
-                          "ended the stream of events of " + facts->user);
+  if (!call.sources.feed.end(id)) call.sources.delivery->remove(id);
+  note(call, "ended subscription " + id);
+  return {.status = 204};
+}
+
+Response subscribe(const Call& call) {
+  Subscription wanted;
+  if (auto refusal = readSubscription(call.body, wanted)) return *refusal;
+  if (call.sources.delivery == nullptr) {
+    return messageResponse("ServiceTemporarilyUnavailable", {"60"});
+  }
+  const std::string refusal = call.sources.delivery->add(wanted);
+  if (!refusal.empty()) return messageResponse("ChangeRefused", {refusal});
+  note(call, "began subscription " + wanted.id + " to " + wanted.destination);
+  Response response = messageResponse("Created");
+  response.headers.emplace_back("Location", std::string(subscriptionsPath) + "/" + wanted.id);
+  return response;
+}
+
+Response resume(const Call& call) {
+  if (subscriptionOf(call.snapshot, call.keys[0]) == nullptr) {
+    return messageResponse("ChangeRefused", {"a stream is never suspended"});
+  }
+  call.sources.delivery->resume(call.keys[0]);
+  note(call, "resumed subscription " + call.keys[0]);
+  return {.status = 204};
+}
+
+// The event is of our own kind; what the client gives for it is its text.
+Response submitTestEvent(const Call& call) {
+  std::optional<std::string> text;
+  for (const auto& member : call.body) {
+    constexpr const char* known[] = {
+        "EventGroupId", "EventId",   "EventTimestamp",  "EventType",         "Message",
+        "MessageArgs",  "MessageId", "MessageSeverity", "OriginOfCondition", "Severity"};
+    if (std::ranges::find(known, member.key()) != std::end(known)) continue;
+    return messageResponse("ActionParameterUnknown",
+                           {"SubmitTestEvent", std::string(member.key()).substr(0, 80)});
+  }
+  if (auto refusal = readText(call.body, "Message", false, text)) return *refusal;
+  const std::string said = text.value_or("submitted by " + call.request.user).substr(0, 200);
+  const auto told = call.sources.feed.tell(
+      {{"TestEvent", {said}, "/redfish/v1/EventService", call.snapshot.now}});
+  if (call.sources.delivery != nullptr) call.sources.delivery->take(told);
+  note(call, "submitted a test event");
   return {.status = 204};
 }
 
@@ -98,13 +176,18 @@ std::optional<Response> readWish(const Request& request, Wish& wish) {
 }
 
 constexpr Resource resources[] = {
-    {"/redfish/v1/EventService", "EventService.v1_10_0.EventService", "Events", SystemAlone,
+    {"/redfish/v1/EventService", "EventService.v1_10_0.EventService", "Events", Listeners,
      eventService},
     {"/redfish/v1/EventService/Subscriptions/{}", "EventDestination.v1_14_0.EventDestination",
      "Listener {}", Listeners, listener, listeners, http::Access::Read, "Listeners"},
 };
 
 constexpr Change changes[] = {
+    {"POST", subscriptionsPath, http::Access::Administer, SystemAlone, subscribe},
+    {"POST",
+     "/redfish/v1/EventService/Subscriptions/{}/Actions/EventDestination.ResumeSubscription",
+     http::Access::Administer, Listeners, resume},
+    {"POST", testAction, http::Access::Administer, SystemAlone, submitTestEvent},
     {"DELETE", "/redfish/v1/EventService/Subscriptions/{}", http::Access::Read, Listeners,
      endListening, false},
 };

@@ -16,6 +16,7 @@
 #include "util/ut_BufferStream.h"
 #include "util/ut_DateTime.h"
 #include "util/ut_TimeMeasure.h"
+#include "web/wb_Delivery.h"
 #include "web/wb_EventFeed.h"
 
 namespace services::web {
@@ -169,6 +170,11 @@ Snapshot readSnapshot(const Sources& sources, unsigned int needs, const std::str
   if ((needs & Listeners) != 0) {
     for (const auto& one : sources.feed.listeners())
       snapshot.listeners.push_back({one.id, one.user});
+    if (sources.delivery != nullptr) {
+      snapshot.subscriptions = sources.delivery->views();
+      snapshot.retryAttempts = sources.delivery->retries().attempts;
+      snapshot.retrySeconds = sources.delivery->retries().seconds;
+    }
   }
   return snapshot;
 }

@@ -15,11 +15,13 @@
 #include "host/service/fw_ManagedLogs.h"
 #include "web/wb_Audit.h"
 #include "web/wb_Login.h"
+#include "web/wb_Subscription.h"
 
 namespace services::web {
 
 using framework::RecentLines;
 
+class Delivery;
 class EventFeed;
 
 /// What takes longer to read of a daemon.
@@ -93,6 +95,8 @@ struct Snapshot {
   std::vector<app::memtrack_> samples;  ///< of the memory, the oldest first
   std::vector<framework::ManagedLogsReport> managedLogs;
   std::vector<ListenerFacts> listeners;  ///< of events
+  std::vector<SubscriptionFacts> subscriptions;
+  int retryAttempts = 0, retrySeconds = 0;  ///< of what is sent to those
 
   const ControllerFacts* controller(const std::string& wanted) const;
   const DaemonFacts* daemon(const std::string& name) const;
@@ -125,7 +129,8 @@ struct Sources {
   Login& login;
   RecentLines& lines;
   EventFeed& feed;
-  std::int64_t start;  ///< the host's timestamp
+  std::int64_t start;            ///< the host's timestamp
+  Delivery* delivery = nullptr;  ///< null: nothing is sent to listeners
 };
 
 /// `only` names the daemon whose details and history are read, or the log that is; empty for all.

@@ -1,6 +1,9 @@
 // The service that brings login, Redfish and metrics to the web listeners.
 #include "web/wb_WebService.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "host/base/fw_Guarded.h"
 #include "host/base/ut_Environment.h"
 #include "host/service/fw_Config.h"
@@ -31,6 +34,14 @@ constexpr framework::PropertyRule rules[] = {
      .type = framework::PropertyType::Integer,
      .minimum = 30,
      .maximum = 86400},
+    {.key = "eventRetryAttempts",
+     .type = framework::PropertyType::Integer,
+     .minimum = 1,
+     .maximum = 100},
+    {.key = "eventRetrySeconds",
+     .type = framework::PropertyType::Integer,
+     .minimum = 1,
+     .maximum = 600},
 };
 
 const framework::ServiceProperties properties(name, rules);
@@ -104,10 +115,16 @@ WebService::WebService(const char* instance) : ActiveService(instance), m_audit(
   int sessionSeconds = defaultSessionSeconds;
   config->getBoolValueOf(instance, "openOnLoopback", false, &m_openOnLoopback);
   config->getIntValueOf(instance, "sessionSeconds", false, &sessionSeconds);
+  Retries retries;
+  config->getIntValueOf(instance, "eventRetryAttempts", false, &retries.attempts);
+  config->getIntValueOf(instance, "eventRetrySeconds", false, &retries.seconds);
+  const auto* web = http::HttpServer::getSingleton();
+  m_delivery = std::make_unique<Delivery>(
+      web == nullptr ? "" : web->settings().directory + "subscriptions.json", retries);
   m_login = std::make_unique<Login>(m_audit, utility::TimeMeasure::getTimestamp, sessionSeconds);
-  m_sources = std::make_unique<Sources>(
-      Sources{m_audit, *m_login, m_lines, m_feed, utility::TimeMeasure::getTimestamp()});
-  setRequestedThreads(1);
+  m_sources = std::make_unique<Sources>(Sources{
+      m_audit, *m_login, m_lines, m_feed, utility::TimeMeasure::getTimestamp(), m_delivery.get()});
+  setRequestedThreads(2);
 }
 
 http::Site WebService::site() {
@@ -135,6 +152,7 @@ void WebService::Shutdown() {
   m_feed.endUnless({});
   if (auto* web = http::HttpServer::getSingleton()) web->setSite(nullptr);
   m_feed.endUnless({});  // those that were opened meanwhile
+  m_delivery->stop();
   ActiveService::Shutdown();
 }
 
@@ -142,11 +160,17 @@ void WebService::lookForEvents(EventWatch& watch) {
   m_feed.endUnless([](const EventFeed::Listener& one) {
     return !one.stamp.empty() && Login::stampOf(one.user) == one.stamp;
   });
-  m_feed.tell(watch.look());
+  auto happened = watch.look();
+  std::ranges::move(m_delivery->takeNews(), std::back_inserter(happened));
+  m_delivery->take(m_feed.tell(happened));
   m_feed.tellLines(watch.lines(), watch.manager());
 }
 
-void WebService::threadDo(int /*index*/) {
+void WebService::threadDo(int index) {
+  if (index == 1) {
+    framework::guarded(name, "delivery", [&] { m_delivery->run(); });
+    return;
+  }
   constexpr int beatSeconds = 15;
   EventWatch watch(*m_sources);
   for (int second = 0; !requestToShutdown(); ++second) {

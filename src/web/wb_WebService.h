@@ -5,6 +5,7 @@
 
 #include "host/service/fw_Service.h"
 #include "host/web/ht_Site.h"
+#include "web/wb_Delivery.h"
 #include "web/wb_EventFeed.h"
 #include "web/wb_EventWatch.h"
 #include "web/wb_Snapshot.h"
@@ -25,7 +26,7 @@ class WebService : public framework::ActiveService {
   /// Returns when no request is answered any more.
   void Shutdown() override;
   const framework::ServiceInfo* serviceInfo() const override;
-  /// Looks for what happened, once a second.
+  /// Thread 0 looks for what happened, once a second; thread 1 sends it to the subscribed.
   void threadDo(int index) override;
 
  private:
@@ -36,6 +37,7 @@ class WebService : public framework::ActiveService {
   Audit m_audit;
   RecentLines& m_lines = RecentLines::instance();
   EventFeed m_feed;
+  std::unique_ptr<Delivery> m_delivery;
   std::unique_ptr<Login> m_login;
   std::unique_ptr<Sources> m_sources;
 };
