@@ -330,7 +330,7 @@ const std::vector<Resource>& allResources() {
     std::vector<Resource> rows;
     for (const auto part :
          {serviceResources(), managerResources(), daemonResources(), logResources(),
-          telemetryResources(), eventResources(), accessResources()}) {
+          telemetryResources(), eventResources(), certificateResources(), accessResources()}) {
       rows.insert(rows.end(), part.begin(), part.end());
     }
     return rows;
@@ -341,7 +341,8 @@ const std::vector<Resource>& allResources() {
 const std::vector<Change>& allChanges() {
   static const std::vector<Change> all = [] {
     std::vector<Change> rows;
-    for (const auto part : {managerChanges(), daemonChanges(), eventChanges(), accessChanges()}) {
+    for (const auto part : {managerChanges(), daemonChanges(), eventChanges(), certificateChanges(),
+                            accessChanges()}) {
       rows.insert(rows.end(), part.begin(), part.end());
     }
     return rows;

@@ -64,6 +64,8 @@ std::span<const Resource> logResources();
 std::span<const Resource> telemetryResources();
 std::span<const Resource> eventResources();
 std::span<const Resource> accessResources();  ///< accounts, roles, sessions
+std::span<const Resource> certificateResources();
+std::span<const Change> certificateChanges();
 std::span<const Change> managerChanges();
 std::span<const Change> daemonChanges();
 std::span<const Change> eventChanges();

@@ -60,11 +60,12 @@ object subscription(const SubscriptionFacts& facts) {
   object shown = subscriptionShown(facts.what, false);
   shown["Status"] = status(facts.suspended ? "StandbyOffline" : "Enabled",
                            facts.failure.empty() ? "OK" : "Warning");
-  shown["Oem"] = object{{"Mc", object{{"@odata.type", "#McEventDestination.v1_0_0.McEventDestination"},
-                                      {"Waiting", facts.waiting},
-                                      {"Delivered", facts.delivered},
-                                      {"Lost", facts.dropped},
-                                      {"Failure", orNull(facts.failure)}}}};
+  shown["Oem"] =
+      object{{"Mc", object{{"@odata.type", "#McEventDestination.v1_0_0.McEventDestination"},
+                           {"Waiting", facts.waiting},
+                           {"Delivered", facts.delivered},
+                           {"Lost", facts.dropped},
+                           {"Failure", orNull(facts.failure)}}}};
   shown["Actions"] =
       object{{resume, object{{"target", std::string(subscriptionsPath) + "/" + facts.what.id +
                                             "/Actions/EventDestination.ResumeSubscription"}}}};

@@ -6,6 +6,7 @@
 #include "host/base/st_StringRepository.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
 #include "sysinfo/record/si_Field.h"
+#include "web/wb_Happenings.h"
 #include "web/wb_Messages.h"
 #include "web/wb_Resource.h"
 #include "web/wb_ResourceParts.h"
@@ -113,7 +114,10 @@ object ownProtocols(const Snapshot& now) {
     if (facts == nullptr) continue;
     object one{{"ProtocolEnabled", facts->up}};
     if (std::strcmp(protocol.property, "HTTP") == 0) one["Port"] = now.httpPort;
-    if (std::strcmp(protocol.property, "HTTPS") == 0) one["Port"] = now.httpsPort;
+    if (std::strcmp(protocol.property, "HTTPS") == 0) {
+      one["Port"] = now.httpsPort;
+      one["Certificates"] = link(managerPath(now.letter) + "/NetworkProtocol/HTTPS/Certificates");
+    }
     shown[protocol.property] = std::move(one);
   }
   shown["Oem"] = object{{"Mc", interfacesShown(now)}};

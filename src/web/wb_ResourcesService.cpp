@@ -30,8 +30,9 @@ object root(const Snapshot& now, const Keys&) {
                                                                            {"Levels", true},
                                                                            {"MaxLevels", 1}}}}},
                {"Links", object{{"Sessions", link(v1 + "SessionService/Sessions")}}}};
-  for (const char* part : {"AccountService", "Chassis", "EventService", "JsonSchemas", "Managers",
-                           "Registries", "SessionService", "TelemetryService", "UpdateService"}) {
+  for (const char* part :
+       {"AccountService", "CertificateService", "Chassis", "EventService", "JsonSchemas",
+        "Managers", "Registries", "SessionService", "TelemetryService", "UpdateService"}) {
     shown[part] = link(v1 + part);
   }
   static_cast<void>(now);

@@ -153,6 +153,7 @@ Snapshot readSnapshot(const Sources& sources, unsigned int needs, const std::str
   if (const auto* web = http::HttpServer::getSingleton()) {
     snapshot.httpPort = web->settings().port;
     snapshot.httpsPort = web->settings().sslPort;
+    if ((needs & Certificate) != 0) snapshot.certificate = web->certificate();
   }
   if (const auto* paths = app::NetTracker::getSingleton()) {
     snapshot.knowsPaths = true;

@@ -82,6 +82,7 @@ struct Snapshot {
   std::string role, partnerRole;  ///< of the pairing
   std::optional<app::PairingStory> story;
   int httpPort = 0, httpsPort = 0;
+  std::string certificate;  ///< of the TLS listener, PEM
   std::int64_t sessionSeconds = 0;
   std::vector<ControllerFacts> controllers;
   std::vector<DaemonFacts> daemons;
@@ -121,6 +122,7 @@ enum Needs : unsigned int {
   Restarts = 4096,  ///< the history of all daemons
   /// What only those members of a collection need that are shown whole.
   OfWhole = Details | Samples,
+  Certificate = 8192,
 };
 
 /// Where a snapshot is taken from, beside the singletons of the services.

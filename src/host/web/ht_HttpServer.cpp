@@ -8,6 +8,7 @@
 #include "host/log/fw_Logger.h"
 #include "host/web/ht_Listener.h"
 #include "host/web/ht_Responder.h"
+#include "host/web/ht_TlsContext.h"
 
 namespace services::http {
 
@@ -71,6 +72,14 @@ std::array<std::uint64_t, 6> HttpServer::requests() const {
 }
 
 const WebSettings& HttpServer::settings() const { return m_listeners->settings; }
+
+std::string HttpServer::certificate() const { return m_listeners->all[1].certificate(); }
+
+std::string HttpServer::replaceCertificate(const std::string& pem) {
+  const std::string refusal = giveCertificate(settings(), pem);
+  if (refusal.empty()) m_listeners->all[1].renewCertificate();
+  return refusal;
+}
 
 void HttpServer::setSite(const std::shared_ptr<const Site>& site) {
   m_listeners->responder.setSite(site);

@@ -65,6 +65,11 @@ class HttpServer {
   /// How many requests both listeners have answered, by the first digit of their status, 1 to 5.
   /// Any thread may call.
   std::array<std::uint64_t, 6> requests() const;
+  /// The certificate of the TLS listener with its chain, as PEM text; empty while it is closed.
+  std::string certificate() const;
+  /// Gives new clients this one, a PEM text with its chain and key, now and after a restart. The
+  /// answer says why not; empty when it is so.
+  std::string replaceCertificate(const std::string& pem);
 
  private:
   struct Listeners;

@@ -65,6 +65,18 @@ bool Listener::isOpen() const {
   return m_socket.isOpen();
 }
 
+std::string Listener::certificate() const {
+  const std::lock_guard lock(m_mutex);
+  return m_socket.isOpen() ? certificateOf(m_tls.get()) : "";
+}
+
+void Listener::renewCertificate() {
+  std::string failure;
+  auto tls = openTlsContext(m_settings, failure);
+  const std::lock_guard lock(m_mutex);
+  if (tls != nullptr && m_socket.isOpen()) m_tls = std::move(tls);
+}
+
 void Listener::stop() {
   const std::lock_guard lock(m_mutex);
   if (m_drainEnd != never) return;

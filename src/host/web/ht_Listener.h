@@ -50,6 +50,12 @@ class Listener {
   void disable();
   bool isOpen() const;
 
+  /// The certificate that new clients get, with its chain, as PEM text; empty while it is closed.
+  std::string certificate() const;
+  /// Has new clients get the certificate that there is now; those that it has keep theirs. A
+  /// closed listener reads it when it opens.
+  void renewCertificate();
+
   /// Closes it for good and gives its clients the drain limit to end; then they are disconnected. A
   /// page that is being rendered is waited for. The call itself waits for nobody.
   void stop();

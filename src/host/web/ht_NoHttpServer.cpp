@@ -31,6 +31,12 @@ const WebSettings& HttpServer::settings() const { return m_listeners->settings; 
 
 std::array<std::uint64_t, 6> HttpServer::requests() const { return {}; }
 
+std::string HttpServer::certificate() const { return ""; }
+
+std::string HttpServer::replaceCertificate(const std::string& /*pem*/) {
+  return "this host is built without listeners";
+}
+
 void HttpServer::setSite(const std::shared_ptr<const Site>& /*site*/) {}
 
 bool HttpServer::isEnabledConnections(const char* /*name*/) const { return false; }

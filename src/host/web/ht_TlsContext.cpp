@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <openssl/err.h>
+#include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 #include <sys/stat.h>
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 
 #include "host/base/fw_Entrance.h"
 #include "host/base/ut_DurableFile.h"
@@ -139,12 +141,67 @@ Context openOwn(const std::string& path, const std::string& address, std::string
   return make(path, address, failure) ? contextOf(path, path, failure) : nullptr;
 }
 
+// A damaged one gives way to our own, so that there is a way in.
+Context openGiven(const std::string& path) {
+  std::string failure;
+  if (!utility::Path::exists(path.c_str())) return nullptr;
+  Context given = contextOf(path, path, failure);
+  if (given == nullptr) setAside(path, failure, ".damaged");
+  return given;
+}
+
+std::string faultOf(const Context& context) {
+  const X509* certificate = SSL_CTX_get0_certificate(context.get());
+  if (X509_cmp_current_time(X509_get0_notAfter(certificate)) < 0) return "it is expired";
+  return "";
+}
+
+void addPem(std::string& text, X509* certificate) {
+  const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), BIO_free);
+  if (memory == nullptr || !PEM_write_bio_X509(memory.get(), certificate)) return;
+  const char* data = nullptr;
+  const long size = BIO_get_mem_data(memory.get(), &data);
+  text.append(data, static_cast<std::size_t>(size));
+}
+
 }  // namespace
+
+std::string certificateOf(ssl_ctx_st* context) {
+  std::string text;
+  if (context == nullptr) return text;
+  addPem(text, SSL_CTX_get0_certificate(context));
+  STACK_OF(X509)* chain = nullptr;
+  SSL_CTX_get0_chain_certs(context, &chain);
+  for (int i = 0; i < sk_X509_num(chain); ++i) addPem(text, sk_X509_value(chain, i));
+  return text;
+}
+
+std::string giveCertificate(const WebSettings& settings, const std::string& pem) {
+  if (!settings.certificate.empty()) {
+    return "the configuration names the files of the certificate; replace those";
+  }
+  const std::string path = settings.directory + givenCertificate;
+  const std::string candidate = path + ".new";
+  std::string failure;
+  if (utility::replaceFile(candidate.c_str(), pem, S_IRUSR | S_IWUSR) != 0) {
+    return path + ": " + std::strerror(errno);
+  }
+  const Context context = contextOf(candidate, candidate, failure);
+  if (context != nullptr) failure = faultOf(context);
+  if (failure.starts_with(candidate)) failure = "the text" + failure.substr(candidate.size());
+  if (failure.empty()) {
+    if (utility::moveIntoPlace(candidate.c_str(), path.c_str()) == 0) return "";
+    failure = path + ": " + std::strerror(errno);
+  }
+  ::unlink(utility::Path::located(candidate).c_str());
+  return failure;
+}
 
 Context openTlsContext(const WebSettings& settings, std::string& failure) {
   if (!settings.certificate.empty()) {
     return contextOf(settings.certificate, settings.key, failure);
   }
+  if (Context given = openGiven(settings.directory + givenCertificate)) return given;
   return openOwn(settings.directory + ownCertificate, settings.address, failure);
 }
 
