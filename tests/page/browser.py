@@ -1,4 +1,5 @@
 """A headless browser that looks at the page of a controller, and what acts on its enclosure."""
+import base64
 import json
 import os
 import shutil
@@ -87,7 +88,7 @@ class Browser:
 
     def picture(self, path, whole=True):
         """A PNG of the window, or of all that there is to scroll to."""
-        import base64
+        self.script("scrollTo(0, 0)")
         shot = self.driver.execute_cdp_cmd("Page.captureScreenshot", {"captureBeyondViewport": whole})
         with open(path, "wb") as out:
             out.write(base64.b64decode(shot["data"]))
@@ -96,8 +97,9 @@ class Browser:
         """What the accessibility check finds that is serious or critical."""
         self.script(axe)
         found = self.module("return (await axe.run(document, {resultTypes: ['violations']})).violations")
-        return [f"{one['id']}: {node['html'][:120]} {node.get('failureSummary', '')[:200]}"
-                for one in found if one["impact"] in ("serious", "critical") for node in one["nodes"]]
+        return [f"{one['id']}: {len(one['nodes'])} times, {one['nodes'][0]['html'][:120]} "
+                f"{one['nodes'][0].get('failureSummary', '')[:300]}"
+                for one in found if one["impact"] in ("serious", "critical")]
 
     def complaints(self):
         """What the browser wrote into its console as errors, but for requests that were refused."""

@@ -42,8 +42,8 @@ function course(values) {
 function restarts(daemon) {
   const counts = daemon.Restarts ?? {};
   if (counts.LastDay === undefined) return "";
-  const ever = counts.Ever === undefined ? "" : ` of ${counts.Ever}`;
-  return [String(counts.LastDay), el("span", { class: "muted" }, ever)];
+  const ever = counts.Ever > counts.LastDay ? el("span", { class: "muted" }, ` of ${counts.Ever} ever`) : null;
+  return [String(counts.LastDay), ever];
 }
 
 const hurts = (daemon) => daemon.Failing > 0 || (daemon.State !== "Up" && !daemon.Suspended);
@@ -55,11 +55,11 @@ function row(daemon, partner, other, open) {
       type: "button", class: "name", "data-key": daemon.Name, "aria-haspopup": "dialog",
       click: () => open(daemon.Name) }, daemon.Name)),
     el("td", {}, stateBadge(daemon)),
-    el("td", {}, sinceCell(daemon.since)),
+    el("td", { class: "since" }, sinceCell(daemon.since)),
     el("td", { class: "number" }, restarts(daemon)),
     el("td", { class: "number" }, course(state.courses[daemon.Name]), memory),
-    el("td", {}, daemon.LastOutcome ?? ""),
-    el("td", {}, daemon.NextStep ?? ""),
+    el("td", { class: "words" }, daemon.LastOutcome ?? ""),
+    el("td", { class: "words" }, daemon.NextStep ?? ""),
     other ? el("td", { class: other.silent ? "old" : "" }, partner ? stateBadge(partner) : "") : null);
 }
 

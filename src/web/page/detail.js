@@ -13,6 +13,10 @@ const deeds = [
   ["Resume", "From then on it is restarted again when it ends.", false],
 ];
 
+byId("detail").addEventListener("close", () => {
+  byId("daemons").querySelector(`[data-key="${CSS.escape(shown)}"]`)?.focus();
+});
+
 let shown = null; // the name of the daemon that the dialog shows
 let history = [];
 
@@ -34,7 +38,7 @@ const entry = (one) => el("li", {},
     [one.What, one.Cause, one.Outcome].filter(Boolean).map((text) => ` · ${text}`)));
 
 const timeline = () => (history.length
-  ? el("ol", { class: "timeline", "aria-label": "History, newest first" },
+  ? el("ol", { class: "timeline", tabindex: "0", "aria-label": "History, newest first" },
       [...history].reverse().slice(0, 60).map(entry))
   : el("p", { class: "muted" }, "Nothing has happened to it yet."));
 
@@ -45,15 +49,18 @@ export function paintDetail() {
   const dialog = byId("detail"), daemon = find();
   if (!dialog.open || !daemon) return;
   const health = daemon.Health ? el("p", {}, `Health: ${daemon.Health}`) : null;
+  const { By: by, Reason: reason, Until: until } = daemon.Suspension ?? {};
+  const suspension = daemon.Suspension
+    ? el("p", {}, `Suspended by ${by}${until ? ` until ${clock(Date.parse(until))}` : ""}${reason ? `: ${reason}` : ""}`) : null;
   repaint(dialog,
     el("header", { class: "row" },
       el("h2", { id: "detail-title" }, `${daemon.Name} on controller ${state.letter}`),
       el("button", { type: "button", class: "quiet", "data-key": "close", click: () => dialog.close() }, "Close")),
     el("p", {}, stateBadge(daemon), " since ", sinceCell(daemon.since),
       daemon.ProcessIds?.length ? ` · process ${daemon.ProcessIds.join(", ")}` : ""),
-    health,
+    health, suspension,
     el("h3", {}, "Why"),
-    el("div", { class: "why" }, whyOf(daemon).map((line) => el("p", {}, line))),
+    el("div", { class: "why", tabindex: "0", role: "region", "aria-label": "Why" }, whyOf(daemon).map((line) => el("p", {}, line))),
     el("h3", {}, "History"), timeline(),
     el("div", { class: "row deeds" }, deeds.map(([action, consequence, isGrave]) =>
       el("button", { type: "button", "data-key": action, click: () => doIt(action, consequence, isGrave) },

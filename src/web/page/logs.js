@@ -21,14 +21,14 @@ function line(one) {
 
 // New lines are added where the eye is not; who has scrolled up keeps his place.
 function paintLines() {
-  const list = byId("log-lines");
-  const isAtEnd = list.scrollHeight - list.scrollTop - list.clientHeight < 40;
+  const list = byId("log-lines"), view = byId("log-window");
+  const isAtEnd = view.scrollHeight - view.scrollTop - view.clientHeight < 40;
   const wanted = levels.find(([name]) => name === level)[2];
   const part = text.toLowerCase();
   const lines = state[source].filter((one) => wanted(one) && one.text.toLowerCase().includes(part));
   list.replaceChildren(...lines.slice(-200).map(line));
   if (!lines.length) list.append(el("li", { class: "muted" }, "No line fits."));
-  if (isAtEnd) list.scrollTop = list.scrollHeight;
+  if (isAtEnd) view.scrollTop = view.scrollHeight;
 }
 
 const choice = (label, options, set) => el("label", {}, `${label} `,
@@ -43,7 +43,8 @@ function build(place) {
       choice("Level", levels, (value) => { level = value; }),
       el("label", {}, "Contains ", el("input", { type: "search", id: "log-text", placeholder: "a daemon's name",
         input: (event) => { text = event.target.value; paintLines(); } }))),
-    el("ol", { id: "log-lines", class: "log", tabindex: "0", role: "log", "aria-live": "off", "aria-label": "Log lines" }));
+    el("div", { id: "log-window", class: "log", tabindex: "0", role: "log", "aria-live": "off", "aria-label": "Log lines" },
+      el("ol", { id: "log-lines" })));
   [source, level, text] = ["log", "all", ""];
 }
 
@@ -56,7 +57,7 @@ export function paintLogs() {
     builtFor = state.user + state.rights;
     build(place);
     paintLines();
-    byId("log-lines").scrollTop = byId("log-lines").scrollHeight;
+    byId("log-window").scrollTop = byId("log-window").scrollHeight;
     return;
   }
   paintLines();

@@ -1,5 +1,6 @@
 // The page: login, then everything once, then what events tell.
 import { keepLogin, login } from "./api.js";
+import { notice } from "./ask.js";
 import { paintBar, paintControllers, paintHeadline } from "./board.js";
 import { paintDaemons, tick } from "./daemons.js";
 import { openDetail, paintDetail, refreshDetail } from "./detail.js";
@@ -108,6 +109,7 @@ const hear = {
 const say = connect((message) => hear[message.kind]?.(message));
 byId("logout").addEventListener("click", async () => {
   await logOut();
+  notice("");
   byId("board").hidden = true;
   say({ kind: "logout" });
 });

@@ -23,7 +23,7 @@ const axis = (scale, side, unit) => ({
 function options(width) {
   return {
     width, height: 240, tzDate: (ts) => uPlot.tzDate(new Date(ts * 1e3), "Etc/UTC"),
-    scales: { x: { time: true }, "%": { range: [0, 100] } },
+    scales: { x: { time: true, range: (_, from, to) => [Math.min(from, to - 1800), to] }, "%": { range: [0, 100] } },
     axes: [{ ...axis("x", 2), label: undefined, size: 40 }, axis("MiB", 3, "MiB"), axis("%", 1, "% free")],
     series: [{ label: "time (UTC)" }, ...series.map((one) => ({
       label: one.label, scale: one.scale, stroke: colour(one.colour), width: 2, dash: one.dash,

@@ -4,6 +4,9 @@ import { state } from "./state.js";
 
 const paths = { Inner: 62, Outer: 104 };
 
+// What the box has room for; the card above has the whole text.
+const short = (text) => (text.length > 18 ? `${text.slice(0, 17)}…` : text);
+
 function box(letter, x) {
   const controller = state.controllers[letter];
   const { FirmwareVersion: version, SerialNumber: serial } = controller?.manager ?? {};
@@ -14,7 +17,7 @@ function box(letter, x) {
     svg("text", { x: x + 14, y: 48, class: "letter" }, letter),
     svg("text", { x: x + 40, y: 48, class: "muted" },
       controller?.isThis ? "this controller" : controller?.silent ? "silent" : "partner"),
-    lines.map(([text, kind], i) => svg("text", { x: x + 14, y: 78 + 22 * i, class: kind }, text)));
+    lines.map(([text, kind], i) => svg("text", { x: x + 14, y: 78 + 22 * i, class: kind }, short(text))));
 }
 
 function cable(name) {

@@ -13,9 +13,9 @@ export const state = {
 
 const base = (letter) => `/redfish/v1/Managers/${letter}`;
 
-// Ages become times once, so that they stand still.
+// Ages become times once, so that they stand still. The partner's are as old as its telling.
 function daemonOf(json, before) {
-  let since = begun(json.StateSeconds ?? 0);
+  let since = begun(json.StateSeconds ?? 0, Date.parse(json.AsOf));
   if (before && before.State === json.State && Math.abs(before.since - since) < 3000) {
     since = before.since;
   }

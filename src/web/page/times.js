@@ -30,8 +30,8 @@ export function span(seconds) {
 
 export const age = (time) => span((now() - time) / 1000);
 
-/** When a state of that many seconds began. It shakes by the second that it was cut to. */
-export const begun = (seconds) => Math.round((now() - seconds * 1000) / 1000) * 1000;
+/** When a state began that had lasted so many seconds at `then`, without which it is now. */
+export const begun = (seconds, then) => Math.round(((then || now()) - seconds * 1000) / 1000) * 1000;
 
 /** KiB with a unit to be read by people. */
 export const size = (kib) => (kib >= 1024 ? `${(kib / 1024).toFixed(1)} MiB` : `${kib} KiB`);
