@@ -16,7 +16,8 @@ namespace {
 // Nothing but what this controller serves, and no text that becomes markup or script.
 constexpr const char* policy =
     "default-src 'none'; script-src 'self'; worker-src 'self'; style-src 'self'; "
-    "img-src 'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
+    "img-src 'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors "
+    "'none'; "
     "require-trusted-types-for 'script'; trusted-types mc";
 
 Response moved(const std::string& to) {

@@ -13,8 +13,8 @@
 namespace services::web {
 
 /// From its start to its shutdown it gives the web listeners their site: who may, the Redfish
-/// service below "/redfish", "/metrics", the live page below "/ui/", and the page of plain text "/".
-/// Build it last, since its clients ask the other services.
+/// service below "/redfish", "/metrics", the live page below "/ui/", and the page of plain text
+/// "/". Build it last, since its clients ask the other services.
 class WebService : public framework::ActiveService {
  public:
   /// Reads the configuration of the instance.
