@@ -7,6 +7,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "util/fw_ShownText.h"
+
 namespace services::web {
 
 namespace {
@@ -138,8 +140,10 @@ const Message& messageOf(const char* id) {
 
 std::span<const Message> messages() { return table; }
 
-object messageInfo(const char* id, const std::vector<std::string>& arguments) {
+object messageInfo(const char* id, const std::vector<std::string>& given) {
   const Message& message = messageOf(id);
+  std::vector<std::string> arguments;  // paths and log lines may hold bytes that are no UTF-8
+  for (const std::string& argument : given) arguments.push_back(framework::shownText(argument));
   return {{"@odata.type", "#Message.v1_2_1.Message"},
           {"MessageId", std::string(message.registry) + "." + id},
           {"Message", filled(message.text, arguments)},

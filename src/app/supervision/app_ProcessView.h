@@ -52,7 +52,7 @@ struct ProcessView {
   HealthView health = {};
   std::vector<std::string> conditions = {};  ///< of processes that are stopped or remains, in words
   std::shared_ptr<const DaemonCommand> lastCommand = {};  ///< null before the first
-  StateFacts facts = {};  ///< for nextStep() and writeWhy()
+  StateFacts facts = {};                                  ///< for nextStep() and writeWhy()
 
   /// The state as it is shown; a daemon that has ended is never shown as Up, and
   /// one that a stranger stands for as "Up?".
