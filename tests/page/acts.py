@@ -204,7 +204,7 @@ def memory(page, see):
       paintMemory(true);""")
     page.click("#memory summary")
     page.shows("#memory .u-legend", "host, in use (MiB)", "system, free (%)")
-    rows = page.driver.find_elements("css selector", "#memory tbody tr")
+    rows = page.driver.find_elements("css selector", "#memory details tbody tr")
     assert len(rows) == 96, f"{len(rows)} rows"
     assert page.script("return document.querySelector('#memory canvas').width") > 500
     see("memory")

@@ -406,7 +406,7 @@ TEST_F(WebRedfish, AFilterLetsThroughWhatItNames) {
 
 void expectNamed(const boost::json::object& shown, const boost::json::object& known) {
   for (const auto& [name, value] : shown) {
-    if (name == "Actions" || name == "History" || name.starts_with("@")) continue;
+    if (name == "Actions" || name == "History" || name == "Status" || name[0] == '@') continue;
     const auto* same = known.if_contains(name);
     ASSERT_NE(same, nullptr) << name;
     if (value.is_object() && same->is_object()) expectNamed(value.as_object(), same->as_object());
