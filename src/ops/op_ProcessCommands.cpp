@@ -1,6 +1,8 @@
 // The operator's commands over the process supervision: "process list", "process wakes", "process
-// history [NAME]", "process show|start|stop|restart|suspend|resume|explain NAME" and "why NAME".
+// history [NAME]", "process show|start|stop|restart|resume|explain NAME", "process suspend NAME
+// [for TIME] [REASON...]" and "why NAME".
 #include <array>
+#include <charconv>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -105,8 +107,9 @@ int list(Console& console, const Arguments& arguments) {
 
 // Does `work` with the daemon that the arguments name, or replies why not.
 template <typename Work>
-int withDaemon(Console& console, const Arguments& arguments, const Work& work) {
-  if (arguments.ArgCount() != 1) return 0;
+int withDaemon(Console& console, const Arguments& arguments, const Work& work,
+               unsigned int mostArguments = 1) {
+  if (arguments.ArgCount() == 0 || arguments.ArgCount() > mostArguments) return 0;
   const AppManager* manager = managerOrReply(console);
   if (manager == nullptr) return 1;
   const char* name = arguments.ArgValue(0);
@@ -210,11 +213,59 @@ int restart(Console& console, const Arguments& arguments) {
   return issue(console, arguments, "restart", AppManager::restartProcess);
 }
 
-template <bool suspended>
-int setSuspend(Console& console, const Arguments& arguments) {
+// The seconds of "90", "90s", "10m", "2h" or "1d", at most 30 days.
+std::optional<std::int64_t> secondsOf(const std::string& text) {
+  constexpr struct {
+    const char* unit;
+    std::int64_t seconds;
+  } units[] = {{"", 1}, {"s", 1}, {"m", 60}, {"h", 3600}, {"d", 86400}};
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const std::string unit(end, text.data() + text.size());
+  for (const auto& known : units) {
+    if (error != std::errc() || unit != known.unit) continue;
+    constexpr std::int64_t most = 30 * std::int64_t{86400};
+    if (number > 0 && number <= most / known.seconds) return number * known.seconds;
+  }
+  return std::nullopt;
+}
+
+std::string wordsFrom(const Arguments& arguments, unsigned int first) {
+  std::string words;
+  for (unsigned int i = first; i < arguments.ArgCount(); ++i) {
+    words += (words.empty() ? "" : " ") + std::string(arguments.ArgValue(i));
+  }
+  return words;
+}
+
+int suspend(Console& console, const Arguments& arguments) {
+  const auto work = [&](stringtoken daemon, const char* name) {
+    app::Suspension wanted{.by = askerAt(console)};
+    const bool ends = arguments.ArgCount() > 1 && std::strcmp(arguments.ArgValue(1), "for") == 0;
+    if (ends) {
+      const auto seconds = secondsOf(arguments.ArgCount() > 2 ? arguments.ArgValue(2) : "");
+      if (!seconds) {
+        console.reply(Refused, "for: must be a time such as 90s, 10m, 2h or 1d, at most 30d\n");
+        return;
+      }
+      wanted.until = utility::TimeMeasure::getTimestamp() + *seconds * 1000000;
+    }
+    wanted.reason = wordsFrom(arguments, ends ? 3 : 1);
+    if (arguments.ArgCount() == 1) {
+      AppManager::setProcessSuspend(daemon, true, wanted.by.c_str());
+    } else {
+      AppManager::suspendProcess(daemon, wanted);
+    }
+    console.reply(Ok, "%s suspended%s%s\n", name, ends ? " for " : "",
+                  ends ? arguments.ArgValue(2) : "");
+  };
+  return withDaemon(console, arguments, work, 32);
+}
+
+int resume(Console& console, const Arguments& arguments) {
   return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
-    AppManager::setProcessSuspend(daemon, suspended, askerAt(console).c_str());
-    console.reply(Ok, "%s %s\n", name, suspended ? "suspended" : "resumed");
+    AppManager::setProcessSuspend(daemon, false, askerAt(console).c_str());
+    console.reply(Ok, "%s resumed\n", name);
   });
 }
 
@@ -247,14 +298,12 @@ const std::vector<framework::TableCommand> commands = {
     {restart, commandOf<"process", "restart">(
                   "ProcessRestart", "process restart: run a daemon's init script to restart it.\n",
                   "process restart NAME\n", nullptr, daemonNames)},
-    {setSuspend<true>,
-     commandOf<"process", "suspend">("ProcessSuspend",
-                                     "process suspend: leave a daemon down once it is down.\n",
-                                     "process suspend NAME\n", nullptr, daemonNames)},
-    {setSuspend<false>,
-     commandOf<"process", "resume">("ProcessResume",
-                                    "process resume: start a daemon again when it is down.\n",
-                                    "process resume NAME\n", nullptr, daemonNames)},
+    {suspend, commandOf<"process", "suspend">(
+                  "ProcessSuspend", "process suspend: leave a daemon down once it is down.\n",
+                  "process suspend NAME [for TIME] [REASON...]\n", nullptr, daemonNames)},
+    {resume, commandOf<"process", "resume">(
+                 "ProcessResume", "process resume: start a daemon again when it is down.\n",
+                 "process resume NAME\n", nullptr, daemonNames)},
     {explain, commandOf<"process", "explain">(
                   "ProcessExplain",
                   "process explain: show which processes are taken for a daemon, and why.\n",

@@ -42,14 +42,6 @@ std::vector<std::string> whyLines(const char* name, const StateFacts& facts) {
   return lines;
 }
 
-// Who asked last that the daemon be suspended.
-std::string suspender(const std::vector<HistoryEntry>& entries) {
-  for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-    if (entry->what == "suspend") return entry->cause;
-  }
-  return "";
-}
-
 }  // namespace
 
 DaemonReport AppManager::reportOf(const Process& process) const {
@@ -62,7 +54,6 @@ DaemonReport AppManager::reportOf(const Process& process) const {
   report.restartsLastHour = m_history.restartsSince(name, report.asOf - hour);
   report.restartsLastDay = m_history.restartsSince(name, report.asOf - 24 * hour);
   report.sums = m_history.summary(name);
-  if (report.view.suspended) report.suspendedBy = suspender(m_history.entries(name));
   return report;
 }
 

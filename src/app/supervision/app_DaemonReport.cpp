@@ -13,10 +13,15 @@ using framework::valueOrNone;
 
 namespace {
 
-// By whom; the rest is not asked for yet.
+// By whom, why and until when; nothing of what the start suspended.
 Value suspensionOf(const DaemonReport& daemon) {
+  const auto& suspension = daemon.view.suspension;
   if (!daemon.view.suspended) return {};
-  return Value::Record{{"By", valueOrNone(daemon.suspendedBy)}, {"Reason", {}}, {"Until", {}}};
+  if (!suspension) return Value::Record{{"By", {}}, {"Reason", {}}, {"Until", {}}};
+  return Value::Record{
+      {"By", valueOrNone(suspension->by)},
+      {"Reason", valueOrNone(suspension->reason)},
+      {"Until", suspension->until == 0 ? Value() : framework::timeValue(suspension->until)}};
 }
 
 Value::Record timesDown(const History::Summary& sums) {

@@ -18,7 +18,6 @@ struct DaemonReport {
   unsigned int restartsLastHour = 0;
   unsigned int restartsLastDay = 0;
   History::Summary sums = {};
-  std::string suspendedBy = {};       ///< who asked for it; empty where that is not known
   std::vector<std::string> why = {};  ///< lines: which rule decides, and what would change it
   std::int64_t asOf = 0;              ///< host timestamp of the look
 };

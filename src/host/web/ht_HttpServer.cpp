@@ -76,7 +76,7 @@ const WebSettings& HttpServer::settings() const { return m_listeners->settings; 
 std::string HttpServer::certificate() const { return m_listeners->all[1].certificate(); }
 
 std::string HttpServer::replaceCertificate(const std::string& pem) {
-  const std::string refusal = giveCertificate(settings(), pem);
+  std::string refusal = giveCertificate(settings(), pem);
   if (refusal.empty()) m_listeners->all[1].renewCertificate();
   return refusal;
 }
