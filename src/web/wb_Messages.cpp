@@ -143,6 +143,7 @@ std::span<const Message> messages() { return table; }
 object messageInfo(const char* id, const std::vector<std::string>& given) {
   const Message& message = messageOf(id);
   std::vector<std::string> arguments;  // paths and log lines may hold bytes that are no UTF-8
+  arguments.reserve(given.size());
   for (const std::string& argument : given) arguments.push_back(framework::shownText(argument));
   return {{"@odata.type", "#Message.v1_2_1.Message"},
           {"MessageId", std::string(message.registry) + "." + id},

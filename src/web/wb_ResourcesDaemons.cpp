@@ -21,7 +21,7 @@ using strings::StringRepository;
 namespace {
 
 constexpr std::int64_t second = 1000000;
-constexpr std::int64_t longestSeconds = 366 * 24 * 3600;
+constexpr std::int64_t longestSeconds = std::int64_t{366} * 24 * 3600;
 constexpr std::size_t longestReason = 80;  // bytes, as the history keeps
 
 bool isThis(const Snapshot& now, const Keys& keys) {
