@@ -1,5 +1,4 @@
 // Has libFuzzer make the inputs.
-#include <cstdint>
 
 #include "fuzz/play.h"
 

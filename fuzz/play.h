@@ -1,10 +1,7 @@
 // What a generator and the replay of its seeds have in common.
 #pragma once
 
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <vector>
+#include "support/Test.h"
 
 /// Gives one input to the product: a grammar's own, each has one. Ends the process where the
 /// product does what it never must.

@@ -1,10 +1,4 @@
 // Plays the seeds of a grammar: what to begin with, and what was found.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "fuzz/play.h"
 

@@ -1,9 +1,7 @@
 // A configuration file, under the rules of all plug-ins.
 #include "fuzz/play.h"
-#include "host/log/fw_Logger.h"
 #include "host/service/fw_ConfigFile.h"
 #include "host/web/ht_WebSettings.h"
-#include "support/Temporary.h"
 #include "util/fw_ShownText.h"
 
 void play(const std::string& input) {

@@ -1,14 +1,11 @@
 // Lines that are typed at a console with all commands, in a host whose services do not run.
-#include <sstream>
 
 #include "fuzz/play.h"
 #include "host/console/fw_CommandBundle.h"
 #include "host/console/fw_HostCommands.h"
 #include "host/console/fw_TypedLine.h"
 #include "host/service/fw_ServiceHost.h"
-#include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "sysinfo/manager/si_SysInfoManager.h"
 #include "util/fw_ShownText.h"
 
 namespace {

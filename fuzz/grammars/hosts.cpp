@@ -1,9 +1,5 @@
 // A hosts file, in which a name is looked up and pointed elsewhere, beside its lines of words.
-#include <arpa/inet.h>
 #include <strings.h>
-
-#include <algorithm>
-#include <sstream>
 
 #include "fuzz/play.h"
 #include "host/network/nw_HostsTable.h"

@@ -1,8 +1,5 @@
 // The bytes of a web client, in pieces of a size that the first byte says, through both ways in: as
 // the TLS listener reads requests, and as the plain one serves a client to its end.
-#include <sys/socket.h>
-
-#include <algorithm>
 
 #include "fuzz/play.h"
 #include "host/web/ht_Client.h"

@@ -5,7 +5,6 @@
 #include "app/archive/app_AppFileLogger.h"
 #include "fuzz/play.h"
 #include "support/SimulatedController.h"
-#include "support/SysInfoSetting.h"
 
 void play(const std::string& input) {
   framework::Logger::setLevel(-1);
@@ -18,9 +17,7 @@ void play(const std::string& input) {
   controller.writeFile("/var/log/logArchive.intended", texts[0]);
   controller.writeFile(working, texts[1]);
   controller.writeFile("/var/log/logArchive.manifest", texts[2]);
-  framework::Config config;
-  config.set("AppFileLogger.directory", {.value = std::string("/var/log/")});
-  framework::Config::setConfig(config);
+  framework::Config::setConfig(test::configOf({{"AppFileLogger.directory", "/var/log/"}}));
 
   services::app::AppFileLogger logger("AppFileLogger", nullptr);
   REQUIRE(logger.addLogFileToArchive("/var/log/mc.log.000001", "/var/log/", 1) == 0);

@@ -1,8 +1,6 @@
 // /proc/meminfo, as a poll cycle reads it.
-#include <cstring>
 
 #include "fuzz/play.h"
-#include "support/Printed.h"
 #include "support/SimulatedController.h"
 
 void play(const std::string& input) {

@@ -1,13 +1,9 @@
 // The command line of a running process, or the title that it gave itself: read, matched, shown.
-#include <filesystem>
 
 #include "app/supervision/app_CommandLine.h"
-#include "app/supervision/app_Process.h"
 #include "app/supervision/app_ProcessMatcher.h"
 #include "fuzz/play.h"
-#include "host/base/st_StringRepository.h"
 #include "host/service/fw_RunningCheck.h"
-#include "support/Printed.h"
 #include "support/SimulatedController.h"
 #include "util/fw_ShownText.h"
 
@@ -35,10 +31,7 @@ void play(const std::string& input) {
   REQUIRE(!answer.failed);
   REQUIRE(std::string(name) != "web" || answer.record == &web);
 
-  framework::Config config;
-  utility::StringArray daemons;
-  for (const char* entry : {"web", "all/^/web"}) daemons.Append(entry);
-  config.set("AppManager.data", {.value = daemons});
+  const auto config = test::configOf({{"AppManager.data", test::listOf({"web", "all/^/web"})}});
   const std::string shown = test::printed([&](auto& stream) {
     framework::RunningCheck::of("AppManager")(config, "AppManager", stream,
                                               [](const char*) { return std::string(); });

@@ -1,43 +1,22 @@
 // Requests to the Redfish service, one after the other, by an administrator of a controller with
 // daemons. Of each, the head stands before a zero byte and the body behind it.
-#include <algorithm>
 #include <boost/json/parse.hpp>
 
 #include "fuzz/play.h"
 #include "host/web/ht_RequestParser.h"
+#include "support/RedfishSetting.h"
 #include "support/SimulatedController.h"
-#include "support/SysInfoSetting.h"
 #include "sysinfo/manager/us_UserManager.h"
-#include "web/wb_Delivery.h"
-#include "web/wb_EventFeed.h"
 #include "web/wb_Messages.h"
-#include "web/wb_Redfish.h"
 
 using namespace services::web;
 using services::http::Request;
 using services::http::Response;
 using services::http::Router;
-using services::user::UserManager;
 
 namespace {
 
 constexpr std::size_t mostRequests = 8;
-
-struct Setting {
-  Setting() {
-    UserManager::getManager()->load({{{"user adam", "Interfaces"}, "Https"},
-                                     {{"user adam", "Rights"}, "Administrator"},
-                                     {{"user adam", "Password"}, "first pass"}});
-  }
-  const test::SysInfoSetting sysInfo{{{"MidplaneSN", "MP1"}}, {}};
-  Audit audit;
-  Login login{audit, [] { return std::int64_t{0}; }, 60};
-  RecentLines lines;
-  EventFeed feed;
-  Delivery delivery{"", {}};
-  Sources sources{audit, login, lines, feed, 0, &delivery};
-  const Router router{redfishRoutes(sources)};
-};
 
 Request requestOf(const std::string& head, const std::string& body) {
   services::http::RequestParser parser(0);
@@ -77,7 +56,7 @@ void play(const std::string& input) {
   static const auto& manager = controller.build();
   static_cast<void>(manager);
   framework::Logger::setLevel(-1);
-  const Setting setting;
+  const test::RedfishSetting setting;
   const auto texts = textsOf(input, 2 * mostRequests);
   for (std::size_t i = 0; i < texts.size() && !texts[i].empty(); i += 2) {
     ask(setting.router, requestOf(texts[i], texts[i + 1]));

@@ -2,7 +2,6 @@
 #include "app/pairing/app_UpdateRules.h"
 #include "fuzz/play.h"
 #include "sysinfo/record/si_Field.h"
-#include "util/ut_BufferStream.h"
 
 using namespace services;
 

@@ -1,9 +1,6 @@
 // An enclosure in simulated time: two slots with hosts, push programs, cables, and an operator.
 #include "histories/Enclosure.h"
 
-#include <fstream>
-#include <sstream>
-
 #include "sysinfo/store/si_Database.h"
 #include "sysinfo/store/si_Transfer.h"
 

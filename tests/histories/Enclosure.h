@@ -1,13 +1,10 @@
 // An enclosure in simulated time: two slots with hosts, push programs, cables, and an operator.
 #pragma once
 
-#include <filesystem>
-
 #include "histories/HostProcess.h"
 
 namespace test {
 
-constexpr std::int64_t second = 1000000;      // in microseconds
 constexpr std::int64_t quiet = 600 * second;  // in which nothing happens from outside
 
 /// Plays a story on two real hosts and holds them to what must never be. Times are microseconds.

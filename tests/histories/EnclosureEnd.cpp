@@ -1,5 +1,4 @@
 // How a story of an enclosure ends: settled, or in a stall whose remedy works.
-#include <sstream>
 
 #include "histories/Enclosure.h"
 

@@ -1,18 +1,7 @@
 // The process of one host: the real services on a machine whose time the test gives.
 #include "histories/HostProcess.h"
 
-#include <sys/socket.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <semaphore>
-#include <set>
-#include <sstream>
-#include <thread>
 
 #include "app/pairing/app_PartnerFirmwareUpdate.h"
 #include "app/paths/app_NetTracker.h"

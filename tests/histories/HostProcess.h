@@ -1,15 +1,6 @@
 // One controller's host as a process of its own, whose time and partner are the test's.
 #pragma once
 
-#include <sys/types.h>
-
-#include <cstdint>
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "support/Campaign.h"
 
 namespace test {

@@ -1,24 +1,13 @@
 // Random histories: made from seeds, played, and shortened when they go wrong.
 #pragma once
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <cstdarg>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <map>
-#include <random>
-#include <string>
-#include <vector>
+#include "support/Standard.h"
 
 namespace test {
 
 using Texts = std::vector<std::string>;
+
+constexpr std::int64_t second = 1000000;  ///< in microseconds
 
 /// A text of a printf format, at most 999 characters.
 inline __attribute__((format(printf, 1, 2))) std::string text(const char* format, ...) {

@@ -1,20 +1,11 @@
 // What tests of the console share: a server at a temporary place, its clients.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/time.h>
 
-#include <filesystem>
-#include <string>
-
-#include "host/console/fw_Console.h"
 #include "host/console/fw_ConsoleServer.h"
 #include "host/console/fw_ConsoleSocket.h"
-#include "host/console/fw_Shell.h"
-#include "support/Printed.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace test {
 

@@ -1,9 +1,7 @@
 // What several threads noted, in order.
 #pragma once
 
-#include <mutex>
-#include <string>
-#include <vector>
+#include "support/Standard.h"
 
 namespace test {
 

@@ -1,9 +1,6 @@
 // Keeps the log lines of a test.
 #pragma once
 
-#include <algorithm>
-#include <string>
-
 #include "host/log/fw_Logger.h"
 #include "support/Kept.h"
 

@@ -1,15 +1,8 @@
 // The service of the management interfaces on a controller in simulated time.
 #pragma once
 
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
-#include <optional>
-
 #include "app/interfaces/app_InterfaceManager.h"
-#include "host/base/st_StringRepository.h"
 #include "support/SimulatedController.h"
-#include "support/SysInfoSetting.h"
 
 namespace test {
 
@@ -34,9 +27,7 @@ class ManagedInterfaces {
   void build(const std::optional<Names>& managing) {
     manager.reset();
     framework::Config config;
-    utility::StringArray list;
-    for (const auto& name : managing.value_or(Names())) list.Append(name);
-    if (managing) config.set("InterfaceManager.managing", {.value = list});
+    if (managing) config.set("InterfaceManager.managing", {.value = listOf(*managing)});
     framework::Config::setConfig(config);
     manager = std::make_unique<services::app::InterfaceManager>("InterfaceManager");
   }

@@ -1,9 +1,6 @@
 // What the supervision is to keep of the machine's memory.
 #pragma once
 
-#include <cctype>
-#include <deque>
-
 #include "support/Campaign.h"
 
 namespace test {

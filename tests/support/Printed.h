@@ -1,9 +1,6 @@
 // What services and commands print, as texts.
 #pragma once
 
-#include <string>
-#include <utility>
-
 #include "host/base/ut_Debug.h"
 #include "host/console/fw_Console.h"
 #include "host/console/fw_Shell.h"

@@ -1,15 +1,8 @@
 // A client of a TCP port that sends what it likes.
 #pragma once
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
-#include <array>
-#include <cerrno>
-#include <string>
-
 #include "host/machine/Descriptor.h"
-#include "support/Temporary.h"
+#include "support/Test.h"
 
 namespace test {
 

@@ -1,13 +1,6 @@
 // A controller in simulated time: daemons that come and go, and the supervision service over them.
 #include "support/SimulatedController.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
-#include "host/base/st_StringRepository.h"
 #include "host/console/fw_ApplicationArguments.h"
 
 namespace test {
@@ -32,24 +25,6 @@ SimulatedController::SimulatedController(const std::vector<std::string>& daemons
     : SimulatedController() {
   setList("data", daemons);
   setInt("pollSeconds", pollSeconds);
-}
-
-void SimulatedController::setList(const std::string& key, const std::vector<std::string>& entries) {
-  utility::StringArray list;
-  for (const std::string& entry : entries) list.Append(entry);
-  m_config.set("AppManager." + key, {.value = list, .line = 0});
-}
-
-void SimulatedController::setInt(const std::string& key, long value) {
-  m_config.set("AppManager." + key, {.value = value, .line = 0});
-}
-
-void SimulatedController::setBool(const std::string& key, bool value) {
-  m_config.set("AppManager." + key, {.value = value, .line = 0});
-}
-
-void SimulatedController::setText(const std::string& key, const std::string& value) {
-  m_config.set("AppManager." + key, {.value = value, .line = 0});
 }
 
 AppManager& SimulatedController::build() {

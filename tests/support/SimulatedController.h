@@ -1,19 +1,11 @@
 // A controller in simulated time: daemons that come and go, and the supervision service over them.
 #pragma once
 
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "app/supervision/app_AppManager.h"
 #include "host/machine/SimulatedPlatform.h"
-#include "host/service/fw_Config.h"
-#include "support/LogCapture.h"
+#include "support/SysInfoSetting.h"
 
 namespace test {
-
-constexpr std::int64_t second = 1000000;
 
 /// The simulated machine with a /proc of its own, the environment of a controller, and the
 /// supervision service, whose thread the test lives through.
@@ -24,10 +16,10 @@ class SimulatedController {
   SimulatedController(const std::vector<std::string>& daemons, long pollSeconds);
 
   /// The properties of the service; set before build().
-  void setList(const std::string& key, const std::vector<std::string>& entries);
-  void setInt(const std::string& key, long value);
-  void setBool(const std::string& key, bool value);
-  void setText(const std::string& key, const std::string& value);
+  void setList(const std::string& key, const Texts& entries) { set(key, listOf(entries)); }
+  void setInt(const std::string& key, std::int64_t value) { set(key, value); }
+  void setBool(const std::string& key, bool value) { set(key, value); }
+  void setText(const std::string& key, const std::string& value) { set(key, value); }
 
   /// Builds the service from the properties.
   services::app::AppManager& build();
@@ -58,6 +50,11 @@ class SimulatedController {
   LogCapture log;
 
  private:
+  template <typename Value>
+  void set(const std::string& key, const Value& value) {
+    m_config.set("AppManager." + key, {.value = value});
+  }
+
   framework::Config m_config;
   std::unique_ptr<services::app::AppManager> m_manager;
 };

@@ -1,10 +1,6 @@
 // The daemons of a controller in a random history: their processes, and what commands do to them.
 #pragma once
 
-#include <functional>
-#include <map>
-#include <sstream>
-
 #include "support/Campaign.h"
 
 namespace test {
@@ -47,16 +43,16 @@ class SimulatedDaemons {
  private:
   void act(const std::string& command, int turn) {
     std::istringstream words(command);
-    std::string first, second, third;
-    words >> first >> second >> third;
-    if (first == "killall") end(pidsOf(third));
-    if (first == "kill" && turn % 3 > 0) end({std::stoi(third)});
-    if (first == "kill" && turn % 5 == 0) become(std::stoi(third) + 1, "another");
+    std::string program, action, operand;
+    words >> program >> action >> operand;
+    if (program == "killall") end(pidsOf(operand));
+    if (program == "kill" && turn % 3 > 0) end({std::stoi(operand)});
+    if (program == "kill" && turn % 5 == 0) become(std::stoi(operand) + 1, "another");
     const std::string init = "/app/etc/init.d/";
-    if (!first.starts_with(init)) return;
-    const std::string daemon = first.substr(init.size(), first.size() - init.size() - 1);
-    if (second != "start" && turn % 3 > 0) end(pidsOf(daemon));
-    if (second != "stop" && turn % 2 > 0) spawn(daemon, 1);
+    if (!program.starts_with(init)) return;
+    const std::string daemon = program.substr(init.size(), program.size() - init.size() - 1);
+    if (action != "start" && turn % 3 > 0) end(pidsOf(daemon));
+    if (action != "stop" && turn % 2 > 0) spawn(daemon, 1);
     stall(std::array{0, 0, 0, 700, 0, 0, 3000, 0, 65000}[static_cast<std::size_t>(turn % 9)]);
   }
 

@@ -2,11 +2,6 @@
 // rules one after the other. A story is played on it; what it does and logs is its trace.
 #pragma once
 
-#include <deque>
-#include <iomanip>
-#include <optional>
-#include <set>
-
 #include "support/MemoryModel.h"
 #include "support/SimulatedDaemons.h"
 

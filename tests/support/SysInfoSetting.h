@@ -1,10 +1,8 @@
 // System information for tests.
 #pragma once
 
-#include <map>
-#include <string>
-
-#include "host/service/fw_Config.h"
+#include "support/Configured.h"
+#include "support/Test.h"
 #include "sysinfo/manager/si_SysInfoManager.h"
 
 namespace test {

@@ -1,18 +1,7 @@
 // What tests of the real machine share: a directory, an address, a limit, waiting.
 #pragma once
 
-#include <arpa/inet.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <thread>
+#include "support/Standard.h"
 
 namespace test {
 

@@ -1,14 +1,8 @@
 // An enclosure of two controllers as one of them knows it.
 #pragma once
 
-#include <fstream>
-#include <functional>
-#include <sstream>
-
 #include "app/pairing/app_BurnToActive.h"
 #include "host/machine/SimulatedPlatform.h"
-#include "support/LogCapture.h"
-#include "support/Printed.h"
 #include "support/SysInfoSetting.h"
 
 namespace test {

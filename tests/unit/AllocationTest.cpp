@@ -2,7 +2,6 @@
 
 #include "host/service/fw_LockManager.h"
 #include "support/SimulatedController.h"
-#include "support/Test.h"
 
 namespace {
 std::atomic<bool> counting = false;

@@ -1,9 +1,7 @@
 // The supervision service where no history leads: results that do not fit, failures, hostile texts.
 
 #include "host/service/fw_EventManager.h"
-#include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {

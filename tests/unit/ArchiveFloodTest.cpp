@@ -5,7 +5,6 @@
 #include "app/supervision/app_AppManager.h"
 #include "host/machine/LinuxPlatform.h"
 #include "support/SysInfoSetting.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {
@@ -40,17 +39,14 @@ class FastMachine : public platform::LinuxPlatform {
 // Without the list of daemons to spare, the kill script is not written and the poll cycles follow
 // each other at once.
 void configure(const std::string& directory) {
-  utility::StringArray daemons;
-  for (const char* name : {"logmigrated", "never-up-1", "never-up-2"}) daemons.Append(name);
-  framework::Config config;
-  config.set("AppManager.data", {.value = daemons});
-  config.set("AppFileLogger.directory", {.value = directory});
-  config.set("AppFileLogger.archive", {.value = true});
-  config.set("AppFileLogger.maxSize", {.value = 8192L});
-  config.set("AppFileLogger.keep", {.value = 20L});
-  config.set("AppFileLogger.archiveMigrationThreshold", {.value = 16384L});
-  config.set("AppFileLogger.archiveMigrationMaxSize", {.value = 65536L});
-  framework::Config::setConfig(config);
+  framework::Config::setConfig(test::configOf(
+      {{"AppManager.data", test::listOf({"logmigrated", "never-up-1", "never-up-2"})},
+       {"AppFileLogger.directory", directory},
+       {"AppFileLogger.archive", true},
+       {"AppFileLogger.maxSize", 8192},
+       {"AppFileLogger.keep", 20},
+       {"AppFileLogger.archiveMigrationThreshold", 16384},
+       {"AppFileLogger.archiveMigrationMaxSize", 65536}}));
   ::setenv("MC_ARCH", "ARM", 1);
 }
 

@@ -3,8 +3,6 @@
 
 #include "app/archive/app_AppFileLogger.h"
 #include "support/SimulatedController.h"
-#include "support/SysInfoSetting.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {
@@ -21,9 +19,8 @@ constexpr unsigned int maxSize = 25;
 constexpr int migratorPid = 70;
 
 void configure(const std::map<std::string, long>& numbers, bool archive = true) {
-  framework::Config config;
-  config.set("AppFileLogger.directory", {.value = std::string(directory)});
-  config.set("AppFileLogger.archive", {.value = archive});
+  auto config =
+      test::configOf({{"AppFileLogger.directory", directory}, {"AppFileLogger.archive", archive}});
   for (const auto& [key, number] : numbers) config.set("AppFileLogger." + key, {.value = number});
   framework::Config::setConfig(config);
 }

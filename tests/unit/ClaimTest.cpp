@@ -3,8 +3,7 @@
 #include <latch>
 
 #include "app/supervision/app_AppManager.h"
-#include "host/base/ut_Array.h"
-#include "host/service/fw_Config.h"
+#include "support/Configured.h"
 #include "support/Test.h"
 
 namespace services::app {
@@ -18,11 +17,8 @@ class Claims : public testing::Test {
  protected:
   Claims() {
     ::setenv("MC_ARCH", "PC", 1);
-    utility::StringArray daemons;
-    for (const char* name : {"no-such-daemon-a", "no-such-daemon-b"}) daemons.Append(name);
-    framework::Config config;
-    config.set("AppManager.data", {.value = daemons, .line = 0});
-    framework::Config::setConfig(config);
+    framework::Config::setConfig(test::configOf(
+        {{"AppManager.data", test::listOf({"no-such-daemon-a", "no-such-daemon-b"})}}));
     manager = std::make_unique<AppManager>("AppManager");
   }
 

@@ -4,7 +4,6 @@
 #include "host/base/fw_Entrance.h"
 #include "host/service/fw_ConfigFile.h"
 #include "support/ConsoleSetting.h"
-#include "support/Test.h"
 
 namespace {
 

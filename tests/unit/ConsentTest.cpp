@@ -1,13 +1,12 @@
 // The asks and tickets of two controllers, answer by answer.
-#include <gtest/gtest.h>
-
 #include "peer/pl_Consent.h"
+#include "support/Test.h"
 
 namespace services::peer {
 namespace {
 
 using enum BurnToActive::SyncRole;
-constexpr std::int64_t second = 1000000;
+using test::second;
 
 // Two masters, B loaded later: A gives its settings and B its firmware.
 struct Side {

@@ -1,11 +1,6 @@
 // The console server with real clients, those that misbehave among them.
-#include <array>
-#include <cstring>
-#include <future>
-#include <random>
 
 #include "host/base/fw_Container.h"
-#include "host/base/st_StringRepository.h"
 #include "host/console/fw_ConsoleHold.h"
 #include "host/console/fw_HostCommands.h"
 #include "support/ConsoleSetting.h"

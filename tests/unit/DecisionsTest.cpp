@@ -1,10 +1,5 @@
 // The pairing decisions over the system information: what is kept, emptied, written and logged.
-#include <gtest/gtest.h>
 
-#include <filesystem>
-#include <thread>
-
-#include "host/base/st_StringRepository.h"
 #include "support/TwoControllers.h"
 
 namespace services::app {

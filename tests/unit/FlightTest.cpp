@@ -1,9 +1,7 @@
 // The flight recorder: what its file gives back, and what this build makes of flights of the field.
 
 #include "host/service/fw_FlightReplay.h"
-#include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {

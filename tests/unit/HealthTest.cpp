@@ -1,10 +1,8 @@
 // Daemons that run but do not work: which are told, which are stopped, and how they are asked.
-#include <netinet/in.h>
 #include <sys/un.h>
 
 #include "app/supervision/app_Probe.h"
 #include "support/SimulatedController.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {

@@ -2,7 +2,6 @@
 
 #include "app/supervision/app_HistoryFile.h"
 #include "support/SimulatedController.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {
@@ -10,7 +9,7 @@ namespace {
 using test::Random;
 using test::Texts;
 
-constexpr std::int64_t second = 1000000;
+using test::second;
 
 std::string told(const HistoryEntry& one) {
   return one.daemon +

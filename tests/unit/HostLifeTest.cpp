@@ -1,7 +1,6 @@
 // The life of a host whose plug-ins misbehave, seen from outside.
 
 #include "support/ConsoleSetting.h"
-#include "support/Test.h"
 
 namespace {
 

@@ -1,22 +1,19 @@
 // The web listeners with real clients: switching, draining, TLS, and clients that misbehave.
-#include <httplib.h>
 #include <openssl/conf.h>
 
 #include "host/service/fw_ConfigFile.h"
-#include "host/web/ht_HttpServer.h"
 #include "host/web/ht_TlsContext.h"
-#include "support/RawClient.h"
-#include "support/Test.h"
+#include "support/WebSetting.h"
 
 namespace services::http {
 namespace {
 
 using std::chrono::hours;
 using std::chrono::milliseconds;
+using test::plain;
+using test::secure;
 using Client = test::RawClient;
 
-constexpr const char* plain = "StandardListener";
-constexpr const char* secure = "SSLListener";
 constexpr const char* get = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
 
 // The library's own settings of the machine forbid old protocols; ours must do so without them.
@@ -32,37 +29,24 @@ bool isGood(const std::string& reply) {
   return reply.starts_with("HTTP/1.1 200") && reply.ends_with("\r\n\r\npage");
 }
 
-class WebServing : public testing::Test {
+class WebServing : public testing::Test, protected test::WebSetting {
  protected:
   WebServing() {
-    settings.address = test::ownAddress();
-    settings.directory = files.path("etc/config/");
     settings.limits.request = settings.limits.response = hours(1);
     settings.limits.retry = milliseconds(10);
-  }
-  void serve(HttpServer::Page page = [] { return "page"; }) {
-    server.reset();
-    server.emplace(settings, std::move(page));
   }
   int portOf(const char* listener) const {
     return listener == plain ? settings.port : settings.sslPort;
   }
   // What a TLS client of at most this version gets, verifying against this certificate if any.
   std::string askSecurely(int version, const std::string& certificate = "") const {
-    httplib::SSLClient client(settings.address, settings.sslPort);
+    test::TlsClient client(settings);
     SSL_CTX_set_max_proto_version(client.ssl_context(), version);
-    client.set_connection_timeout(hours(1));  // the handshake's too
-    client.set_read_timeout(hours(1));
     client.enable_server_certificate_verification(!certificate.empty());
     if (!certificate.empty()) client.set_ca_cert_path(certificate);
     const auto result = client.Get("/");
     return result ? result->body : httplib::to_string(result.error());
   }
-
-  test::Temporary files;
-  WebSettings settings;
-  test::LogCapture log;
-  std::optional<HttpServer> server;
 };
 
 TEST_F(WebServing, RequestsAreAnsweredOrRefused) {

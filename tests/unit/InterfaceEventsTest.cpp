@@ -1,7 +1,6 @@
 // The SNMP agent's file where it cannot be written, at each step.
 
 #include "support/ManagedInterfaces.h"
-#include "support/Test.h"
 #include "sysinfo/manager/si_Untold.h"
 #include "sysinfo/manager/us_UserManager.h"
 

@@ -2,11 +2,8 @@
 // model; the locks.
 
 #include "host/base/fw_Container.h"
-#include "host/console/fw_Console.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "support/ManagedInterfaces.h"
-#include "support/Printed.h"
-#include "support/Test.h"
 #include "sysinfo/manager/us_UserManager.h"
 
 namespace services::app {

@@ -1,8 +1,6 @@
 // The real machine: what a command finds, its end, its output, its time limit, its children.
 #include <sys/prctl.h>
 
-#include <numeric>
-
 #include "host/base/fw_Container.h"
 #include "host/base/ut_Waiter.h"
 #include "host/machine/DescriptorLimit.h"
@@ -15,7 +13,7 @@ namespace {
 using framework::Container;
 using platform::Outcome;
 
-constexpr std::int64_t second = 1000000;
+using test::second;
 
 using Ended = std::tuple<Outcome, int, std::string>;  // with the exit status and the output
 

@@ -1,7 +1,6 @@
 // The log: destinations, levels, the form of a line, and a queue that never holds a writer up.
 
 #include "host/base/fw_Entity.h"
-#include "host/log/fw_Logger.h"
 #include "support/Test.h"
 
 namespace {

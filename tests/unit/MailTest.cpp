@@ -3,8 +3,6 @@
 #include "host/base/fw_Container.h"
 #include "host/service/fw_ConfigFile.h"
 #include "support/SimulatedController.h"
-#include "support/SysInfoSetting.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {

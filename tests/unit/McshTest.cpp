@@ -1,11 +1,5 @@
 // The console client, run as a program against a server.
 #include <pty.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 
 #include "host/console/fw_HostCommands.h"
 #include "mcsh/Client.h"

@@ -1,9 +1,7 @@
 // The command that saves the memory statistics; the others are in transcripts/memory.txt.
 
 #include "app/supervision/app_AppManagerCommandBundle.h"
-#include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {

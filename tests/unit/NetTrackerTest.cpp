@@ -1,9 +1,4 @@
 // The path tracker in simulated time: its phases, what it logs, and where "othermc" points.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <memory>
-#include <set>
 
 #include "app/paths/app_NetTracker.h"
 #include "host/network/nw_NetworkManager.h"
@@ -12,7 +7,7 @@
 namespace services::app {
 namespace {
 
-constexpr std::int64_t second = 1000000;
+using test::second;
 
 class Paths : public test::TwoControllers {
  public:

@@ -1,6 +1,5 @@
 // Two controllers in random histories: swaps, crashes, cables, versions, operators, in simulated
 // time.
-#include <gtest/gtest.h>
 
 #include "histories/Enclosure.h"
 

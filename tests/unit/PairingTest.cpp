@@ -1,11 +1,6 @@
 // The pure rules of pairing: serial numbers, roles, and both controllers' actions held together.
-#include <gtest/gtest.h>
-
-#include <array>
-#include <tuple>
-
 #include "app/pairing/app_SyncRules.h"
-#include "host/base/st_StringRepository.h"
+#include "support/Test.h"
 
 namespace services::app {
 namespace {

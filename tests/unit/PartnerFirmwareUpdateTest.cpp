@@ -1,7 +1,4 @@
 // The partner firmware update in simulated time: which command starts when, and the next wait.
-#include <gtest/gtest.h>
-
-#include <memory>
 
 #include "app/pairing/app_PartnerFirmwareUpdate.h"
 #include "support/TwoControllers.h"
@@ -14,7 +11,7 @@ namespace {
 using enum BurnToActive::SyncRole;
 using sysinfo::MCInfo;
 
-constexpr std::int64_t second = 1000000;
+using test::second;
 
 class Update : public test::TwoControllers {
  public:

@@ -1,17 +1,10 @@
 // The partner link: the signed exchange, its rules as tables, and a link beside a partner of paper.
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
 
 #include "app/pairing/app_PartnerFirmwareUpdate.h"
 #include "host/machine/SimulatedPlatform.h"
 #include "host/network/nw_ListeningSocket.h"
-#include "host/service/fw_Config.h"
 #include "peer/pl_PartnerLink.h"
-#include "support/LogCapture.h"
-#include "support/Temporary.h"
-#include "sysinfo/manager/si_SysInfoManager.h"
+#include "support/SysInfoSetting.h"
 
 namespace services::peer {
 namespace {
@@ -243,19 +236,13 @@ class Link : public testing::Test {
     std::ofstream(root + "/etc/hosts") << host + " othermcinner\n127.0.0.66 othermc\n";
     std::ofstream(root + "/cfg/key") << key;
     ::chmod((root + "/cfg/key").c_str(), 0600);
-    const auto text = [this](const char* name, const char* value) {
-      config.set(name, {.value = std::string(value)});
-    };
-    text("sysinfo.A.ControllerSerial", "SN0000A1");
-    text("sysinfo.A.MacAddress", "02:4d:43:00:00:a1");
-    text("sysinfo.A.McVersion", "M1");
-    text("sysinfo.A.BundleVersion", "V1");
-    text("sysinfo.A.CpldVersion", "C1");
-    text("sysinfo.A.LoadMidplaneSerial", "MP");
-    text("sysinfo.MidplaneSN", "MP");
-    text("PartnerLink.key", "/cfg/key");
-    config.set("PartnerLink.port", {.value = 42111L});
-    config.set("PartnerLink.silenceSeconds", {.value = 20L});
+    const auto config = test::configOf({{"sysinfo.A.ControllerSerial", "SN0000A1"},
+                                        {"sysinfo.A.MacAddress", "02:4d:43:00:00:a1"},
+                                        {"sysinfo.A.LoadMidplaneSerial", "MP"},
+                                        {"sysinfo.MidplaneSN", "MP"},
+                                        {"PartnerLink.key", "/cfg/key"},
+                                        {"PartnerLink.port", 42111},
+                                        {"PartnerLink.silenceSeconds", 20}});
     framework::Config::setConfig(config);
     manager.open(config, 'A');
   }
@@ -272,7 +259,6 @@ class Link : public testing::Test {
 
   platform::SimulatedPlatform machine;
   test::LogCapture log;
-  framework::Config config;
   sysinfo::SysInfoManager& manager = *sysinfo::SysInfoManager::getManager();
   BurnToActive& decisions = *BurnToActive::getInstance();
   std::unique_ptr<app::PartnerFirmwareUpdate> update =

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::int64_t second = 1000000;
+using test::second;
 
 class Simulation : public testing::Test {
  protected:

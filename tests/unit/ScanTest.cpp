@@ -7,7 +7,6 @@
 
 #include "app/supervision/app_ProcessScan.h"
 #include "support/SimulatedController.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {

@@ -5,7 +5,6 @@
 #include "host/service/fw_EventManager.h"
 #include "host/service/fw_ServiceFactory.h"
 #include "host/service/fw_ServiceHost.h"
-#include "support/Printed.h"
 #include "support/Test.h"
 
 namespace {

@@ -1,13 +1,8 @@
 // The shell: splitting lines, finding commands, and what they answer.
-#include "host/console/fw_Shell.h"
 
-#include <gtest/gtest.h>
-
-#include "host/base/st_StringRepository.h"
 #include "host/console/fw_HostCommands.h"
 #include "host/console/fw_TypedLine.h"
 #include "support/ConsoleSetting.h"
-#include "util/fw_Exception.h"
 #include "util/fw_ShownText.h"
 #include "util/fw_Value.h"
 

@@ -1,6 +1,5 @@
 // The store under kill -9 at any moment: nothing committed is lost, nothing half is seen.
 
-#include "host/log/fw_Logger.h"
 #include "support/Test.h"
 #include "sysinfo/store/si_Store.h"
 

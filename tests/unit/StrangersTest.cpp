@@ -1,7 +1,6 @@
 // Processes that look like a daemon's: which count as the daemon, and what is said of the others.
 
 #include "support/SimulatedController.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {

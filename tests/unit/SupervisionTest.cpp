@@ -5,10 +5,7 @@
 #include "host/service/ap_ApplicationService.h"
 #include "host/service/fw_LockManager.h"
 #include "host/service/fw_ManagedLogs.h"
-#include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "support/SysInfoSetting.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {

@@ -2,9 +2,7 @@
 
 #include "host/service/fw_RunningCheck.h"
 #include "host/service/fw_ServiceFactory.h"
-#include "support/Printed.h"
 #include "support/SimulatedController.h"
-#include "support/Test.h"
 
 namespace services::app {
 namespace {
@@ -14,9 +12,7 @@ using Lines = std::vector<std::string>;
 framework::Config configOf(const std::map<std::string, Lines>& lists) {
   framework::Config config;
   for (const auto& [key, entries] : lists) {
-    utility::StringArray list;
-    for (const std::string& entry : entries) list.Append(entry);
-    config.set("Other." + key, {.value = list});
+    config.set("Other." + key, {.value = test::listOf(entries)});
   }
   return config;
 }

@@ -10,30 +10,19 @@
 // Everywhere: no command but "user add" makes a token, one that is refused changes no stored value
 // and runs no command line, and "hush", the secrets' text, is neither answered nor logged.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
-#include <cstdlib>
-#include <filesystem>
-#include <map>
-#include <memory>
 #include <regex>
 
 #include "app/pairing/app_BurnToActive.h"
 #include "host/base/fw_Container.h"
-#include "host/base/st_StringRepository.h"
 #include "host/console/fw_CommandBundle.h"
 #include "host/console/fw_HostCommands.h"
 #include "host/console/fw_TypedLine.h"
-#include "host/log/fw_Logger.h"
 #include "host/service/fw_ConfigFile.h"
 #include "host/service/fw_ManagedLogs.h"
 #include "host/service/fw_ServiceHost.h"
 #include "support/ConsoleSetting.h"
 #include "support/SimulatedController.h"
-#include "support/Temporary.h"
-#include "sysinfo/manager/si_SysInfoManager.h"
 #include "sysinfo/manager/us_UserManager.h"
 
 namespace {

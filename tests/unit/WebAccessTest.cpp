@@ -1,9 +1,7 @@
 // Who may: passwords as they are kept, logins by each request and by sessions, and the waits after
 // failures.
 
-#include "support/SysInfoSetting.h"
-#include "support/Test.h"
-#include "sysinfo/manager/us_UserManager.h"
+#include "support/Users.h"
 #include "sysinfo/record/us_Password.h"
 #include "web/wb_Audit.h"
 #include "web/wb_Login.h"
@@ -27,13 +25,10 @@ constexpr const char* eves = "Basic ZXZlOmZpcnN0IHBhc3M=";
 class WebAccess : public testing::Test {
  protected:
   WebAccess() {
-    UserManager::getManager()->load({{{"user adam", "Interfaces"}, "Https"},
-                                     {{"user adam", "Rights"}, "Operator"},
-                                     {{"user adam", "Password"}, "first pass"},
-                                     {{"user eve", "Interfaces"}, "Ssh"},
-                                     {{"user eve", "Password"}, "first pass"}});
+    auto rows = test::adamAs("Operator");
+    rows.insert({{{"user eve", "Interfaces"}, "Ssh"}, {{"user eve", "Password"}, "first pass"}});
+    test::Users::load(rows);
   }
-  ~WebAccess() override { UserManager::getManager()->load({}); }
 
   Login::Answer ask(const std::string& authorization, const std::string& address = "10.0.0.7") {
     request = {};
@@ -59,7 +54,8 @@ class WebAccess : public testing::Test {
     });
   }
 
-  test::SysInfoSetting sysInfo{{}, {}};
+  const test::SysInfoSetting sysInfo{{}, {}};
+  const test::Users users;
   test::LogCapture log;
   Audit audit;
   std::int64_t seconds = 1000;
@@ -157,8 +153,7 @@ TEST_F(WebAccess, SessionsEnd) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.how);
-    UserManager::getManager()->load(
-        {{{"user adam", "Interfaces"}, "Https"}, {{"user adam", "Password"}, "first pass"}});
+    test::Users::load(test::adamAs("ReadOnly"));
     const std::string token = begin();
     ASSERT_TRUE(resumes(token));
     EXPECT_FALSE(resumes(token.substr(1) + "0"));

@@ -1,14 +1,10 @@
 // Events on their way to listeners: what waits, what is lost, what is kept, and a stop.
-#include <gtest/gtest.h>
 #include <httplib.h>
 
 #include <boost/json/object.hpp>
-#include <csignal>
-#include <thread>
 
 #include "host/network/nw_ListeningSocket.h"
 #include "support/RawClient.h"
-#include "support/Temporary.h"
 #include "web/wb_Delivery.h"
 
 namespace services::web {

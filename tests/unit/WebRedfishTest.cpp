@@ -1,23 +1,13 @@
 // The Redfish service's answers, from the route to the JSON: what is there, and what is refused.
-#include <gtest/gtest.h>
 
 #include <boost/json/parse.hpp>
-#include <filesystem>
-#include <fstream>
-#include <random>
 
-#include "app/supervision/app_AppManager.h"
 #include "app/supervision/app_DaemonReport.h"
 #include "app/supervision/app_PartnerSummary.h"
+#include "support/RedfishSetting.h"
 #include "support/SimulatedController.h"
-#include "support/SysInfoSetting.h"
-#include "support/Temporary.h"
-#include "sysinfo/manager/us_UserManager.h"
-#include "web/wb_Delivery.h"
-#include "web/wb_EventFeed.h"
 #include "web/wb_Messages.h"
 #include "web/wb_Metrics.h"
-#include "web/wb_Redfish.h"
 #include "web/wb_Resource.h"
 
 namespace services::web {
@@ -26,17 +16,9 @@ namespace {
 using http::Access;
 using http::Request;
 using http::Response;
-using user::UserManager;
 
-class WebRedfish : public testing::Test {
+class WebRedfish : public testing::Test, protected test::RedfishSetting {
  protected:
-  WebRedfish() {
-    UserManager::getManager()->load({{{"user adam", "Interfaces"}, "Https"},
-                                     {{"user adam", "Rights"}, "Administrator"},
-                                     {{"user adam", "Password"}, "first pass"}});
-  }
-  ~WebRedfish() override { UserManager::getManager()->load({}); }
-
   // As the host asks: the path without its query, which is given apart.
   Response ask(const std::string& method, const std::string& path, const std::string& body = "",
                Access granted = Access::Administer) {
@@ -60,14 +42,6 @@ class WebRedfish : public testing::Test {
     return found.route->handler(request);
   }
 
-  test::SysInfoSetting sysInfo{{{"MidplaneSN", "MP1"}}, {}};
-  Audit audit;
-  Login login{audit, [] { return std::int64_t{0}; }, 60};
-  RecentLines lines;
-  EventFeed feed;
-  Delivery delivery{"", {}};
-  Sources sources{audit, login, lines, feed, 0, &delivery};
-  http::Router router{redfishRoutes(sources)};
   Request request;
 };
 

@@ -1,29 +1,23 @@
 // What a plug-in serves at the web listeners: its routes, who may, kept connections and streams.
-#include <httplib.h>
-
-#include "host/web/ht_HttpServer.h"
 #include "host/web/ht_RequestParser.h"
 #include "host/web/ht_Site.h"
 #include "host/web/ht_Stream.h"
-#include "support/RawClient.h"
-#include "support/Test.h"
+#include "support/WebSetting.h"
 
 namespace services::http {
 namespace {
 
-constexpr const char* plain = "StandardListener";
-constexpr const char* secure = "SSLListener";
+using test::plain;
+using test::secure;
+using Client = test::TlsClient;
 
 Response saying(const std::string& text) { return {.body = text}; }
 
-class WebSite : public testing::Test {
+class WebSite : public testing::Test, protected test::WebSetting {
  protected:
   WebSite() {
-    ::signal(SIGPIPE, SIG_IGN);  // as the host does
-    settings.address = test::ownAddress();
-    settings.directory = files.path("etc/config/");
     settings.limits.request = settings.limits.idle = std::chrono::hours(1);
-    server.emplace(settings, [] { return "page"; });
+    serve();
     server->setSite(std::make_shared<Site>(site()));
     server->enableConnections(plain);
     server->enableConnections(secure);
@@ -60,12 +54,6 @@ class WebSite : public testing::Test {
                   return Response{.status = status, .body = "[" + text + "]"};
                 }};
   }
-  struct Client : httplib::SSLClient {
-    explicit Client(const WebSettings& settings) : SSLClient(settings.address, settings.sslPort) {
-      enable_server_certificate_verification(false);
-      set_keep_alive(true);
-    }
-  };
 
   std::string answerTo(const std::string& listener, const std::string& asked) const {
     std::istringstream words(asked);
@@ -83,11 +71,7 @@ class WebSite : public testing::Test {
     return result ? "HTTP/1.1 " + std::to_string(result->status) + " " + result->body : "none";
   }
 
-  test::Temporary files;
-  WebSettings settings;
-  test::LogCapture log;
   test::Kept<std::shared_ptr<Stream>> streams;
-  std::optional<HttpServer> server;
 };
 
 const struct Asking {
@@ -200,7 +184,6 @@ TEST_F(WebSite, StreamsGoOnUntilEitherEndsThem) {
     std::string got;
     std::thread asker([&] {
       Client own(settings);
-      own.set_read_timeout(std::chrono::hours(1));
       own.Get("/stream", reader, [&](const char* data, std::size_t size) {
         got.append(data, size);
         while (how == std::string("slow") && holds) std::this_thread::yield();
