@@ -19,6 +19,12 @@ inline __attribute__((format(printf, 1, 2))) std::string text(const char* format
   return result.data();
 }
 
+/// The words of a text, as blanks part them.
+inline Texts words(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
 /// The same numbers from the same seed on every machine.
 class Random {
  public:

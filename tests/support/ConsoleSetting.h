@@ -3,6 +3,7 @@
 
 #include <sys/time.h>
 
+#include "host/console/fw_CommandTable.h"
 #include "host/console/fw_ConsoleServer.h"
 #include "host/console/fw_ConsoleSocket.h"
 #include "support/Test.h"

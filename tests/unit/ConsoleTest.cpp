@@ -10,12 +10,9 @@ namespace {
 
 using test::Peer;
 
-constexpr strings::stringtoken echoPath[] = {strings::token<"output">};
-constexpr strings::stringtoken bigPath[] = {strings::token<"stats">};
-constexpr strings::stringtoken upPath[] = {strings::token<"interface">, strings::token<"up">};
-const CommandHandler::commanddata upData = {"Up", "", "", 2, upPath, "Debug"};
-const CommandHandler::commanddata echoData = {"Echo", "", "", 1, echoPath};
-const CommandHandler::commanddata bigData = {"Big", "", "", 1, bigPath};
+const auto upData = commandOf<"interface", "up">("Up", "", "", "Debug");
+const auto echoData = commandOf<"output">("Echo", "", "");
+const auto bigData = commandOf<"stats">("Big", "", "");
 constexpr std::size_t bigSize = 4 << 20;
 
 class ConsoleServing : public test::ConsoleServing {

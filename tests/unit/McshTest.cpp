@@ -9,14 +9,10 @@
 namespace framework {
 namespace {
 
-constexpr strings::stringtoken echoPath[] = {strings::token<"memory">, strings::token<"output">};
-constexpr strings::stringtoken setPath[] = {strings::token<"sysinfo">, strings::token<"set">};
-constexpr strings::stringtoken addPath[] = {strings::token<"user">, strings::token<"add">};
-constexpr strings::stringtoken failPath[] = {strings::token<"memory">, strings::token<"reset">};
-const CommandHandler::commanddata echoData = {"Echo", "", "memory output\n", 2, echoPath};
-const CommandHandler::commanddata setData = {"Set", "", "sysinfo set\n", 2, setPath};
-const CommandHandler::commanddata addData = {"Add", "", "user add\n", 2, addPath};
-const CommandHandler::commanddata failData = {"Fail", "", "memory reset\n", 2, failPath};
+const auto echoData = commandOf<"memory", "output">("Echo", "", "memory output\n");
+const auto setData = commandOf<"sysinfo", "set">("Set", "", "sysinfo set\n");
+const auto addData = commandOf<"user", "add">("Add", "", "user add\n");
+const auto failData = commandOf<"memory", "reset">("Fail", "", "memory reset\n");
 
 const std::string program = test::built("bin/mcsh");
 

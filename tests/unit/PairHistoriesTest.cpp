@@ -7,27 +7,12 @@ namespace test {
 namespace {
 
 Happening happeningOf(Random& random, std::int64_t time) {
-  static const Texts whats = {"swap",
-                              "other",
-                              "back",
-                              "back",
-                              "pull",
-                              "insert",
-                              "crash",
-                              "crash",
-                              "crash",
-                              "cut",
-                              "heal",
-                              "clock",
-                              "force",
-                              "set LastLoadedTime=2027010",
-                              "set McVersion=V",
-                              "set EmailSender=s",
-                              "set PfuDisabled=true",
-                              "set PfuDisabled=false",
-                              "set CpldVersion=C",
-                              "set LastPairedPartnerSerial=none"};
-  const std::string what = random.of(whats);
+  static const Texts whats = words(
+      "swap other back back pull insert crash crash crash cut heal clock force "
+      "LastLoadedTime=2027010 McVersion=V EmailSender=s PfuDisabled=true PfuDisabled=false "
+      "CpldVersion=C LastPairedPartnerSerial=none");
+  const std::string drawn = random.of(whats);
+  const std::string what = (drawn.find('=') < drawn.size() ? "set " : "") + drawn;
   const bool isCable = what == "cut" || what == "heal";
   const long number = what.starts_with("set") ? random.below(3) : random.below(100000);
   const bool isWhole = what.ends_with("e");

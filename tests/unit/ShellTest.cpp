@@ -72,9 +72,7 @@ TEST(Value, IsJsonWithoutControlCharactersWhateverATextHolds) {
             "\xF0\x9F\x98\x80\"]}");
 }
 
-constexpr strings::stringtoken memoryPath[] = {strings::token<"memory">};
-const CommandHandler::commanddata memoryData = {"Memory", "memory: m.\n", "memory WORD\n", 1,
-                                                memoryPath};
+const auto memoryData = commandOf<"memory">("Memory", "memory: m.\n", "memory WORD\n");
 
 TEST(Shell, ThrowingCommandIsRefusedAndTheShellGoesOn) {
   Shell shell;

@@ -1,4 +1,5 @@
-// The durable store: damage, schemas, full disks; and what of the system information reaches it.
+// The durable store: damage, schemas, full disks; what of the system information reaches it; and
+// the text file of a small controller.
 #include <sqlite3.h>
 
 #include "host/machine/SimulatedPlatform.h"
@@ -12,6 +13,7 @@
 #include "sysinfo/manager/us_UserManager.h"
 #include "sysinfo/record/ri_RelInfo.h"
 #include "sysinfo/record/si_Scopes.h"
+#include "sysinfo/store/si_TextFile.h"
 
 namespace services::sysinfo {
 namespace {
@@ -470,6 +472,49 @@ TEST_F(Information, RefusesWhatIsNotAnOperatorsAndWithItAllOfAChange) {
   }
   EXPECT_EQ(manager.store()->rows(), before);
   EXPECT_NE(user::UserManager::getManager()->addUser(user::User("1st")), "");
+}
+
+const Rows sample = {{{"A", "Serial"}, "tab\there"},
+                     {{"system", "Text"}, "back\\slash, \\t,\nline"},
+                     {{"user name", "Key\\"}, ""}};
+
+TEST(TextFiles, HoldWhatWasCommittedLastWhereOneCouldBeWritten) {
+  const test::Temporary directory;
+  TextFile file(directory.path("s"));
+  EXPECT_EQ(file.state(), TextFile::State::Empty);
+  for (const Rows& next : {sample, Rows{}, sample}) {
+    EXPECT_TRUE(file.commit(next)) << file.error();
+    const TextFile again(directory.path("s"));
+    EXPECT_EQ(again.state(), TextFile::State::Good) << again.error();
+    EXPECT_EQ(again.rows(), next);
+  }
+  EXPECT_TRUE(file.copyTo(directory.path("copy")));
+  EXPECT_EQ(TextFile(directory.path("copy")).rows(), sample);
+  std::filesystem::create_directory(directory.path("s.new"));  // where the next content would be
+  EXPECT_FALSE(file.commit({}));
+  EXPECT_NE(file.error(), "");
+  EXPECT_EQ(file.rows(), sample);
+  EXPECT_EQ(TextFile(directory.path("s")).rows(), sample);
+}
+
+TEST(TextFiles, AChangedByteOrAMissingEndIsFound) {
+  const test::Temporary directory;
+  TextFile(directory.path("s")).commit(sample);
+  const std::string whole = directory.read("s");
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    std::string changed = whole;
+    changed[i] ^= 1;
+    for (const std::string& content : {changed, whole.substr(0, i), whole + whole[i]}) {
+      directory.write("s", content);
+      const TextFile file(directory.path("s"));
+      EXPECT_EQ(file.state() == TextFile::State::Empty, content.empty()) << content;
+      EXPECT_NE(file.state(), TextFile::State::Good) << content;
+      EXPECT_TRUE(file.rows().empty());
+    }
+  }
+  directory.write("s", "settings 2\nanything");
+  EXPECT_EQ(TextFile(directory.path("s")).state(), TextFile::State::Newer);
+  EXPECT_EQ(TextFile(directory.path("")).state(), TextFile::State::Failed) << "a directory";
 }
 
 }  // namespace

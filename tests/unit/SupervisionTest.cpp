@@ -194,10 +194,7 @@ Texts entriesOf(Random& random, const Texts& names, bool patterns) {
   return entries;
 }
 
-Texts words(const std::string& text) {
-  std::istringstream stream(text);
-  return {std::istream_iterator<std::string>(stream), {}};
-}
+using test::words;
 
 // Happenings come within the start-up period or anywhere, at whole seconds or beside them.
 Happening happeningOf(Random& random, const Texts& names, long end) {
