@@ -1,5 +1,9 @@
-// The supervision service where no history leads: results that do not fit, failures, hostile texts.
+// The supervision service where no history leads: results that do not fit, failures, hostile texts,
+// statistics that are saved, and claims of real threads against the monitor thread and the
+// shutdown.
+#include <latch>
 
+#include "app/supervision/app_AppManagerCommandBundle.h"
 #include "host/service/fw_EventManager.h"
 #include "support/SimulatedController.h"
 
@@ -106,6 +110,83 @@ TEST(Flapping, RaisesAnEvent) {
   controller.build();
   controller.runUntil(500);
   EXPECT_EQ(subscriber.m_failing.get_future().get(), "failing");
+}
+
+TEST(MemoryCommands, SaveWritesWhatOutputPrints) {
+  framework::Shell shell;
+  AppManagerCommandBundle("Bundle").initializeCommands(shell);
+  test::SimulatedController controller({}, 120);
+  controller.build();
+  controller.runUntil(120L * 600);  // more than the file stream's buffer holds
+  controller.writeFile("/tmp/track.csv", std::string(100000, 'x'));
+  EXPECT_EQ(test::ask(shell, "memory stats save /tmp/track.csv"),
+            "0 Saved memory statistics to /tmp/track.csv\n");
+  const std::string saved = controller.readFile("/tmp/track.csv");
+  EXPECT_EQ(test::ask(shell, "memory stats output"), "0 " + saved);
+  EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 601);
+  EXPECT_EQ(test::ask(shell, "memory stats save /tmp"), "13 Cannot open file /tmp");
+  ASSERT_EQ(::mkfifo((controller.machine.root() + "/tmp/fifo").c_str(), 0600), 0);
+  EXPECT_EQ(test::ask(shell, "memory stats save /tmp/fifo"), "13 Cannot open file /tmp/fifo");
+  {
+    const test::Limit full(RLIMIT_FSIZE, saved.size() - 1);
+    EXPECT_EQ(test::ask(shell, "memory stats save /tmp/full.csv"),
+              "13 Cannot write file /tmp/full.csv\n");
+  }
+  EXPECT_FALSE(controller.hasFile("/tmp/full.csv"));
+}
+
+// The service on the real machine, where it controls nothing: its kill script and its commands are
+// not for a test. Only the table counts here.
+class Claims : public testing::Test {
+ protected:
+  Claims() {
+    ::setenv("MC_ARCH", "PC", 1);
+    framework::Config::setConfig(test::configOf(
+        {{"AppManager.data", test::listOf({"no-such-daemon-a", "no-such-daemon-b"})}}));
+    manager = std::make_unique<AppManager>("AppManager");
+  }
+
+  const strings::stringtoken a = token("no-such-daemon-a");
+  std::unique_ptr<AppManager> manager;
+};
+
+TEST_F(Claims, AreGivenUpAtShutdown) {
+  Process* held = manager->openProcess(a);
+  std::latch waiting(1);
+  std::jthread other([&] {
+    waiting.count_down();
+    EXPECT_EQ(manager->openProcess(a), nullptr);
+  });
+  waiting.wait();
+  manager->Shutdown();
+  other.join();
+  manager->closeProcess(held);
+}
+
+TEST_F(Claims, KeepCallersAndTheMonitorThreadApart) {
+  int unguarded = 0;  // a data race, unless the claim keeps the threads apart
+  std::jthread monitor([&] { manager->threadDo(0); });
+  {
+    std::array<std::jthread, 3> callers;
+    for (auto& caller : callers)
+      caller = std::jthread([&] {
+        std::array<char, 4096> text;
+        for (int i = 0; i < 60; ++i) {
+          Process* process = manager->openProcess(a);
+          ++unguarded;
+          manager->closeProcess(process);
+          utility::BufferStream report(text.data(), static_cast<int>(text.size()), true);
+          manager->information(report, 0, false);
+          AppManager::setProcessSuspend(a, i % 2 == 0);
+          manager->serviceEvent(strings::token<"goingDown">, "no-such-daemon-b");
+          utility::IntArray pids;
+          manager->getAllPids(pids);
+          EXPECT_GE(pids.Length(), 1U);
+        }
+      });
+  }
+  manager->Shutdown();
+  EXPECT_EQ(unguarded, 180);
 }
 
 }  // namespace
