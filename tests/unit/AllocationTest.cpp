@@ -1,7 +1,11 @@
-// A steady poll cycle allocates nothing: nothing in it grows, and nothing wears the heap out.
+// A steady poll cycle allocates nothing, and putting text neither: nothing in it grows, and nothing
+// wears the heap out.
 
 #include "host/service/fw_LockManager.h"
 #include "support/SimulatedController.h"
+#include "util/ut_DateTime.h"
+#include "util/ut_System.h"
+#include "util/ut_VirtualPutStream.h"
 
 namespace {
 std::atomic<bool> counting = false;
@@ -42,6 +46,24 @@ void expectNoneInSteadyCycles() {
   });
   controller.runUntil(126);
   EXPECT_EQ(steady, 0);
+}
+
+TEST(Allocation, NoneWhileTextIsPut) {
+  char array[32];
+  char sink[256];
+  utility::PutStream target(sink, sizeof sink);
+  utility::VirtualPutStream forwarding(target, 32, 16);
+  utility::System::current();  // may be built on its first use
+  const int before = allocations;
+  counting = true;
+  utility::BufferStream stream(array, sizeof array, true);
+  stream.PutF("%s %ld %08x", "text", 123456789L, 255U);
+  stream.PutS(" and more than the array of thirty-two bytes can hold");
+  utility::DateTime(1).ToISOBuffer(forwarding);
+  for (int i = 0; i < 20; ++i) forwarding.PutF("%d %s,", i, "text");
+  EXPECT_TRUE(forwarding.TransferFromInputStream(stream));
+  counting = false;
+  EXPECT_EQ(allocations, before);
 }
 
 TEST(Allocation, NoneInSteadyCycles) {

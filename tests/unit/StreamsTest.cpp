@@ -1,4 +1,4 @@
-// The streams: over arrays, their bounds and time texts without allocation; over files; forwarding.
+// The streams: over arrays, their bounds and time texts; over files; forwarding.
 #include "support/Test.h"
 #include "util/ut_DateTime.h"
 #include "util/ut_FileInputStream.h"
@@ -6,17 +6,6 @@
 #include "util/ut_System.h"
 #include "util/ut_TimeStamp.h"
 #include "util/ut_VirtualPutStream.h"
-
-static thread_local int allocations = 0;
-
-// Not inlined: the compiler would take malloc and free for mismatched with new and delete.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace utility {
 namespace {
@@ -169,22 +158,6 @@ TEST(PutStream, PutsNothingWithoutATextOrAnArray) {
   stream.PutB("a", -1);
   stream.Indent(-1);
   EXPECT_EQ(stream.ReadAvailable(), 0);
-}
-
-TEST(Streams, PuttingTextAllocatesNothing) {
-  char array[32];
-  char sink[256];
-  PutStream target(sink, sizeof sink);
-  VirtualPutStream forwarding(target, 32, 16);
-  System::current();  // may be built on its first use
-  const int before = allocations;
-  BufferStream stream(array, sizeof array, true);
-  stream.PutF("%s %ld %08x", "text", 123456789L, 255U);
-  stream.PutS(" and more than the array of thirty-two bytes can hold");
-  DateTime(1).ToISOBuffer(forwarding);
-  for (int i = 0; i < 20; ++i) forwarding.PutF("%d %s,", i, "text");
-  EXPECT_TRUE(forwarding.TransferFromInputStream(stream));
-  EXPECT_EQ(allocations, before);
 }
 
 TEST(Time, TextsShowTheWallClockAndStayInTheirBuffers) {
