@@ -8,7 +8,7 @@ namespace test {
 /// A process in which the real services of one controller live: store, pairing decisions, update
 /// service, path tracker and partner link. It does what it is told and answers; its time is the
 /// caller's, but each host counts it from another beginning.
-class HostProcess {
+class HostProcess : public Unique {
  public:
   using Texts = std::vector<std::string>;
 
@@ -31,8 +31,6 @@ class HostProcess {
   HostProcess(std::string root, char letter, Texts configuration, Texts loaded, std::int64_t now,
               std::int64_t beginning);
   ~HostProcess();
-  HostProcess(const HostProcess&) = delete;
-  HostProcess& operator=(const HostProcess&) = delete;
 
   /// Tells it one thing at that time. False when it has ended meanwhile.
   bool tell(std::int64_t now, const std::string& what);

@@ -33,14 +33,12 @@ std::string ask(const framework::Shell& shell, const Command& command) {
 }
 
 /// The debug lines of a service are written while this lives.
-class DebugLines {
+class DebugLines : public Unique {
  public:
   explicit DebugLines(strings::stringtoken service) : m_service(service) {
     utility::Debug::setDebug(m_service, true);
   }
   ~DebugLines() { utility::Debug::setDebug(m_service, false); }
-  DebugLines(const DebugLines&) = delete;
-  DebugLines& operator=(const DebugLines&) = delete;
 
  private:
   const strings::stringtoken m_service;

@@ -43,3 +43,14 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+namespace test {
+
+/// What is not copied.
+struct Unique {
+  Unique() = default;
+  Unique(const Unique&) = delete;
+  Unique& operator=(const Unique&) = delete;
+};
+
+}  // namespace test

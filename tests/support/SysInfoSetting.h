@@ -8,7 +8,7 @@
 namespace test {
 
 /// The system information of these texts and flags while the object lives.
-class SysInfoSetting {
+class SysInfoSetting : public Unique {
  public:
   SysInfoSetting(const std::map<std::string, std::string>& texts,
                  const std::map<std::string, bool>& flags) {
@@ -18,8 +18,6 @@ class SysInfoSetting {
     services::sysinfo::SysInfoManager::getManager()->load(config, 'A');
   }
   ~SysInfoSetting() { services::sysinfo::SysInfoManager::getManager()->unload(); }
-  SysInfoSetting(const SysInfoSetting&) = delete;
-  SysInfoSetting& operator=(const SysInfoSetting&) = delete;
 };
 
 }  // namespace test

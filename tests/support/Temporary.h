@@ -6,14 +6,12 @@
 namespace test {
 
 /// A directory that goes with the object, and small files in it.
-class Temporary {
+class Temporary : public Unique {
  public:
   Temporary() {
     if (::mkdtemp(m_path.data()) == nullptr) std::abort();
   }
   ~Temporary() { std::filesystem::remove_all(m_path); }
-  Temporary(const Temporary&) = delete;
-  Temporary& operator=(const Temporary&) = delete;
 
   std::string path(const std::string& name) const { return m_path + "/" + name; }
   bool has(const std::string& name) const { return std::filesystem::exists(path(name)); }
@@ -37,7 +35,7 @@ inline std::ptrdiff_t countOf(const char* directory) {
 
 /// A resource limit of the process while this lives. One of the size of files makes writes fail in
 /// the middle, as a full disk does.
-class Limit {
+class Limit : public Unique {
  public:
   Limit(__rlimit_resource resource, rlim_t value) : m_resource(resource) {
     std::signal(SIGXFSZ, SIG_IGN);
@@ -46,8 +44,6 @@ class Limit {
     ::setrlimit(m_resource, &limit);
   }
   ~Limit() { ::setrlimit(m_resource, &m_before); }
-  Limit(const Limit&) = delete;
-  Limit& operator=(const Limit&) = delete;
 
  private:
   const __rlimit_resource m_resource;

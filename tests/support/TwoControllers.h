@@ -13,7 +13,7 @@ constexpr const char* serialB = "X0000024D4300000B";
 
 /// The system information of both controllers, changed by "KEY=VALUE ...", on the simulated
 /// machine, with nothing decided and the partner's information valid.
-class TwoControllers {
+class TwoControllers : public Unique {
  public:
   explicit TwoControllers(const std::string& changes = "", char node = 'A') {
     framework::Config config;
@@ -33,8 +33,6 @@ class TwoControllers {
     pairing->clearDecisionParameters();
   }
   ~TwoControllers() { manager->unload(); }
-  TwoControllers(const TwoControllers&) = delete;
-  TwoControllers& operator=(const TwoControllers&) = delete;
 
   /// A text of A's or B's record, "-" for none.
   std::string record(char letter, const char* (services::sysinfo::MCInfo::*read)() const) const {

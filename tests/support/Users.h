@@ -14,11 +14,9 @@ inline services::sysinfo::Rows adamAs(const char* rights) {
 }
 
 /// These users and no others while this lives.
-struct Users {
+struct Users : Unique {
   explicit Users(const services::sysinfo::Rows& rows = adamAs("Administrator")) { load(rows); }
   ~Users() { load({}); }
-  Users(const Users&) = delete;
-  Users& operator=(const Users&) = delete;
 
   static void load(const services::sysinfo::Rows& rows) {
     services::user::UserManager::getManager()->load(rows);

@@ -125,15 +125,13 @@ TEST(Health, IsShown) {
 }
 
 // A stream socket that has its address.
-class Bound {
+class Bound : public test::Unique {
  public:
   Bound(const sockaddr* address, socklen_t size)
       : m_descriptor(::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     EXPECT_EQ(::bind(m_descriptor, address, size), 0);
   }
   ~Bound() { ::close(m_descriptor); }
-  Bound(const Bound&) = delete;
-  Bound& operator=(const Bound&) = delete;
 
   void listen() const { EXPECT_EQ(::listen(m_descriptor, 0), 0); }
   int port() const {

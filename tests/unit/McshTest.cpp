@@ -161,7 +161,7 @@ TEST(Top, SaysInOneSentenceWhetherAllIsWellAndShowsTheWorstFirst) {
 }
 
 // A terminal on which mcsh prompts, or runs a command.
-class Terminal {
+class Terminal : public test::Unique {
  public:
   explicit Terminal(const std::string& path, const char* command = nullptr) {
     m_pid = ::forkpty(&m_terminal, nullptr, nullptr, nullptr);
@@ -172,8 +172,6 @@ class Terminal {
     }
   }
   ~Terminal() { ::close(m_terminal); }
-  Terminal(const Terminal&) = delete;
-  Terminal& operator=(const Terminal&) = delete;
 
   // Types a text and waits until another is shown; what was shown before it goes to `m_before`.
   void type(const std::string& text, const std::string& expected) {

@@ -31,7 +31,7 @@ using Lines = std::vector<std::string>;
 using services::sysinfo::SysInfoManager;
 
 // A host with the configuration's services, whose threads do not run.
-class Host {
+class Host : public test::Unique {
  public:
   explicit Host(const std::string& configuration) {
     m_files.write("mc.toml", "[host]\nslot = \"A\"\n" + configuration);
@@ -58,8 +58,6 @@ class Host {
     framework::Logger::setLevel(framework::LogType::Trace);
     EXPECT_FALSE(m_machine.log.has("hush"));
   }
-  Host(const Host&) = delete;
-  Host& operator=(const Host&) = delete;
 
   std::string type(const std::string& client, const std::string& line) {
     auto& console = m_clients[client];
