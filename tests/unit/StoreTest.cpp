@@ -465,15 +465,6 @@ TEST_F(Information, FollowsItsControllerIntoTheOtherSlot) {
   EXPECT_FALSE(relinfo::RelInfo::hasBurnToActive());
 }
 
-TEST_F(Information, RefusesWhatIsNotAnOperatorsAndWithItAllOfAChange) {
-  const auto before = manager.store()->rows();
-  for (const char* key : {"component.a b.CpldRevision", "store.Slot", "user bob.Password"}) {
-    EXPECT_NE(changeValues({{"EmailDomain", "innocent"}, {key, "long enough"}}), "") << key;
-  }
-  EXPECT_EQ(manager.store()->rows(), before);
-  EXPECT_NE(user::UserManager::getManager()->addUser(user::User("1st")), "");
-}
-
 const Rows sample = {{{"A", "Serial"}, "tab\there"},
                      {{"system", "Text"}, "back\\slash, \\t,\nline"},
                      {{"user name", "Key\\"}, ""}};
