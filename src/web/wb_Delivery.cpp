@@ -216,7 +216,7 @@ void Delivery::run() {
     lock.unlock();
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
     ::poll(events.data(), events.size(),
-           next == never ? -1 : static_cast<int>(std::clamp<long>(wait, 0, 60000)));
+           next == never ? -1 : static_cast<int>(std::clamp<std::int64_t>(wait, 0, 60000)));
     eventfd_t count = 0;
     ::eventfd_read(m_wake, &count);
     lock.lock();
