@@ -118,7 +118,8 @@ TEST(History, GivesBackTheWholeLinesOfAFileThatWasCutAnywhere) {
     EXPECT_EQ(part.read(text.substr(0, size), {"web"}), lines > 0 ? 1U : 0U);
     Texts kept = told(part, "web");
     kept.pop_back();
-    EXPECT_EQ(kept, Texts(all.begin(), all.begin() + std::max<std::ptrdiff_t>(0, lines - 2))) << size;
+    EXPECT_EQ(kept, Texts(all.begin(), all.begin() + std::max<std::ptrdiff_t>(0, lines - 2)))
+        << size;
   }
   History other;
   EXPECT_EQ(other.read(text, {"another"}), 1U);
