@@ -111,10 +111,12 @@ std::map<std::string, double> proportionalMemory(pid_t pid) {
   return sums;
 }
 
+// Once the host has let go of what its first cycles alone needed, and some cycles later.
 void memory(benchmark::State& state) {
+  constexpr int cycles = 20;  // of two seconds
   while (state.KeepRunning()) {
     Host host;
-    for (int cycle = 0; cycle < 3; ++cycle) host.await(cycleEnd);
+    for (int cycle = 0; cycle < cycles; ++cycle) host.await(cycleEnd);
     for (const auto& [kind, size] : proportionalMemory(host.pid())) {
       state.counters[kind] = size;
     }

@@ -236,6 +236,26 @@ void checkAgainstRunning(const framework::ConfigFile& file) {
   }
 }
 
+// Waits for the stop, and looks meanwhile whether the poll cycle hangs. The first cycles, as the
+// start, touch pages that later ones do not: where calls of libraries are bound, for one.
+void waitForStop(StopControl& stop) {
+  using std::chrono::milliseconds;
+  constexpr milliseconds firstCycles(30000);
+  const auto settled = std::chrono::steady_clock::now() + firstCycles;
+  bool isSettled = false;
+  const auto untilNextLook = [&isSettled, firstCycles] {
+    constexpr milliseconds roundedUp(1);
+    const std::chrono::microseconds time(framework::Watchdog::look());
+    const auto look = std::chrono::duration_cast<milliseconds>(time) + roundedUp;
+    return isSettled ? look : std::min(look, firstCycles);
+  };
+  while (!stop.waitForStop(untilNextLook())) {
+    if (isSettled || std::chrono::steady_clock::now() < settled) continue;
+    releaseStartPages();
+    isSettled = true;
+  }
+}
+
 // Runs the services and, from the end of their start to the beginning of their stop, serves the
 // clients of the console and the web.
 void serve(const framework::HostSettings& settings, framework::ConsoleServer& console,
@@ -261,12 +281,7 @@ void serve(const framework::HostSettings& settings, framework::ConsoleServer& co
                     failed == 0 ? "" : "; some have failed, see the console's services");
   beginStep("host");
   releaseStartPages();
-  const auto untilNextLook = [] {
-    constexpr std::chrono::milliseconds roundedUp(1);
-    const std::chrono::microseconds time(framework::Watchdog::look());
-    return std::chrono::duration_cast<std::chrono::milliseconds>(time) + roundedUp;
-  };
-  while (!stop.waitForStop(untilNextLook())) continue;
+  waitForStop(stop);
   notify("STOPPING=1");
   Logger::StaticLog(LogType::Info, "stopping");
   beginStep("commands of the console");

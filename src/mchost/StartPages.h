@@ -1,4 +1,4 @@
-// The memory that only the start of the host needed.
+// The memory that only the start of the host, or its first cycles, needed.
 #pragma once
 
 namespace mchost {
