@@ -32,7 +32,11 @@ namespace framework {
 
 namespace {
 
+#ifdef MC_SMALL
+constexpr std::size_t queueLength = 512;  // the queue is made whole at the start
+#else
 constexpr std::size_t queueLength = 1024;
+#endif
 constexpr std::size_t lineSize = 9216;  // the longest report and its prefix
 constexpr int patience = 1000;          // milliseconds
 constexpr const char* pattern = "%Y-%m-%d %H:%M:%S.%e %-7l %v";
