@@ -1,4 +1,5 @@
 // The SNMP agent's file where it cannot be written, at each step.
+#include <fcntl.h>
 
 #include "support/ManagedInterfaces.h"
 #include "sysinfo/manager/si_Untold.h"
@@ -32,8 +33,7 @@ ssize_t write(int descriptor, const void* data, size_t size) {
 }
 int fsync(int descriptor) { return static_cast<int>(step(SYS_fsync, descriptor)); }
 int rename(const char* from, const char* to) noexcept {
-  return static_cast<int>(
-      step(SYS_rename, reinterpret_cast<long>(from), reinterpret_cast<long>(to)));
+  return isTroubled() ? -1 : ::renameat(AT_FDCWD, from, AT_FDCWD, to);
 }
 }
 
