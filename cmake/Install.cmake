@@ -18,11 +18,18 @@ endforeach()
 foreach(plugin mcapp mcops mcpeer mcweb)
   if(TARGET ${plugin}) # a small controller leaves some out
     set_target_properties(${plugin} PROPERTIES INSTALL_RPATH $ORIGIN)
-    install(TARGETS ${plugin} LIBRARY DESTINATION ${plugin_dir} COMPONENT host)
+    set(component host)
+    if(plugin STREQUAL mcweb)
+      set(component web)
+    endif()
+    install(TARGETS ${plugin} LIBRARY DESTINATION ${plugin_dir} COMPONENT ${component})
   endif()
 endforeach()
 install(TARGETS mchost_lib EXPORT mchost LIBRARY DESTINATION ${plugin_dir} COMPONENT host
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/mchost COMPONENT plugins)
+if(TARGET mcweb) # and who watches its metrics
+  install(DIRECTORY etc/prometheus DESTINATION ${CMAKE_INSTALL_DATADIR}/mchost-web COMPONENT web)
+endif()
 install(FILES etc/installed.toml DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/mc RENAME mc.toml
   COMPONENT host)
 
