@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 
 #include <filesystem>
+#include <system_error>
 
 #include "host/service/fw_ServiceFactory.h"
 #include "mchost/LifeStep.h"
@@ -26,6 +27,10 @@ std::string pathOf(const std::string& name) {
 std::optional<std::string> loadPlugin(const std::string& name) {
   beginStep("plug-in " + name);
   const std::string path = pathOf(name);
+  std::error_code unknown;
+  if (name == "libmcweb.so" && !std::filesystem::exists(path, unknown)) {
+    return path + " is not installed; the package mchost-web has it";
+  }
   if (const auto misfit = misfitOf(path)) return name + " " + *misfit;
   if (::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) != nullptr) return std::nullopt;
   return name + ": " + ::dlerror();
