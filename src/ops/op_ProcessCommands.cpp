@@ -55,8 +55,9 @@ const framework::Columns listColumns = {{"NAME", ""}, {"STATE", ""},       {"SUS
 void listDaemons(Console& console, const AppManager& manager) {
   framework::TableRows rows;
   if (auto* records = framework::recordsAskedOf(console.output())) {
-    for (const app::DaemonReport& daemon : manager.reports()) {
-      records->addRecord(app::recordOf(daemon));
+    const auto now = utility::TimeMeasure::getTimestamp();
+    for (const ProcessView& daemon : manager.views()) {
+      records->addRecord(app::recordOf(app::reportOf(daemon, manager.history(), now)));
     }
     return;
   }
@@ -150,12 +151,14 @@ int explain(Console& console, const Arguments& arguments) {
 }
 
 int show(Console& console, const Arguments& arguments) {
-  return withDaemon(console, arguments, [&](stringtoken daemon, const char*) {
+  return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
     const AppManager& manager = *AppManager::getSingleton();
-    if (auto* records = framework::recordsAskedOf(console.output())) {
-      if (const auto report = manager.report(daemon)) records->addRecord(app::recordOf(*report));
-    } else {
-      manager.showProcess(daemon, console.output());
+    auto* records = framework::recordsAskedOf(console.output());
+    if (records == nullptr) return manager.showProcess(daemon, console.output());
+    for (const ProcessView& view : manager.views(name)) {
+      auto report = app::reportOf(view, manager.history(), utility::TimeMeasure::getTimestamp());
+      report.why = app::whyLines(view);
+      records->addRecord(app::recordOf(report));
     }
   });
 }

@@ -9,7 +9,6 @@
 #include "app/archive/app_AppFileLogger.h"
 #include "app/pairing/app_BurnToActive.h"
 #include "app/supervision/app_AppManager.h"
-#include "app/supervision/app_Claim.h"
 #include "app/supervision/app_PartnerSummary.h"
 #include "host/base/st_StringRepository.h"
 #include "host/log/fw_Logger.h"
@@ -35,20 +34,12 @@ Distribution distributionOf(const Bounds& bounds, const Counts& counts, std::int
   return all;
 }
 
-Figures::Daemon daemonOf(const AppManager& manager, const app::Process& process) {
-  const app::History::Summary sums = manager.history().summary(process.getNameString());
-  return {.down = sums.restarts - sums.overLimit,
-          .overLimit = sums.overLimit,
-          .codeKilobytes = process.getCodeSize(),
-          .sharedKilobytes = process.getSharedSize()};
-}
-
 void readSupervision(Figures& figures) {
   const AppManager* manager = AppManager::getSingleton();
   if (manager == nullptr) return;
-  for (unsigned int n = 0; n < manager->numProcesses(); ++n) {
-    const app::Claim process = app::Claim::nth(*manager, n);
-    if (process) figures.daemons[process->getNameString()] = daemonOf(*manager, *process);
+  for (const std::string& name : manager->names()) {
+    const app::History::Summary sums = manager->history().summary(name);
+    figures.daemons[name] = {.down = sums.restarts - sums.overLimit, .overLimit = sums.overLimit};
   }
   for (const app::FailingDaemon& one : AppManager::failingDaemons(manager->numProcesses())) {
     figures.daemons[one.name].failing = one.restarts;

@@ -25,7 +25,6 @@ struct Figures {
     std::uint64_t down = 0;       ///< restarts since it was down; ever
     std::uint64_t overLimit = 0;  ///< restarts since it grew too large; ever
     unsigned int failing = 0;     ///< restarts of late, where they are too many
-    unsigned int codeKilobytes = 0, sharedKilobytes = 0;
   };
   std::map<std::string, Daemon, std::less<>> daemons = {};
   Distribution toScan = {}, timesDown = {}, cycles = {};
@@ -41,7 +40,7 @@ struct Figures {
   double processorSeconds = 0, residentBytes = 0;
 };
 
-/// Takes locks one after the other; never the table's but for a moment, to claim each daemon.
+/// Takes locks one after the other, and never the table's.
 Figures readFigures();
 
 }  // namespace services::web

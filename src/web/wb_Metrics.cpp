@@ -8,12 +8,15 @@
 #include <algorithm>
 #include <limits>
 
+#include "host/base/st_StringRepository.h"
+
 namespace services::web {
 
 namespace {
 
 using prometheus::MetricFamily;
 using prometheus::MetricType;
+using strings::StringRepository;
 using Labels = std::vector<prometheus::ClientMetric::Label>;
 
 // Families of values, in the order of their adding.
@@ -58,54 +61,55 @@ void Families::distribution(const char* name, const char* help, const Distributi
 }
 
 void addDaemons(Families& families, const Snapshot& now) {
-  constexpr const char* states[] = {"Unclassified", "Up", "Down", "Starting", "GoingDown"};
+  using enum app::Process::State;
+  constexpr app::Process::State states[] = {Unclassified, Up, Down, Starting, GoingDown};
   families.begin("mc_daemon_state", "The daemon's state: 1 for the one that it is in.");
-  for (const DaemonFacts& daemon : now.daemons) {
-    for (const char* state : states) {
-      families.add({{"daemon", daemon.name}, {"state", state}}, daemon.state == state ? 1 : 0);
+  for (const app::ProcessView* daemon : now.views()) {
+    for (const auto state : states) {
+      families.add({{"daemon", daemon->name}, {"state", StringRepository::toString(state)}},
+                   daemon->state == state ? 1 : 0);
     }
   }
   families.begin("mc_daemon_up", "Whether the daemon runs.");
-  for (const DaemonFacts& daemon : now.daemons) {
-    families.add({{"daemon", daemon.name}}, daemon.state == "Up" ? 1 : 0);
+  for (const app::ProcessView* daemon : now.views()) {
+    families.add({{"daemon", daemon->name}}, daemon->state == Up ? 1 : 0);
   }
   families.begin("mc_daemon_suspended", "Whether the daemon is left down once it is down.");
-  for (const DaemonFacts& daemon : now.daemons) {
-    families.add({{"daemon", daemon.name}}, daemon.suspended ? 1 : 0);
+  for (const app::ProcessView* daemon : now.views()) {
+    families.add({{"daemon", daemon->name}}, daemon->suspended ? 1 : 0);
   }
   families.begin("mc_daemon_state_seconds", "How long the daemon has been in its state.");
-  for (const DaemonFacts& daemon : now.daemons) {
-    families.add({{"daemon", daemon.name}}, static_cast<double>(daemon.seconds));
+  for (const app::ProcessView* daemon : now.views()) {
+    families.add({{"daemon", daemon->name}}, static_cast<double>(daemon->seconds));
   }
 }
 
 void addHistories(Families& families, const Snapshot& now, const Figures& figures) {
-  const auto figuresOf = [&](const DaemonFacts& daemon) {
+  const auto figuresOf = [&](const app::ProcessView& daemon) {
     const auto found = figures.daemons.find(daemon.name);
     return found == figures.daemons.end() ? Figures::Daemon{} : found->second;
   };
   families.begin("mc_daemon_memory_bytes", "The daemon's memory by kind, as last measured.");
-  for (const DaemonFacts& daemon : now.daemons) {
-    const Figures::Daemon known = figuresOf(daemon);
+  for (const app::ProcessView* daemon : now.views()) {
     const auto add = [&](const char* kind, unsigned int kilobytes) {
-      families.add({{"daemon", daemon.name}, {"kind", kind}}, 1024.0 * kilobytes);
+      families.add({{"daemon", daemon->name}, {"kind", kind}}, 1024.0 * kilobytes);
     };
-    add("data", daemon.dataKilobytes);
-    add("code", known.codeKilobytes);
-    add("shared", known.sharedKilobytes);
+    add("data", daemon->dataKilobytes);
+    add("code", daemon->codeKilobytes);
+    add("shared", daemon->sharedKilobytes);
   }
   families.count("mc_daemon_restarts_total",
                  "Restarts by supervision, ever: the daemon was down, or grew too large.");
-  for (const DaemonFacts& daemon : now.daemons) {
-    const Figures::Daemon known = figuresOf(daemon);
-    families.add({{"daemon", daemon.name}, {"cause", "down"}}, static_cast<double>(known.down));
-    families.add({{"daemon", daemon.name}, {"cause", "memory"}},
+  for (const app::ProcessView* daemon : now.views()) {
+    const Figures::Daemon known = figuresOf(*daemon);
+    families.add({{"daemon", daemon->name}, {"cause", "down"}}, static_cast<double>(known.down));
+    families.add({{"daemon", daemon->name}, {"cause", "memory"}},
                  static_cast<double>(known.overLimit));
   }
   families.begin("mc_daemon_failing_restarts",
                  "Restarts of late of a daemon that is restarted too often; else 0.");
-  for (const DaemonFacts& daemon : now.daemons) {
-    families.add({{"daemon", daemon.name}}, figuresOf(daemon).failing);
+  for (const app::ProcessView* daemon : now.views()) {
+    families.add({{"daemon", daemon->name}}, figuresOf(*daemon).failing);
   }
 }
 

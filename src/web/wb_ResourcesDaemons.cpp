@@ -1,6 +1,7 @@
 // The supervised daemons, and how the controllers are paired.
 #include <algorithm>
 #include <boost/json/array.hpp>
+#include <boost/json/parse.hpp>
 
 #include "app/supervision/app_AppManager.h"
 #include "host/base/st_StringRepository.h"
@@ -16,7 +17,6 @@ using app::AppManager;
 using boost::json::array;
 using boost::json::object;
 using boost::json::value;
-using strings::StringRepository;
 
 namespace {
 
@@ -31,13 +31,10 @@ bool isThis(const Snapshot& now, const Keys& keys) {
 
 Keys daemons(const Snapshot& now, const Keys& before) {
   Keys names;
-  const auto add = [&names](const auto& all) {
-    for (const auto& daemon : all) names.push_back(daemon.name);
-  };
   if (isThis(now, before)) {
-    add(now.daemons);
+    for (const app::ProcessView* daemon : now.views()) names.push_back(daemon->name);
   } else if (now.partner) {
-    add(now.partner->daemons);
+    for (const auto& daemon : now.partner->daemons) names.push_back(daemon.name);
   }
   return names;
 }
@@ -54,52 +51,27 @@ object actionsOf(const std::string& self) {
   return shown;
 }
 
-value timeOrNull(std::int64_t time) { return time == 0 ? value(nullptr) : value(isoTime(time)); }
-
-value shown(const std::optional<app::Suspension>& suspension) {
-  if (!suspension) return nullptr;
-  return object{{"By", suspension->by},
-                {"Reason", suspension->reason},
-                {"Until", timeOrNull(suspension->until)}};
+// As the console shows it to programs, under the same names.
+object objectOf(framework::Value::Record record) {
+  return boost::json::parse(framework::Value(std::move(record)).json()).as_object();
 }
 
-object statusOf(const DaemonFacts& facts) {
-  const bool isUp = facts.state == "Up";
-  const bool isWell = facts.details.marks.empty() && (isUp || facts.suspended);
-  return status(isUp              ? "Enabled"
-                : facts.suspended ? "Disabled"
-                                  : "UnavailableOffline",
+object statusOf(const app::ProcessView& view) {
+  const bool isUp = view.state == app::Process::Up && !view.ended;
+  const bool isWell = view.markText().empty() && (isUp || view.suspended);
+  return status(isUp             ? "Enabled"
+                : view.suspended ? "Disabled"
+                                 : "UnavailableOffline",
                 isWell ? "OK" : "Warning");
 }
 
-object timesDown(const app::History::Summary& sums) {
-  const auto mean = sums.timesDown == 0 ? 0 : sums.secondsDown / sums.timesDown;
-  return {{"Mean", mean}, {"Worst", sums.worst}};
-}
-
-object ownDaemon(const Snapshot& now, const DaemonFacts& facts, const std::string& self) {
-  const DaemonDetails& details = facts.details;
-  return {{"Status", statusOf(facts)},
-          {"State", facts.state},
-          {"StateSeconds", facts.seconds},
-          {"Suspended", facts.suspended},
-          {"Suspension", shown(details.suspension)},
-          {"Restarting", facts.restarting},
-          {"ProcessIds", array(facts.pids.begin(), facts.pids.end())},
-          {"DataKiB", facts.dataKilobytes},
-          {"Marks", details.marks},
-          {"Failing", details.failures},
-          {"Restarts", object{{"LastHour", details.restartsLastHour},
-                              {"LastDay", details.restartsLastDay},
-                              {"Ever", details.sums.restarts}}},
-          {"SecondsDown", timesDown(details.sums)},
-          {"LastOutcome", orNull(details.lastOutcome)},
-          {"NextStep", details.next},
-          {"Health", orNull(details.health)},
-          {"Why", array(details.why.begin(), details.why.end())},
-          {"History", link(self + "/History")},
-          {"AsOf", now.dateTime},
-          {"Actions", actionsOf(self)}};
+object ownDaemon(const app::DaemonReport& daemon, const std::string& self) {
+  object shown = objectOf(app::recordOf(daemon));
+  shown.erase("Name");  // the resource has one of its own
+  shown["Status"] = statusOf(daemon.view);
+  shown["History"] = link(self + "/History");
+  shown["Actions"] = actionsOf(self);
+  return shown;
 }
 
 // As far as it tells.
@@ -119,24 +91,17 @@ object partnersDaemon(const Snapshot& now, const std::string& letter, const std:
 
 object daemon(const Snapshot& now, const Keys& keys) {
   if (!isThis(now, keys)) return partnersDaemon(now, keys[0], keys[1]);
-  return ownDaemon(now, *now.daemon(keys[1]),
+  return ownDaemon(*now.daemon(keys[1]),
                    "/redfish/v1/Managers/" + keys[0] + "/Oem/Mc/Daemons/" + keys[1]);
-}
-
-object shown(const app::HistoryEntry& entry) {
-  return {{"Time", isoTime(entry.at)},
-          {"From", StringRepository::toString(entry.from)},
-          {"To", StringRepository::toString(entry.to)},
-          {"Restart", entry.restart},
-          {"SecondsDown", entry.secondsDown < 0 ? value(nullptr) : value(entry.secondsDown)},
-          {"What", entry.what},
-          {"Cause", entry.cause},
-          {"Outcome", entry.outcome}};
 }
 
 object history(const Snapshot& now, const Keys&) {
   array entries;
-  for (const app::HistoryEntry& entry : now.history) entries.push_back(shown(entry));
+  for (const app::HistoryEntry& entry : now.history) {
+    object shown = objectOf(app::recordOf(entry));
+    shown.erase("Name");
+    entries.push_back(std::move(shown));
+  }
   return {{"Entries", std::move(entries)}};
 }
 

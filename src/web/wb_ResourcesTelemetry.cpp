@@ -37,7 +37,7 @@ object telemetryService(const Snapshot&, const Keys&) {
 Keys reports(const Snapshot&, const Keys&) { return {"Memory", "DaemonMemory"}; }
 
 // The property of a daemon that is reported.
-std::string propertyOf(const Snapshot& now, const DaemonFacts& daemon) {
+std::string propertyOf(const Snapshot& now, const app::ProcessView& daemon) {
   return std::string("/redfish/v1/Managers/") + now.letter + "/Oem/Mc/Daemons/" + daemon.name +
          "#/DataKiB";
 }
@@ -49,8 +49,8 @@ array metricsOf(const Snapshot& now, bool ofDaemons) {
     return all;
   }
   array properties;
-  for (const DaemonFacts& daemon : now.daemons) {
-    properties.emplace_back(propertyOf(now, daemon));
+  for (const app::ProcessView* daemon : now.views()) {
+    properties.emplace_back(propertyOf(now, *daemon));
   }
   all.push_back(object{{"MetricId", "DataKiB"}, {"MetricProperties", std::move(properties)}});
   return all;
@@ -83,10 +83,10 @@ array sampleValues(const Snapshot& now) {
 // As they were last measured.
 array daemonValues(const Snapshot& now) {
   array values;
-  for (const DaemonFacts& daemon : now.daemons) {
+  for (const app::ProcessView* daemon : now.views()) {
     values.push_back(object{{"MetricId", "DataKiB"},
-                            {"MetricProperty", propertyOf(now, daemon)},
-                            {"MetricValue", std::to_string(daemon.dataKilobytes)},
+                            {"MetricProperty", propertyOf(now, *daemon)},
+                            {"MetricValue", std::to_string(daemon->dataKilobytes)},
                             {"Timestamp", now.dateTime}});
   }
   return values;

@@ -63,7 +63,9 @@ OwnSchema daemonSchema() {
       entity,
       "A daemon that the controller keeps running.",
       {{"Status", "Resource.Status", "object", "Its state and health in the standard's words."},
-       text("State", "Unclassified, Up, Down, Starting or GoingDown, as the last scan found it."),
+       text("State",
+            "Unclassified, Up, Down, Starting or GoingDown, as the last scan found it; Ended when "
+            "what it found up runs no more, Up? where only strangers of that name do."),
        number("StateSeconds", "How long it has been in that state."),
        flag("Suspended", "Whether it is left down once it is down."),
        {"Suspension",
@@ -74,6 +76,7 @@ OwnSchema daemonSchema() {
         {text("By", "Who it was."), text("Reason", "What he gave as the reason."),
          time("Until", "When it ends; null: when somebody resumes the daemon.")}},
        flag("Restarting", "Whether a restart is under way."),
+       number("Generation", "How often its processes were all replaced by others, and one."),
        listOf(number("ProcessIds", "Its running processes.")),
        number("DataKiB", "Its own memory, as last measured."),
        text("Marks", "What is to be seen at once; empty for nothing."),
@@ -88,7 +91,7 @@ OwnSchema daemonSchema() {
        {"SecondsDown",
         "SecondsDown",
         "object",
-        "How long it was down each time.",
+        "How long it was down each time; null where it never was.",
         false,
         {number("Mean", "On average."), number("Worst", "At worst.")}},
        text("LastOutcome", "The last command for it, and what became of that."),
@@ -122,7 +125,7 @@ OwnSchema historySchema() {
              number("SecondsDown", "Of what ended a time down; else null."),
              text("What", "The rule that decided, or what was asked for."),
              text("Cause", "Why, or who asked."),
-             text("Outcome", "What became of the command; empty before its end.")}}}};
+             text("Outcome", "What became of the command; null before its end.")}}}};
 }
 
 OwnSchema pairingSchema() {

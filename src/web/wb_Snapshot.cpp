@@ -113,24 +113,29 @@ void readLogs(Snapshot& snapshot, const Sources& sources, unsigned int needs,
 }
 
 template <class Range>
-auto* findNamed(const Range& range, const std::string& name) {
-  const auto found = std::ranges::find_if(range, [&](const auto& e) { return e.name == name; });
+auto* findBy(const Range& range, const std::string& name, const auto& nameOf) {
+  const auto found = std::ranges::find(range, name, nameOf);
   return found == range.end() ? nullptr : &*found;
 }
 
 }  // namespace
 
-const ControllerFacts* Snapshot::controller(const std::string& wanted) const {
-  const auto found = std::ranges::find(controllers, wanted, &ControllerFacts::letter);
-  return found == controllers.end() ? nullptr : &*found;
+std::vector<const app::ProcessView*> Snapshot::views() const {
+  std::vector<const app::ProcessView*> views;
+  for (const app::DaemonReport& daemon : daemons) views.push_back(&daemon.view);
+  return views;
 }
 
-const DaemonFacts* Snapshot::daemon(const std::string& name) const {
-  return findNamed(daemons, name);
+const ControllerFacts* Snapshot::controller(const std::string& wanted) const {
+  return findBy(controllers, wanted, &ControllerFacts::letter);
+}
+
+const app::DaemonReport* Snapshot::daemon(const std::string& name) const {
+  return findBy(daemons, name, [](const app::DaemonReport& daemon) { return daemon.view.name; });
 }
 
 const InterfaceFacts* Snapshot::interface(const std::string& name) const {
-  return findNamed(interfaces, name);
+  return findBy(interfaces, name, &InterfaceFacts::name);
 }
 
 std::string isoTime(std::int64_t timestamp) {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "app/pairing/app_PairingStory.h"
+#include "app/supervision/app_DaemonReport.h"
 #include "app/supervision/app_History.h"
 #include "app/supervision/app_PartnerSummary.h"
-#include "app/supervision/app_ProcessView.h"
 #include "app/supervision/app_memtrack.h"
 #include "host/log/fw_RecentLines.h"
 #include "host/service/fw_ManagedLogs.h"
@@ -23,27 +23,6 @@ using framework::RecentLines;
 
 class Delivery;
 class EventFeed;
-
-/// What takes longer to read of a daemon.
-struct DaemonDetails {
-  std::string marks = {}, lastOutcome = {}, next = {}, health = {};  ///< empty for none
-  unsigned int failures = 0;  ///< restarts of late, where they are too many; else 0
-  unsigned int restartsLastHour = 0, restartsLastDay = 0;
-  app::History::Summary sums = {};
-  std::optional<app::Suspension> suspension = {};
-  std::vector<std::string> why = {};  ///< lines
-};
-
-struct DaemonFacts {
-  std::string name;
-  std::string state = {};
-  std::int64_t seconds = 0;  ///< in that state
-  bool suspended = false;
-  bool restarting = false;
-  std::vector<int> pids = {};
-  unsigned int dataKilobytes = 0;  ///< as last measured
-  DaemonDetails details = {};
-};
 
 struct InterfaceFacts {
   std::string name;
@@ -85,8 +64,8 @@ struct Snapshot {
   std::string certificate;  ///< of the TLS listener, PEM
   std::int64_t sessionSeconds = 0;
   std::vector<ControllerFacts> controllers;
-  std::vector<DaemonFacts> daemons;
-  std::vector<app::HistoryEntry> history;      ///< of the daemons, the oldest first
+  std::vector<app::DaemonReport> daemons;  ///< as of the last scan, unless details are asked for
+  std::vector<app::HistoryEntry> history;  ///< of the daemons, the oldest first
   std::optional<app::PartnerSummary> partner;  ///< what it last told
   std::vector<InterfaceFacts> interfaces;
   std::vector<AccountFacts> accounts;
@@ -99,8 +78,10 @@ struct Snapshot {
   std::vector<SubscriptionFacts> subscriptions;
   int retryAttempts = 0, retrySeconds = 0;  ///< of what is sent to those
 
+  /// The daemons without what follows from their histories.
+  std::vector<const app::ProcessView*> views() const;
   const ControllerFacts* controller(const std::string& wanted) const;
-  const DaemonFacts* daemon(const std::string& name) const;
+  const app::DaemonReport* daemon(const std::string& name) const;
   const InterfaceFacts* interface(const std::string& name) const;
 };
 

@@ -2,7 +2,6 @@
 // answers, from the route to the JSON: what is there, and what is refused.
 #include <boost/json/parse.hpp>
 
-#include "app/supervision/app_DaemonReport.h"
 #include "app/supervision/app_PartnerSummary.h"
 #include "support/RedfishSetting.h"
 #include "support/SimulatedController.h"
@@ -380,29 +379,10 @@ TEST_F(WebRedfish, AFilterLetsThroughWhatItNames) {
   }
 }
 
-void expectNamed(const boost::json::object& shown, const boost::json::object& known) {
-  for (const auto& [name, value] : shown) {
-    if (name == "Actions" || name == "History" || name == "Status" || name[0] == '@') continue;
-    const auto* same = known.if_contains(name);
-    ASSERT_NE(same, nullptr) << name;
-    if (value.is_object() && same->is_object()) expectNamed(value.as_object(), same->as_object());
-  }
-}
-
-TEST_F(WebRedfish, ADaemonsValuesHaveTheNamesThatTheConsoleGivesThem) {
-  Snapshot now;
-  now.controllers = {{.letter = "A", .isThis = true}};
-  now.daemons = {{.name = "web", .state = "Up"}};
-  app::DaemonReport report;
-  report.view.suspended = true;
-  const auto known = boost::json::parse(framework::Value(app::recordOf(report)).json());
-  expectNamed(daemonResources()[0].render(now, {"A", "web"}), known.as_object());
-}
-
 TEST_F(WebRedfish, MetricsEscapeWhatTheyName) {
   Snapshot now;
-  now.daemons.push_back({.name = "a\"b\\c\nd", .state = "Up", .seconds = 3});
-  const Figures figures{.daemons = {{now.daemons[0].name, {.down = 7, .overLimit = 1}}},
+  now.daemons.push_back({.view = {.name = "a\"b\\c\nd", .state = app::Process::Up}});
+  const Figures figures{.daemons = {{now.daemons[0].view.name, {.down = 7, .overLimit = 1}}},
                         .cycles = {.bounds = {0.1, 1}, .counts = {5, 2, 1}, .total = 4}};
   const std::string text = metricsOf(now, figures, 2);
   for (const char* line :

@@ -13,7 +13,6 @@
 #include <string_view>
 #include <vector>
 
-#include "app/supervision/app_DaemonReport.h"
 #include "app/supervision/app_Flight.h"
 #include "app/supervision/app_HealthCount.h"
 #include "app/supervision/app_HistoryFile.h"
@@ -112,10 +111,9 @@ class AppManager : public framework::ActiveService {
   /// The daemons as they are now, in the order of their names, or the one of that name. Waits for
   /// the monitor thread's scan. Any thread may call.
   std::vector<ProcessView> views(std::string_view only = {}) const;
-  /// The same with what follows from their histories; `Why` is left empty.
-  std::vector<DaemonReport> reports() const;
-  /// All that is known of one; nothing when there is no record of that name.
-  std::optional<DaemonReport> report(strings::stringtoken name) const;
+  /// The same as of the last scan: without their processes and all that is looked up for each, and
+  /// so for many callers.
+  std::vector<ProcessView> glances() const;
   /// What happened to the daemons, kept over the host's restarts. Any thread may call.
   const History& history() const { return m_history; }
   /// The daemons that were restarted too often of late, those with the most restarts first, at
@@ -275,7 +273,7 @@ class AppManager : public framework::ActiveService {
   // History.
   std::string historyPath() const;
   ProcessView viewOf(const Process& process) const;
-  DaemonReport reportOf(const Process& process) const;
+  static ProcessView glanceAt(const Process& process);
   std::string causeOf(const Process& process, Process::State from, Process::State to);
   std::string askedCause(const Process& process, Process::State to);
   void noteChange(const Process& process, Process::State from, const char* rule);

@@ -84,18 +84,26 @@ std::vector<std::string> AppManager::names() const {
   return names;
 }
 
+ProcessView AppManager::glanceAt(const Process& process) {
+  return {.name = process.getNameString(),
+          .state = process.getState(),
+          .suspended = process.getSuspend(),
+          .restarting = process.getRestarting(),
+          .dataKilobytes = process.getDataSize(),
+          .codeKilobytes = process.getCodeSize(),
+          .sharedKilobytes = process.getSharedSize(),
+          .seconds = process.getStateTime(),
+          .generation = process.generation(),
+          .impostor = process.isImpostor()};
+}
+
 ProcessView AppManager::viewOf(const Process& process) const {
-  ProcessView view = {.name = process.getNameString(),
-                      .state = process.getState(),
-                      .suspended = process.getSuspend(),
-                      .suspension = suspensionOf(process),
-                      .seconds = process.getStateTime(),
-                      .generation = process.generation(),
-                      .failures = failures(process),
-                      .impostor = process.isImpostor(),
-                      .health = healthOf(process),
-                      .lastCommand = process.lastCommand(),
-                      .facts = factsOf(process)};
+  ProcessView view = glanceAt(process);
+  view.suspension = suspensionOf(process);
+  view.failures = failures(process);
+  view.health = healthOf(process);
+  view.lastCommand = process.lastCommand();
+  view.facts = factsOf(process);
   const auto count = static_cast<unsigned int>(process.numInstances());
   for (unsigned int i = 0; i < count; ++i) {
     const int pid = process.getPid(i);
@@ -119,6 +127,15 @@ std::vector<ProcessView> AppManager::views(std::string_view only) const {
     if (only.empty() || only == process.getNameString()) views.push_back(viewOf(process));
   }
   return views;
+}
+
+std::vector<ProcessView> AppManager::glances() const {
+  std::vector<ProcessView> glances;
+  const std::lock_guard betweenTwoScans(m_tableLock);
+  for (unsigned int n = 0; n < m_processes.Length(); ++n) {
+    glances.push_back(glanceAt(dynamic_cast<const Process&>(*m_processes.getSorted(n))));
+  }
+  return glances;
 }
 
 void AppManager::showProcess(strings::stringtoken name, utility::PutStream& stream) const {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "app/supervision/app_AppManager.h"
+#include "app/supervision/app_DaemonReport.h"
 #include "app/supervision/app_Threshold.h"
 #include "host/base/fw_Memory.h"
 #include "host/console/fw_ConsoleTable.h"

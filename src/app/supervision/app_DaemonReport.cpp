@@ -2,9 +2,12 @@
 #include "app/supervision/app_DaemonReport.h"
 
 #include <array>
+#include <sstream>
 
+#include "app/supervision/app_Why.h"
 #include "host/base/st_StringRepository.h"
 #include "util/ut_BufferStream.h"
+#include "util/ut_VirtualPutStream.h"
 
 namespace services::app {
 
@@ -12,6 +15,24 @@ using framework::Value;
 using framework::valueOrNone;
 
 namespace {
+
+constexpr std::int64_t hour = 3600 * std::int64_t{1000000};
+
+// Collects text.
+class TextOutput : public framework::OutputStream {
+ public:
+  bool StartOutputStream() override { return true; }
+  void EndOutputStream() override {}
+  bool SendOutputStream(const char* data, unsigned int size) override {
+    m_text.append(data, size);
+    return true;
+  }
+  bool isOutputStreamOpen() override { return true; }
+  bool isOutputStreamInError() override { return false; }
+  bool isOutputStreamAtEnd() override { return false; }
+
+  std::string m_text;
+};
 
 // By whom, why and until when; nothing of what the start suspended.
 Value suspensionOf(const DaemonReport& daemon) {
@@ -31,15 +52,34 @@ Value::Record timesDown(const History::Summary& sums) {
 
 }  // namespace
 
+DaemonReport reportOf(const ProcessView& view, const History& history, std::int64_t now) {
+  return {.view = view,
+          .restartsLastHour = history.restartsSince(view.name, now - hour),
+          .restartsLastDay = history.restartsSince(view.name, now - 24 * hour),
+          .sums = history.summary(view.name),
+          .asOf = now};
+}
+
+std::vector<std::string> whyLines(const ProcessView& view) {
+  TextOutput text;
+  utility::VirtualPutStream stream(text, 1024, 512);
+  writeWhy(view.name.c_str(), view.facts, stream);
+  stream.FlushOutputStream();
+  std::istringstream content(text.m_text);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(content, line);) lines.push_back(line);
+  return lines;
+}
+
 Value::Record recordOf(const DaemonReport& daemon) {
   const ProcessView& view = daemon.view;
   return {{"Name", view.name},
           {"State", view.stateText()},
           {"StateSeconds", view.seconds},
           {"Suspended", view.suspended},
-          {"Restarting", daemon.restarting},
+          {"Restarting", view.restarting},
           {"ProcessIds", Value::List(view.pids.begin(), view.pids.end())},
-          {"DataKiB", daemon.dataKilobytes},
+          {"DataKiB", view.dataKilobytes},
           {"Generation", view.generation},
           {"Marks", view.markText()},
           {"Failing", view.failures},
@@ -48,7 +88,7 @@ Value::Record recordOf(const DaemonReport& daemon) {
                                      {"Ever", daemon.sums.restarts}}},
           {"SecondsDown", timesDown(daemon.sums)},
           {"LastOutcome", valueOrNone(view.commandText())},
-          {"NextStep", daemon.nextStep},
+          {"NextStep", nextStep(view.facts)},
           {"Suspension", suspensionOf(daemon)},
           {"Health", valueOrNone(view.health.text())},
           {"Why", Value::List(daemon.why.begin(), daemon.why.end())},

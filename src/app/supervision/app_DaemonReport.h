@@ -2,6 +2,10 @@
 // programs read them.
 #pragma once
 
+#include <cstdint>
+#include <string>
+#include <vector>
+
 #include "app/supervision/app_History.h"
 #include "app/supervision/app_ProcessView.h"
 #include "app/supervision/app_memtrack.h"
@@ -12,15 +16,18 @@ namespace services::app {
 /// All that is known of a daemon at one moment.
 struct DaemonReport {
   ProcessView view = {};
-  bool restarting = false;
-  unsigned int dataKilobytes = 0;  ///< as last measured
-  std::string nextStep = {};       ///< what comes next if nothing but time passes; may be empty
   unsigned int restartsLastHour = 0;
   unsigned int restartsLastDay = 0;
   History::Summary sums = {};
   std::vector<std::string> why = {};  ///< lines: which rule decides, and what would change it
   std::int64_t asOf = 0;              ///< host timestamp of the look
 };
+
+/// A daemon as it was seen at `now`, with what follows from its history; `why` is left empty.
+DaemonReport reportOf(const ProcessView& view, const History& history, std::int64_t now);
+
+/// What writeWhy() writes, line by line.
+std::vector<std::string> whyLines(const ProcessView& view);
 
 framework::Value::Record recordOf(const DaemonReport& daemon);
 framework::Value::Record recordOf(const HistoryEntry& entry);

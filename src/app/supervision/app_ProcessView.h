@@ -43,6 +43,8 @@ struct ProcessView {
   Process::State state = Process::Unclassified;
   bool ended = false;  ///< the state is Up, but none of its processes runs any more
   bool suspended = false;
+  bool restarting = false;
+  unsigned int dataKilobytes = 0, codeKilobytes = 0, sharedKilobytes = 0;  ///< as last measured
   std::optional<Suspension> suspension = {};
   std::vector<int> pids = {};  ///< of the processes of the last scan that still run
   int seconds = 0;             ///< in the state

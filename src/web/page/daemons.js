@@ -5,7 +5,7 @@ import { age, clock, now, size } from "./times.js";
 
 const states = {
   Up: ["ok", "Up"], Down: ["bad", "Down"], Starting: ["warn", "Starting"],
-  GoingDown: ["warn", "Going down"], Unclassified: ["off", "Not known yet"],
+  GoingDown: ["warn", "Going down"], Ended: ["bad", "Ended"], "Up?": ["warn", "Up?"], Unclassified: ["off", "Not known yet"],
 };
 
 /** A daemon's state for the eye and in words. */
