@@ -26,8 +26,10 @@ std::string timeText(std::int64_t timestamp) {
   return TimeMeasure::printTimestamp(timestamp, text.data(), text.size());
 }
 
-std::string timesDown(const History::Summary& sums) {
-  if (sums.timesDown == 0) return "never";
+// A time down counts once it is over.
+std::string timesDown(const History::Summary& sums, const ProcessView& view) {
+  const bool isDown = view.ended || view.state == Process::Down || view.state == Process::Starting;
+  if (sums.timesDown == 0) return isDown ? "now, for the first time" : "never";
   return std::to_string(sums.timesDown) + " times, for " +
          std::to_string(sums.secondsDown / sums.timesDown) + " s on average, " +
          std::to_string(sums.worst) + " s at worst";
@@ -150,7 +152,7 @@ void AppManager::showProcess(strings::stringtoken name, utility::PutStream& stre
   rows.push_back({"next", nextStep(view.facts)});
   rows.push_back({"generation", std::to_string(view.generation)});
   rows.push_back({"restarts", restartsText(m_history, view.name)});
-  rows.push_back({"down", timesDown(m_history.summary(view.name))});
+  rows.push_back({"down", timesDown(m_history.summary(view.name), view)});
   rows.push_back({"health", view.health.text()});
   rows.push_back({"mark", view.markText()});
   rows.push_back({"last command", view.commandText()});
