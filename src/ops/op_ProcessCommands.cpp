@@ -15,6 +15,7 @@
 #include "host/console/fw_ConsoleTable.h"
 #include "host/console/fw_Nearest.h"
 #include "host/service/fw_ServiceFactory.h"
+#include "ops/op_KeptSuspensions.h"
 #include "util/ut_TimeMeasure.h"
 
 namespace services::ops {
@@ -241,9 +242,16 @@ std::string wordsFrom(const Arguments& arguments, unsigned int first) {
   return words;
 }
 
+// Of one that another start of the host would not know.
+void tellUnkept(Console& console) {
+  const std::string problem = KeptSuspensions::instance().problem();
+  if (!problem.empty())
+    console.reply(Ok, "but not over a restart of the host: %s\n", problem.c_str());
+}
+
 int suspend(Console& console, const Arguments& arguments) {
   const auto work = [&](stringtoken daemon, const char* name) {
-    app::Suspension wanted{.by = askerAt(console)};
+    app::Suspension wanted{.by = askerAt(console), .byOperator = true};
     const bool ends = arguments.ArgCount() > 1 && std::strcmp(arguments.ArgValue(1), "for") == 0;
     if (ends) {
       const auto seconds = secondsOf(arguments.ArgCount() > 2 ? arguments.ArgValue(2) : "");
@@ -254,13 +262,10 @@ int suspend(Console& console, const Arguments& arguments) {
       wanted.until = utility::TimeMeasure::getTimestamp() + *seconds * 1000000;
     }
     wanted.reason = wordsFrom(arguments, ends ? 3 : 1);
-    if (arguments.ArgCount() == 1) {
-      AppManager::setProcessSuspend(daemon, true, wanted.by.c_str());
-    } else {
-      AppManager::suspendProcess(daemon, wanted);
-    }
+    AppManager::suspendProcess(daemon, wanted, arguments.ArgCount() > 1);
     console.reply(Ok, "%s suspended%s%s\n", name, ends ? " for " : "",
                   ends ? arguments.ArgValue(2) : "");
+    tellUnkept(console);
   };
   return withDaemon(console, arguments, work, 32);
 }
@@ -269,6 +274,7 @@ int resume(Console& console, const Arguments& arguments) {
   return withDaemon(console, arguments, [&](stringtoken daemon, const char* name) {
     AppManager::setProcessSuspend(daemon, false, askerAt(console).c_str());
     console.reply(Ok, "%s resumed\n", name);
+    tellUnkept(console);
   });
 }
 
@@ -327,7 +333,17 @@ const std::vector<framework::TableCommand> commands = {
                 "process wakes\n")},
 };
 
-using ProcessCommands = framework::CommandTable<"ProcessCommands", "mcops", commands>;
+// Suspends again what was suspended when the host ended, long before the first restart.
+class ProcessCommands : public framework::CommandTable<"ProcessCommands", "mcops", commands> {
+ public:
+  using CommandTable::CommandTable;
+  static framework::Service* build(const char* name) { return new ProcessCommands(name); }
+  void Startup() override {
+    if (AppManager* manager = AppManager::getSingleton())
+      KeptSuspensions::instance().restore(*manager);
+  }
+};
+
 const framework::ServiceFactory factory(ProcessCommands::build, "ProcessCommands");
 
 }  // namespace

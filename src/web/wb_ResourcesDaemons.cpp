@@ -176,7 +176,7 @@ bool takeParameter(const std::string& key, const value& given, app::Suspension& 
 }
 
 http::Response suspend(const Call& call) {
-  app::Suspension suspension{.by = askerOf(call)};
+  app::Suspension suspension{.by = askerOf(call), .byOperator = true};
   for (const auto& member : call.body) {
     const std::string key(member.key());
     if (key != "Reason" && key != "Seconds") {

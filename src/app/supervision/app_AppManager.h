@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -103,10 +104,17 @@ class AppManager : public framework::ActiveService {
   static bool getProcessSuspend(strings::stringtoken name);
   /// A suspended daemon is never restarted by the monitor loop.
   static void setProcessSuspend(strings::stringtoken name, bool suspend, const char* by = aService);
-  /// Suspends it anew, whoever has done so before. One that ends is resumed by the first poll cycle
-  /// after that, but not over the host's restart, which ends them all. False when there is no
-  /// record of that name.
-  static bool suspendProcess(strings::stringtoken name, const Suspension& suspension);
+  /// Suspends it anew, whoever has done so before, or leaves one without an end as it is. One that
+  /// ends is resumed by the first poll cycle after that. False when there is no record of that
+  /// name.
+  static bool suspendProcess(strings::stringtoken name, const Suspension& suspension,
+                             bool anew = true);
+  /// The suspensions in force, by daemon. Any thread may call.
+  std::map<std::string, Suspension> suspensions() const;
+  /// The host's restart ends them all. Who would set them again has `changed` called whenever one
+  /// was set or taken back, but not at its own end, on the thread that did it, which may have
+  /// claimed the record. Any thread may call.
+  void onSuspension(std::function<void()> changed);
 
   /// The daemons as they are now, in the order of their names, or the one of that name. Waits for
   /// the monitor thread's scan. Any thread may call.
@@ -425,7 +433,8 @@ class AppManager : public framework::ActiveService {
   std::map<const Process*, Asked> m_asked;
   std::vector<Followed> m_followed;
   std::map<const Process*, Suspension> m_suspensions;  // of those that are
-  mutable std::mutex m_askedLock;                      // guards these three; a leaf
+  std::function<void()> m_suspensionChanged;           // null: nobody keeps them
+  mutable std::mutex m_askedLock;                      // guards these four; a leaf
   std::unique_ptr<utility::LineRing> m_flight;         // null: none
   std::vector<StateFacts> m_lastFacts;          // of each record; the next two the monitor thread's
   std::vector<FlightFacts> m_flown;             // in this cycle

@@ -9,19 +9,14 @@ namespace services::app {
 
 using utility::TimeMeasure;
 
-namespace {
-
-// As the history shows it.
-std::string wordsOf(const Suspension& suspension) {
-  std::string cause = suspension.by;
-  if (suspension.until != 0) {
-    const std::int64_t left = suspension.until - TimeMeasure::getTimestamp();
-    cause += ", for " + std::to_string(TimeMeasure::getSeconds(left)) + " s";
+std::string Suspension::text() const {
+  std::string text = by;
+  if (until != 0) {
+    const std::int64_t left = until - TimeMeasure::getTimestamp();
+    text += ", for " + std::to_string(TimeMeasure::getSeconds(left)) + " s";
   }
-  return suspension.reason.empty() ? cause : cause + ": " + suspension.reason;
+  return reason.empty() ? text : text + ": " + reason;
 }
-
-}  // namespace
 
 bool AppManager::getProcessSuspend(strings::stringtoken name) {
   const Claim process(getSingleton(), name);
@@ -40,34 +35,53 @@ void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend, cons
   suspend ? manager->suspend(*process, {.by = by}, false) : manager->resume(*process, by);
 }
 
-bool AppManager::suspendProcess(strings::stringtoken name, const Suspension& suspension) {
+bool AppManager::suspendProcess(strings::stringtoken name, const Suspension& suspension,
+                                bool anew) {
   AppManager* const manager = getSingleton();
   const Claim process(manager, name);
-  if (process) manager->suspend(*process, suspension, true);
+  if (process) manager->suspend(*process, suspension, anew);
   return static_cast<bool>(process);
 }
 
 void AppManager::suspend(Process& process, const Suspension& suspension, bool anew) {
-  if (takeOver(process, suspension, anew)) noteAsked(process, "suspend", wordsOf(suspension));
+  if (takeOver(process, suspension, anew)) noteAsked(process, "suspend", suspension.text());
 }
 
 // One without an end stands against another unless that is to replace it. The flag and who set it
 // change together.
 bool AppManager::takeOver(Process& process, const Suspension& suspension, bool anew) {
-  const std::lock_guard lock(m_askedLock);
+  std::unique_lock lock(m_askedLock);
+  const auto changed = m_suspensionChanged;
   const auto earlier = m_suspensions.find(&process);
   const bool ends = earlier != m_suspensions.end() && earlier->second.until != 0;
   if (process.getSuspend() && !anew && !ends) return false;
   process.setSuspend(true);
   m_suspensions[&process] = suspension;
+  lock.unlock();
+  if (changed) changed();
   return true;
 }
 
 void AppManager::resume(Process& process, const char* by) {
   if (process.getSuspend()) noteAsked(process, "resume", by);
-  const std::lock_guard lock(m_askedLock);
+  std::unique_lock lock(m_askedLock);
+  const auto changed = m_suspensionChanged;
   process.setSuspend(false);
   m_suspensions.erase(&process);
+  lock.unlock();
+  if (changed) changed();
+}
+
+void AppManager::onSuspension(std::function<void()> changed) {
+  const std::lock_guard lock(m_askedLock);
+  m_suspensionChanged = std::move(changed);
+}
+
+std::map<std::string, Suspension> AppManager::suspensions() const {
+  std::map<std::string, Suspension> suspensions;
+  const std::lock_guard lock(m_askedLock);
+  for (const auto& [process, one] : m_suspensions) suspensions[process->getNameString()] = one;
+  return suspensions;
 }
 
 std::optional<Suspension> AppManager::suspensionOf(const Process& process) const {

@@ -22,7 +22,12 @@ struct FailingDaemon {
 struct Suspension {
   std::string by;
   std::string reason = {};
-  std::int64_t until = 0;  ///< host timestamp; 0: until it is resumed
+  std::int64_t until = 0;   ///< host timestamp; 0: until it is resumed
+  bool byOperator = false;  ///< who keeps those over the host's restarts is to keep it
+
+  bool operator==(const Suspension&) const = default;
+  /// One line: "console, process 412, for 90 s: a new disk".
+  std::string text() const;
 };
 
 /// What is known of a daemon's health, at one moment.
