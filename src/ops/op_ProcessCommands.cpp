@@ -1,6 +1,7 @@
 // The operator's commands over the process supervision: "process list", "process wakes", "process
 // history [NAME]", "process show|start|stop|restart|resume|explain NAME", "process suspend NAME
 // [for TIME] [REASON...]" and "why NAME".
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
@@ -8,7 +9,6 @@
 #include <string>
 
 #include "app/supervision/app_AppManager.h"
-#include "app/supervision/app_Claim.h"
 #include "app/supervision/app_DaemonReport.h"
 #include "host/base/st_StringRepository.h"
 #include "host/console/fw_CommandTable.h"
@@ -23,7 +23,6 @@ namespace services::ops {
 namespace {
 
 using app::AppManager;
-using app::Claim;
 using app::FailingDaemon;
 using app::HistoryEntry;
 using app::Process;
@@ -73,11 +72,9 @@ std::string askerAt(const Console& console) {
 
 // The token of a daemon's name. The table is asked, so that what is typed makes no token.
 std::optional<stringtoken> findDaemon(const AppManager& manager, const char* name) {
-  for (unsigned int n = 0; n < manager.numProcesses(); ++n) {
-    const Claim process = Claim::nth(manager, n);
-    if (process && std::strcmp(process->getNameString(), name) == 0) return process->getName();
-  }
-  return std::nullopt;
+  const std::vector<std::string> names = manager.names();
+  if (std::ranges::find(names, name) == names.end()) return std::nullopt;
+  return strings::GS.toToken(name);
 }
 
 std::vector<std::string> daemonNames(unsigned int place) {

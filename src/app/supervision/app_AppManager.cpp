@@ -1,7 +1,6 @@
 // The supervision service: registration, construction, process table, report.
 #include "app/supervision/app_AppManager.h"
 
-#include "app/supervision/app_Claim.h"
 #include "app/supervision/app_DaemonEntry.h"
 #include "app/supervision/app_Installation.h"
 #include "host/base/fw_Container.h"
@@ -87,7 +86,7 @@ AppManager::AppManager(const char* name)
     : ActiveService(name),
       m_registration(this),
       m_instanceName(framework::Memory::StaticAllocString(name)),
-      m_processes(tableCapacity) {
+      m_processes(tableCapacity, [this] { return requestToShutdown(); }) {
   setRequestedThreads(1);
   framework::EventManager::instance().declareText(strings::token<"goingDown">, goingDownRefusal);
   const char* architecture = utility::Environment::GetEnv("MC_ARCH");
@@ -201,8 +200,7 @@ void AppManager::writeKillScript() const {
   utility::VirtualPutStream script(file, 16384, 13107);
   if (!file.isOutputStreamGood()) return;
   script.PutS("#!/bin/sh\n");
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    const Process* process = recordAt(i);
+  for (const Process* process : m_processes.records()) {
     if (!process->getNoKill()) script.PutF("killall -9 %s\n", process->getNameString());
   }
   script.EndOutputStream();
@@ -225,8 +223,8 @@ void AppManager::readSettings() {
 void AppManager::watchExits() {
   m_watch = framework::Container::watchExits([this] { m_waiter.signal(); });
   m_scan.watchExits(*m_watch);
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    recordAt(i)->onScriptEnd([watch = std::weak_ptr(m_watch)] {
+  for (Process* process : m_processes.records()) {
+    process->onScriptEnd([watch = std::weak_ptr(m_watch)] {
       if (const auto living = watch.lock()) living->order();
     });
   }
@@ -245,46 +243,20 @@ void AppManager::Shutdown() {
   ActiveService::Shutdown();
 }
 
-Process* AppManager::recordAt(unsigned int index) const {
-  return dynamic_cast<Process*>(m_processes.ElementAt(index));
-}
-
 Process* AppManager::recordOf(const std::string& name) const {
-  return dynamic_cast<Process*>(m_processes.find(strings::GS.toToken(name.c_str())));
+  return m_processes.find(strings::GS.toToken(name.c_str()));
 }
 
-Process* AppManager::openProcess(strings::stringtoken name) const {
-  const std::lock_guard lock(m_tableLock);
-  return obtainLock(dynamic_cast<Process*>(m_processes.get(name)));
-}
-
-Process* AppManager::nthProcess(unsigned int n) const {
-  const std::lock_guard lock(m_tableLock);
-  return obtainLock(dynamic_cast<Process*>(m_processes.getSorted(n)));
-}
-
-Process* AppManager::obtainLock(Process* process) const {
-  if (process == nullptr) return nullptr;
-  while (process->getLocked()) {
-    if (requestToShutdown()) return nullptr;
-    m_tableLock.wait(1);
-  }
-  process->setLocked(true);
-  return process;
-}
-
-void AppManager::closeProcess(Process* process) const {
-  if (process == nullptr) return;
-  const std::lock_guard lock(m_tableLock);
-  process->setLocked(false);
-  m_tableLock.broadcast();
+Claim AppManager::claim(strings::stringtoken name) {
+  const AppManager* const manager = getSingleton();
+  return manager == nullptr ? Claim() : Claim(manager->m_processes, name);
 }
 
 void AppManager::information(utility::PutStream& stream, int indentation, bool detailed) const {
   if (!m_doRestarts) stream.PutS("Do Restarts disabled\n");
   if (!m_doProcessControl) stream.PutS("Do ProcessControl disabled\n");
   for (unsigned int n = 0; n < m_processes.Length(); ++n) {
-    const Claim process = Claim::nth(*this, n);
+    const Claim process = Claim::sorted(m_processes, n);
     if (process) process->information(stream, indentation, detailed);
   }
   stream.Indent(indentation);

@@ -20,14 +20,13 @@
 #include "app/supervision/app_Lineage.h"
 #include "app/supervision/app_MailLimit.h"
 #include "app/supervision/app_Probe.h"
-#include "app/supervision/app_Process.h"
 #include "app/supervision/app_ProcessScan.h"
+#include "app/supervision/app_ProcessTable.h"
 #include "app/supervision/app_ProcessView.h"
 #include "app/supervision/app_StatePass.h"
 #include "app/supervision/app_Tokens.h"
 #include "app/supervision/app_memtrack.h"
 #include "host/base/fw_Memory.h"
-#include "host/base/ut_ItemDirectory.h"
 #include "host/base/ut_LineRing.h"
 #include "host/service/fw_Service.h"
 #include "util/ut_Durations.h"
@@ -74,13 +73,13 @@ class AppManager : public framework::ActiveService {
   /// Claims the record of that name; null when there is none, or when the host is shutting down
   /// while another caller holds it. Give it back with closeProcess(). One thread claims one record
   /// at a time.
-  Process* openProcess(strings::stringtoken name) const;
+  Process* openProcess(strings::stringtoken name) const { return m_processes.open(name); }
   /// The number of records.
   unsigned int numProcesses() const { return m_processes.Length(); }
   /// Claims the n-th record in the order of names.
-  Process* nthProcess(unsigned int n) const;
+  Process* nthProcess(unsigned int n) const { return m_processes.openSorted(n); }
   /// Gives a claim back; null does nothing.
-  void closeProcess(Process* process) const;
+  void closeProcess(Process* process) const { m_processes.close(process); }
 
   /// Whether daemons may be started, stopped and restarted here, which MC_ARCH decides.
   bool isProcessControlOn() const { return m_doProcessControl; }
@@ -249,8 +248,7 @@ class AppManager : public framework::ActiveService {
   static bool controlProcess(strings::stringtoken name, const ControlAction& action,
                              const char* operation, const char* by);
 
-  Process* obtainLock(Process* process) const;
-  Process* recordAt(unsigned int index) const;
+  static Claim claim(strings::stringtoken name);
   Process* recordOf(const std::string& name) const;
 
   // The poll cycle.
@@ -372,8 +370,7 @@ class AppManager : public framework::ActiveService {
 
   const Registration m_registration;
   const framework::StaticText m_instanceName;
-  utility::ItemDirectory m_processes;
-  mutable utility::Waiter m_tableLock;
+  ProcessTable m_processes;
   std::unique_ptr<utility::FileOutputStream> m_crashEvents;
   int m_pollSeconds = 0;
   int m_noKillSeconds = 0;

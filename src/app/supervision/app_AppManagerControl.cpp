@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "app/supervision/app_AppManager.h"
-#include "app/supervision/app_Claim.h"
 #include "app/supervision/app_CommandLine.h"
 #include "app/supervision/app_ProcessSurvey.h"
 #include "app/supervision/app_Why.h"
@@ -43,7 +42,7 @@ bool AppManager::controlProcess(strings::stringtoken name, const ControlAction& 
   AppManager* manager = getSingleton();
   if (manager == nullptr || !manager->m_doProcessControl) return false;
   debug(action.doing, "open");
-  const Claim process(manager, name);
+  const Claim process = claim(name);
   if (!process) return false;
   debug(action.doing, action.name);
   ((*process).*action.command)();
@@ -53,20 +52,20 @@ bool AppManager::controlProcess(strings::stringtoken name, const ControlAction& 
 }
 
 Process::State AppManager::getProcessState(strings::stringtoken name) {
-  const Claim process(getSingleton(), name);
+  const Claim process = claim(name);
   return process ? process->getState() : Process::Unclassified;
 }
 
 // The table, the names and the patterns do not change, so it takes no lock.
 void AppManager::explainProcess(strings::stringtoken name, utility::PutStream& stream) const {
-  const auto* process = dynamic_cast<const Process*>(m_processes.find(name));
-  if (process != nullptr) explainRecord(*process, surveyProcesses(m_processes), stream);
+  const Process* process = m_processes.find(name);
+  if (process != nullptr) explainRecord(*process, surveyProcesses(m_processes.items()), stream);
 }
 
 void AppManager::whyProcess(strings::stringtoken name, utility::PutStream& stream) const {
-  const auto* process = dynamic_cast<const Process*>(m_processes.find(name));
+  const Process* process = m_processes.find(name);
   if (process == nullptr) return;
-  const std::lock_guard betweenTwoStatePasses(m_tableLock);
+  const std::lock_guard betweenTwoStatePasses(m_processes);
   writeWhy(process->getNameString(), factsOf(*process), stream);
 }
 
@@ -92,9 +91,8 @@ utility::ExitWatch::Histogram AppManager::wakeTimes() const {
 
 void AppManager::getAllPids(utility::IntArray& pids) const {
   pids.Append(::getpid());
-  const std::lock_guard lock(m_tableLock);
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    const Process* process = recordAt(i);
+  const std::lock_guard lock(m_processes);
+  for (const Process* process : m_processes.records()) {
     const auto count = static_cast<unsigned int>(process->numInstances());
     for (unsigned int k = 0; k < count; ++k) pids.Append(process->getPid(k));
   }

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "app/supervision/app_AppManager.h"
-#include "app/supervision/app_Claim.h"
 #include "app/supervision/app_DaemonEntry.h"
 #include "host/base/fw_Container.h"
 #include "host/base/st_StringRepository.h"
@@ -85,11 +84,9 @@ std::string AppManager::goingDownRefusal(const std::string& text) {
 void AppManager::announceGoingDown(const char* text) {
   if (text == nullptr) return;
   for (unsigned int n = 0; n < m_processes.Length(); ++n) {
-    const auto* process = dynamic_cast<const Process*>(m_processes.getSorted(n));
-    if (process == nullptr) continue;
-    const char* name = process->getNameString();
+    const char* name = m_processes.sorted(n)->getNameString();
     if (std::strncmp(name, text, std::strlen(name)) != 0) continue;
-    if (const Claim claimed = Claim::nth(*this, n)) {
+    if (const Claim claimed = Claim::sorted(m_processes, n)) {
       const Process::State from = claimed->getState();
       claimed->setState(Process::GoingDown);
       expectEffect(*claimed, "announced", "event goingDown");
@@ -138,9 +135,8 @@ void AppManager::propagateServiceEvent(strings::stringtoken daemon,
     sendEventSignal(portal->getPID(), event);
     return;
   }
-  const std::lock_guard lock(m_tableLock);
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    const Process* process = recordAt(i);
+  const std::lock_guard lock(m_processes);
+  for (const Process* process : m_processes.records()) {
     if (process->getName() != daemon) continue;
     const int pid = process->getPid(0);
     // A process that was given the pid since would be ended by the signal.

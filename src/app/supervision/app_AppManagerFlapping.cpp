@@ -33,11 +33,10 @@ void AppManager::noteRestart(const Process& process) {
 }
 
 void AppManager::forgetSteady() {
-  for (unsigned int i = 0; !m_failing.empty() && i < m_processes.Length(); ++i) {
-    const Process& process = *recordAt(i);
-    if (!m_failing.contains(&process) || failures(process) > 0) continue;
-    m_failing.erase(&process);
-    LogInfo("%s: %s is no longer failing", getNameString(), process.getNameString());
+  for (const Process* process : m_processes.records()) {
+    if (!m_failing.contains(process) || failures(*process) > 0) continue;
+    m_failing.erase(process);
+    LogInfo("%s: %s is no longer failing", getNameString(), process->getNameString());
   }
 }
 
@@ -53,10 +52,10 @@ bool AppManager::mayMail(const Process& process) {
 std::vector<FailingDaemon> AppManager::failingDaemons(std::size_t most) {
   std::vector<FailingDaemon> failing;
   const AppManager* const manager = getSingleton();
-  for (unsigned int i = 0; manager != nullptr && i < manager->m_processes.Length(); ++i) {
-    const Process& process = *manager->recordAt(i);
-    const unsigned int restarts = manager->failures(process);
-    if (restarts > 0) failing.push_back({process.getNameString(), restarts});
+  if (manager == nullptr) return failing;
+  for (const Process* process : manager->m_processes.records()) {
+    const unsigned int restarts = manager->failures(*process);
+    if (restarts > 0) failing.push_back({process->getNameString(), restarts});
   }
   std::ranges::stable_sort(failing, std::greater(), &FailingDaemon::restarts);
   if (failing.size() > most) failing.resize(most);

@@ -59,7 +59,7 @@ void AppManager::record(unsigned int index, const StateFacts& facts, const State
   StateFacts& before = m_lastFacts[index];
   if (m_flight == nullptr || (rule == nullptr && isSteady(facts, before))) return;
   before = facts;
-  const Process& process = *recordAt(index);
+  const Process& process = *m_processes.records()[index];
   m_flown.push_back({.daemon = process.getNameString(),
                      .at = wallTime(),
                      .facts = facts,

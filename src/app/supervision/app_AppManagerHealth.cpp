@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "app/supervision/app_AppManager.h"
-#include "app/supervision/app_Claim.h"
 #include "host/base/fw_Guarded.h"
 #include "host/base/fw_ProcessMem.h"
 #include "host/service/fw_Config.h"
@@ -137,7 +136,7 @@ void AppManager::applyHealth(HealthCount::Step step, const Process& process,
 
 // Whoever suspends the daemon claims its record, too, and so comes before this or after.
 void AppManager::stopIll(const Process& process, const std::string& problem) {
-  const Claim claimed(this, process.getName());
+  const Claim claimed(m_processes, process.getName());
   if (!claimed || !isLookedAt(process)) return;
   LogError("%s: %s is ill and is stopped: %s", getNameString(), process.getNameString(),
            problem.c_str());

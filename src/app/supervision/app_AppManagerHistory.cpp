@@ -80,8 +80,8 @@ std::string AppManager::historyPath() const {
 
 std::vector<std::string> AppManager::names() const {
   std::vector<std::string> names;
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    names.emplace_back(recordAt(i)->getNameString());
+  for (const Process* process : m_processes.records()) {
+    names.emplace_back(process->getNameString());
   }
   return names;
 }
@@ -123,9 +123,9 @@ ProcessView AppManager::viewOf(const Process& process) const {
 
 std::vector<ProcessView> AppManager::views(std::string_view only) const {
   std::vector<ProcessView> views;
-  const std::lock_guard betweenTwoScans(m_tableLock);
+  const std::lock_guard betweenTwoScans(m_processes);
   for (unsigned int n = 0; n < m_processes.Length(); ++n) {
-    const auto& process = dynamic_cast<const Process&>(*m_processes.getSorted(n));
+    const Process& process = *m_processes.sorted(n);
     if (only.empty() || only == process.getNameString()) views.push_back(viewOf(process));
   }
   return views;
@@ -133,17 +133,17 @@ std::vector<ProcessView> AppManager::views(std::string_view only) const {
 
 std::vector<ProcessView> AppManager::glances() const {
   std::vector<ProcessView> glances;
-  const std::lock_guard betweenTwoScans(m_tableLock);
+  const std::lock_guard betweenTwoScans(m_processes);
   for (unsigned int n = 0; n < m_processes.Length(); ++n) {
-    glances.push_back(glanceAt(dynamic_cast<const Process&>(*m_processes.getSorted(n))));
+    glances.push_back(glanceAt(*m_processes.sorted(n)));
   }
   return glances;
 }
 
 void AppManager::showProcess(strings::stringtoken name, utility::PutStream& stream) const {
-  const auto* process = dynamic_cast<const Process*>(m_processes.find(name));
+  const Process* process = m_processes.find(name);
   if (process == nullptr) return;
-  std::unique_lock betweenTwoScans(m_tableLock);
+  std::unique_lock betweenTwoScans(m_processes);
   const ProcessView view = viewOf(*process);
   betweenTwoScans.unlock();
   framework::TableRows rows;

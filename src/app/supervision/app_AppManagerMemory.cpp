@@ -136,8 +136,8 @@ void AppManager::clearMemSaveTrack() {
 void AppManager::doMemLimitChecking() {
   if (m_memCached >= Threshold::getThreshold(strings::token<"pageCache">)) return;
   LogWarning("MEM: VM page cache low, finding proces to restart");
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    if (restartIfOverLimit(*recordAt(i))) return;
+  for (Process* process : m_processes.records()) {
+    if (restartIfOverLimit(*process)) return;
   }
 }
 

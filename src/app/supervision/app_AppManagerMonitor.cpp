@@ -77,11 +77,11 @@ void AppManager::endStartUpPeriod(Clock threadStart) {
 }
 
 void AppManager::scanAndDecide() {
-  const std::lock_guard lock(m_tableLock);
+  const std::lock_guard lock(m_processes);
   if (m_watch != nullptr) m_watch->lookBegins();
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->startScan();
+  for (Process* process : m_processes.records()) process->startScan();
   m_scan.run();
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) endScan(*recordAt(i));
+  for (Process* process : m_processes.records()) endScan(*process);
   for (unsigned int i = 0; i < m_processes.Length(); ++i) statePass(i);
   forgetSteady();
   if (m_watch != nullptr) m_watch->setTicking(isAnyStarting());
@@ -92,10 +92,10 @@ void AppManager::scanAndDecide() {
 
 // A start that comes up, and one that ends again, is then seen within the tick.
 bool AppManager::isAnyStarting() const {
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    if (recordAt(i)->getState() == Process::Starting) return true;
-  }
-  return false;
+  const auto starting = [](const Process* process) {
+    return process->getState() == Process::Starting;
+  };
+  return std::ranges::any_of(m_processes.records(), starting);
 }
 
 void AppManager::endScan(Process& process) {
@@ -119,7 +119,7 @@ StateFacts AppManager::factsOf(const Process& process) const {
 }
 
 void AppManager::statePass(unsigned int index) {
-  Process& process = *recordAt(index);
+  Process& process = *m_processes.records()[index];
   bool again = true;
   while (again) {
     if (isDebugOn()) {
@@ -205,7 +205,7 @@ void AppManager::doProcessTrack() {
       utility::TimeStamp::now() - utility::TimeStamp(m_lastProcessTrack);
   if (TimeMeasure::getSeconds(since.Value()) <= processTrackSeconds) return;
   m_lastProcessTrack = TimeMeasure::getTimestamp();
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) recordAt(i)->updateInfo();
+  for (Process* process : m_processes.records()) process->updateInfo();
   std::array<char, 8192> text;
   utility::BufferStream report(text.data(), text.size(), true);
   report.PutC('\n');
@@ -218,11 +218,10 @@ void AppManager::doProcessTrack() {
 void AppManager::boundErrorOutput() {
   if (secondsSince(m_errorsBounded) <= errorBoundSeconds) return;
   m_errorsBounded = TimeMeasure::getTimestamp();
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    const Process& process = *recordAt(i);
-    const auto count = static_cast<unsigned int>(process.numInstances());
+  for (const Process* process : m_processes.records()) {
+    const auto count = static_cast<unsigned int>(process->numInstances());
     for (unsigned int k = 0; k < count; ++k) {
-      framework::Container::boundErrorOutput(process.getPid(k));
+      framework::Container::boundErrorOutput(process->getPid(k));
     }
   }
 }

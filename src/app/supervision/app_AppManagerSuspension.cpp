@@ -1,6 +1,5 @@
 // The supervision service: daemons that are left down, by whom and until when.
 #include "app/supervision/app_AppManager.h"
-#include "app/supervision/app_Claim.h"
 #include "host/base/st_StringRepository.h"
 #include "host/log/fw_Logger.h"
 #include "util/ut_TimeMeasure.h"
@@ -19,13 +18,13 @@ std::string Suspension::text() const {
 }
 
 bool AppManager::getProcessSuspend(strings::stringtoken name) {
-  const Claim process(getSingleton(), name);
+  const Claim process = claim(name);
   return process && process->getSuspend();
 }
 
 void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend, const char* by) {
   AppManager* const manager = getSingleton();
-  const Claim process(manager, name);
+  const Claim process = claim(name);
   if (!process) return;
   if (isDebugOn()) {
     framework::Logger::StaticLogMethod(
@@ -38,7 +37,7 @@ void AppManager::setProcessSuspend(strings::stringtoken name, bool suspend, cons
 bool AppManager::suspendProcess(strings::stringtoken name, const Suspension& suspension,
                                 bool anew) {
   AppManager* const manager = getSingleton();
-  const Claim process(manager, name);
+  const Claim process = claim(name);
   if (process) manager->suspend(*process, suspension, anew);
   return static_cast<bool>(process);
 }
@@ -92,10 +91,10 @@ std::optional<Suspension> AppManager::suspensionOf(const Process& process) const
 }
 
 void AppManager::endSuspensions() {
-  for (unsigned int i = 0; i < m_processes.Length(); ++i) {
-    if (!endSuspension(*recordAt(i))) continue;
-    LogInfo("%s: the suspension of %s is over", getNameString(), recordAt(i)->getNameString());
-    noteAsked(*recordAt(i), "resume", "its suspension is over");
+  for (Process* process : m_processes.records()) {
+    if (!endSuspension(*process)) continue;
+    LogInfo("%s: the suspension of %s is over", getNameString(), process->getNameString());
+    noteAsked(*process, "resume", "its suspension is over");
   }
 }
 
