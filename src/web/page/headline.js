@@ -21,6 +21,9 @@ const isDown = (daemon) => daemon.State === "Down" && !isFailing(daemon) && !dae
 const isBetween = (daemon) => ["GoingDown", "Starting"].includes(daemon.State) && !daemon.Suspended;
 
 const since = (found) => (found.length === 1 ? ` since ${clock(found[0].since)}` : "");
+// Without its seconds, which would be old at once.
+const next = (daemon) =>
+  (daemon.NextStep ? ` Next: ${daemon.NextStep.replace(/ in \d+ s$/, "")}.` : "");
 const names = (found) => found.map((daemon) => daemon.Name);
 
 // The worst first. A row: how bad, and what to say about a controller.
@@ -29,7 +32,7 @@ const rules = [
     ? `${named(c, names(d))} keeps failing: ${d[0].Failing} restarts of late.`
     : `${named(c, names(d))} keep failing.`)],
   ["bad", about(isDown, (c, d) => `${named(c, names(d))} ${be(d)} down${since(d)}.` +
-    (d.length === 1 && d[0].NextStep ? ` Next: ${d[0].NextStep}.` : ""))],
+    (d.length === 1 ? next(d[0]) : ""))],
   ["bad", (c) => (c.pairing.Stall ? [`Pairing is stalled: ${c.pairing.Stall}.`] : [])],
   ["warn", (c) => (c.silent ? [`Controller ${c.letter} is silent; what is shown of it is old.`] : [])],
   ["warn", (c) => Object.values(c.ports).filter((port) => port.LinkStatus === "LinkDown")
