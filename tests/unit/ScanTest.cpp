@@ -202,6 +202,26 @@ TEST(Strangers, AreLetGoWhenTheDaemonIsBack) {
   EXPECT_EQ(manager.views().at(0).markText(), "");
 }
 
+TEST(Strangers, AreNotKilledByTheDaemonsName) {
+  SimulatedController controller({"tool"}, 10);
+  controller.setBool("daemon.tool.strictIdentity", true);
+  controller.setList("killNonEssential", {"tool"});
+  const auto come = [&](int pid, const char* executable) {
+    controller.addProcess(pid, "/opt/tool");
+    controller.setOrigin(pid, executable, 0, 1);
+  };
+  come(70, "/opt/tool");
+  controller.at(135, [&] { come(80, "/usr/bin/vi"); });
+  controller.at(155, [&] {
+    AppManager::getSingleton()->serviceEvent(strings::token<"killNonEssentialProcesses">, nullptr);
+  });
+  controller.build();
+  controller.runUntil(156);
+  EXPECT_EQ(controller.timesOf("kill -9 70").size(), 1U);
+  EXPECT_TRUE(controller.timesOf("kill -9 80").empty());
+  EXPECT_TRUE(controller.timesOf("killall").empty());
+}
+
 using Lines = std::vector<std::string>;
 
 framework::Config configOf(const std::map<std::string, Lines>& lists) {

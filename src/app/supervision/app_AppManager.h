@@ -354,6 +354,7 @@ class AppManager : public framework::ActiveService {
   void announceGoingDown(const char* text);
   void killNonEssential();
   void killOne(const std::string& name);
+  void killAll(Process& process);
   void reportManagedLogs(int code, const char* event) const;
 
   static std::atomic<AppManager*> m_pSingleton;

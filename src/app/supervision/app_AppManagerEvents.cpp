@@ -111,13 +111,21 @@ void AppManager::killOne(const std::string& name) {
   if (Process* process = recordOf(name)) {
     if (isDebugOn()) LogDebug("processindex for nonEssential");
     takeOver(*process, {.by = "event killNonEssentialProcesses"}, false);
-    process->control("kill", process->getNameString());
+    killAll(*process);
     expectEffect(*process, "kill", "event killNonEssentialProcesses");
     noteAsked(*process, "kill", "event killNonEssentialProcesses");
   } else if (isDebugOn()) {
     LogDebug("%s not found in process list; it can not be%33skilled as non-essential", name.c_str(),
              "");
   }
+}
+
+// Strangers go by the daemon's name too: where they do not count, its own processes alone are
+// killed.
+void AppManager::killAll(Process& process) {
+  if (!process.isStrict()) return process.control("kill", process.getNameString());
+  const std::lock_guard betweenTwoScans(m_processes);
+  killInstances(process);
 }
 
 void AppManager::reportManagedLogs(int code, const char* event) const {
