@@ -57,7 +57,7 @@ install(FILES etc/mc.toml DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT
 install(DIRECTORY etc/init.d DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT host
   USE_SOURCE_PERMISSIONS)
 install(DIRECTORY example/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/plugin COMPONENT plugins)
-install(FILES etc/completion/mchost etc/completion/mcsh
+install(FILES etc/completion/mchost etc/completion/mcsh etc/completion/mclab
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT host)
 find_program(LOWDOWN lowdown)
 if(LOWDOWN)
@@ -66,7 +66,7 @@ if(LOWDOWN)
   add_custom_command(OUTPUT ${manual}/mchost.8 COMMAND docs/manual ${manual}
     DEPENDS docs/manual ${documents} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
   add_custom_target(manual ALL DEPENDS ${manual}/mchost.8)
-  foreach(page mchost.8 mcsh.1 mc.toml.5 mc-init.7)
+  foreach(page mchost.8 mcsh.1 mc.toml.5 mc-init.7 mclab.1)
     string(REGEX MATCH "[0-9]$" section ${page})
     install(FILES ${manual}/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT host)
   endforeach()

@@ -20,7 +20,9 @@ void playQuestion(const std::string& input) {
   REQUIRE(reply.find("LATE") == std::string::npos);
   const bool isQuestion = input.starts_with("MCPEER1 ") &&
                           input.find_first_not_of("0123456789abcdef", 8) == 40 && input[40] == '\n';
-  REQUIRE(reply.ends_with("body") == isQuestion);
+  // What is sent behind a question may cost its answer: what nobody reads resets the connection.
+  const bool isAll = isQuestion && input.size() == 41;
+  REQUIRE(reply.ends_with("body") ? isQuestion : !isAll);
 }
 
 }  // namespace

@@ -18,6 +18,8 @@ namespace {
 namespace beast = boost::beast::http;
 
 constexpr std::uint32_t largestHead = 8192;
+// A chunked body ends with no less, and Beast asserts that of what it has asked more for.
+constexpr std::string_view shortestEnd = "0\r\n\r\n";
 
 enum Fault { Bad = 400, BodyTooLarge = 413, HeadTooLarge = 431 };
 
@@ -57,6 +59,10 @@ class RequestParser::Beast : public beast::request_parser<beast::string_body> {
     eager(largestBody > 0);
     skip(largestBody == 0);
   }
+  bool canGoOn(const std::string& bytes) const {
+    return !bytes.empty() && !is_done() &&
+           !(is_header_done() && chunked() && bytes.size() < shortestEnd.size());
+  }
   bool expects = true;  // may still be told to go on
 };
 
@@ -85,7 +91,7 @@ bool RequestParser::takeExpectation() {
 
 void RequestParser::read() {
   boost::system::error_code error;
-  while (!m_bytes.empty() && !m_parser->is_done()) {
+  while (m_parser->canGoOn(m_bytes)) {
     const auto count = m_parser->put(boost::asio::buffer(m_bytes), error);
     m_bytes.erase(0, count);
     if (error) break;
