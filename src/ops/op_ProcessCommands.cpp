@@ -1,7 +1,9 @@
 // The operator's commands over the process supervision: "process list", "process wakes", "process
-// history [NAME]", "process show|start|stop|restart|resume|explain NAME", "process suspend NAME
-// [for TIME] [REASON...]" and "why NAME".
 #include <algorithm>
+// NAME [for TIME] [REASON...]" and "why NAME".
+// [for TIME] [REASON...]" and "why NAME".
+// history [NAME]", "process show|logs|start|stop|restart|resume|explain NAME", "process suspend
+// history [NAME]", "process show|start|stop|restart|resume|explain NAME", "process suspend NAME
 #include <array>
 #include <charconv>
 #include <cstring>
@@ -15,6 +17,7 @@
 #include "host/console/fw_ConsoleTable.h"
 #include "host/console/fw_Nearest.h"
 #include "host/service/fw_ServiceFactory.h"
+#include "ops/op_DaemonLogs.h"
 #include "ops/op_KeptSuspensions.h"
 #include "util/ut_TimeMeasure.h"
 
@@ -194,6 +197,11 @@ int history(Console& console, const Arguments& arguments) {
   return 1;
 }
 
+int logs(Console& console, const Arguments& arguments) {
+  return withDaemon(console, arguments,
+                    [&](stringtoken, const char* name) { showDaemonLogs(console, name); });
+}
+
 int why(Console& console, const Arguments& arguments) {
   return withDaemon(console, arguments, [&](stringtoken daemon, const char*) {
     AppManager::getSingleton()->whyProcess(daemon, console.output());
@@ -321,6 +329,9 @@ const std::vector<framework::TableCommand> commands = {
                   "ProcessHistory",
                   "process history: list what happened to a daemon or to all, the latest last.\n",
                   "process history [NAME]\n", nullptr, daemonNames)},
+    {logs, commandOf<"process", "logs">(
+               "ProcessLogs", "process logs: show the logs that a daemon's crash mail gathers.\n",
+               "process logs NAME\n", nullptr, daemonNames)},
     {why, commandOf<"why">("Why",
                            "why: show which rule decides for a daemon, and what would change it.\n",
                            "why NAME\n", nullptr, daemonNames)},

@@ -105,10 +105,11 @@ class Host : public test::Unique {
     } else if (action == "end") {
       const auto end = [=, this] { m_machine.removeProcess(std::stoi(first)); };
       words.size() > 2 ? m_machine.at(std::stoll(words[2]), end) : end();
-    } else if (action == "file") {
+    } else if (action == "file" || action == "program") {  // which prints its text
       const std::filesystem::path path(m_machine.machine.root() + first);
       std::filesystem::create_directories(path.parent_path());
       m_machine.writeFile(first, words.size() > 2 ? words[2] : "");
+      if (action == "program") printing(path, first, words.at(2), words.at(3));
     } else {
       ADD_FAILURE() << "no such action: " << action;
     }
@@ -133,6 +134,20 @@ class Host : public test::Unique {
     std::string lines;
     for (; m_told < all.size(); ++m_told) lines += all[m_told] + "\n";
     return lines;
+  }
+
+  // In the text "^" stands for bytes that a terminal is not to get.
+  void printing(const std::filesystem::path& path, const std::string& name, const std::string& text,
+                const std::string& times) {
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    const std::string printed = std::regex_replace(text, std::regex("\\^"), "\t\x1b\xe9");
+    m_machine.machine.onCommand(name, [=](const platform::Command& command) {
+      for (int n = std::stoi(times); n > 0; --n) {
+        const std::string line = printed + std::to_string(n) + "\n";
+        command.output->SendOutputStream(line.data(), unsigned(line.size()));
+      }
+      return platform::Result{};
+    });
   }
 
   void liveUntil(std::int64_t second) {

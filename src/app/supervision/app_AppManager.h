@@ -205,6 +205,9 @@ class AppManager : public framework::ActiveService {
   /// seconds are waited and then none is made. For the monitor thread.
   void sendMail(const char* daemon) const;
 
+  /// The path of the program that prints a daemon's own logs, for its crash mail.
+  static std::string logScript(const char* daemon);
+
   /// Mails a managed-log file, given as its path, to the fourth address of the system information,
   /// which is held for reading until sendmail has ended. The integers are not used. The path
   /// reaches a command line: no character in it may be one that a shell reads. What stands in the

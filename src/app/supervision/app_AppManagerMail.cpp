@@ -218,8 +218,12 @@ void AppManager::appendCrashReports(const char* path, const char* daemon) {
   command.stream.PutF("cat /cfg/sysinfo/system.xml >>%s", path);
   run(command.get());
   command.stream.Rewind();
-  command.stream.PutF("/app/etc/get%slogs >>%s", daemon, path);
+  command.stream.PutF("%s >>%s", logScript(daemon).c_str(), path);
   run(command.get());
+}
+
+std::string AppManager::logScript(const char* daemon) {
+  return "/app/etc/get" + std::string(daemon) + "logs";
 }
 
 #undef MC_MAIL_DEBUG
