@@ -1,9 +1,7 @@
 // The operator's commands over the process supervision: "process list", "process wakes", "process
-#include <algorithm>
-// NAME [for TIME] [REASON...]" and "why NAME".
-// [for TIME] [REASON...]" and "why NAME".
 // history [NAME]", "process show|logs|start|stop|restart|resume|explain NAME", "process suspend
-// history [NAME]", "process show|start|stop|restart|resume|explain NAME", "process suspend NAME
+// NAME [for TIME] [REASON...]", "why NAME" and "support bundle FILE".
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
@@ -19,6 +17,7 @@
 #include "host/service/fw_ServiceFactory.h"
 #include "ops/op_DaemonLogs.h"
 #include "ops/op_KeptSuspensions.h"
+#include "ops/op_SupportBundle.h"
 #include "util/ut_TimeMeasure.h"
 
 namespace services::ops {
@@ -339,6 +338,11 @@ const std::vector<framework::TableCommand> commands = {
                 "ProcessWakes",
                 "process wakes: show how soon scans followed the ends that called for them.\n",
                 "process wakes\n")},
+    {supportBundle, commandOf<"support", "bundle">(
+                        "SupportBundle",
+                        "support bundle: write what the maker needs to look into a fault to a new "
+                        "file, without secrets.\n",
+                        "support bundle FILE\n")},
 };
 
 // Suspends again what was suspended when the host ended, long before the first restart.

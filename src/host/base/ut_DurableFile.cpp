@@ -60,6 +60,14 @@ bool moveLocated(const std::string& temporary, const std::string& path) {
          synchronise(directoryOf(path), O_RDONLY | O_DIRECTORY);
 }
 
+// Some file systems, of other machines above all, cannot rename without replacing.
+bool moveToFree(const char* temporary, const char* path) {
+  if (Path::moveNew(temporary, path) == 0) return true;
+  if (errno != EINVAL) return false;
+  const std::string from = Path::located(temporary);
+  return ::link(from.c_str(), Path::located(path).c_str()) == 0 && ::unlink(from.c_str()) == 0;
+}
+
 bool writeAll(int descriptor, std::string_view content) {
   while (!content.empty()) {
     const ssize_t written = ::write(descriptor, content.data(), content.size());
@@ -99,6 +107,13 @@ std::string temporaryOf(const std::string& path) { return path + ".new"; }
 int moveIntoPlace(const char* temporary, const char* path) {
   const std::string from = Path::located(temporary);
   return answer(moveLocated(from, Path::located(path)), from);
+}
+
+int moveToNewPlace(const char* temporary, const char* path) {
+  const std::string from = Path::located(temporary);
+  return answer(synchronise(from, O_RDONLY) && moveToFree(temporary, path) &&
+                    synchronise(directoryOf(Path::located(path)), O_RDONLY | O_DIRECTORY),
+                from);
 }
 
 int synchroniseFile(const char* path) {

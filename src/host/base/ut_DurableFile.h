@@ -15,6 +15,9 @@ std::string temporaryOf(const std::string& path);
 /// be written is not replaced.
 int moveIntoPlace(const char* temporary, const char* path);
 
+/// The same to where nothing stands: EEXIST when there is something.
+int moveToNewPlace(const char* temporary, const char* path);
+
 /// Brings the content of a file to the disk. 0, or -1 with errno.
 int synchroniseFile(const char* path);
 

@@ -50,6 +50,11 @@ class Console {
 
   int getPeer() const { return m_peer; }
 
+  /// Whether nobody waits for the answer any more, since the client has left or the host stops:
+  /// what takes long may end. `left` tells it.
+  bool isLeft() const { return m_left && m_left(); }
+  void setLeft(std::function<bool()> left) { m_left = std::move(left); }
+
   /// Asks for records in the place of the present answer's tables: what is answered with Ok is then
   /// one JSON text (ListingStream::endRecords).
   void askForRecords() { m_stream.askForRecords(); }
@@ -103,6 +108,7 @@ class Console {
   ListingStream m_stream;
   std::mutex m_outputMutex;
   std::atomic<std::thread::id> m_outputOwner;  // who holds it, so that wrong use is told
+  std::function<bool()> m_left;
   std::function<void()> m_afterReply;
   std::map<std::string, std::function<void()>> m_atClose;
 };

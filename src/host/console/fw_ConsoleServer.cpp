@@ -47,6 +47,12 @@ Pending pendingOf(int socket) {
   return size < 0 ? Pending::Nothing : Pending::Something;
 }
 
+// Whether both ends are shut: who only sends no more may still read.
+bool isHungUp(int socket) {
+  pollfd event{.fd = socket, .events = 0, .revents = 0};
+  return ::poll(&event, 1, 0) == 1 && (event.revents & POLLHUP) != 0;
+}
+
 // Which file stands at a path: its device and number, zeros for none.
 std::pair<std::uint64_t, std::uint64_t> fileAt(const std::string& path) {
   struct stat status {};
@@ -213,6 +219,7 @@ void ConsoleServer::serve(Client& client) {
 // one that is dismissed then gets it all the same.
 void ConsoleServer::converse(Client& client) {
   Console console(client.peer.pid);
+  console.setLeft([&client] { return isHungUp(client.socket.get()); });
   LineReader reader(client.socket.get());
   std::string line;
   client.idleSince = ++m_idles;
