@@ -125,9 +125,7 @@ class File {
 
 class Bundle {
  public:
-  Bundle(const std::string& path, const Console& console) : m_archive(path), m_console(console) {
-    addKnownSecrets(m_redactor);
-  }
+  explicit Bundle(const std::string& path) : m_archive(path) { addKnownSecrets(m_redactor); }
 
   // The error number of what failed; ECANCELED when the client has left.
   int write() {
@@ -141,11 +139,11 @@ class Bundle {
     addFile("suspensions", store.substr(0, store.rfind('/')) + "/suspensions");
     addLogs();
     addText("left-out.txt", m_leftOut);
-    return m_console.isLeft() ? ECANCELED : m_archive.finish();
+    return Console::isClientGone() ? ECANCELED : m_archive.finish();
   }
 
  private:
-  bool isOver() const { return m_archive.error() != 0 || m_console.isLeft(); }
+  bool isOver() const { return m_archive.error() != 0 || Console::isClientGone(); }
 
   void addText(const std::string& name, const std::string& text) {
     if (!isOver()) m_archive.add("support/" + name, m_redactor.text(text));
@@ -235,7 +233,6 @@ class Bundle {
   }
 
   utility::Archive m_archive;
-  const Console& m_console;
   Redactor m_redactor;
   std::string m_leftOut;
 };
@@ -249,7 +246,7 @@ int supportBundle(Console& console, const utility::Arguments& arguments) {
   const std::unique_lock lock(oneAtATime, std::try_to_lock);
   if (!lock) {
     console.reply(Refused, "another support bundle is being written\n");
-  } else if (const int error = Bundle(file, console).write(); error != 0) {
+  } else if (const int error = Bundle(file).write(); error != 0) {
     console.reply(Refused, "Cannot write file %s: %s\n", file, std::strerror(error));
   } else {
     console.reply(Ok, "Saved the support bundle to %s\n", file);

@@ -65,9 +65,8 @@ class Bundle : public testing::Test {
   std::string real(const std::string& path) const { return controller.machine.root() + path; }
 
   // The reply, its code in front.
-  std::string make(const std::string& file, bool left = false) const {
+  std::string make(const std::string& file) const {
     framework::Console console;
-    console.setLeft([left] { return left; });
     supportBundle(console, utility::Arguments({file}));
     std::string text;
     const int code = console.takeReply(text);
@@ -174,7 +173,9 @@ TEST_F(Bundle, IsANewFileOrNone) {
               std::string("13 Cannot write file /out/") + there + ": File exists\n");
   }
   EXPECT_EQ(make("/no/b"), "13 Cannot write file /no/b: No such file or directory\n");
-  EXPECT_EQ(make("/out/b", true), "13 Cannot write file /out/b: Operation canceled\n");
+  framework::Console::setClientGone([] { return true; });
+  EXPECT_EQ(make("/out/b"), "13 Cannot write file /out/b: Operation canceled\n");
+  framework::Console::setClientGone(nullptr);
   {
     const test::Limit full(RLIMIT_FSIZE, 1000);
     EXPECT_EQ(make("/out/b"), "13 Cannot write file /out/b: File too large\n");

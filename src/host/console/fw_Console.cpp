@@ -10,6 +10,8 @@ namespace framework {
 namespace {
 constexpr int bufferSize = 16384;
 constexpr int forwardLevel = 13107;
+
+thread_local std::function<bool()> clientGone;
 }  // namespace
 
 bool Console::TextStream::StartOutputStream() {
@@ -27,6 +29,9 @@ Console::Console(int peer) : m_peer(peer), m_stream(m_text, bufferSize, forwardL
 Console::~Console() {
   for (const auto& [key, action] : m_atClose) action();
 }
+
+bool Console::isClientGone() { return clientGone && clientGone(); }
+void Console::setClientGone(std::function<bool()> gone) { clientGone = std::move(gone); }
 
 void Console::outputLock() {
   if (m_outputOwner == std::this_thread::get_id()) {

@@ -50,10 +50,10 @@ class Console {
 
   int getPeer() const { return m_peer; }
 
-  /// Whether nobody waits for the answer any more, since the client has left or the host stops:
-  /// what takes long may end. `left` tells it.
-  bool isLeft() const { return m_left && m_left(); }
-  void setLeft(std::function<bool()> left) { m_left = std::move(left); }
+  /// Whether nobody waits for the answer of the command that this thread runs, since the client has
+  /// left or the host stops: what takes long may end. A thread's `gone` tells it.
+  static bool isClientGone();
+  static void setClientGone(std::function<bool()> gone);
 
   /// Asks for records in the place of the present answer's tables: what is answered with Ok is then
   /// one JSON text (ListingStream::endRecords).
@@ -108,7 +108,6 @@ class Console {
   ListingStream m_stream;
   std::mutex m_outputMutex;
   std::atomic<std::thread::id> m_outputOwner;  // who holds it, so that wrong use is told
-  std::function<bool()> m_left;
   std::function<void()> m_afterReply;
   std::map<std::string, std::function<void()>> m_atClose;
 };

@@ -219,7 +219,7 @@ void ConsoleServer::serve(Client& client) {
 // one that is dismissed then gets it all the same.
 void ConsoleServer::converse(Client& client) {
   Console console(client.peer.pid);
-  console.setLeft([&client] { return isHungUp(client.socket.get()); });
+  Console::setClientGone([&client] { return isHungUp(client.socket.get()); });
   LineReader reader(client.socket.get());
   std::string line;
   client.idleSince = ++m_idles;
