@@ -140,7 +140,7 @@ void Redactor::add(const std::string& value) {
     return;
   }
   m_firstTwo.set(indexOf(value, 0));
-  m_byStart[value.substr(0, startSize)].insert(value);
+  m_known.insert(value);
 }
 
 bool Redactor::isSecretName(std::string_view name) {
@@ -161,8 +161,11 @@ std::size_t Redactor::secretAt(std::string_view line, std::size_t place) const {
     if (rest.starts_with(value)) longest = std::max(longest, value.size());
   };
   if (rest.size() >= startSize && m_firstTwo.test(indexOf(rest, 0))) {
-    const auto found = m_byStart.find(std::string(rest.substr(0, startSize)));
-    if (found != m_byStart.end()) std::ranges::for_each(found->second, longer);
+    const std::string_view start = rest.substr(0, startSize);
+    for (auto value = m_known.lower_bound(start);
+         value != m_known.end() && value->starts_with(start); ++value) {
+      longer(*value);
+    }
   }
   if (longest > 0 || m_short.empty() || (place > 0 && isAlphanumeric(line[place - 1])))
     return longest;

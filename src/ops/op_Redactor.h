@@ -2,10 +2,10 @@
 #pragma once
 
 #include <bitset>
+#include <functional>
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 namespace services::ops {
 
@@ -43,10 +43,12 @@ class Redactor {
   std::size_t secretAt(std::string_view line, std::size_t place) const;
   std::string withoutKnown(std::string_view line) const;
 
-  std::bitset<65536> m_firstTwo;  // bytes of what is in m_byStart
-  std::unordered_map<std::string, std::set<std::string>> m_byStart;  // by their first four bytes
-  std::set<std::string> m_short;
-  bool m_inKey = false;  // between the first and the last line of a private key
+  using Values = std::set<std::string, std::less<>>;
+
+  Values m_known;
+  std::bitset<65536> m_firstTwo;  // bytes of any of them
+  Values m_short;                 // of fewer than four bytes
+  bool m_inKey = false;           // between the first and the last line of a private key
 };
 
 }  // namespace services::ops
