@@ -51,19 +51,43 @@ std::string inUrl(std::string_view value) {
   return text;
 }
 
+// Whether a text may have been cut at this place: at the end of a field of a line.
+bool isFieldEnd(std::string_view text, std::size_t place) {
+  const std::string_view rest = text.substr(place);
+  return rest.empty() || rest[0] == '\t' || rest[0] == '"' || rest.starts_with("  ");
+}
+
+std::size_t commonStart(std::string_view left, std::string_view right) {
+  return static_cast<std::size_t>(std::ranges::mismatch(left, right).in1 - left.begin());
+}
+
+// Where NAME:PASSWORD of a word ends, as far as it has them: before the "@", or at the end of what
+// was cut before it, unless that looks like HOST:PORT/PATH.
+std::size_t credentialsEnd(std::string_view word, std::size_t scheme) {
+  const std::size_t sign = word.rfind('@');
+  if (sign != std::string_view::npos) return word.find(':') < sign ? sign : 0;
+  if (scheme == std::string_view::npos) return 0;
+  const std::string_view rest = word.substr(scheme + 3, word.find_last_not_of(" \t") - scheme - 2);
+  const std::size_t colon = rest.find(':');
+  const std::size_t digits = std::min(colon, rest.size() - 1) + 1;
+  const std::size_t end = rest.find_first_not_of("0123456789", digits);
+  const bool port = end == std::string_view::npos ||
+                    std::string_view("/,;)\"'").find(rest[end]) != std::string_view::npos;
+  return colon == std::string_view::npos || port || rest.starts_with('[')
+             ? 0
+             : scheme + 3 + rest.size();
+}
+
 // Takes out NAME:PASSWORD of each word NAME:PASSWORD@HOST, behind its scheme.
 std::string withoutCredentials(std::string_view line) {
   std::string text;
   for (std::size_t end = 0; !line.empty(); line.remove_prefix(end)) {
     end = std::min(line.find_first_of(" \t"), line.size() - 1) + 1;
     std::string word(line.substr(0, end));
-    const std::size_t sign = word.rfind('@');
-    const std::size_t colon = word.find(':');
-    if (sign != std::string::npos && colon < sign) {
-      const std::size_t scheme = word.find("://");
-      const std::size_t from = scheme < sign ? scheme + 3 : 0;
-      word.replace(from, sign - from, 1, out);
-    }
+    const std::size_t scheme = word.find("://");
+    const std::size_t credentials = credentialsEnd(word, scheme);
+    const std::size_t from = scheme < credentials ? scheme + 3 : 0;
+    if (credentials > 0) word.replace(from, credentials - from, 1, out);
     text += word;
   }
   return text;
@@ -153,12 +177,14 @@ bool Redactor::isSecretName(std::string_view name) {
          std::ranges::any_of(ends, [&](const char* end) { return lower.ends_with(end); });
 }
 
-// The length of the longest known secret there; 0 for none.
+// The length of the longest known secret there, or of the beginning of one that was cut; 0 for
+// none.
 std::size_t Redactor::secretAt(std::string_view line, std::size_t place) const {
   std::size_t longest = 0;
   const std::string_view rest = line.substr(place);
   const auto longer = [&](const std::string& value) {
-    if (rest.starts_with(value)) longest = std::max(longest, value.size());
+    const std::size_t length = commonStart(rest, value);
+    if (length == value.size() || isFieldEnd(rest, length)) longest = std::max(longest, length);
   };
   if (rest.size() >= startSize && m_firstTwo.test(indexOf(rest, 0))) {
     const std::string_view start = rest.substr(0, startSize);
@@ -167,12 +193,10 @@ std::size_t Redactor::secretAt(std::string_view line, std::size_t place) const {
       longer(*value);
     }
   }
-  if (longest > 0 || m_short.empty() || (place > 0 && isAlphanumeric(line[place - 1])))
-    return longest;
+  if (longest > 0 || (place > 0 && isAlphanumeric(line[place - 1]))) return longest;
   for (const std::string& value : m_short) {
-    if (value.size() == rest.size() ||
-        (value.size() < rest.size() && !isAlphanumeric(rest[value.size()])))
-      longer(value);
+    const bool ends = value.size() >= rest.size() || !isAlphanumeric(rest[value.size()]);
+    if (ends && rest.starts_with(value)) longest = std::max(longest, value.size());
   }
   return longest;
 }

@@ -55,7 +55,11 @@ std::string ErrorFile::lastLine() const {
   text = text.substr(0, last + 1);  // npos + 1 is 0
   const std::size_t lineEnd = text.find_last_of("\r\n");
   if (lineEnd != std::string_view::npos) text.remove_prefix(lineEnd + 1);
-  text.remove_prefix(text.size() - std::min(text.size(), longestLine));
+  if (text.size() >
+      longestLine) {  // from a whole word on: nobody knows the end of a secret for one
+    text.remove_prefix(text.size() - longestLine);
+    text.remove_prefix(std::min(text.find(' '), text.size() - 1) + 1);
+  }
   return framework::shownText(text);
 }
 
