@@ -2,12 +2,15 @@
 #include "util/ut_OpenFile.h"
 
 #include <fcntl.h>
+#include <sys/types.h>
 
 #include <cerrno>
 
 #include "util/ut_System.h"
 
 namespace utility {
+
+static_assert(sizeof(off_t) == 8, "logs and disks outgrow 32 bits; see cmake/Width.cmake");
 
 int openFile(const char* path, int flags, mode_t mode) {
   char buffer[locateSize];
