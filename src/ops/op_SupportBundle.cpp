@@ -242,9 +242,11 @@ class Bundle {
 int supportBundle(Console& console, const utility::Arguments& arguments) {
   static std::mutex oneAtATime;
   const char* file = arguments.ArgValue(0);
-  if (arguments.ArgCount() != 1 || *file == '\0') return 0;
+  if (arguments.ArgCount() != 1) return 0;
   const std::unique_lock lock(oneAtATime, std::try_to_lock);
-  if (!lock) {
+  if (*file != '/') {
+    console.reply(Refused, "FILE must be an absolute path: the host writes it\n");
+  } else if (!lock) {
     console.reply(Refused, "another support bundle is being written\n");
   } else if (const int error = Bundle(file).write(); error != 0) {
     console.reply(Refused, "Cannot write file %s: %s\n", file, std::strerror(error));
