@@ -12,7 +12,8 @@ std::string Suspension::text() const {
   std::string text = by;
   if (until != 0) {
     const std::int64_t left = until - TimeMeasure::getTimestamp();
-    text += ", for " + std::to_string(TimeMeasure::getSeconds(left)) + " s";
+    const std::int64_t begun = 999999;  // a second that is not over counts whole
+    text += ", for " + std::to_string(TimeMeasure::getSeconds(left + begun)) + " s";
   }
   return reason.empty() ? text : text + ": " + reason;
 }
