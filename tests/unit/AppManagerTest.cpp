@@ -38,41 +38,6 @@ TEST(Control, KeepsTheLeadingOutputOfACommand) {
   EXPECT_FALSE(AppManager::getExternalValue("false", text.data(), 5));
 }
 
-TEST(Control, ReadsProcesses) {
-  using namespace std::string_literals;
-  const struct {
-    std::string bytes, baseName, commandLine;
-  } rows[] = {
-      {"/opt/bin/web\0-p\0"
-       "80\0"s,
-       "web", "/opt/bin/web -p 80 "},
-      {"", "", ""},  // a kernel thread
-      {"init\0"s, "init", "init "},
-      {"web: worker", "web:", "web: worker"},
-      {"/a/b\t/c/d", "b", "/a/b\t/c/d"},
-      {"/a/b/", "", "/a/b/"},
-      {std::string(2000, 'x'), std::string(255, 'x'), std::string(1023, 'x')},
-  };
-  SimulatedController controller;
-  std::filesystem::create_directories(controller.machine.root() + "/proc/412");
-  for (const auto& row : rows) {
-    controller.writeFile("/proc/412/cmdline", row.bytes);
-    std::array<char, 256> baseName;
-    std::array<char, 1024> commandLine;
-    int pid = -1;
-    ASSERT_TRUE(AppManager::extractProcessInfo("/proc/412", baseName.data(), 256,
-                                               commandLine.data(), 1024, pid));
-    EXPECT_EQ(baseName.data(), row.baseName);
-    EXPECT_EQ(commandLine.data(), row.commandLine);
-    EXPECT_EQ(pid, 412);
-  }
-  int pid = -1;
-  std::array<char, 8> small;
-  const test::DebugLines debug(strings::token<"AppManager">);
-  EXPECT_FALSE(AppManager::extractProcessInfo("/proc/413", small.data(), 8, nullptr, 0, pid));
-  EXPECT_TRUE(controller.log.has("]:  Open Sys-Call returned -1\n"));
-}
-
 TEST(Loop, GoesOnAfterAnExceptionInACycle) {
   SimulatedController controller;
   controller.setList("data", {"a"});
