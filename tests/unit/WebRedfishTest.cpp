@@ -1,6 +1,7 @@
 // Who may, by passwords, logins, sessions and the waits after failures; and the Redfish service's
 // answers, from the route to the JSON: what is there, and what is refused.
 #include <boost/json/parse.hpp>
+#include <regex>
 
 #include "app/supervision/app_PartnerSummary.h"
 #include "support/RedfishSetting.h"
@@ -19,6 +20,32 @@ namespace {
 using http::Access;
 using http::Request;
 using http::Response;
+
+// A request at a time of the simulated clock, and what its answer says.
+struct Asked {
+  int seconds;
+  std::string method, path, body;
+  int status;
+  std::string says;
+};
+
+const std::string root = "/redfish/v1/";
+
+// Those of a file of tests/answers: "SECONDS METHOD PATH [JSON] => STATUS [TEXT]", the path from
+// the root where it begins with no slash.
+std::vector<Asked> askedIn(const std::string& file) {
+  static const std::regex form(R"((\d+) (\w+) (.*?)(?: ([{[].*))? => (\d+) ?(.*))");
+  std::vector<Asked> all;
+  std::ifstream lines(std::string(MC_ANSWERS "/") + file);
+  std::smatch part;
+  for (std::string line; std::getline(lines, line);) {
+    EXPECT_TRUE(std::regex_match(line, part, form)) << line;
+    const std::string path = (part.str(3).starts_with('/') ? "" : root) + part.str(3);
+    all.push_back({std::stoi(part[1]), part[2], path, part[4], std::stoi(part[5]), part[6]});
+  }
+  EXPECT_FALSE(all.empty()) << file;
+  return all;
+}
 
 class WebRedfish : public testing::Test, protected test::RedfishSetting {
  protected:
@@ -44,112 +71,22 @@ class WebRedfish : public testing::Test, protected test::RedfishSetting {
     request.captured = found.captured;
     return found.route->handler(request);
   }
-
-  Request request;
-};
-
-const std::string root = "/redfish/v1/";
-const std::string subscriptions = root + "EventService/Subscriptions";
-const std::string accounts = root + "AccountService/Accounts";
-
-TEST_F(WebRedfish, AnswersOrSaysWhatIsWrong) {
-  const std::string protocol = root + "Managers/A/NetworkProtocol";
-  const struct {
-    const char* method;
-    std::string path;
-    std::string body;
-    int status;
-    std::string says;
-  } rows[] = {
-      {"GET", root, "", 200, "\"Managers\":"},
-      {"GET", "/redfish", "", 200, "{\"v1\":\"/redfish/v1/\"}"},
-      {"GET", root + "Chassis/Enclosure", "", 200, "\"SerialNumber\":\"MP1\""},
-      {"GET", root + "Managers/C/EthernetInterfaces", "", 404, "ResourceMissingAtURI"},
-      {"GET", root + "Managers/B/NetworkProtocol", "", 404, "ResourceMissingAtURI"},
-      {"GET", root + "Managers/B", "", 200, "\"State\":\"UnavailableOffline\""},
-      {"GET", root + "Managers?$select=Id", "", 200, "\"Members@odata.count\":2"},
-      {"GET", root + "Managers/A?$select=SerialNumber", "", 200,
-       "Manager\",\"SerialNumber\":null}"},
-      {"GET", root + "Managers?$expand=.", "", 200, "\"ManagerType\""},
-      {"GET", root + "Managers?$expand=x", "", 400, "QueryParameterValueFormatError"},
-      {"GET", root + "Managers?$top=-1", "", 400, "QueryParameterValueFormatError"},
-      {"GET", root + "Managers?$top=1", "", 200,
-       "\"Members@odata.nextLink\":\"/redfish/v1/Managers?$skip=1&$top=1\""},
-      {"GET", root + "Managers?$skip=2", "", 200, "\"Members\":[]"},
-      {"GET", root + "Managers?$filter=Id eq 'B'", "", 200,
-       "[{\"@odata.id\":\"/redfish/v1/Managers/B\"}]"},
-      {"GET", root + "Managers?$filter=Id lt 'B' and Status/State eq 'Enabled'", "", 200,
-       "\"Members@odata.count\":1"},
-      {"GET", root + "Managers?$filter=Id ist 'B'", "", 400, "QueryParameterValueFormatError"},
-      {"GET", root + "Managers?$filter=Id eq 'B' and ", "", 400, "QueryParameterValueFormatError"},
-      {"GET", root + "EventService/SSE?$filter=Severity eq 'OK'", "", 400, "$filter"},
-      {"GET", root + "EventService/SSE?log=all", "", 400, "log"},
-      {"GET", root + "EventService/SSE?log=info", "", 200, ""},
-      {"POST", subscriptions, R"({"Destination":"http://mc:80/","Protocol":"Redfish"})", 400,
-       "[\"#/Destination\"]"},
-      {"POST", subscriptions, R"({"Destination":"http://192.0.2.1:65536/","Protocol":"Redfish"})",
-       400, "[\"#/Destination\"]"},
-      {"POST", subscriptions, R"({"Destination":"http://192.0.2.1","Protocol":"SNMPv1"})", 400,
-       "[\"#/Protocol\"]"},
-      {"POST", subscriptions,
-       R"({"Destination":"http://192.0.2.1","Protocol":"Redfish","HttpHeaders":[{"A":"b\nc"}]})",
-       400, "[\"#/HttpHeaders\"]"},
-      {"POST", subscriptions,
-       R"({"Destination":"http://192.0.2.1","Protocol":"Redfish","HttpHeaders":[{"Host":"b"}]})",
-       400, "[\"#/HttpHeaders\"]"},
-      {"POST", subscriptions,
-       R"({"Destination":"https://192.0.2.1/a","Protocol":"Redfish","HttpHeaders":[{"A":"hush"}]})",
-       201, "Created"},
-      {"GET", subscriptions + "/1", "", 200, R"("HttpHeaders":[])"},
-      {"DELETE", subscriptions + "/1", "", 204, ""},
-      {"GET", root + "Managers?$count=true", "", 501, "QueryNotSupported"},
-      {"GET", root + "Managers/A?$top=1", "", 501, "QueryNotSupported"},
-      {"GET", root + "Chassis?only", "", 200, "\"ChassisType\""},
-      {"PATCH", protocol, "", 400, "MalformedJSON"},
-      {"PATCH", protocol, "{\"HTTP\":", 400, "MalformedJSON"},
-      {"PATCH", protocol, std::string(deepestBody + 1, '['), 400, "MalformedJSON"},
-      {"PATCH", protocol, "[]", 400, "UnrecognizedRequestBody"},
-      {"PATCH", protocol, "{\"Gopher\":{}}", 400, "[\"#/Gopher\"]"},
-      {"PATCH", protocol, "{\"SSH\":true}", 400, "[\"#/SSH\"]"},
-      {"PATCH", protocol, "{\"SSH\":{\"Port\":1}}", 400, "PropertyNotWritable"},
-      {"PATCH", protocol, "{\"SSH\":{\"ProtocolEnabled\":\"no\"}}", 400,
-       "[\"#/SSH/ProtocolEnabled\"]"},
-      {"PATCH", protocol, "{\"SSH\":{\"ProtocolEnabled\":false}}", 409, "Ssh is not managed"},
-      {"PATCH", protocol, R"({"Oem":{"Mc":{"Interfaces":[{"Name":"Xyz"}]}}})", 400,
-       "PropertyValueNotInList"},
-      {"PATCH", protocol,
-       R"({"Oem":{"Mc":{"Interfaces":[{"Name":"Smis","EnabledAtNextStart":false}]}}})", 200,
-       R"({"Name":"Smis","Managed":false,"Enabled":false,"EnabledAtNextStart":false})"},
-      {"PATCH", protocol, R"({"Oem":{"Mc":{"Interfaces":[],"Other":1}}})", 400, "#/Oem/Mc/Other"},
-      {"PATCH", protocol, R"({"Oem":{"Mc":3}})", 400, "[\"#/Oem\"]"},
-      {"PATCH", root + "Managers/A", "{}", 405, ""},
-      {"POST", accounts, "{}", 400, "[\"#/UserName\"]"},
-      {"POST", accounts, R"({"UserName":"a b","Password":"long enough","RoleId":"ReadOnly"})", 400,
-       "[\"#/UserName\"]"},
-      {"POST", accounts, R"({"UserName":"bob","Password":"short","RoleId":"ReadOnly"})", 400,
-       "ValueRefused"},
-      {"POST", accounts, R"({"UserName":"bob","Password":"long enough","RoleId":"King"})", 400,
-       "Rights must be"},
-      {"POST", accounts, R"({"UserName":"adam","Password":"long enough","RoleId":"ReadOnly"})", 409,
-       "ResourceAlreadyExists"},
-      {"POST", accounts, R"({"UserName":"bob","Password":"long enough","RoleId":"ReadOnly"})", 201,
-       "Created"},
-      {"PATCH", accounts + "/bob", R"({"RoleId":"Operator"})", 200, "\"RoleId\":\"Operator\""},
-      {"PATCH", accounts + "/bob", R"({"Locked":true})", 400, "PropertyNotWritable"},
-      {"DELETE", accounts + "/bob", "", 204, ""},
-      {"DELETE", accounts + "/bob", "", 404, "ResourceMissingAtURI"},
-      {"POST", root + "SessionService/Sessions", R"({"UserName":"adam"})", 400, "[\"#/Password\"]"},
-      {"POST", root + "SessionService/Sessions", R"({"UserName":"adam","Password":"x"})", 401,
-       "wrong"},
-      {"POST", root + "Managers/A/Oem/Mc/Daemons/x/Actions/McDaemon.Stop", "{}", 404,
-       "ResourceMissingAtURI"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.method + (" " + row.path) + " " + row.body);
+  void expectAnswer(const Asked& row) {
+    SCOPED_TRACE(row.method + " " + row.path + " " + row.body);
     const Response response = ask(row.method, row.path, row.body);
     EXPECT_EQ(response.status, row.status);
     EXPECT_NE(response.body.find(row.says), std::string::npos) << response.body;
   }
+
+  Request request;
+};
+
+const std::string accounts = root + "AccountService/Accounts";
+
+TEST_F(WebRedfish, AnswersOrSaysWhatIsWrong) {
+  for (const Asked& row : askedIn("redfish")) expectAnswer(row);
+  const std::string tooDeep(deepestBody + 1, '[');
+  expectAnswer({0, "PATCH", root + "Managers/A/NetworkProtocol", tooDeep, 400, "MalformedJSON"});
   EXPECT_TRUE(sysinfo::SysInfoReadGuard().getObject()->getSmisDisable());
 }
 
@@ -183,55 +120,14 @@ TEST_F(WebRedfish, AChangeOfAnOlderStateIsRefused) {
   EXPECT_EQ(ask("GET", path).status, 412);
 }
 
-// Each row is a request and what its answer says; time goes on between them.
 TEST_F(WebRedfish, DaemonsTellWhatIsKnownOfThem) {
   test::SimulatedController controller({"maind", "ftpd"}, 10);
   controller.addProcess(70, "/bin/maind");
   controller.build();
   app::setPartnerSummary({{.daemons = {{.name = "smtpd", .state = "Down", .failures = 7}},
                            .interfaces = {{"Ssh", true}}}});
-  const std::string own = root + "Managers/A/Oem/Mc/Daemons/maind";
-  const std::string suspend = own + "/Actions/McDaemon.Suspend";
-  const std::string partners = root + "Managers/B/Oem/Mc/Daemons/smtpd";
-  const struct {
-    int seconds;
-    const char* method;
-    std::string path;
-    const char* body;
-    int status;
-    const char* says;
-  } rows[] = {
-      {150, "GET", own, "", 200, "\"Suspension\":null,"},
-      {150, "GET", own, "", 200, "\"Why\":[\"maind is Up and stays so\","},
-      {150, "GET", own + "/History", "", 200, "\"Cause\":\"the first scan found it\""},
-      {150, "GET", root + "Managers/A/Oem/Mc/Daemons/ftpd", "", 200, "\"Ever\":1"},
-      {150, "GET", root + "Managers/A/Oem/Mc/Daemons?$expand=.", "", 200, "\"Why\":[\"ftpd is "},
-      {150, "POST", suspend, R"({"Seconds":0})", 400, "ActionParameterValueFormatError"},
-      {150, "POST", suspend, R"({"Seconds":"9"})", 400, "ActionParameterValueFormatError"},
-      {150, "POST", suspend, R"({"Reason":"r","By":"eve"})", 400, "ActionParameterUnknown"},
-      {150, "POST", suspend, R"({"Reason":"disk\nswap","Seconds":30})", 204, ""},
-      {170, "GET", own, "", 200, R"("Suspension":{"By":"web, adam","Reason":"disk?swap")"},
-      {190, "GET", own, "", 200, "\"Suspension\":null,"},
-      {190, "GET", own + "/History", "", 200, "\"Cause\":\"its suspension is over\""},
-      {190, "GET", root + "Managers/A/LogServices/Restarts/Entries?$filter=Severity eq 'Warning'",
-       "", 200, "ftpd: Down to Starting, is started (it was down for more than 5 s)"},
-      {190, "GET", root + "TelemetryService/MetricReports/Memory", "", 200, "\"SystemFreeKiB\""},
-      {190, "GET", root + "TelemetryService/MetricReports/DaemonMemory", "", 200, "maind#/DataKiB"},
-      {190, "GET", partners, "", 200, R"("State":"UnavailableOffline","Health":"Warning")"},
-      {190, "GET", partners, "", 200, "\"Failing\":7"},
-      {190, "GET", partners + "/History", "", 404, ""},
-      {190, "POST", partners + "/Actions/McDaemon.Stop", "", 409, "the partner's"},
-      {190, "GET", root + "Managers/B/NetworkProtocol", "", 200,
-       R"("SSH":{"ProtocolEnabled":true})"},
-  };
-  for (const auto& row : rows) {
-    controller.at(row.seconds, [this, &row] {
-      SCOPED_TRACE(row.method + (" " + row.path) + " " + row.body);
-      const Response response = ask(row.method, row.path, row.body);
-      EXPECT_EQ(response.status, row.status);
-      EXPECT_NE(response.body.find(row.says), std::string::npos) << response.body;
-    });
-  }
+  for (const Asked& row : askedIn("daemons"))
+    controller.at(row.seconds, [this, row] { expectAnswer(row); });
   controller.runUntil(200);
   EXPECT_TRUE(controller.log.has("AppManager: the suspension of maind is over"));
   app::setPartnerSummary(std::nullopt);
