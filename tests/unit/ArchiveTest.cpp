@@ -271,6 +271,10 @@ TEST(LogFiles, AFullDiskLosesWholeLinesAndPushesNothingOut) {
   EXPECT_EQ(controller.readFile("/var/log/mc.log.000007"), "old");
   logger.takeLine(framework::LogType::Info, line.data(), 60);
   EXPECT_EQ(controller.readFile("/var/log/mc.log.000008"), line + line);
+  for (const std::size_t size : {40U, 60U}) {
+    logger.takeLine(framework::LogType::Info, line.data(), size);
+  }
+  EXPECT_TRUE(controller.hasFile("/var/log/mc.log.000009")) << "one that is full to the byte";
 }
 
 }  // namespace

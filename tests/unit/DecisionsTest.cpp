@@ -50,7 +50,9 @@ TEST(Decisions, AreKeptUntilCleared) {
     EXPECT_FALSE(log.has(""));
   }
   EXPECT_EQ(test.pairing->decisions().rules.mySyncRole, "Midplane matches, No lastPartnerSN");
+  EXPECT_FALSE(test.log.has("LocalCodeload"));
   test.pairing->clearDecisionParameters();
+  EXPECT_EQ(test.pairing->decisions().rules.mySyncRole, "");
   EXPECT_EQ(kept(*test.pairing), "- Undetermined Undetermined None None");
   EXPECT_FALSE(test.pairing->decisions().currentPartnerSN);
   test.meet(MasterUnpaired);
@@ -380,6 +382,7 @@ std::vector<CycleRow> cycleRows() {
       {"newer, none", older, SlavePaired, none, "", 60, "-"},
       {"partly older, none", older + "B.CpldVersion=0.5", SlavePaired, none, "dopfu", 60, "-"},
       {"one character", slave + "B.BundleVersion=7", MasterUnpaired, true, "", 60, "M9"},
+      {"one character, none", slave + "B.CpldVersion=0", SlavePaired, none, "", 60, "M9"},
       {"no MC version", slave + "A.McVersion=-", MasterUnpaired, true, "", 60, "M9"},
       {"off", off + newer + master, SlaveUnpaired, true, "dopfunu pushcfg", 60, "M1"},
       {"off, slaves", off + newer + slave, SlaveUnpaired, true, "dopfunu pushcfg", 60, "M1"},
@@ -454,6 +457,7 @@ TEST(UpdateVersions, OfAPartnerThatIsNotValid) {
     test.runUntil(300);
     EXPECT_EQ(test.commands(), known ? "180 dopfunu pushmc pushcfg; " : "180 dopfunu pushcfg; ");
     EXPECT_TRUE(test.log.has("MC version: NULL, Bundle version: 1.0."));
+    EXPECT_TRUE(test.log.has("Clearing partner version information."));
     EXPECT_TRUE(test.log.has("PFU: McVersions: 1.0 ; , bundles: 1.0 ; 1.0"));
   }
 }

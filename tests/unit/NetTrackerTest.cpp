@@ -1,5 +1,6 @@
 // The path tracker in simulated time, and the hosts table in which "othermc" points.
 #include "app/paths/app_NetTracker.h"
+#include "app/paths/app_PathRules.h"
 #include "host/machine/SimulatedPlatform.h"
 #include "host/network/nw_HostsTable.h"
 #include "host/network/nw_NetworkManager.h"
@@ -66,6 +67,11 @@ TEST(NetTracker, PingsAllThroughTheStartUpPhaseWhileOnePathIsDown) {
   EXPECT_EQ(test::printed(report), "inner path: ^^^^^, outer path: vvvvv\n");
   EXPECT_FALSE(test.log.has("Outer"));
   EXPECT_EQ(test.partnerAddress(), "10.0.1.2");  // as it was: never touched
+}
+
+TEST(NetTracker, TheStartUpPhaseLastsBeyondItsLastSecond) {
+  for (const int since : {119, 120})
+    EXPECT_EQ(planCycle({true, since, true}).endsStartUp, since > 119);
 }
 
 TEST(NetTracker, FollowsTheOuterPath) {

@@ -97,7 +97,6 @@ void NetTracker::information(utility::PutStream& stream, int indentation, bool /
 
 void NetTracker::threadDo(int /*index*/) {
   const std::int64_t start = TimeMeasure::getTimestamp();
-  m_isStartUp = true;
   while (!requestToShutdown()) {
     framework::guarded(getNameString(), "tracking cycle", [&] { cycle(start); });
     m_waiter.lock();
