@@ -144,6 +144,7 @@ TEST_F(Claims, KeepCallersAndTheMonitorThreadApart) {
           manager->information(report, 0, false);
           AppManager::setProcessSuspend(a, i % 2 == 0);
           manager->serviceEvent(strings::token<"goingDown">, "no-such-daemon-b");
+          manager->propagateServiceEvent(a, strings::tGSlogMigrationMc1);
           utility::IntArray pids;
           manager->getAllPids(pids);
           EXPECT_GE(pids.Length(), 1U);

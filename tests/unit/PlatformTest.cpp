@@ -288,7 +288,7 @@ TEST_F(Queues, OfManySwitchesTheLastOneDecides) {
   std::minstd_rand random(20261122);
   std::string log;
   bool up = false;
-  for (int i = 0; i < 200; ++i) {
+  for (int i = 0; i < 100; ++i) {
     const std::string number = std::to_string(i);
     up = random() % 2 == 0;
     issue(machine, "daemon", number + (up ? " start" : " stop"));
@@ -297,7 +297,7 @@ TEST_F(Queues, OfManySwitchesTheLastOneDecides) {
   machine.finishCommands();
   expectLog(log);
   EXPECT_EQ(files.has("up"), up);
-  EXPECT_TRUE(test::eventually([] { return told.all().size() == 200; }));
+  EXPECT_TRUE(test::eventually([] { return told.all().size() == 100; }));
 }
 
 TEST_F(Queues, ACommandPastItsLimitAndAnotherQueueHoldNobodyUp) {
