@@ -49,32 +49,18 @@ TEST(Loop, GoesOnAfterAnExceptionInACycle) {
   EXPECT_GE(controller.timesOf("/app/etc/init.d/aS start").size(), 2U);
 }
 
-// Takes the event of a daemon that is failing.
-class Subscriber : public framework::Service {
- public:
-  Subscriber() : Service("Subscriber") { framework::EventManager::instance().start({this}); }
-  ~Subscriber() override { framework::EventManager::instance().stop(); }
-  bool serviceEvent(strings::stringtoken, const void* data) override {
-    m_failing.set_value(static_cast<const char*>(data));
-    return true;
-  }
-  const framework::ServiceInfo* serviceInfo() const override { return nullptr; }
-  const strings::stringtoken* eventSubscription() const override { return m_events; }
-
-  std::promise<std::string> m_failing;
-
- private:
-  const strings::stringtoken m_events[2] = {strings::token<"daemonFlapping">,
-                                            strings::tGSendOfList};
-};
-
 TEST(Flapping, RaisesAnEvent) {
-  Subscriber subscriber;
+  auto& events = framework::EventManager::instance();
+  events.start({});
   SimulatedController controller({"steady", "failing"}, 10);
   controller.addProcess(70, "/bin/steady");
   controller.build();
   controller.runUntil(500);
-  EXPECT_EQ(subscriber.m_failing.get_future().get(), "failing");
+  events.stop();
+  const auto raised = events.recent();
+  ASSERT_EQ(raised.size(), 1U);
+  EXPECT_EQ(raised[0].event, strings::stringtoken(strings::token<"daemonFlapping">));
+  EXPECT_EQ(raised[0].text, "failing");
 }
 
 TEST(MemoryCommands, SaveWritesWhatOutputPrints) {

@@ -463,6 +463,7 @@ TEST_F(WebSite, StreamsGoOnUntilEitherEndsThem) {
     const auto mine = streams.all().back();
     if (how == std::string("slow")) {
       const std::string much(Stream::most, 'x');
+      EXPECT_TRUE(Stream().push(much)) << "full to the byte";
       EXPECT_TRUE(test::eventually([&] { return !mine->push(much) && mine->isOver(); }));
       EXPECT_TRUE(test::eventually([&] { return log.has("its reader was too slow"); }));
     } else {

@@ -327,22 +327,11 @@ TEST_F(Information, StoresUsersAndTellsTheTwoKindsOfTheirChanges) {
       EXPECT_EQ(listener.next(), event);
     }
   }
-  listener.held = true;
-  for (const char* target : {"10.0.0.1:162", "10.0.0.2:162", "10.0.0.3:162"}) {
-    EXPECT_EQ(users.changeUser("bob",
-                               [&](user::User& user) {
-                                 user.setTrapDestination(target);
-                                 return std::string();
-                               }),
-              "");
-  }
   const auto* held = users.getUser(0, strings::tGSreadAccess);
   EXPECT_EQ(users.deleteUser("bob"), "");
-  listener.release();
   EXPECT_STREQ(held->getNameString(), "bob") << "held by a reader";
   users.releaseUser(held, strings::tGSreadAccess);
-  const std::string told = listener.next();  // the first may have been taken before the second came
-  EXPECT_EQ(told == "userChanged bob" ? listener.next() : told, "userAccessChanged bob deleted");
+  EXPECT_EQ(listener.next(), "userAccessChanged bob deleted");
   manager.store()->replace({"user md5"}, {{{"user md5", "AuthType"}, "MD5"}});
   reopen();
   EXPECT_EQ(users.numUsers(strings::tGSreadAccess), 0) << "it has no password";
