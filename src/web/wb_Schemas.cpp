@@ -57,6 +57,32 @@ Property listOf(Property one) {
 
 constexpr const char* entity = "Resource.v1_0_0.Resource";
 
+Property suspension() {
+  return {"Suspension",
+          "Suspension",
+          "object",
+          "Who suspended it; null where nobody did.",
+          false,
+          {text("By", "Who it was."), text("Reason", "What he gave as the reason."),
+           time("Until", "When it ends; null: when somebody resumes the daemon.")}};
+}
+
+Property restarts() {
+  return {"Restarts",
+          "Restarts",
+          "object",
+          "How often supervision restarted it.",
+          false,
+          {number("LastHour", "Within the last hour."), number("LastDay", "Within the last day."),
+           number("Ever", "Since its history began.")}};
+}
+
+Property secondsDown() {
+  return {"SecondsDown", "SecondsDown",
+          "object",      "How long it was down each time; null where it never was.",
+          false,         {number("Mean", "On average."), number("Worst", "At worst.")}};
+}
+
 OwnSchema daemonSchema() {
   return {
       "McDaemon",
@@ -68,32 +94,15 @@ OwnSchema daemonSchema() {
             "what it found up runs no more, Up? where only strangers of that name do."),
        number("StateSeconds", "How long it has been in that state."),
        flag("Suspended", "Whether it is left down once it is down."),
-       {"Suspension",
-        "Suspension",
-        "object",
-        "Who suspended it; null where nobody did.",
-        false,
-        {text("By", "Who it was."), text("Reason", "What he gave as the reason."),
-         time("Until", "When it ends; null: when somebody resumes the daemon.")}},
+       suspension(),
        flag("Restarting", "Whether a restart is under way."),
        number("Generation", "How often its processes were all replaced by others, and one."),
        listOf(number("ProcessIds", "Its running processes.")),
        number("DataKiB", "Its own memory, as last measured."),
        text("Marks", "What is to be seen at once; empty for nothing."),
        number("Failing", "How often it was restarted of late, if that is too often; else 0."),
-       {"Restarts",
-        "Restarts",
-        "object",
-        "How often supervision restarted it.",
-        false,
-        {number("LastHour", "Within the last hour."), number("LastDay", "Within the last day."),
-         number("Ever", "Since its history began.")}},
-       {"SecondsDown",
-        "SecondsDown",
-        "object",
-        "How long it was down each time; null where it never was.",
-        false,
-        {number("Mean", "On average."), number("Worst", "At worst.")}},
+       restarts(),
+       secondsDown(),
        text("LastOutcome", "The last command for it, and what became of that."),
        text("NextStep", "What comes next if nothing but time passes; empty for nothing."),
        text("Health", "What it last answered when it was asked; null where it is not asked."),
