@@ -154,7 +154,7 @@ void History::dropOldestOfAll() {
     const bool older = oldest == nullptr || daemon.entries.front().at < oldest->entries.front().at;
     if (older) oldest = &daemon;
   }
-  dropOldest(*oldest);
+  if (oldest != nullptr) dropOldest(*oldest);
 }
 
 std::string History::setOutcome(const std::string& daemon, const std::string& what,
