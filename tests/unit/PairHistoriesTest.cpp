@@ -66,7 +66,7 @@ Story makeStory(Random& random) {
 
 TEST(PairHistories, EndSettledOrInANamedStallAndPushOnlyWhatWasConsentedTo) {
   // The hosts are forked, which a sanitizer makes ten times as slow.
-#if defined(__SANITIZE_ADDRESS__) || !defined(__x86_64__) // the latter under an emulator
+#if defined(__SANITIZE_ADDRESS__) || !defined(__x86_64__)  // the latter under an emulator
   constexpr unsigned long seeds = 12;
 #else
   constexpr unsigned long seeds = 200;

@@ -5,6 +5,7 @@
 #include <sys/eventfd.h>
 #include <time.h>
 
+#include <atomic>
 #include <chrono>
 #include <utility>
 
@@ -21,7 +22,7 @@ std::int64_t read(clockid_t clock) {
 }
 
 // The machine in force; null for Linux.
-Platform* installed = nullptr;
+std::atomic<Platform*> installed = nullptr;  // threads of the machine may still look
 
 }  // namespace
 
@@ -84,7 +85,8 @@ std::unique_ptr<utility::ExitWatch> LinuxPlatform::watchExits(std::function<void
 Platform& Platform::current() {
   // Detached commands and other static objects may outlive main, so the machine stays.
   static LinuxPlatform& real = *new LinuxPlatform;
-  return installed == nullptr ? real : *installed;
+  Platform* const other = installed;
+  return other == nullptr ? real : *other;
 }
 
 void Platform::install(Platform* platform) { installed = platform; }
