@@ -288,7 +288,8 @@ def main(scratch, to, axe, *names):
         except Exception:  # whatever it is, the other acts are played
             page.picture(f"{to}/failed-{name.split()[-1]}.png")
             story = traceback.format_exc().split("Stacktrace:")[0].strip().replace("\n", "\n  ")
-            print(f"not ok {name}\n  {story}", flush=True)
+            shown = " | ".join(page.text("body").split("\n"))[:600]
+            print(f"not ok {name}\n  {story}\n  the page shows: {shown}", flush=True)
             return 1
 
     try:
