@@ -69,6 +69,15 @@ const framework::ServiceInfo info = {strings::token<"PartnerLink">, strings::tok
 constexpr strings::stringtoken events[] = {strings::tGSsysInfoChanged, strings::tGSuserChanged,
                                            strings::tGSuserAccessChanged, strings::tGSendOfList};
 
+bool store(const sysinfo::MCInfo& partner) {
+  sysinfo::SysInfoWriteGuard guard;
+  sysinfo::SysInfo* sysInfo = guard.getObject();
+  if (sysInfo == nullptr) return false;
+  const char other = SysInfoManager::getManager()->getMCNode() == 'A' ? 'B' : 'A';
+  sysInfo->makeMCInfo(other) = partner;
+  return guard.freeObject();
+}
+
 std::string newBootId() {
   std::random_device device;
   std::array<unsigned char, 8> bytes;
@@ -246,6 +255,7 @@ PartnerView PartnerLink::view() const {
   view.own = readOwn();
   view.decisions = app::BurnToActive::getInstance()->decisions();
   view.generation = view.decisions.generation;
+  view.isStored = m_isStored;
   view.silenceSeconds = m_silenceSeconds;
   PeerRecord& record = view.own.record;
   const std::lock_guard lock(m_mutex);
@@ -351,12 +361,8 @@ void PartnerLink::handOver(const PeerRecord& partner, const ResetFacts& facts,
 }
 
 bool PartnerLink::keepRecord(const PeerRecord& partner) {
-  sysinfo::SysInfoWriteGuard guard;
-  sysinfo::SysInfo* sysInfo = guard.getObject();
-  if (sysInfo == nullptr) return false;
-  const char other = SysInfoManager::getManager()->getMCNode() == 'A' ? 'B' : 'A';
-  sysInfo->makeMCInfo(other) = partner.controller;
-  return guard.freeObject();
+  m_isStored = store(partner.controller);
+  return m_isStored;
 }
 
 // The partner is silent: nothing that was learned of it counts any more.

@@ -87,7 +87,7 @@ class PartnerLink : public framework::ActiveService {
   void pair(const PeerRecord& partner);
   void reset(const PeerRecord& partner, const char* reason);
   void handOver(const PeerRecord& partner, const ResetFacts& facts, std::uint64_t generation);
-  static bool keepRecord(const PeerRecord& partner);
+  bool keepRecord(const PeerRecord& partner);
   void hearConsent(std::int64_t askedAt);
   void noteFailure(const std::string& failure);
   void noteChanges();
@@ -106,6 +106,7 @@ class PartnerLink : public framework::ActiveService {
   bool m_consents = false;
   std::optional<network::ExchangeSettings> m_settings;
   History m_history;
+  std::atomic<bool> m_isStored = true;  // what the partner told last
   // The thread's own.
   std::map<std::string, std::string> m_noted;  // the last state of each thing in the history
   std::string m_lastAddress;                   // where the partner answered last

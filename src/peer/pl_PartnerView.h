@@ -25,6 +25,7 @@ struct PartnerView {
   /// No reset is under way, and `decisions` are those made for `partner`. While this does not hold,
   /// no role is told.
   bool isDecided = false;
+  bool isStored = true;  ///< what the partner told last; false after a try that failed
   BurnToActive::Decisions decisions = {};  ///< of this controller
   ThisController own = {};
   std::optional<PeerRecord> partner = {};  ///< its last answer, which tells what it decided by

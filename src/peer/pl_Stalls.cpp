@@ -73,8 +73,10 @@ bool lacksPartnersCpld(const Facts& f) {
 }
 bool areAlike(const Facts& f) { return areEqual(f.view.own, f.partner); }
 bool lacksSettings(const Facts& f) { return f.own.digest.empty() || f.partner.digest.empty(); }
-bool isUnstored(const Facts& f) { return !f.view.isDecided; }
-bool isNotKnownYet(const Facts& f) { return decideByRoles(f) && !areRolesKnown(f); }
+bool isUnstored(const Facts& f) { return !f.view.isStored; }
+bool isNotKnownYet(const Facts& f) {
+  return !f.view.isDecided || (decideByRoles(f) && !areRolesKnown(f));
+}
 
 bool isSwitchedOffOnOne(const Facts& f) {
   const bool isBlocked = (f.givesFirmware && f.own.isUpdateDisabled) ||

@@ -155,6 +155,16 @@ def read_only(page, see):
     page.driver.find_element("xpath", "//option[@value='log']").click()
 
 
+def unanswered(page, see):
+    page.block("*/NetworkProtocol")
+    page.driver.refresh()
+    page.shows("#who", "adam")
+    assert not page.find("#board").is_displayed(), "a board that is not whole"
+    page.block()
+    page.shows("#controllers", "Controller A", "Controller B")
+    page.shows("#link", "Live")
+
+
 def silent(page, see):
     for cable in ["inner", "outer"]:
         rack("cable", cable, "off")
@@ -261,7 +271,7 @@ def narrow(page, see):
 
 
 ACTS = [login, pictures, headlines, killed, detail_by_keys, suspended, switched, read_only, hostile, memory, tabs,
-        narrow, silent, lost, restarted]
+        narrow, unanswered, silent, lost, restarted]
 
 
 def main(scratch, to, axe, *names):

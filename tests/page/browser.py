@@ -82,6 +82,11 @@ class Browser:
             self.find(field).clear()
             self.find(field).send_keys(text)
 
+    def block(self, *patterns):
+        """Requests for these addresses get no answer, until others are named."""
+        self.driver.execute_cdp_cmd("Network.enable", {})
+        self.driver.execute_cdp_cmd("Network.setBlockedURLs", {"urls": list(patterns)})
+
     def colours(self, scheme):
         self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {
             "features": [{"name": "prefers-color-scheme", "value": scheme}]})

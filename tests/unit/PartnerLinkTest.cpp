@@ -155,6 +155,8 @@ std::string rulesOf(const Pair& pair) {
   const auto before = factsOf(settled.own, settled.partner);
   const auto now = factsOf(pair.own, pair.partner);
   EXPECT_EQ(resetReason(now, now), nullptr);
+  EXPECT_TRUE(areEqual(pair.own, pair.partner) ||
+              stallOf({.isStored = false, .own = pair.own, .partner = pair.partner}));
   const std::pair<char, bool> rules[] = {
       {'e', areEqual(pair.own, pair.partner)},
       {'h', isHeld(pair.own, pair.partner)},
@@ -275,10 +277,12 @@ TEST_F(Link, CountsOnNothingThatCouldNotBeStored) {
   std::optional<test::Limit> full(std::in_place, RLIMIT_FSIZE, 100);
   machine.at(1000000, [&] {
     EXPECT_EQ(decisions.decisions().currentPartnerSN, std::nullopt);
+    EXPECT_FALSE(link.view().isStored);
     full.reset();
   });
   live(link, 7);
   EXPECT_EQ(decisions.decisions().currentPartnerSN, "SN0000B1");
+  EXPECT_TRUE(link.view().isStored);
 }
 
 TEST_F(Link, IsDownWithoutAKeyAndRefusesItself) {

@@ -2,6 +2,7 @@
 
 const root = "/redfish/v1";
 const place = "mc-login";
+const patience = 30000; // ms for an answer, all of it
 
 /** {token, user, session} of this tab; without a token it is a stranger. */
 export const login = () => JSON.parse(sessionStorage.getItem(place) ?? "{}");
@@ -20,13 +21,14 @@ function wordsOf(body, status) {
   return info?.Message ?? body?.error?.message ?? `The controller answered ${status}.`;
 }
 
-/** The response and its JSON; a Refusal is thrown for what was refused, TypeError without a network. */
+/** The response and its JSON; a Refusal is thrown for what was refused, another error
+ *  where there was no answer. */
 export async function ask(method, path, body) {
   const headers = { Accept: "application/json" };
   if (login().token) headers["X-Auth-Token"] = login().token;
   if (body !== undefined) headers["Content-Type"] = "application/json";
   const response = await fetch(path.startsWith("/") ? path : `${root}/${path}`, {
-    method, headers, credentials: "omit", cache: "no-store",
+    method, headers, credentials: "omit", cache: "no-store", signal: AbortSignal.timeout(patience),
     body: body === undefined ? undefined : JSON.stringify(body),
   });
   const text = await response.text();

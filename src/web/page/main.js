@@ -43,7 +43,7 @@ async function readWaiting() {
     await Promise.all(readings.map((read) => read()));
     if (state.rights === "Administrator") await readAudit();
   } catch {
-    return; // the stream tells when the connection is lost
+    return readAllLater();
   }
   state.link.asOf = now();
   paintAll();
@@ -61,21 +61,36 @@ function hearEvent(event) {
   timer ||= setTimeout(readWaiting, 150);
 }
 
-// After each gap in the stream all is read anew, since events were missed.
-async function hearLive() {
+// After each gap in the stream all is read anew, since events were missed; likewise where an answer
+// did not come, for as long as the stream lasts.
+let isStreaming = false;
+let again = 0;
+
+function readAllLater() {
+  clearTimeout(again);
+  if (isStreaming) again = setTimeout(readAllAnew, 3000);
+}
+
+async function readAllAnew() {
   try {
     await readAll();
-    Object.assign(state.link, { isLive: true, asOf: now() });
-    byId("board").hidden = false;
-    paintAll();
-    tick();
   } catch {
-    paint();
+    readAllLater();
+    return paint();
   }
+  Object.assign(state.link, { isLive: isStreaming, asOf: now() });
+  byId("board").hidden = false;
+  paintAll();
+  tick();
+}
+
+function hearLive() {
+  isStreaming = true;
+  readAllAnew();
 }
 
 function hearLost() {
-  state.link.isLive = false;
+  isStreaming = state.link.isLive = false;
   paint();
 }
 

@@ -1,5 +1,5 @@
 // What is known of the enclosure, read by Redfish: whole at first, then what events name.
-import { ask, getIfAny, login, members, newest } from "./api.js";
+import { Refusal, ask, getIfAny, login, members, newest } from "./api.js";
 import { begun, now, setClock } from "./times.js";
 
 const most = 500; // lines and records kept
@@ -109,7 +109,7 @@ export async function readMemory() {
     state.memory = lines.map((line) => Object.fromEntries(line.split(",").map((cell, i) =>
       [names[i], i === 0 ? Date.parse(cell) : Number(cell)])));
   } catch (problem) {
-    if (problem.status === 401 || problem instanceof TypeError) throw problem;
+    if (!(problem instanceof Refusal) || problem.status === 401) throw problem;
     state.memory = []; // a controller that keeps no samples
   }
   await readCourses();
