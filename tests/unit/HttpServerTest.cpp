@@ -5,6 +5,7 @@
 
 #include "host/network/nw_SignedExchange.h"
 #include "host/service/fw_ConfigFile.h"
+#include "host/web/ht_Client.h"
 #include "host/web/ht_RequestParser.h"
 #include "host/web/ht_Site.h"
 #include "host/web/ht_Stream.h"
@@ -442,6 +443,24 @@ TEST_F(WebSite, ConnectionsAreKeptAfterALogin) {
   server->enableConnections(secure);
   // One that was just then on its way is asked again, as any client does.
   EXPECT_TRUE(own.Get("/read/a/x", reader) || own.Get("/read/a/x", reader));
+}
+
+// Its socket is full, so that no event of it would say so.
+TEST(WebClient, IsLateOnceItsStreamFindsNoRoom) {
+  const auto now = http::Client::Clock::now();
+  const WebLimits limits;
+  int ends[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
+  const platform::Descriptor peer(ends[1]);
+  http::Client client({platform::Descriptor(ends[0])}, nullptr, limits, now);
+  ::send(peer.get(), get, std::strlen(get), 0);
+  client.advance(now);
+  const auto stream = std::make_shared<Stream>();
+  client.respond(
+      {.text = "head", .stream = stream}, [] {}, now);
+  client.advance(now);
+  while (stream->push(std::string(Stream::most, 'x'))) client.advance(now);
+  EXPECT_LE(client.deadline(), now);
 }
 
 TEST_F(WebSite, StreamsGoOnUntilEitherEndsThem) {

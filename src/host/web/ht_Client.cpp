@@ -73,7 +73,8 @@ network::Occupant Client::occupant() const {
 
 Client::Clock::time_point Client::deadline() const {
   if (m_stage == Stage::Page) return Clock::time_point::max();
-  return m_stage == Stage::Gone ? Clock::time_point::min() : m_deadline;
+  const bool isTooSlow = m_stage == Stage::Stream && m_reply.stream->isTooSlow();
+  return m_stage == Stage::Gone || isTooSlow ? Clock::time_point::min() : m_deadline;
 }
 
 void Client::advance(Clock::time_point now) {
@@ -212,10 +213,7 @@ void Client::sent(Clock::time_point now) {
 void Client::stream(Clock::time_point now) {
   std::array<char, readAtOnce> part;
   if (read(part.data(), part.size()) == 0) return end(now);
-  if (m_reply.stream->isTooSlow()) {
-    m_deadline = Clock::time_point::min();
-    return;
-  }
+  if (m_reply.stream->isTooSlow()) return;  // its time is up
   m_events = POLLIN;
   if (m_reply.text.empty()) {
     m_reply.text = m_reply.stream->take();

@@ -24,7 +24,8 @@ namespace services::http {
 /// that nothing more is sent, and may close first, since closing while bytes of its own are unread
 /// would take the response away from it. In Page the client waits for us, without a limit. Idle is
 /// the time between a response and the next request. In Stream a service says more whenever it
-/// likes, and the client has the time of a response to take it.
+/// likes, and the client has the time of a response to take it; one for which there is no room any
+/// more is late at once, whether or not its socket takes anything.
 class Client {
  public:
   using Clock = std::chrono::steady_clock;
