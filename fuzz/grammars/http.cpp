@@ -23,17 +23,22 @@ std::string answer(const Asked& asked) {
   return reply.text;
 }
 
-// One request after another, with bodies.
-void parse(const std::string& bytes, std::size_t size) {
+// The requests that are taken from pieces of that size, up to the first that is at fault or last.
+// What is begun when the client sends no more is at fault.
+std::string parse(const std::string& bytes, std::size_t size) {
+  std::string taken;
   RequestParser parser(1 << 16);
-  for (std::size_t at = 0; at < bytes.size(); at += size) {
-    parser.put(bytes.substr(at, size));
+  for (std::size_t at = 0; at < bytes.size() || parser.isBegun(); at += size) {
+    at < bytes.size() ? parser.put(bytes.substr(at, size)) : parser.end();
     while (parser.isWhole()) {
       const Asked asked = parser.take();
       answer(asked);
-      if (asked.isLast) return;
+      taken += asked.request.method + " " + asked.request.target + " " + asked.request.body +
+               std::to_string(asked.fault) + "\n";
+      if (asked.isLast) return taken;
     }
   }
+  return taken;
 }
 
 void takeResponse(Client& client, int peer, const std::string& response,
@@ -85,6 +90,6 @@ void serve(const std::string& bytes, std::size_t size) {
 void play(const std::string& input) {
   if (input.empty()) return;
   const std::size_t size = 1 + static_cast<unsigned char>(input[0]);
-  parse(input.substr(1), size);
+  REQUIRE(parse(input.substr(1), size) == parse(input.substr(1), input.size()));
   serve(input.substr(1), size);
 }
