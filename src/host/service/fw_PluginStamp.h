@@ -10,7 +10,7 @@ namespace framework {
 
 /// The version of what the host gives its plug-ins: the public headers and what their calls do. It
 /// is raised with each change for which a plug-in must be built anew.
-inline constexpr std::uint32_t pluginInterface = 1;
+inline constexpr std::uint32_t pluginInterface = 2;
 
 /// A digest of the names and texts of the host's tokens.
 #define MC_TOKEN_ROW(name, text) #name "=" text "\n"
